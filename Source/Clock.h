@@ -1,0 +1,35 @@
+// The clocks of sources and recorders, behind one point where a test can hold them still.
+#pragma once
+
+#include <cstdint>
+
+namespace Vimbrel {
+
+class Clock {
+public:
+    // A monotonic counter, and its ticks per second.
+    virtual std::int64_t PerformanceCounter() = 0;
+    virtual std::int64_t PerformanceFrequency() = 0;
+    // Milliseconds, wrapping after 2^32.
+    virtual std::uint32_t TimeMilliseconds() = 0;
+
+    // The system's clock, or the one that a ScopedClock put in its place.
+    static Clock& Current();
+
+protected:
+    ~Clock() = default;
+};
+
+// Replaces Clock::Current while it lives. For tests; not while other threads read the clock.
+class ScopedClock {
+public:
+    explicit ScopedClock(Clock& clock);
+    ~ScopedClock();
+    ScopedClock(const ScopedClock&) = delete;
+    ScopedClock& operator=(const ScopedClock&) = delete;
+
+private:
+    Clock* previous;
+};
+
+}  // namespace Vimbrel

@@ -1,0 +1,1 @@
+// Made with the manager's own functions.

@@ -1,0 +1,25 @@
+// Clocks, thread ids and the main module's exports. Inside the library only; applications do not get this header.
+#pragma once
+
+#include "winerror.h"
+
+extern "C" {
+
+// A monotonic counter and its ticks per second, which never change while the process runs. Always non-zero.
+BOOL WINAPI QueryPerformanceCounter(LARGE_INTEGER* count);
+BOOL WINAPI QueryPerformanceFrequency(LARGE_INTEGER* frequency);
+
+// The wall clock in 100-nanosecond units since 1601-01-01 UTC.
+void WINAPI GetSystemTimeAsFileTime(FILETIME* time);
+
+DWORD WINAPI GetCurrentThreadId();
+DWORD WINAPI GetCurrentProcessId();
+
+// `name` must be null: the handle of the main program. Other modules are not looked up; the result is then null.
+HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
+
+// The address of a dynamic symbol that `module` itself defines, null if it has none. Symbols of the libraries that the
+// module loads do not count.
+FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
+
+}  // extern "C"
