@@ -216,15 +216,16 @@ std::optional<Scene> ReadScene(const std::filesystem::path& document, std::strin
 }
 
 std::optional<OutputDescription> OutputFromFileName(const std::string& name, std::string& error) {
-    OutputDescription output;
-    output.place = "--out";
-    output.file = std::filesystem::absolute(std::filesystem::path(std::u8string(name.begin(), name.end()))).lexically_normal();
-    std::string ending = output.file.extension().string();
+    const std::filesystem::path path(std::u8string(name.begin(), name.end()));
+    std::string ending = path.extension().string();
     std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (ending != ".gif") {
         error = "--out " + name + ": the ending says what to write, and \"" + ending + "\" is none of .gif";
         return std::nullopt;
     }
+    OutputDescription output;
+    output.place = "--out";
+    output.file = std::filesystem::absolute(path).lexically_normal();
     return output;
 }
 
