@@ -42,6 +42,10 @@ HRESULT ReadBmpLayout(ByteView file, StillLayout* layout);
 HRESULT ReadTiffLayout(ByteView file, StillLayout* layout);
 HRESULT ReadWebpLayout(ByteView file, StillLayout* layout);
 
+// Takes from the first directory of a TIFF of sound layout what has no bearing on the pixels. FFmpeg's decoder, when told to
+// fail for damaged pixels, also fails for every tag that it does not know.
+void TrimTiffDirectory(std::uint8_t* bytes, std::size_t size);
+
 // S_OK for a size that can be decoded.
 HRESULT CheckPictureSize(std::uint64_t width, std::uint64_t height);
 

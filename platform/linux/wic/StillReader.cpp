@@ -159,6 +159,7 @@ HRESULT ReadStillFile(const std::string& path, StillLayout* layout, FfmpegPtr<AV
     av_shrink_packet(packet.get(), static_cast<int>(started + rest));
     hr = ReadStillLayout(ByteView(packet->data, started + rest), layout);
     if (FAILED(hr)) return hr;
+    if (layout->codec == AV_CODEC_ID_TIFF) TrimTiffDirectory(packet->data, started + rest);
     *file = std::move(packet);
     return S_OK;
 }

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <array>
+#include <cstring>
 
 #include "platform/linux/wic/StillLayout.h"
 
@@ -48,19 +50,47 @@ private:
     std::uint32_t size_ = 0;
 };
 
-// The directories of a chain, which ends where the next one is missing or was met before.
-UINT CountPages(const TiffReader& tiff, ByteView file, std::uint64_t directory) {
-    UINT pages = 0;
+// Bytes of a value, by its type.
+std::uint64_t ValueSize(std::uint32_t type) {
+    constexpr std::array<std::uint8_t, 14> sizes = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
+    return type < sizes.size() ? sizes[type] : 0;
+}
+
+// Whether the file holds all that the directory at `at` points to. `budget` falls by what was looked at: parts of a sound
+// file do not overlap, so that there is not more of it than the file has bytes.
+bool HasDirectory(TiffReader& tiff, ByteView file, std::uint64_t at, std::uint64_t* budget) {
+    const std::uint32_t entries = tiff.U16(at);
+    if (!file.Has(at, 2 + std::uint64_t{12} * entries + 4) || entries >= *budget) return false;
+    *budget -= entries + 1;
+    for (std::uint32_t i = 0; i < entries; ++i) {
+        const std::uint64_t entry = at + 2 + std::uint64_t{12} * i;
+        const std::uint64_t size = ValueSize(tiff.U16(entry + 2)) * tiff.U32(entry + 4);
+        if (size > 4 && !file.Has(tiff.U32(entry + 8), size)) return false;
+    }
+    TiffReader sizes = tiff;
+    if (!tiff.Find(at, 273) || !sizes.Find(at, 279)) return true;
+    const std::uint32_t strips = std::min(tiff.Count(), sizes.Count());
+    if (strips >= *budget) return false;
+    *budget -= strips;
+    for (std::uint32_t i = 0; i < strips; ++i) {
+        if (!file.Has(tiff.Value(i), sizes.Value(i))) return false;
+    }
+    return true;
+}
+
+// The chain of directories, which may come back to one that was there before.
+HRESULT CheckPages(TiffReader& tiff, ByteView file, std::uint64_t directory, UINT* pages) {
+    std::uint64_t budget = file.Size();
     std::uint64_t mark = 0;
     UINT next_mark = 1;
-    while (directory != 0 && directory != mark && file.Has(directory, 2)) {
-        if (++pages == next_mark) {
+    for (*pages = 0; directory != 0 && directory != mark; directory = tiff.Next(directory)) {
+        if (!HasDirectory(tiff, file, directory, &budget)) return WINCODEC_ERR_BADIMAGE;
+        if (++*pages == next_mark) {
             mark = directory;
             next_mark *= 2;
         }
-        directory = tiff.Next(directory);
     }
-    return pages;
+    return S_OK;
 }
 
 // The decoder leaves out rows that a strip is too short for.
@@ -90,6 +120,7 @@ HRESULT ReadTiffLayout(ByteView file, StillLayout* layout) {
     constexpr std::uint32_t raw_camera_version = 50706;
     constexpr std::uint32_t separated = 5;
     constexpr std::uint32_t associated_alpha = 1;
+    constexpr std::uint32_t unsigned_samples = 1;
 
     TiffReader tiff(file);
     const std::uint64_t first = tiff.U32(4);
@@ -101,12 +132,37 @@ HRESULT ReadTiffLayout(ByteView file, StillLayout* layout) {
     const std::uint32_t compression = tiff.First(first, 259, uncompressed);
     if (compression == old_jpeg || compression == new_jpeg || tiff.Find(first, raw_camera_version)) return WINCODEC_ERR_COMPONENTNOTFOUND;
 
-    layout->pages = CountPages(tiff, file, first);
+    if (tiff.First(first, 339, unsigned_samples) != unsigned_samples) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+
+    hr = CheckPages(tiff, file, first, &layout->pages);
+    if (FAILED(hr)) return hr;
     layout->premultiplied = tiff.First(first, 338, 0) == associated_alpha;
     layout->opaque = tiff.First(first, 262, 0) == separated;
 
     if (!tiff.Find(first, 273)) return WINCODEC_ERR_COMPONENTNOTFOUND;  // tiles
     return compression == uncompressed ? CheckPlainStrips(tiff, first, *layout) : S_OK;
+}
+
+void TrimTiffDirectory(std::uint8_t* bytes, std::size_t size) {
+    // Sizes, samples, compression and its options, strips, predictor, colour map, chroma.
+    constexpr std::array<std::uint32_t, 17> kept = {256, 257, 258, 259, 262, 266, 273, 277, 278, 279, 284, 292, 293, 317, 320, 530, 532};
+
+    const TiffReader tiff(ByteView(bytes, size));
+    const std::uint64_t directory = tiff.U32(4);
+    const std::uint32_t entries = tiff.U16(directory);
+    std::uint8_t* to = bytes + directory + 2;
+    std::uint32_t left = 0;
+    for (std::uint32_t i = 0; i < entries; ++i) {
+        const std::uint64_t from = directory + 2 + std::uint64_t{12} * i;
+        if (std::find(kept.begin(), kept.end(), tiff.U16(from)) == kept.end()) continue;
+        std::memmove(to, bytes + from, 12);
+        to += 12;
+        ++left;
+    }
+    std::memset(to, 0, 4);  // no next directory
+    const bool big_endian = bytes[0] == 'M';
+    bytes[directory + (big_endian ? 1 : 0)] = static_cast<std::uint8_t>(left);
+    bytes[directory + (big_endian ? 0 : 1)] = static_cast<std::uint8_t>(left >> 8);
 }
 
 }  // namespace Vimbrel
