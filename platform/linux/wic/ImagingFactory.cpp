@@ -6,21 +6,13 @@
 #include <memory>
 
 #include "com/ComObject.h"
-#include "com/Utf8.h"
 #include "platform/linux/kernel/ErrnoResult.h"
 #include "platform/linux/wic/ImagingObjects.h"
+#include "platform/linux/wic/NativePath.h"
 
 namespace Vimbrel {
 
 namespace {
-
-constexpr std::wstring_view long_path_prefix = L"\\\\?\\";
-
-// The path as this system has it.
-std::string NativePath(std::wstring_view name) {
-    if (name.substr(0, long_path_prefix.size()) == long_path_prefix) name.remove_prefix(long_path_prefix.size());
-    return ToUtf8(name);
-}
 
 // Whether the file begins as a GIF does.
 HRESULT IsGif(const std::string& path, bool& gif) {
