@@ -4,6 +4,8 @@
 #include <fstream>
 #include <thread>
 
+#include "WideText.h"
+
 namespace studio {
 
 namespace {
@@ -39,7 +41,7 @@ std::unique_ptr<Output> GifOutput::Start(const OutputDescription& description, c
     output->recorder->SetVideoFps(canvas.fps, 1);
     output->recorder->SetVideoQuality(description.quality);
     // Only the name is of interest: this recorder prepares nothing here.
-    output->recorder->Create(output->file.PartName().wstring());
+    output->recorder->Create(Widen(output->file.PartName()));
     if (!output->recorder->Start()) {
         error = description.place + ": the GIF recorder cannot be started";
         return nullptr;

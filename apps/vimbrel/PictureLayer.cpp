@@ -4,6 +4,8 @@
 
 #include <limits>
 
+#include "WideText.h"
+
 namespace studio {
 
 namespace {
@@ -43,7 +45,7 @@ std::unique_ptr<Layer> PictureLayer::Open(const LayerDescription& description, c
 bool PictureLayer::OpenSource(const std::filesystem::path& file, bool must_be_gif, IWICImagingFactory* factory, std::string& error) {
     if (!CheckReadable(file, error)) return false;
     source.SetWicImagingFactory(factory);
-    source.SetFileName(file.wstring().c_str());
+    source.SetFileName(Widen(file).c_str());
     // Where the whole picture is shown, the library's own scaling down is the better one; otherwise it comes at natural size.
     const bool boxed = fit == Fit::Contain;
     if (!source.Open(forever_ms, boxed ? rect.width : -1, boxed ? rect.height : -1)) {

@@ -1,15 +1,8 @@
 #include "TextLayer.h"
 
-#include <filesystem>
+#include "WideText.h"
 
 namespace studio {
-
-namespace {
-
-// The conversion of file names is the one that the standard library has.
-std::wstring Widen(const std::string& text) { return std::filesystem::path(std::u8string(text.begin(), text.end())).wstring(); }
-
-}  // namespace
 
 TextLayer::TextLayer(const LayerDescription& description, const TextDescription& content)
     : rect(description.rect), opacity(description.opacity), raster(description.rect.width, description.rect.height) {

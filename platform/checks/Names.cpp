@@ -2,6 +2,8 @@
 // system's own headers, elsewhere against this project's. As both have to equal one table, they equal each other.
 #include <windows.h>
 
+#include <stringapiset.h>
+
 #include <mmreg.h>
 #include <mmsystem.h>
 #include <objbase.h>
@@ -154,6 +156,7 @@ VALUE_IS(GENERIC_WRITE, 0x40000000u);
 VALUE_IS(static_cast<unsigned short>(VARIANT_TRUE), 0xFFFFu);
 VALUE_IS(VARIANT_FALSE, 0);
 VALUE_IS(WAVE_FORMAT_PCM, 1);
+VALUE_IS(CP_UTF8, 65001);
 
 SIZE_IS(HRESULT, 4);
 SIZE_IS(LONG, 4);

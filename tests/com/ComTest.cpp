@@ -3,6 +3,7 @@
 
 #include <objbase.h>
 #include <propidl.h>
+#include <stringapiset.h>
 #include <wincodec.h>
 
 #include <cstring>
@@ -139,6 +140,20 @@ TEST(Utf8, ReplacesWhatIsBad) {
         EXPECT_EQ(wide, std::wstring(wide.size(), static_cast<wchar_t>(0xFFFD))) << bytes;
         EXPECT_FALSE(wide.empty());
     }
+}
+
+TEST(TextConversion, SaysHowMuchRoomItNeeds) {
+    const char text[] = "a\xE2\x82\xAC";
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0), 3);
+    wchar_t wide[4] = {};
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, text, 4, wide, 4), 2);
+    EXPECT_EQ(std::wstring(wide), L"a\u20ac");
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, text, 4, wide, 1), 0);
+    char back[8] = {};
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, wide, -1, back, 8, nullptr, nullptr), 5);
+    EXPECT_STREQ(back, text);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, wide, 2, back, 3, nullptr, nullptr), 0);
+    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, text, 0, nullptr, 0), 0);
 }
 
 }  // namespace
