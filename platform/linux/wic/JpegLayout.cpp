@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::uint32_t start_of_image = 0xD8;
 constexpr std::uint32_t end_of_image = 0xD9;
+constexpr std::uint32_t huffman_tables = 0xC4;
 constexpr std::uint32_t start_of_scan = 0xDA;
 constexpr std::uint32_t adobe_segment = 0xEE;
 
@@ -29,6 +30,24 @@ std::size_t FindMarker(ByteView file, std::size_t at) {
         if (code != 0 && code != 0xFF && !restart && at < file.Size()) return at;
     }
     return file.Size();
+}
+
+// Whether the codes of each table of the segment fit their lengths. The decoder writes to stderr, past every context, where
+// they do not.
+bool HasSoundTables(ByteView file, std::size_t at, std::size_t end) {
+    while (at < end) {
+        std::uint32_t code = 0;
+        std::uint32_t symbols = 0;
+        for (std::uint32_t length = 1; length <= 16; ++length) {
+            const std::uint32_t count = file.U8(at + length);
+            code += count;
+            symbols += count;
+            if (code > 1u << length) return false;
+            code *= 2;
+        }
+        at += 17 + symbols;
+    }
+    return at == end;
 }
 
 }  // namespace
@@ -64,6 +83,8 @@ HRESULT ReadJpegLayout(ByteView file, StillLayout* layout) {
             if (FAILED(hr)) return hr;
             if (components == 0 || components > 4 || size < 8 + 3 * components) return WINCODEC_ERR_BADHEADER;
             for (std::uint32_t i = 0; i < components; ++i) unseen[file.U8(at + 9 + std::size_t{3} * i)] = true;
+        } else if (marker == huffman_tables) {
+            if (!HasSoundTables(file, at + 3, at + 1 + size)) return WINCODEC_ERR_BADIMAGE;
         } else if (marker == start_of_scan) {
             const std::uint32_t count = file.U8(at + 3);
             for (std::uint32_t i = 0; i < count; ++i) unseen[file.U8(at + 4 + std::size_t{2} * i)] = false;

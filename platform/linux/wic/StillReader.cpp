@@ -12,14 +12,14 @@ extern "C" {
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
-#include <new>
-#include <vector>
 
 #include "platform/linux/kernel/ErrnoResult.h"
 #include "platform/linux/wic/FfmpegError.h"
 #include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/wic/PictureNormalizer.h"
+#include "platform/linux/wic/PngData.h"
 
 namespace Vimbrel {
 
@@ -52,31 +52,23 @@ private:
     int descriptor_;
 };
 
-// Rows that the decoder leaves as they were. The last two are enough: one of them is the last that is decoded, interlaced
-// or not.
-constexpr int tail_rows = 2;
+std::uint8_t* LastRow(const AVFrame& frame) { return frame.data[0] + static_cast<std::ptrdiff_t>(frame.linesize[0]) * (frame.height - 1); }
 
-std::size_t RowBytes(const AVFrame& frame) {
-    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-    return (static_cast<std::size_t>(av_get_padded_bits_per_pixel(descriptor)) * static_cast<std::size_t>(frame.width) + 7) / 8;
-}
-
-std::uint8_t* TailRow(const AVFrame& frame, int from_end) {
-    return frame.data[0] + static_cast<std::ptrdiff_t>(frame.linesize[0]) * std::max(frame.height - 1 - from_end, 0);
-}
-
-// The context's opaque pointer points to the byte that unwritten rows shall show.
-int FillTail(AVCodecContext* context, AVFrame* frame, int flags) {
+// Gives the decoder a picture whose last row is zeros.
+int ClearLastRow(AVCodecContext* context, AVFrame* frame, int flags) {
     const int error = avcodec_default_get_buffer2(context, frame, flags);
-    if (error < 0) return error;
-    const int fill = *static_cast<const int*>(context->opaque);
-    for (int i = 0; i < tail_rows; ++i) {
-        std::memset(TailRow(*frame, i), fill, static_cast<std::size_t>(std::abs(frame->linesize[0])));
-    }
-    return 0;
+    if (error >= 0) std::memset(LastRow(*frame), 0, static_cast<std::size_t>(std::abs(frame->linesize[0])));
+    return error;
 }
 
-HRESULT Decode(const StillLayout& layout, AVPacket* file, int tail_fill, FfmpegPtr<AVFrame>* picture) {
+bool LastRowIsClear(const AVFrame& frame) {
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const std::uint8_t* row = LastRow(frame);
+    const std::ptrdiff_t size = (std::ptrdiff_t{av_get_padded_bits_per_pixel(descriptor)} * frame.width + 7) / 8;
+    return std::all_of(row, row + size, [](std::uint8_t byte) { return byte == 0; });
+}
+
+HRESULT Decode(const StillLayout& layout, AVPacket* file, FfmpegPtr<AVFrame>* picture) {
     const AVCodec* codec = avcodec_find_decoder(layout.codec);
     if (!codec) return ResultFromFfmpeg(AVERROR_DECODER_NOT_FOUND, "finding a decoder");
     const FfmpegPtr<AVCodecContext> context(avcodec_alloc_context3(codec));
@@ -87,10 +79,7 @@ HRESULT Decode(const StillLayout& layout, AVPacket* file, int tail_fill, FfmpegP
     context->max_pixels = static_cast<std::int64_t>(picture_pixel_limit);
     // Threads decode several pictures at once, never one.
     context->thread_count = 1;
-    if (layout.codec == AV_CODEC_ID_PNG) {
-        context->opaque = &tail_fill;
-        context->get_buffer2 = FillTail;
-    }
+    if (layout.codec == AV_CODEC_ID_PNG) context->get_buffer2 = ClearLastRow;
     int error = avcodec_open2(context.get(), codec, nullptr);
     if (error < 0) return ResultFromFfmpeg(error, "opening the decoder");
     error = avcodec_send_packet(context.get(), file);
@@ -108,27 +97,15 @@ HRESULT Decode(const StillLayout& layout, AVPacket* file, int tail_fill, FfmpegP
     return S_OK;
 }
 
-std::vector<std::uint8_t> Tail(const AVFrame& frame) {
-    const std::size_t row = RowBytes(frame);
-    std::vector<std::uint8_t> bytes(row * tail_rows);
-    for (int i = 0; i < tail_rows; ++i) std::memcpy(bytes.data() + row * static_cast<std::size_t>(i), TailRow(frame, i), row);
-    return bytes;
-}
-
-// FFmpeg's PNG decoder takes data that ends early for a whole picture. Rows that it did not write show whatever they were
-// filled with, so where they may be such the picture is decoded once more with another filling.
+// FFmpeg's PNG decoder takes data that ends early for a whole picture. A last row with something in it shows that it does not;
+// else the data is inflated once more and counted, which would be a waste for every picture.
 HRESULT DecodePng(const StillLayout& layout, AVPacket* file, FfmpegPtr<AVFrame>* picture) {
-    HRESULT hr = Decode(layout, file, 0, picture);
+    const HRESULT hr = Decode(layout, file, picture);
     if (FAILED(hr)) return hr;
-    const std::vector<std::uint8_t> tail = Tail(**picture);
-    const bool written = std::any_of(tail.begin(), tail.begin() + static_cast<std::ptrdiff_t>(RowBytes(**picture)),
-                                     [](std::uint8_t byte) { return byte != 0; });
-    if (written && !layout.hidden_tail) return S_OK;
+    if (!layout.hidden_tail && !LastRowIsClear(**picture)) return S_OK;
+    if (HasAllPngRows(ByteView(file->data, static_cast<std::size_t>(file->size)))) return S_OK;
     picture->reset();
-    hr = Decode(layout, file, 0xFF, picture);
-    if (FAILED(hr)) return hr;
-    if (Tail(**picture) != tail) return ResultFromFfmpeg(AVERROR_INVALIDDATA, "checking the still's last row");
-    return S_OK;
+    return ResultFromFfmpeg(AVERROR_INVALIDDATA, "counting the still's rows");
 }
 
 }  // namespace
@@ -165,12 +142,8 @@ HRESULT ReadStillFile(const std::string& path, StillLayout* layout, FfmpegPtr<AV
 }
 
 HRESULT DecodeStill(const StillLayout& layout, AVPacket* file, FfmpegPtr<AVFrame>* picture) {
-    try {
-        const HRESULT hr = layout.codec == AV_CODEC_ID_PNG ? DecodePng(layout, file, picture) : Decode(layout, file, 0, picture);
-        return FAILED(hr) ? hr : NormalizePicture(*picture, layout);
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
+    const HRESULT hr = layout.codec == AV_CODEC_ID_PNG ? DecodePng(layout, file, picture) : Decode(layout, file, picture);
+    return FAILED(hr) ? hr : NormalizePicture(*picture, layout);
 }
 
 }  // namespace Vimbrel

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "platform/linux/wic/StillLayout.h"
 
@@ -125,8 +126,8 @@ HRESULT ReadTiffLayout(ByteView file, StillLayout* layout) {
     TiffReader tiff(file);
     const std::uint64_t first = tiff.U32(4);
     if (!file.Has(first, 2) || !file.Has(first, 2 + std::uint64_t{12} * tiff.U16(first) + 4)) return WINCODEC_ERR_BADHEADER;
-    layout->width = tiff.First(first, 256, 0);
-    layout->height = tiff.First(first, 257, 0);
+    if (tiff.Find(first, 256) && tiff.Count() == 1) layout->width = tiff.Value(0);
+    if (tiff.Find(first, 257) && tiff.Count() == 1) layout->height = tiff.Value(0);
     HRESULT hr = CheckPictureSize(layout->width, layout->height);
     if (FAILED(hr)) return hr;
     const std::uint32_t compression = tiff.First(first, 259, uncompressed);
@@ -152,9 +153,13 @@ void TrimTiffDirectory(std::uint8_t* bytes, std::size_t size) {
     const std::uint32_t entries = tiff.U16(directory);
     std::uint8_t* to = bytes + directory + 2;
     std::uint32_t left = 0;
+    std::array<bool, kept.size()> seen{};
     for (std::uint32_t i = 0; i < entries; ++i) {
         const std::uint64_t from = directory + 2 + std::uint64_t{12} * i;
-        if (std::find(kept.begin(), kept.end(), tiff.U16(from)) == kept.end()) continue;
+        const auto found = std::find(kept.begin(), kept.end(), tiff.U16(from));
+        if (found == kept.end()) continue;
+        // Of a tag that stands twice the first counts, as in the layout; the decoder would take the last.
+        if (std::exchange(seen[static_cast<std::size_t>(found - kept.begin())], true)) continue;
         std::memmove(to, bytes + from, 12);
         to += 12;
         ++left;
