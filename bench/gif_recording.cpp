@@ -132,7 +132,7 @@ int Record(const std::string& raw, const Shape& shape, const std::string& gif) {
 // Peak signal to noise over red, green and blue of all frames, in decibels.
 double Psnr(const std::string& raw, const std::string& gif, const Shape& shape) {
     const std::string decoded = gif + ".raw";
-    Run({"ffmpeg", "-v", "error", "-y", "-i", gif, "-vsync", "0", "-f", "rawvideo", "-pix_fmt", "bgra", decoded});
+    Run({"ffmpeg", "-v", "error", "-y", "-i", gif, "-fps_mode", "passthrough", "-f", "rawvideo", "-pix_fmt", "bgra", decoded});
     std::ifstream one(raw, std::ios::binary);
     std::ifstream other(decoded, std::ios::binary);
     Bytes a(shape.FrameBytes());
