@@ -56,7 +56,7 @@ public:
         std::copy_n(colors_.begin(), *actual, colors);
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE HasAlpha(BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE HasAlpha(BOOL* has_alpha) override { return *has_alpha = FALSE, S_OK; }
 
     std::vector<WICColor> colors_;
 };

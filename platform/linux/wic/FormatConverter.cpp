@@ -32,10 +32,10 @@ public:
         if (!renderer) return E_INVALIDARG;
         if (renderer->Width() == 0) return WINCODEC_ERR_NOTINITIALIZED;
         if (indexed) {
-            UINT colors = 0;
-            const HRESULT hr = palette->GetColorCount(&colors);
+            // Asked for nothing but whether it is initialised: its colours may still have to be found, and that is for later.
+            BOOL has_alpha = FALSE;
+            const HRESULT hr = palette->HasAlpha(&has_alpha);
             if (FAILED(hr)) return hr;
-            if (colors == 0) return WINCODEC_ERR_PALETTEUNAVAILABLE;
         }
         plan_ = {ComPtr<IWICBitmapSource>(source),
                  ComPtr<IWICPalette>(palette),

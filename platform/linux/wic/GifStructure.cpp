@@ -45,6 +45,7 @@ public:
                     break;
                 case EXTENSION_RECORD_TYPE:
                     more = TakeExtension();
+                    cut_off_ = !more;
                     break;
                 default:
                     more = false;
@@ -52,6 +53,9 @@ public:
             }
         }
         if (structure_.frames.empty()) return WINCODEC_ERR_BADIMAGE;
+        // What the end of the file cut off in the middle of its description, or behind the block that announced it, counts as a
+        // frame that cannot be read: else a GIF with frames missing would pass for a whole one.
+        if (cut_off_ || (reader_.Ended() && control_)) structure_.frames.push_back({});
         SetMetadata();
         return S_OK;
     }
@@ -60,7 +64,10 @@ private:
     // False if the file ends in it.
     bool TakeFrame(std::uint64_t start) {
         // This fails for a bad code size too, behind which the blocks can still be stepped over.
-        if (DGifGetImageHeader(gif_) == GIF_ERROR && reader_.Ended()) return false;
+        if (DGifGetImageHeader(gif_) == GIF_ERROR && reader_.Ended()) {
+            cut_off_ = true;
+            return false;
+        }
         GifFrameEntry frame;
         frame.position = start;
         frame.left = static_cast<std::uint16_t>(gif_->Image.Left);
@@ -133,6 +140,7 @@ private:
     GifFileType* gif_;
     GifStructure& structure_;
     std::uint64_t pixel_count_ = 0;
+    bool cut_off_ = false;                      // the file ends within something other than pixels
     std::optional<GifGraphicControl> control_;  // for the next frame
     std::optional<Application> application_;    // the first one that sets a loop, else the first
     std::optional<std::vector<std::uint8_t>> comment_;

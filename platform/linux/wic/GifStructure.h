@@ -33,7 +33,7 @@ struct GifFrameEntry {
 };
 
 struct GifStructure {
-    std::vector<GifFrameEntry> frames;  // those whose description is whole
+    std::vector<GifFrameEntry> frames;  // a last one of size 0 stands for one that the end of the file cut off
     std::vector<WICColor> palette;      // the global one, empty if there is none
     std::shared_ptr<const MetadataTable> metadata;
 
