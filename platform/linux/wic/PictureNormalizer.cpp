@@ -22,7 +22,7 @@ std::uint8_t Multiply(unsigned color, unsigned alpha) {
 }
 std::uint8_t Narrow(std::uint32_t sample) { return static_cast<std::uint8_t>((sample * 255 + 32767) / 65535); }
 std::uint8_t MultiplyNarrow(std::uint64_t color, std::uint64_t alpha) {
-    constexpr std::uint64_t divisor = 65535u * 257u;
+    constexpr std::uint64_t divisor = std::uint64_t{65535} * 257;
     return static_cast<std::uint8_t>((color * alpha + divisor / 2) / divisor);
 }
 

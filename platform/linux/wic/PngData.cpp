@@ -23,7 +23,7 @@ std::uint64_t PassBytes(const Pass& pass, std::uint32_t width, std::uint32_t hei
 std::uint64_t DataBytes(ByteView file) {
     constexpr std::array<std::uint32_t, 7> samples = {1, 0, 3, 1, 2, 0, 4};  // by colour type
     const std::uint32_t color_type = file.U8(25);
-    const std::uint64_t bits = file.U8(24) * (color_type < samples.size() ? samples[color_type] : 0);
+    const std::uint64_t bits = std::uint64_t{file.U8(24)} * (color_type < samples.size() ? samples[color_type] : 0);
     const std::uint32_t width = file.Be32(16);
     const std::uint32_t height = file.Be32(20);
     if (file.U8(28) == 0) return PassBytes({0, 0, 1, 1}, width, height, bits);
