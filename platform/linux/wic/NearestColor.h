@@ -50,13 +50,36 @@ private:
         return std::size_t{r >> shift} << (2 * cell_bits) | std::size_t{g >> shift} << cell_bits | b >> shift;
     }
 
-    std::uint8_t Search(unsigned b, unsigned g, unsigned r) const;
+    // A coarser cell, with the colours that can be nearest to anything in it.
+    static constexpr int block_bits = 4;  // per channel
+    static constexpr std::size_t block_rows = std::size_t{1} << block_bits;
+    struct Block {
+        std::uint32_t first = 0;  // in candidates_
+        std::uint32_t count = 0;  // 0 until it is first needed
+    };
+
+    static constexpr std::size_t BlockOf(unsigned b, unsigned g, unsigned r) {
+        constexpr unsigned shift = 8 - block_bits;
+        return std::size_t{r >> shift} << (2 * block_bits) | std::size_t{g >> shift} << block_bits | b >> shift;
+    }
+
+    std::uint8_t Search(unsigned b, unsigned g, unsigned r);
+    void FillBlock(std::size_t block);
     std::uint8_t FillCell(std::size_t cell);
 
-    alignas(64) std::array<float, 256> b_;
-    alignas(64) std::array<float, 256> g_;
-    alignas(64) std::array<float, 256> r_;
-    std::size_t rounded_count_;
+    struct Candidate {
+        std::int16_t b;
+        std::int16_t g;
+        std::int16_t r;
+        std::uint8_t index;
+    };
+
+    std::vector<Candidate> opaque_;
+    // Squared distances along one channel from each opaque colour to the nearest and the farthest value of each row of blocks.
+    std::array<std::array<std::array<std::int32_t, 256>, block_rows>, 3> nearest_;
+    std::array<std::array<std::array<std::int32_t, 256>, block_rows>, 3> farthest_;
+    std::vector<Block> blocks_;
+    std::vector<Candidate> candidates_;
     std::vector<std::uint16_t> cells_;
     std::vector<Recent> recent_;
 };
