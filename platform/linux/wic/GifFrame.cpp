@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "platform/linux/wic/PbgraScaler.h"
+#include "platform/linux/wic/FrameRenderer.h"
 
 namespace Vimbrel {
 
@@ -87,14 +87,10 @@ HRESULT GifFrame::RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMod
         expand(pixels, stride);
         return S_OK;
     }
-    try {
-        const std::size_t own_stride = std::size_t{entry_.width} * 4;
-        std::vector<std::uint8_t> whole(own_stride * entry_.height);
-        expand(whole.data(), own_stride);
-        return ScalePbgra({whole.data(), own_stride, entry_.width, entry_.height}, width, height, mode, pixels, stride);
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
+    const FfmpegPtr<AVFrame> whole = AllocateBgra(entry_.width, entry_.height);
+    if (!whole) return E_OUTOFMEMORY;
+    expand(whole->data[0], static_cast<std::size_t>(whole->linesize[0]));
+    return RenderFrame(*whole, width, height, mode, pixels, stride);
 }
 
 HRESULT GifFrame::GetSize(UINT* width, UINT* height) {
