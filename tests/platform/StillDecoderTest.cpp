@@ -1,5 +1,6 @@
 #include <sys/mman.h>
 #include <zlib.h>
+#include <ostream>
 
 #include <algorithm>
 #include <array>
@@ -73,6 +74,9 @@ struct StillCase {
     double mean;          // largest mean difference
     const GUID& container;
 };
+
+// For the names that the test runner shows.
+void PrintTo(const StillCase& item, std::ostream* out) { *out << item.file; }
 
 std::string Fill(std::string command, const StillCase& c) {
     const std::string size = std::to_string(width) + "x" + std::to_string(height);
