@@ -105,9 +105,10 @@ public:
     void WriteSigned(std::int64_t number);
 
     LogCursor& operator<<(char character) { return Write(character), *this; }
-    LogCursor& operator<<(const char* text) { return Write(std::string_view(text)), *this; }
+    // A null text is an empty one.
+    LogCursor& operator<<(const char* text) { return Write(text ? std::string_view(text) : std::string_view()), *this; }
     LogCursor& operator<<(std::string_view text) { return Write(text), *this; }
-    LogCursor& operator<<(const wchar_t* text) { return Write(std::wstring_view(text)), *this; }
+    LogCursor& operator<<(const wchar_t* text) { return Write(text ? std::wstring_view(text) : std::wstring_view()), *this; }
     LogCursor& operator<<(std::wstring_view text) { return Write(text), *this; }
     LogCursor& operator<<(int number) { return WriteSigned(number), *this; }
     LogCursor& operator<<(long number) { return WriteSigned(number), *this; }

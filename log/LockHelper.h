@@ -1,0 +1,31 @@
+// The lock of the logger.
+#pragma once
+
+#include <mutex>
+
+namespace HalvorixAppLog {
+
+class LockHelper {
+public:
+    virtual ~LockHelper() = default;
+
+    void Enter() { section.lock(); }
+    void Leave() { section.unlock(); }
+
+private:
+    std::mutex section;
+};
+
+// Enters for the length of a scope.
+class ScopedLock {
+public:
+    explicit ScopedLock(LockHelper& guarded) : lock(guarded) { lock.Enter(); }
+    ~ScopedLock() { lock.Leave(); }
+    ScopedLock(const ScopedLock&) = delete;
+    ScopedLock& operator=(const ScopedLock&) = delete;
+
+private:
+    LockHelper& lock;
+};
+
+}  // namespace HalvorixAppLog

@@ -1,0 +1,34 @@
+// What stands in front of a record's text: date, time, thread and level.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+#include "log/LogClock.h"
+#include "vimbrel/AppLog.h"
+
+namespace HalvorixAppLog {
+
+// The calendar of the day of the last record, so that most records cost no calendar arithmetic. One per thread.
+class DayCache {
+public:
+    // Has the local day of `time`.
+    void Refresh(std::int64_t time, LogClock& clock) {
+        if (time < midnight || time >= midnight + 86400) Load(time, clock);
+    }
+    const std::tm& Day() const { return day; }
+    // Hours are counted from midnight on, so that a day with a change of daylight saving keeps its old clock to its end: a day of
+    // 25 hours ends with an hour 24, and the day behind one of 23 hours begins with the old day's hour 23. Meant.
+    std::int64_t SecondsOfDay(std::int64_t time) const { return time - midnight; }
+
+private:
+    void Load(std::int64_t time, LogClock& clock);
+
+    std::int64_t midnight = INT64_MIN / 2;
+    std::tm day{};
+};
+
+// Writes the prefix of `record`, whose level, time and thread are set, as its whole content.
+void WritePrefix(LogRecord& record, const DayCache& cache);
+
+}  // namespace HalvorixAppLog
