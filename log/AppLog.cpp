@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <new>
@@ -26,13 +27,13 @@ class OwnManager {
 public:
     OwnManager() { new (storage) LogerManager; }
     ~OwnManager() {
-        Get()->~LogerManager();
+        std::launder(reinterpret_cast<LogerManager*>(storage))->~LogerManager();
         new (storage) LogerManager;
     }
     OwnManager(const OwnManager&) = delete;
     OwnManager& operator=(const OwnManager&) = delete;
 
-    LogerManager* Get() { return std::launder(reinterpret_cast<LogerManager*>(storage)); }
+    IAppLogManager* Get() { return std::launder(reinterpret_cast<LogerManager*>(storage)); }
 
 private:
     alignas(LogerManager) unsigned char storage[sizeof(LogerManager)];
@@ -40,10 +41,13 @@ private:
 
 }  // namespace
 
+constinit std::atomic<IAppLogManager*> own_manager{nullptr};
+
 IAppLogManager* GetAppLogger() {
     static const HostFunction host = FindHostFunction();
     if (host) return host();
     static OwnManager own;
+    own_manager.store(own.Get(), std::memory_order_release);
     return own.Get();
 }
 

@@ -17,15 +17,16 @@ private:
 };
 
 // Enters for the length of a scope.
+template <class Lock>
 class ScopedLock {
 public:
-    explicit ScopedLock(LockHelper& guarded) : lock(guarded) { lock.Enter(); }
+    explicit ScopedLock(Lock& guarded) : lock(guarded) { lock.Enter(); }
     ~ScopedLock() { lock.Leave(); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 
 private:
-    LockHelper& lock;
+    Lock& lock;
 };
 
 }  // namespace HalvorixAppLog

@@ -9,8 +9,6 @@ namespace HalvorixAppLog {
 
 namespace {
 
-constexpr std::int64_t epoch_difference_us = 11'644'473'600'000'000;
-
 class SystemLogClock final : public LogClock {
 public:
     std::uint64_t FileTime() override {
@@ -38,8 +36,6 @@ public:
 };
 
 }  // namespace
-
-std::int64_t LogClock::Milliseconds() { return (static_cast<std::int64_t>(FileTime() / 10) - epoch_difference_us) / 1000; }
 
 LogClock& LogClock::System() {
     static SystemLogClock clock;

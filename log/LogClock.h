@@ -16,11 +16,24 @@ public:
     virtual std::int64_t Midnight(const std::tm& day) = 0;
     virtual void Sleep(int milliseconds) = 0;
 
-    // Since 1970-01-01 UTC.
-    std::int64_t Milliseconds();
-    std::int64_t Seconds() { return Milliseconds() / 1000; }
+    // The same, since 1970-01-01 UTC.
+    struct Moment {
+        std::int64_t seconds;
+        std::uint32_t milliseconds;  // within the second
+    };
+    Moment Now() {
+        const std::uint64_t units = FileTime();
+        const std::uint64_t seconds = units / units_per_second;
+        return {static_cast<std::int64_t>(seconds) - epoch_difference,
+                static_cast<std::uint32_t>(units - seconds * units_per_second) / 10'000};
+    }
 
     static LogClock& System();
+
+private:
+    static constexpr std::uint64_t units_per_second = 10'000'000;
+    // From 1601 to 1970, in seconds.
+    static constexpr std::int64_t epoch_difference = 11'644'473'600;
 
 protected:
     ~LogClock() = default;

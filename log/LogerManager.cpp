@@ -50,6 +50,7 @@ void EndLine(LogRecord& record) {
 }  // namespace
 
 LogerManager::LogerManager(LogClock& clock) : pid(ProcessId()), processName(ProcessName()), clock(clock) {
+    freeRecords.reserve(free_records_limit + LOGGER_MAX);
     ids["Main"] = LOGGER_MAIN;
     loggers[LOGGER_MAIN].key.Set("Main");
     loggers[LOGGER_MAIN].name.Set("Main");
@@ -131,23 +132,32 @@ std::int32_t LogerManager::FindLogger(const std::string& key) {
 }
 
 bool LogerManager::PreCheck(std::int32_t id, int level) {
-    if (!IsInRange(id) || !running || !Takes(id, level)) return false;
-    std::size_t length = queue.size();
-    if (length <= queue_limit) return true;
-    const unsigned rate = static_cast<unsigned>(std::min<std::size_t>((length * 100 - 2'000'000) / 20'000, 100));
-    if (RandomPercent() >= rate) return true;
-    if (rate > 50) {
-        {
-            const ScopedLock guard(logLock);
-            length = queue.size();
-        }
-        if (length <= queue_limit) return true;
-    }
-    clock.Sleep(static_cast<int>(rate));
+    // Most log sites are off and end here, so that way has as few jumps as can be.
+    if (!IsInRange(id)) [[unlikely]]
+        return false;
+    const LoggerInfo& logger = loggers[id];
+    const bool takes = static_cast<bool>(running) & static_cast<bool>(logger.enable) & (level >= logger.level);
+    if (!takes) [[likely]]
+        return false;
+    const std::size_t length = queue.size();
+    if (length > queue_limit) Throttle(length);
     return true;
 }
 
+void LogerManager::Throttle(std::size_t length) {
+    const unsigned rate = static_cast<unsigned>(std::min<std::size_t>((length * 100 - 2'000'000) / 20'000, 100));
+    if (RandomPercent() >= rate) return;
+    if (rate > 50) {
+        const ScopedLock guard(logLock);
+        if (queue.size() <= queue_limit) return;
+    }
+    clock.Sleep(static_cast<int>(rate));
+}
+
 LogRecord* LogerManager::MakeRecord(std::int32_t id, int level) {
+    // First, so that its arithmetic goes on while the lock is taken.
+    const LogClock::Moment now = clock.Now();
+    const DWORD thread = GetCurrentThreadId();
     LogRecord* record = nullptr;
     if (freeRecordsCount != 0) {
         const ScopedLock guard(freeLock);
@@ -163,15 +173,13 @@ LogRecord* LogerManager::MakeRecord(std::int32_t id, int level) {
     record->type = 0;
     record->typeValue = 0;
     record->level = level;
-    const std::int64_t milliseconds = clock.Milliseconds();
-    record->time = milliseconds / 1000;
-    record->precise = static_cast<std::uint32_t>(milliseconds % 1000);
-    record->threadId = GetCurrentThreadId();
+    record->time = now.seconds;
+    record->precise = now.milliseconds;
+    record->threadId = thread;
     record->contentLength = 0;
 
-    thread_local DayCache cache;
-    cache.Refresh(record->time, clock);
-    WritePrefix(*record, cache);
+    thread_local RecordPrefix prefix;
+    prefix.Write(*record, clock);
     return record;
 }
 

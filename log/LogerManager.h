@@ -19,6 +19,7 @@
 #include "log/Relaxed.h"
 #include "log/SemHelper.h"
 #include "log/SharedText.h"
+#include "log/SpinLock.h"
 #include "log/ThreadHelper.h"
 #include "vimbrel/AppLog.h"
 
@@ -86,9 +87,11 @@ protected:
     // Empties the queue, flushes, sleeps and reloads. False when the worker is to end.
     bool WorkerRound(WorkerState& state);
 
-    bool IsInRange(std::int32_t id) const { return id >= 0 && id <= lastId; }
+    bool IsInRange(std::int32_t id) const { return static_cast<std::uint32_t>(id) <= static_cast<std::uint32_t>(lastId); }
     // Whether the logger takes a record of that level.
     bool Takes(std::int32_t id, int level) const { return loggers[id].enable && level >= loggers[id].level; }
+    // Slows the caller down while the queue is long.
+    void Throttle(std::size_t length);
     bool ApplyChange(std::int32_t id, std::int32_t type, std::int32_t number, std::string_view text);
 
     bool LoadFile(bool reload);
@@ -126,7 +129,7 @@ protected:
     std::deque<LogRecord*> queue;  // guarded by logLock; PreCheck looks at its length without
     Relaxed<std::uint64_t> totalPushed{0};
     char spacer2[256];
-    LockHelper freeLock;
+    SpinLock freeLock;                         // twice in every record, and never for long
     std::vector<LogRecord*> freeRecords;       // guarded by freeLock
     Relaxed<std::size_t> freeRecordsCount{0};  // its length, for tests without the lock
     char spacer3[256];

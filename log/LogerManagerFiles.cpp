@@ -11,16 +11,6 @@ namespace {
 constexpr std::int64_t day_seconds = 86400;
 constexpr std::size_t history_minimum = 7;
 
-// Opens for appending and tells the size. Unbuffered: a record is one write anyway, and a short one then shows at once.
-LogFile OpenForAppending(const std::string& path, std::uint32_t& size) {
-    LogFile file(std::fopen(path.c_str(), "ab"));
-    if (!file) return file;
-    std::setvbuf(file.get(), nullptr, _IONBF, 0);
-    std::fseek(file.get(), 0, SEEK_END);
-    size = static_cast<std::uint32_t>(std::ftell(file.get()));
-    return file;
-}
-
 }  // namespace
 
 bool LogerManager::openLogger(const LogRecord& record) {
@@ -35,27 +25,25 @@ bool LogerManager::openLogger(const LogRecord& record) {
     const std::uint32_t limit = logger.limitsize << 20;
     if (record.time < logger.curFileCreateDay || record.time >= logger.curFileCreateDay + day_seconds) {
         logger.curFileIndex = 0;
-        logger.file.reset();
+        logger.file.Close();
     } else if (logger.curWriteLen > limit) {
         ++logger.curFileIndex;
-        logger.file.reset();
+        logger.file.Close();
     }
-    if (logger.file) return true;
+    if (logger.file.IsOpen()) return true;
 
     logger.curFileCreateTime = record.time;
     logger.curWriteLen = 0;
-    const std::tm time = clock.LocalTime(record.time);
-    logger.curFileCreateDay = clock.Midnight(time);
+    logger.place.Find({record.time, &logger.path.Get(), &logger.name.Get(), logger.monthdir, logger.curFileIndex}, processName, pid, clock);
+    logger.curFileCreateDay = logger.place.Midnight();
 
-    std::string path = logger.path.Get();
-    if (logger.monthdir) path += MonthDirectory(time);
-    // Where that fails the opening fails, and says so.
-    if (!IsDirectory(path)) MakeDirectories(path);
-    path += LogFileName(processName, logger.name.Get(), time, pid, logger.curFileIndex);
-
-    std::uint32_t size = 0;
-    logger.file = OpenForAppending(path, size);
-    if (!logger.file) {
+    const std::string& path = logger.place.Path();
+    if (!logger.file.Open(path) && !IsDirectory(logger.place.Directory())) {
+        // Where that fails the second opening does, too.
+        MakeDirectories(logger.place.Directory());
+        logger.file.Open(path);
+    }
+    if (!logger.file.IsOpen()) {
         constexpr std::string_view bar = "!!!!!!!!!!!!!!!!!!!!!!!!!! \r\n";
         Print(LOG_LEVEL_FATAL, bar);
         Print(LOG_LEVEL_FATAL, "AppLog: can not open log file " + path + ". \r\n");
@@ -64,13 +52,13 @@ bool LogerManager::openLogger(const LogRecord& record) {
         logger.outfile = false;
         return false;
     }
-    logger.curWriteLen = size;
+    logger.curWriteLen = logger.file.Size();
     if (logger.reserve > 0) RemoveHistory(logger, path);
     return true;
 }
 
 void LogerManager::RemoveHistory(LoggerInfo& logger, const std::string& opened) {
-    const std::int64_t now = clock.Seconds();
+    const std::int64_t now = clock.Now().seconds;
     auto& history = logger.historyLogs;
     if (history.size() > history_minimum) {
         // By age alone from here on, down to an empty list and even to the file just opened: meant.
@@ -83,9 +71,8 @@ void LogerManager::RemoveHistory(LoggerInfo& logger, const std::string& opened) 
 }
 
 void LogerManager::WriteFile(LoggerInfo& logger, const LogRecord& record) {
-    const std::size_t length = static_cast<std::size_t>(record.contentLength);
-    if (!logger.file || length == 0) return;
-    if (std::fwrite(record.content, 1, length, logger.file.get()) < length) logger.file.reset();
+    if (!logger.file.IsOpen() || record.contentLength == 0) return;
+    if (!logger.file.Write({record.content, static_cast<std::size_t>(record.contentLength)})) logger.file.Close();
 }
 
 void LogerManager::closeLogger(std::int32_t id) {
@@ -93,7 +80,7 @@ void LogerManager::closeLogger(std::int32_t id) {
         Print(LOG_LEVEL_FATAL, "AppLog: closeLogger can not close, invalide logger id! \r\n");
         return;
     }
-    loggers[id].file.reset();
+    loggers[id].file.Close();
 }
 
 }  // namespace HalvorixAppLog

@@ -15,10 +15,11 @@ constexpr const char* error_bar = " !!! !!! !!! !!!\r\n";
 
 // The file's bytes up to the first zero. False if it cannot be opened.
 bool ReadText(const std::string& path, std::string& text) {
-    const LogFile file(std::fopen(path.c_str(), "rb"));
+    std::FILE* const file = std::fopen(path.c_str(), "rb");
     if (!file) return false;
     char block[512];
-    for (std::size_t length; (length = std::fread(block, 1, sizeof block, file.get())) > 0;) text.append(block, length);
+    for (std::size_t length; (length = std::fread(block, 1, sizeof block, file)) > 0;) text.append(block, length);
+    std::fclose(file);
     text.resize(std::min(text.find('\0'), text.size()));
     return true;
 }

@@ -2,7 +2,6 @@
 // queued record is kept ready, and is tested.
 #include <windows.h>
 
-#include <cstdio>
 #include <string>
 
 #include "log/LogerManager.h"
@@ -19,7 +18,7 @@ void LogerManager::Run() {
     running = true;
     semaphore.Post();
     WorkerState state;
-    state.reloadTime = clock.Seconds();
+    state.reloadTime = clock.Now().seconds;
     while (WorkerRound(state)) {
     }
 }
@@ -39,9 +38,9 @@ bool LogerManager::WorkerRound(WorkerState& state) {
         return false;
     }
     const std::int32_t interval = reloadInterval;
-    if (interval != 0 && clock.Seconds() - state.reloadTime > interval) {
+    if (interval != 0 && clock.Now().seconds - state.reloadTime > interval) {
         ReloadConfig();
-        state.reloadTime = clock.Seconds();
+        state.reloadTime = clock.Now().seconds;
     }
     return true;
 }
@@ -95,9 +94,9 @@ void LogerManager::FlushFiles(WorkerState& state) {
     for (std::int32_t id = 0; id <= last; ++id) {
         LoggerInfo& logger = loggers[id];
         if (!logger.enable) {
-            logger.file.reset();
+            logger.file.Close();
         } else if (state.flushCounters[id] > 0) {
-            if (logger.file) std::fflush(logger.file.get());
+            if (logger.file.IsOpen()) logger.file.Flush();
             state.flushCounters[id] = 0;
         }
     }

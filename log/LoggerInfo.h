@@ -2,21 +2,16 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <deque>
-#include <memory>
 #include <string>
 #include <utility>
 
+#include "log/LogFile.h"
+#include "log/LogFilePlace.h"
 #include "log/Relaxed.h"
 #include "log/SharedText.h"
 
 namespace HalvorixAppLog {
-
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using LogFile = std::unique_ptr<std::FILE, FileCloser>;
 
 struct LoggerInfo {
     // Settings: written by setters and reloads, read by every thread that logs, no lock.
@@ -39,6 +34,7 @@ struct LoggerInfo {
     std::uint32_t curWriteLen = 0;      // bytes in the file
     LogFile file;
     std::deque<std::pair<std::int64_t, std::string>> historyLogs;  // opened when, path; oldest first
+    LogFilePlace place;
 };
 
 }  // namespace HalvorixAppLog

@@ -12,9 +12,9 @@ namespace {
 // All of one length, with the blank between tag and text.
 constexpr char tags[][9] = {"[TRACE] ", "[DEBUG] ", "[INFO]  ", "[WARN]  ", "[ERROR] ", "[ALARM] ", "[FATAL] "};
 
-char* WriteTwo(char* position, const char* end, std::uint64_t number) {
-    return number < 100 ? WritePair(position, static_cast<unsigned>(number)) : WriteNumber(position, end, number, 2);
-}
+// As far as these texts can grow; what is copied is a fixed number of bytes, which costs less than asking.
+constexpr std::size_t second_room = 32;
+constexpr std::size_t thread_room = 16;
 
 }  // namespace
 
@@ -23,33 +23,47 @@ void DayCache::Load(std::int64_t time, LogClock& clock) {
     midnight = clock.Midnight(day);
 }
 
-void WritePrefix(LogRecord& record, const DayCache& cache) {
-    char* at = record.content;
-    const char* const end = at + LOG_TEXT_CAPACITY;
-    const std::tm& day = cache.Day();
-    const std::uint64_t year = static_cast<std::uint64_t>(day.tm_year + 1900);
-    const std::uint64_t seconds = static_cast<std::uint64_t>(cache.SecondsOfDay(record.time));
+void RecordPrefix::WriteSecond(std::int64_t time, LogClock& clock) {
+    days.Refresh(time, clock);
+    const std::tm& day = days.Day();
+    const std::uint64_t seconds = static_cast<std::uint64_t>(days.SecondsOfDay(time));
+    char* at = secondText;
+    const char* const end = secondText + sizeof secondText;
+    const auto write = [&](std::uint64_t number, int width, char behind) {
+        at = WriteNumber(at, end, number, width);
+        *at++ = behind;
+    };
+    write(static_cast<std::uint64_t>(day.tm_year + 1900), 4, '-');
+    write(static_cast<std::uint64_t>(day.tm_mon + 1), 2, '-');
+    write(static_cast<std::uint64_t>(day.tm_mday), 2, ' ');
+    write(seconds / 3600, 2, ':');
+    write(seconds % 3600 / 60, 2, ':');
+    write(seconds % 60, 2, '.');
+    secondLength = static_cast<std::uint32_t>(at - secondText);
+    second = time;
+}
 
-    at = WriteTwo(at, end, year / 100);
-    at = WriteTwo(at, end, year % 100);
-    *at++ = '-';
-    at = WriteTwo(at, end, static_cast<std::uint64_t>(day.tm_mon + 1));
-    *at++ = '-';
-    at = WriteTwo(at, end, static_cast<std::uint64_t>(day.tm_mday));
-    *at++ = ' ';
-    at = WriteTwo(at, end, seconds / 3600);
-    *at++ = ':';
-    at = WriteTwo(at, end, seconds % 3600 / 60);
-    *at++ = ':';
-    at = WriteTwo(at, end, seconds % 60);
-    *at++ = '.';
-    *at++ = static_cast<char>('0' + record.precise / 100);
-    at = WritePair(at, record.precise % 100);
+void RecordPrefix::WriteThread(std::uint32_t threadId) {
+    char* at = threadText;
     *at++ = ' ';
     *at++ = '[';
-    at = WriteNumber(at, end, record.threadId, 4);
+    at = WriteNumber(at, threadText + sizeof threadText, threadId, 4);
     *at++ = ']';
     *at++ = ' ';
+    threadLength = static_cast<std::uint32_t>(at - threadText);
+    thread = threadId;
+}
+
+void RecordPrefix::Write(LogRecord& record, LogClock& clock) {
+    if (record.time != second) WriteSecond(record.time, clock);
+    if (record.threadId != thread || threadLength == 0) WriteThread(record.threadId);
+    char* at = record.content;
+    std::memcpy(at, secondText, second_room);
+    at += secondLength;
+    *at++ = static_cast<char>('0' + record.precise / 100);
+    at = WritePair(at, record.precise % 100);
+    std::memcpy(at, threadText, thread_room);
+    at += threadLength;
     // A level that has no tag, which only a caller's own number can be, takes the nearest one.
     std::memcpy(at, tags[std::clamp<std::int32_t>(record.level, LOG_LEVEL_TRACE, LOG_LEVEL_FATAL)], 8);
     record.contentLength = static_cast<std::int32_t>(at + 8 - record.content);

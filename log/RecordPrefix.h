@@ -9,7 +9,7 @@
 
 namespace HalvorixAppLog {
 
-// The calendar of the day of the last record, so that most records cost no calendar arithmetic. One per thread.
+// The calendar of the day of the last record, so that most records cost no calendar arithmetic.
 class DayCache {
 public:
     // Has the local day of `time`.
@@ -28,7 +28,23 @@ private:
     std::tm day{};
 };
 
-// Writes the prefix of `record`, whose level, time and thread are set, as its whole content.
-void WritePrefix(LogRecord& record, const DayCache& cache);
+// Writes prefixes. One per thread: records come in bursts, so the texts of the last second and of the thread serve again.
+class RecordPrefix {
+public:
+    // Writes the prefix of `record`, whose level, time and thread are set, as its whole content.
+    void Write(LogRecord& record, LogClock& clock);
+
+private:
+    void WriteSecond(std::int64_t time, LogClock& clock);
+    void WriteThread(std::uint32_t threadId);
+
+    DayCache days;
+    std::int64_t second = INT64_MIN;
+    std::uint32_t thread = 0;
+    std::uint32_t secondLength = 0;
+    std::uint32_t threadLength = 0;
+    char secondText[96];
+    char threadText[96];
+};
 
 }  // namespace HalvorixAppLog
