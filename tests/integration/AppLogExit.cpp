@@ -1,4 +1,5 @@
-// Starts the library's own manager and ends without stopping it, with a static object that logs when the manager is gone.
+// Starts the library's own manager and ends without stopping it, with a static object that logs at its end. On Linux the manager
+// is gone by then; on Windows it goes with its library, later.
 #include "vimbrel/AppLog.h"
 
 namespace {

@@ -157,7 +157,8 @@ TEST_F(LogConfigurationLoading, MoreSectionsThanLoggers) {
 }
 
 TEST_F(LogConfigurationLoading, FileAsPeopleWriteIt) {
-    Write(file, std::string("\xEF\xBB\xBF[Main]\r\n  Level =\tError \r\n[ two ]\r\nlevel=fatal\0level=info\n[three]", 74));
+    const char text[] = "\xEF\xBB\xBF[Main]\r\n  Level =\tError \r\n[ two ]\r\nlevel=fatal\0level=info\n[three]";
+    Write(file, std::string(text, sizeof text - 1));
     EXPECT_TRUE(manager.Config(file.c_str()));
     EXPECT_EQ(logger.level, LOG_LEVEL_ERROR);
     EXPECT_EQ(manager.loggers[1].level, LOG_LEVEL_FATAL);
