@@ -132,13 +132,7 @@ std::int32_t LogerManager::FindLogger(const std::string& key) {
 }
 
 bool LogerManager::PreCheck(std::int32_t id, int level) {
-    // Most log sites are off and end here, so that way has as few jumps as can be.
-    if (!IsInRange(id)) [[unlikely]]
-        return false;
-    const LoggerInfo& logger = loggers[id];
-    const bool takes = static_cast<bool>(running) & static_cast<bool>(logger.enable) & (level >= logger.level);
-    if (!takes) [[likely]]
-        return false;
+    if (!running || !IsInRange(id) || !Takes(id, level)) return false;
     const std::size_t length = queue.size();
     if (length > queue_limit) Throttle(length);
     return true;
