@@ -137,7 +137,7 @@ long MediaSourcePicture::OpenGif(IWICBitmapDecoder* decoder, long& width, long& 
     // The application may hold the earlier record, which a failed open leaves in force.
     std::unique_ptr<Gif> previous = std::move(gif);
     GetGifMeta(wicFactory, decoder);
-    if (gif->displayWidth == 0 || static_cast<std::int32_t>(gif->displayHeight) <= 0) {
+    if (!gif || gif->displayWidth == 0 || static_cast<std::int32_t>(gif->displayHeight) <= 0) {
         APPLOG_FORMAT(LOG_LEVEL_ERROR, "Invalid GIF file?");
         gif = std::move(previous);
         return E_FAIL;

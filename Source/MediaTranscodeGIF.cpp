@@ -175,6 +175,8 @@ void MediaTranscodeGIF::OnProc() {
 
 bool MediaTranscodeGIF::Intialize() {
     if (videoWidth == 0 || videoHeight == 0 || filename.empty()) return false;
+    // What an earlier try left holds the file open.
+    OnCleanup();
     HRESULT hr = CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(wicFactory.Put()));
     if (FAILED(hr)) {
         APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - Create WICImagingFactory failed - 0x%08X", static_cast<unsigned>(hr));

@@ -131,6 +131,7 @@ struct IWICBitmapDecoder : IUnknown {
     // The global palette.
     virtual HRESULT STDMETHODCALLTYPE CopyPalette(IWICPalette* palette) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetMetadataQueryReader(IWICMetadataQueryReader** reader) = 0;
+    // In a GIF that breaks off, a frame that was begun counts; it fails in GetFrame.
     virtual HRESULT STDMETHODCALLTYPE GetFrameCount(UINT* count) = 0;
     // Decodes the frame: a damaged one fails here, not in CopyPixels. WINCODEC_ERR_FRAMEMISSING beyond the last.
     virtual HRESULT STDMETHODCALLTYPE GetFrame(UINT index, IWICBitmapFrameDecode** frame) = 0;

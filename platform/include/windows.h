@@ -1,5 +1,5 @@
-// Clocks, thread ids, the main module, the console, the debugger and directories. Inside the library only; applications do not get this
-// header.
+// Clocks, thread ids, the main module, the console, the debugger, log files. Inside the library only; applications do not
+// get this header.
 #pragma once
 
 #include "debugapi.h"

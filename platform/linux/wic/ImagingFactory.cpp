@@ -1,36 +1,36 @@
 #include "platform/linux/wic/ImagingFactory.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "com/ComObject.h"
-#include "com/Utf8.h"
 #include "platform/linux/kernel/ErrnoResult.h"
 #include "platform/linux/wic/ImagingObjects.h"
+#include "platform/linux/wic/NativePath.h"
 
 namespace Vimbrel {
 
 namespace {
 
-constexpr std::wstring_view long_path_prefix = L"\\\\?\\";
-
-// The path as this system has it.
-std::string NativePath(std::wstring_view name) {
-    if (name.substr(0, long_path_prefix.size()) == long_path_prefix) name.remove_prefix(long_path_prefix.size());
-    return ToUtf8(name);
-}
-
-// Whether the file begins as a GIF does.
+// Whether the file begins as a GIF does. What is no ordinary file is refused: opening a pipe would wait for its other end.
 HRESULT IsGif(const std::string& path, bool& gif) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-    if (!file) return ResultFromErrno(errno);
+    const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0) return ResultFromErrno(errno);
+    struct stat status {};
     char start[6] = {};
-    errno = 0;
-    if (std::fread(start, 1, sizeof start, file.get()) < sizeof start && std::ferror(file.get())) return ResultFromErrno(errno);
+    HRESULT hr = S_OK;
+    if (fstat(file, &status) != 0 || (S_ISREG(status.st_mode) && read(file, start, sizeof start) < 0)) {
+        hr = ResultFromErrno(errno);
+    } else if (!S_ISREG(status.st_mode)) {
+        hr = E_ACCESSDENIED;
+    }
+    close(file);
     gif = std::memcmp(start, "GIF87a", 6) == 0 || std::memcmp(start, "GIF89a", 6) == 0;
-    return S_OK;
+    return hr;
 }
 
 class ImagingFactory final : public ComObject<Implements<IWICImagingFactory2, IWICImagingFactory>> {

@@ -1,0 +1,29 @@
+// An animated GIF as output.
+#pragma once
+
+#include "Output.h"
+#include "PartFile.h"
+#include "vimbrel/MediaTranscode.h"
+
+namespace studio {
+
+class GifOutput final : public Output {
+public:
+    static std::unique_ptr<Output> Start(const OutputDescription& description, const CanvasDescription& canvas, std::string& error);
+    ~GifOutput() override;
+
+    void Push(const Raster& canvas, std::int64_t time) override;
+    bool Finish(std::string& error) override;
+    OutputStatus Status() const override;
+    const std::filesystem::path& File() const override { return file.Name(); }
+
+private:
+    explicit GifOutput(const OutputDescription& description);
+    void WaitForEncoder() const;
+
+    PartFile file;
+    std::unique_ptr<Vimbrel::MediaTranscode> recorder;
+    std::uint64_t pushed = 0;
+};
+
+}  // namespace studio

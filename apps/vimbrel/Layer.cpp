@@ -1,0 +1,20 @@
+#include "Layer.h"
+
+#include "ColorLayer.h"
+#include "PictureLayer.h"
+#include "TextLayer.h"
+
+namespace studio {
+
+std::unique_ptr<Layer> OpenLayer(const LayerDescription& description, IWICImagingFactory* factory, std::string& error) {
+    if (const auto* picture = std::get_if<PictureDescription>(&description.content)) {
+        return PictureLayer::Open(description, picture->file, picture->fit, false, factory, error);
+    }
+    if (const auto* gif = std::get_if<GifDescription>(&description.content)) {
+        return PictureLayer::Open(description, gif->file, gif->fit, true, factory, error);
+    }
+    if (const auto* text = std::get_if<TextDescription>(&description.content)) return std::make_unique<TextLayer>(description, *text);
+    return std::make_unique<ColorLayer>(description, std::get<ColorDescription>(description.content));
+}
+
+}  // namespace studio

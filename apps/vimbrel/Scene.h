@@ -1,0 +1,90 @@
+// What a scene document says, checked and with paths made absolute.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace studio {
+
+struct Color {
+    std::uint8_t red = 0;
+    std::uint8_t green = 0;
+    std::uint8_t blue = 0;
+    std::uint8_t alpha = 255;  // not premultiplied
+};
+
+// Canvas pixels.
+struct Rect {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+};
+
+enum class Fit { Contain, Cover, Stretch };
+
+struct PictureDescription {
+    std::filesystem::path file;
+    Fit fit = Fit::Contain;
+};
+
+// Differs from a picture in nothing but that the file must be a GIF.
+struct GifDescription {
+    std::filesystem::path file;
+    Fit fit = Fit::Contain;
+};
+
+struct TextDescription {
+    std::string text;  // UTF-8
+    std::string font;  // as in "Sans Bold 24"
+    Color color;
+};
+
+struct ColorDescription {
+    Color color;
+};
+
+struct LayerDescription {
+    std::string place;  // as in "layers[2]", for messages
+    Rect rect;
+    double opacity = 1.0;
+    std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription> content;
+};
+
+enum class OutputType { Gif };
+
+struct OutputDescription {
+    std::string place;  // as in "outputs[0]", or "--out"
+    OutputType type = OutputType::Gif;
+    std::filesystem::path file;
+    int quality = 1;
+};
+
+struct CanvasDescription {
+    int width = 0;
+    int height = 0;
+    int fps = 0;
+    Color background;
+};
+
+struct Scene {
+    CanvasDescription canvas;
+    std::vector<LayerDescription> layers;
+    std::vector<OutputDescription> outputs;
+};
+
+// Reads a document. Null with `error` set to "file: place: what is wrong" if it is not a good scene. Whether the files it names
+// are good is seen when they are opened.
+std::optional<Scene> ReadScene(const std::filesystem::path& document, std::string& error);
+
+// An output named on the command line; its type follows from the ending. Null with `error` set if there is no such type.
+std::optional<OutputDescription> OutputFromFileName(const std::string& name, std::string& error);
+
+// Whether two outputs would write one file; then `error` says which.
+bool OutputsCollide(const std::vector<OutputDescription>& outputs, std::string& error);
+
+}  // namespace studio

@@ -1,0 +1,19 @@
+// Composing a scene and feeding its outputs.
+#pragma once
+
+#include "Scene.h"
+
+namespace studio {
+
+// What main returns.
+enum ExitCode {
+    exit_done = 0,
+    exit_output_failed = 1,
+    exit_bad_input = 2,
+};
+
+// Runs the scene by the clock until `seconds` have passed (0: for ever) or the user interrupts. Messages and progress go to
+// the terminal.
+ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seconds);
+
+}  // namespace studio

@@ -1,0 +1,59 @@
+// vimbrel: composes a scene and writes it.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Scene.h"
+#include "Studio.h"
+
+namespace {
+
+int Complain(const std::string& error) {
+    std::fprintf(stderr, "vimbrel: %s\n", error.c_str());
+    return studio::exit_bad_input;
+}
+
+struct RunOptions {
+    std::string scene;
+    double seconds = 0;
+    std::vector<std::string> outputs;
+};
+
+int Run(const RunOptions& options) {
+    std::string error;
+    auto scene = studio::ReadScene(std::filesystem::path(options.scene), error);
+    if (!scene) return Complain(error);
+    for (const std::string& name : options.outputs) {
+        const auto output = studio::OutputFromFileName(name, error);
+        if (!output) return Complain(error);
+        scene->outputs.push_back(*output);
+    }
+    if (scene->outputs.empty()) return Complain(options.scene + ": there is no output; name one in \"outputs\" or with --out FILE");
+    if (studio::OutputsCollide(scene->outputs, error)) return Complain(options.scene + ": " + error);
+    return studio::RunScene(*scene, options.scene, options.seconds);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Composes a live picture from pictures, GIFs, text and colours, and records it.", "vimbrel");
+    app.set_version_flag("--version", "vimbrel " VIMBREL_VERSION);
+    app.require_subcommand(1);
+
+    RunOptions options;
+    CLI::App* run = app.add_subcommand("run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
+    run->add_option("SCENE", options.scene, "The scene, a JSON document")->required();
+    run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")->check(CLI::PositiveNumber);
+    run->add_option("--out", options.outputs, "A further output; its ending says what to write (.gif). May be given several times")
+        ->allow_extra_args(false);
+    app.footer("Exit codes: 0 done, 1 an output failed, 2 the arguments or the scene are wrong.");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? studio::exit_done : studio::exit_bad_input;
+    }
+    return Run(options);
+}

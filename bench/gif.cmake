@@ -1,0 +1,1 @@
+vimbrel_add_bench(gif_recording gif_recording.cpp)

@@ -1,0 +1,1 @@
+vimbrel_add_fuzz_target(gif_decoder gif_decoder.cpp)

@@ -1,0 +1,1 @@
+vimbrel_add_fuzz_target(still_decoder still_decoder.cpp)

@@ -1,0 +1,36 @@
+#include <cstring>
+
+#include "platform/linux/wic/FrameSource.h"
+#include "platform/linux/wic/ImagingObjects.h"
+#include "platform/linux/wic/StillLayout.h"
+
+namespace Vimbrel {
+
+namespace {
+
+class Bitmap final : public FrameSource<Implements<IWICBitmap, IWICBitmapSource>> {
+public:
+    using FrameSource::FrameSource;
+};
+
+}  // namespace
+
+HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels, IWICBitmap** bitmap) {
+    *bitmap = nullptr;
+    if (width == 0 || height == 0) return E_INVALIDARG;
+    HRESULT hr = CheckPictureSize(width, height);
+    if (FAILED(hr)) return hr;
+    WICRect area{};
+    hr = CheckCopy(nullptr, stride, size, pixels, width, height, 4, &area);
+    if (FAILED(hr)) return hr;
+    FfmpegPtr<AVFrame> frame = AllocateBgra(width, height);
+    if (!frame) return E_OUTOFMEMORY;
+    for (UINT y = 0; y < height; ++y) {
+        std::memcpy(frame->data[0] + static_cast<std::ptrdiff_t>(frame->linesize[0]) * y, pixels + std::size_t{stride} * y,
+                    std::size_t{width} * 4);
+    }
+    *bitmap = MakeCom<Bitmap>(std::move(frame)).Detach();
+    return S_OK;
+}
+
+}  // namespace Vimbrel

@@ -1,0 +1,27 @@
+// Owners of FFmpeg's objects.
+#pragma once
+
+// FFmpeg needs its macros.
+#include <cstdint>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/frame.h>
+#include <libswscale/swscale.h>
+}
+
+#include <memory>
+
+namespace Vimbrel {
+
+struct FfmpegDeleter {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+    void operator()(SwsContext* context) const { sws_freeContext(context); }
+};
+
+template <class Object>
+using FfmpegPtr = std::unique_ptr<Object, FfmpegDeleter>;
+
+}  // namespace Vimbrel

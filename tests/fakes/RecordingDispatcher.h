@@ -1,0 +1,61 @@
+// Keeps what a source says.
+#pragma once
+
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "vimbrel/MediaSource.h"
+
+namespace Vimbrel::test {
+
+class RecordingDispatcher final : public MediaSource::Dispatcher {
+public:
+    struct Change {
+        MediaSource* source;
+        MediaSource::State from;
+        MediaSource::State to;
+        MediaSource::State state_seen;  // what GetState said during the call
+        bool operator==(const Change&) const = default;
+    };
+    struct Video {
+        MediaSource* source;
+        unsigned char* pixels;
+        int width, height, stride;
+        std::int64_t time, duration;
+        bool operator==(const Video&) const = default;
+    };
+    struct Audio {
+        MediaSource* source;
+        unsigned char* data;
+        int size;
+        std::int64_t time, duration;
+        bool operator==(const Audio&) const = default;
+    };
+
+    void OnStateChanged(MediaSource* source, MediaSource::State from, MediaSource::State to) override {
+        changes.push_back({source, from, to, source->GetState()});
+    }
+    void OnVideoSample(MediaSource* source, unsigned char* pixels, int width, int height, int stride, std::int64_t time,
+                       std::int64_t duration) override {
+        if (on_video) return on_video();
+        video.push_back({source, pixels, width, height, stride, time, duration});
+    }
+    void OnAudioSample(MediaSource* source, unsigned char* data, int size, std::int64_t time, std::int64_t duration) override {
+        audio.push_back({source, data, size, time, duration});
+    }
+
+    // The states announced, in order.
+    std::vector<MediaSource::State> States() const {
+        std::vector<MediaSource::State> states;
+        for (const Change& change : changes) states.push_back(change.to);
+        return states;
+    }
+
+    std::vector<Change> changes;
+    std::vector<Video> video;
+    std::vector<Audio> audio;
+    std::function<void()> on_video;  // instead of keeping the sample
+};
+
+}  // namespace Vimbrel::test

@@ -1,0 +1,49 @@
+#!/bin/sh
+# Installs the build into an empty folder and uses it from there as a foreign project would: through the CMake package, through
+# pkg-config, and each public header alone. Usage: installed_tree.sh BUILD-FOLDER SOURCE-FOLDER
+set -eu
+build=$1
+source=$2
+work=$build/installed_tree
+prefix=$work/prefix
+rm -rf "$work"
+mkdir -p "$work"
+
+cmake --install "$build" --prefix "$prefix" >"$work/install.log"
+
+echo "Only the public names are exported"
+# C functions of the system's names, and the classes of the two namespaces; nothing else, and not the host's symbol. (Weak
+# symbols of the standard library's templates are visible in every program that uses them.)
+nm -D --defined-only "$(find "$prefix" -name libvimbrel.so)" | grep -vE ' [WVu] ' | awk '{print $3}' | c++filt >"$work/exports"
+if grep -vE '^(Co(InitializeEx|Uninitialize|CreateInstance|TaskMemAlloc|TaskMemFree)|PropVariantClear|MultiByteToWideChar|WideCharToMultiByte)$|(Vimbrel|HalvorixAppLog)::' "$work/exports"; then
+    echo "unexpected exports" >&2
+    exit 1
+fi
+grep -q 'Vimbrel::MediaSourcePicture::RequestSample()' "$work/exports"
+! grep -qE 'Vimbrel::(MediaTranscodeGIF|ComPtr|BitmapSource|Clock)\b' "$work/exports"
+
+echo "Each public header compiles alone"
+for header in $(cd "$prefix/include" && find vimbrel -name '*.h'); do
+    echo "#include <$header>" >"$work/alone.cpp"
+    c++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I"$prefix/include" -I"$prefix/include/vimbrel/platform" "$work/alone.cpp"
+done
+
+printf 'P6 4 2 255\n%s%s' 'abcdefghijkl' 'mnopqrstuvwx' >"$work/picture.ppm"
+ffmpeg -v error -y -i "$work/picture.ppm" "$work/picture.png"
+
+echo "The CMake package"
+cmake -S "$source/tests/integration/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >"$work/consumer.log"
+cmake --build "$work/consumer" >>"$work/consumer.log"
+"$work/consumer/consumer" "$work/picture.png" "$work/cmake.gif"
+gifsicle --info "$work/cmake.gif" >"$work/info"
+grep -q 'logical screen 4x2' "$work/info"
+
+echo "The pkg-config file"
+PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vimbrel.pc)")
+export PKG_CONFIG_PATH
+# shellcheck disable=SC2046
+c++ -std=c++20 "$source/tests/integration/consumer/consumer.cpp" -o "$work/pc_consumer" $(pkg-config --cflags --libs vimbrel)
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir vimbrel) "$work/pc_consumer" "$work/picture.png" "$work/pc.gif"
+
+echo "The installed command"
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir vimbrel) "$prefix/bin/vimbrel" --version

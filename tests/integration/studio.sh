@@ -1,0 +1,164 @@
+#!/bin/bash
+# Runs the command as a user does, on good scenes and on broken ones, and checks its files with foreign programs.
+# Usage: studio.sh PATH-OF-VIMBREL
+set -u
+vimbrel=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failures=0
+
+complain() {
+    echo "FAILED: $*"
+    failures=$((failures + 1))
+}
+
+# expect EXIT-CODE TEXT ARGUMENTS...: the command gives that code and says that text, and without success leaves no file.
+expect() {
+    local code=$1 text=$2
+    shift 2
+    rm -f out.gif out.gif.part
+    timeout 60 "$vimbrel" "$@" >output 2>&1
+    local got=$?
+    [ "$got" = "$code" ] || complain "exit code $got instead of $code: vimbrel $*: $(cat output)"
+    grep -qF -- "$text" output || complain "'$text' is not in the output of vimbrel $*: $(cat output)"
+    if [ "$code" != 0 ]; then
+        [ ! -e out.gif ] && [ ! -e out.gif.part ] || complain "a file was left by vimbrel $*"
+    fi
+}
+
+# scene LAYERS [CANVAS]: writes scene.json.
+scene() {
+    local canvas=${2:-'"width": 160, "height": 120, "fps": 10, "background": "#203040"'}
+    echo "{\"canvas\": {$canvas}, \"layers\": [$1], \"outputs\": [{\"type\": \"gif\", \"file\": \"out.gif\"}]}" >scene.json
+}
+
+picture() { echo "{\"type\": \"picture\", \"file\": \"$1\", \"rect\": [0, 0, 80, 60]}"; }
+
+convert -size 300x200 gradient:red-blue photo.jpg
+convert -size 64x64 xc:none -fill lime -draw 'circle 32,32 32,4' hole.png
+convert -size 60x40 xc:red frame1.gif
+convert -size 60x40 xc:none -fill yellow -draw 'rectangle 5,5 20,20' frame2.gif
+convert -size 60x40 xc:none -fill blue -draw 'rectangle 30,10 50,30' frame3.gif
+# As found on the net: interlaced, sub-rectangles, disposal 2 and 3, delay 0.
+gifsicle -w --interlace -O2 --loop --delay 0 --disposal asis frame1.gif --delay 5 --disposal background frame2.gif \
+    --delay 20 --disposal previous frame3.gif -o found.gif
+gifsicle --info found.gif | grep -q interlaced || complain "the test's own GIF is not interlaced"
+
+echo "A good scene"
+scene "$(picture photo.jpg), $(picture hole.png), {\"type\": \"gif\", \"file\": \"found.gif\", \"rect\": [80, 60, 80, 60]},
+    {\"type\": \"text\", \"text\": \"Grüße\", \"rect\": [0, 90, 160, 30]}, {\"type\": \"color\", \"color\": \"#ffffff40\", \"rect\": [150, 0, 50, 50]}"
+expect 0 "wrote $work/out.gif: 15 frames, 0 dropped" run scene.json --seconds 1.5
+gifsicle --info out.gif >info 2>&1
+for text in "15 images" "logical screen 160x120" "loop forever" "Produced by Halvorix Ombrix" "delay 0.10s"; do
+    grep -qF "$text" info || complain "gifsicle does not see '$text'"
+done
+grep -q warning info && complain "gifsicle warns: $(grep warning info)"
+ffmpeg -v warning -i out.gif -f null - 2>warnings || complain "ffmpeg cannot decode it"
+[ -s warnings ] && complain "ffmpeg warns: $(cat warnings)"
+[ -e out.gif.part ] && complain "the part file is still there"
+# The photo's corner, what the circle covers, the GIF's yellow and the canvas, in the frame that shows the second GIF frame.
+ffmpeg -v error -y -i out.gif -frames:v 2 -f image2 shot%d.png
+pixel() { convert "$1" -format "%[fx:int(255*p{$2}.r+0.5)] %[fx:int(255*p{$2}.g+0.5)] %[fx:int(255*p{$2}.b+0.5)]" info:; }
+close() {
+    local at=$1 shot=$2
+    shift 2
+    local got want=("$@")
+    read -r -a got < <(pixel "$shot" "$at")
+    for i in 0 1 2; do
+        local difference=$((want[i] - got[i]))
+        [ "${difference#-}" -le 40 ] || complain "pixel $at of $shot is ${got[*]} instead of ${want[*]}"
+    done
+}
+close 3,8 shot1.png 233 0 22
+close 40,30 shot1.png 0 255 0
+close 90,70 shot1.png 255 0 0
+close 95,76 shot2.png 255 255 0
+close 110,30 shot1.png 32 48 64
+
+echo "Outputs named on the command line"
+echo "{\"canvas\": {\"width\": 32, \"height\": 32, \"fps\": 20}}" >bare.json
+expect 0 "wrote $work/out.gif: 10 frames" run bare.json --seconds 0.5 --out out.gif
+expect 2 "there is no output" run bare.json --seconds 1
+expect 2 "is none of .gif" run bare.json --seconds 1 --out out.avi
+expect 2 "already written by" run bare.json --seconds 1 --out out.gif --out ./out.gif
+expect 2 "cannot be written: No such file or directory" run bare.json --seconds 1 --out nowhere/out.gif
+mkdir -p folder.gif
+expect 2 "is a folder" run bare.json --seconds 1 --out folder.gif
+
+echo "An interrupt ends it well"
+scene ""
+rm -f out.gif
+"$vimbrel" run scene.json >output 2>&1 &
+pid=$!
+sleep 1
+kill -INT $pid
+wait $pid || complain "an interrupted run gives $?"
+gifsicle --info out.gif 2>&1 | grep -q "logical screen 160x120" || complain "an interrupted run leaves no good file"
+
+echo "A file from before stays when a new one fails"
+cp out.gif before.gif
+scene "$(picture missing.png)"
+timeout 20 "$vimbrel" run scene.json --seconds 1 >output 2>&1
+cmp -s out.gif before.gif || complain "the file from before was touched"
+
+echo "Broken pictures"
+broken() {
+    scene "$(picture "$1")"
+    expect 2 "scene.json: layers[0].file: $work/$1: $2" run scene.json --seconds 1
+}
+echo "This is no picture" >text.png
+: >empty.png
+printf 'GIF89a\0\0\0\0\0\0\0;' >zero.gif
+# One image of a claimed size; its data is a single pixel.
+claim() { printf 'GIF89a\xff\xff\xff\xff\x80\0\0\0\0\0\xff\xff\xff,\0\0\0\0%b\0\x02\x02\x44\x01\0;' "$1"; }
+claim '\xff\xff\xff\xff' >huge.gif
+claim '\x01\0\x01\0' >hugescreen.gif
+broken missing.png "there is no such file"
+mkdir -p folder.png
+broken folder.png "is a folder"
+broken text.png "is not a picture that can be read"
+broken empty.png "is not a picture that can be read"
+broken zero.gif "is not a picture that can be read"
+broken huge.gif "is not a picture that can be read"
+broken hugescreen.gif "is not a picture that can be read"
+for file in photo.jpg hole.png found.gif; do
+    size=$(stat -c %s $file)
+    for part in 5 20 50 90 99; do
+        head -c $((size * part / 100)) $file >"cut$part-$file"
+        broken "cut$part-$file" "is "
+    done
+done
+scene "{\"type\": \"gif\", \"file\": \"hole.png\", \"rect\": [0, 0, 80, 60]}"
+expect 2 "is not a GIF" run scene.json --seconds 1
+
+echo "Broken scenes and arguments"
+scene "{\"type\": \"cube\", \"rect\": [0, 0, 1, 1]}"
+expect 2 'scene.json: layers[0].type: unknown layer type "cube"' run scene.json --seconds 1
+echo '{"canvas": {"width": 160,' >scene.json
+expect 2 "scene.json: parse error at line" run scene.json --seconds 1
+expect 2 "nothere.json: cannot be read" run nothere.json
+expect 2 "SCENE is required" run
+expect 2 "--seconds" run scene.json --seconds -3
+expect 0 "Exit codes" --help
+expect 0 "SCENE" run --help
+expect 0 "vimbrel 0." --version
+
+echo "A disk that is full"
+if unshare -m true 2>/dev/null; then
+    mkdir -p small
+    echo '{"canvas": {"width": 640, "height": 480, "fps": 10}, "layers": ['"$(picture photo.jpg)"']}' >scene.json
+    unshare -m sh -c "mount -t tmpfs -o size=12k none small && timeout 60 '$vimbrel' run scene.json --seconds 1 --out small/out.gif; echo code \$?; ls -A small" \
+        >output 2>&1
+    grep -q "code 1" output || complain "a full disk gives no exit code 1: $(cat output)"
+    grep -qE "is the disk full|could be written" output || complain "a full disk is not told: $(cat output)"
+    tail -1 output | grep -q "code 1" || complain "something is left on the full disk: $(cat output)"
+    unshare -m sh -c "mount -t tmpfs -o size=64k,ro none small && timeout 60 '$vimbrel' run scene.json --seconds 1 --out small/out.gif; echo code \$?" >output 2>&1
+    grep -q "small/out.gif: cannot be written: Read-only file system" output || complain "a read-only folder is not told: $(cat output)"
+    grep -q "code 2" output || complain "a read-only folder gives no exit code 2: $(cat output)"
+else
+    echo "(not tried: no mount namespaces here)"
+fi
+
+[ $failures = 0 ] || { echo "$failures failed"; exit 1; }
+echo "All well"

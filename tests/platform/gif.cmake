@@ -1,0 +1,8 @@
+vimbrel_add_tests(gif_tests
+    FileStreamTest.cpp
+    GifDecoderTest.cpp
+    GifEncoderTest.cpp
+    GifForeignTest.cpp
+    GifTestKit.cpp
+    PaletteTest.cpp
+)

@@ -1,0 +1,1 @@
+vimbrel_add_tests(stills_tests BitmapSourcesTest.cpp StillDecoderTest.cpp)

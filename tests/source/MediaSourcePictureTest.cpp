@@ -1,0 +1,302 @@
+// Runs on both systems, each with its own imaging components. What they do differently is said where it shows.
+#include "vimbrel/MediaSourcePicture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <wincodec.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "com/ComPtr.h"
+#include "tests/fakes/CapturingLog.h"
+#include "tests/fakes/ManualClock.h"
+#include "tests/fakes/RecordingDispatcher.h"
+#include "tests/support/AllocationCounter.h"
+#include "tests/support/BmpBytes.h"
+#include "tests/support/GifBytes.h"
+#include "tests/support/TempFolder.h"
+
+namespace Vimbrel::test {
+namespace {
+
+using State = MediaSource::State;
+using testing::ElementsAre;
+
+class MediaSourcePictureTest : public testing::Test {
+protected:
+    MediaSourcePictureTest() {
+        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        EXPECT_GE(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(factory.Put())), 0);
+        source.emplace();
+        source->SetWicImagingFactory(factory.Get());
+        source->SetDispatcher(&dispatcher);
+        TakeLog();
+    }
+    ~MediaSourcePictureTest() override {
+        source.reset();
+        factory.Reset();
+        CoUninitialize();
+    }
+
+    void Name(const std::filesystem::path& file) { source->SetFileName(file.wstring().c_str()); }
+
+    // A file that is red, with one green pixel at (1, 0).
+    std::filesystem::path Bmp(int width, int height) {
+        return folder.Write("picture.bmp", MakeBmp(width, height, [](int x, int y) { return x == 1 && y == 0 ? 0x00FF00u : 0xFF0000u; }));
+    }
+
+    ManualClock clock;
+    ScopedClock scoped_clock{clock};
+    TempFolder folder;
+    ComPtr<IWICImagingFactory2> factory;
+    RecordingDispatcher dispatcher;
+    std::optional<MediaSourcePicture> source;
+};
+
+TEST_F(MediaSourcePictureTest, OpensAStillAtNaturalSize) {
+    EXPECT_EQ(source->GetPixels(), nullptr);
+    Name(Bmp(100, 50));
+    ASSERT_TRUE(source->Open());
+    const auto& info = source->GetMediaInfo();
+    EXPECT_EQ(info.width, 100);
+    EXPECT_EQ(info.height, 50);
+    EXPECT_EQ(info.duration, 5000.0);
+    EXPECT_EQ(source->GetFrameCount(), 1);
+    EXPECT_EQ(source->GetGif(), nullptr);
+    EXPECT_THAT(dispatcher.States(), ElementsAre(State::Opened));
+    const unsigned char* pixels = source->GetPixels();
+    EXPECT_EQ(std::vector(pixels, pixels + 12), (std::vector<unsigned char>{0, 0, 255, 255, 0, 255, 0, 255, 0, 0, 255, 255}));
+    EXPECT_EQ(std::vector(pixels + 49 * 400 + 396, pixels + 50 * 400), (std::vector<unsigned char>{0, 0, 255, 255}));
+}
+
+TEST_F(MediaSourcePictureTest, FitsAStillIntoTheBoxAndNeverEnlarges) {
+    const struct {
+        int width, height;
+        long box_width, box_height;
+        int expected_width, expected_height;
+    } cases[] = {
+        {400, 200, 100, 100, 100, 50}, {50, 50, 100, 100, 50, 50},  {100, 100, 50, 200, 50, 50},  {30, 90, 100, 60, 20, 60},
+        {101, 51, 50, 50, 50, 26},     {400, 200, 0, 10, 400, 200}, {400, 200, 10, -1, 400, 200}, {300, 2, 30, 30, 30, 1},
+    };
+    for (const auto& item : cases) {
+        Name(Bmp(item.width, item.height));
+        ASSERT_TRUE(source->Open(1000, item.box_width, item.box_height)) << item.width << "x" << item.height;
+        EXPECT_EQ(source->GetMediaInfo().width, item.expected_width) << item.width << "x" << item.height;
+        EXPECT_EQ(source->GetMediaInfo().height, item.expected_height) << item.width << "x" << item.height;
+        EXPECT_EQ(source->GetMediaInfo().duration, 1000.0);
+        // Somewhere far from the green pixel.
+        const auto* last = source->GetPixels() + (static_cast<std::size_t>(item.expected_width) * item.expected_height - 1) * 4;
+        EXPECT_EQ(std::vector(last, last + 4), (std::vector<unsigned char>{0, 0, 255, 255}));
+    }
+}
+
+TEST_F(MediaSourcePictureTest, AFailedOpenTellsTheCauseAndChangesNothing) {
+    Name(Bmp(10, 10));
+    ASSERT_TRUE(source->Open());
+    const unsigned char* before = source->GetPixels();
+    source->Close();
+    dispatcher.changes.clear();
+
+    const std::string text = "This is a text and no picture at all, whatever its name says.\n";
+    const struct {
+        std::filesystem::path file;
+        const char* message;
+    } cases[] = {
+        {folder / "missing.png", "Photo - CreateDecoderFromFilename failed - 0x80070002"},
+        {folder.Write("text.png", text), "Photo - CreateDecoderFromFilename failed - 0x88982F50"},
+        {folder.Write("empty.png", std::string()), "Photo - CreateDecoderFromFilename failed - 0x"},
+        {folder.path, "Photo - CreateDecoderFromFilename failed - 0x"},
+        {folder.Write("zero.gif", GifBytes{.width = 0, .height = 0, .frames = {{.indices = {0}}}}.Make()), "Invalid GIF file?"},
+    };
+    for (const auto& item : cases) {
+        Name(item.file);
+        EXPECT_FALSE(source->Open()) << item.file;
+        EXPECT_THAT(TakeErrors(), ElementsAre(testing::StartsWith(item.message))) << item.file;
+        EXPECT_EQ(source->GetState(), State::Closed);
+        EXPECT_EQ(source->GetPixels(), before);
+        EXPECT_EQ(source->GetGif(), nullptr);
+        EXPECT_EQ(source->GetMediaInfo().width, 10);
+    }
+    EXPECT_TRUE(dispatcher.changes.empty());
+}
+
+TEST_F(MediaSourcePictureTest, AStillGivesItsBufferUntilItsTimeIsUp) {
+    Name(Bmp(4, 2));
+    ASSERT_TRUE(source->Open(1000, 0, 0));
+    source->RequestSample();
+    EXPECT_TRUE(dispatcher.video.empty()) << "nothing before Play";
+    clock.Advance(700);
+    EXPECT_TRUE(source->Play());
+    for (const int step : {0, 400, 599}) {
+        clock.Advance(step);
+        source->RequestSample();
+    }
+    auto* pixels = const_cast<unsigned char*>(source->GetPixels());
+    EXPECT_THAT(dispatcher.video, ElementsAre(RecordingDispatcher::Video{&*source, pixels, 4, 2, 16, 0, 0},
+                                              RecordingDispatcher::Video{&*source, pixels, 4, 2, 16, 4'000'000, 0},
+                                              RecordingDispatcher::Video{&*source, pixels, 4, 2, 16, 9'990'000, 0}));
+    clock.Advance(1);
+    source->RequestSample();
+    source->RequestSample();
+    EXPECT_EQ(dispatcher.video.size(), 3u);
+    EXPECT_THAT(dispatcher.States(), ElementsAre(State::Opened, State::Playing, State::Ended));
+
+    // It can be played again, and playing while it plays starts the clock anew in silence.
+    dispatcher.video.clear();
+    clock.Advance(5000);
+    source->Play();
+    source->RequestSample();
+    clock.Advance(600);
+    source->Play();
+    clock.Advance(600);
+    source->RequestSample();
+    EXPECT_EQ(dispatcher.video.back().time, 0);
+    EXPECT_EQ(dispatcher.video.size(), 2u);
+    source->Stop();
+    source->RequestSample();
+    EXPECT_EQ(dispatcher.video.size(), 2u);
+    EXPECT_FALSE(source->Pause());
+    source->Close();
+    EXPECT_THAT(dispatcher.States(),
+                ElementsAre(State::Opened, State::Playing, State::Ended, State::Playing, State::Stopped, State::Closed));
+    EXPECT_EQ(source->GetPixels(), pixels) << "closing frees nothing";
+}
+
+TEST_F(MediaSourcePictureTest, ARequestAllocatesAndCopiesNothing) {
+    Name(Bmp(640, 360));
+    ASSERT_TRUE(source->Open());
+    source->Play();
+    int samples = 0;
+    dispatcher.on_video = [&] { ++samples; };
+    source->RequestSample();
+    const std::uint64_t before = AllocationCount();
+    for (int i = 0; i < 100; ++i) source->RequestSample();
+    EXPECT_EQ(AllocationCount(), before);
+    EXPECT_EQ(samples, 101);
+    EXPECT_NE(before, 0u) << "the counter works";
+    // That nothing is copied is seen in the test above: the dispatcher gets the pointer of GetPixels.
+}
+
+TEST_F(MediaSourcePictureTest, ADurationOfZeroEndsAtTheFirstRequest) {
+    Name(Bmp(4, 2));
+    ASSERT_TRUE(source->Open(0, 0, 0));
+    source->Play();
+    source->RequestSample();
+    EXPECT_TRUE(dispatcher.video.empty());
+    EXPECT_EQ(source->GetState(), State::Ended);
+}
+
+// Three frames on a 6 x 4 screen: full, a part with a transparent colour, an interlaced part.
+GifBytes ThreeFrames() {
+    GifBytes gif{.width = 6, .height = 4, .background = 3, .application = "NETSCAPE2.0", .loops = 0};
+    gif.frames.push_back({.width = 6, .height = 4, .indices = std::vector<std::uint8_t>(24, 5), .delay = 0});
+    gif.frames.push_back({.left = 1, .top = 2, .width = 2, .height = 1, .indices = {7, 9}, .disposal = 2, .transparent = 9});
+    gif.frames.push_back(
+        {.left = 4, .top = 0, .width = 1, .height = 4, .indices = {10, 11, 12, 13}, .delay = 10, .disposal = 3, .interlaced = true});
+    return gif;
+}
+
+std::vector<unsigned char> Bgra(int index) {
+    const std::uint32_t color = GifBytes::Color(index);
+    return {static_cast<unsigned char>(color), static_cast<unsigned char>(color >> 8), static_cast<unsigned char>(color >> 16), 255};
+}
+
+std::vector<unsigned char> PixelOf(const MediaSourcePicture::Frame& frame, std::size_t pixel) {
+    return std::vector(frame.pixels + pixel * 4, frame.pixels + pixel * 4 + 4);
+}
+
+TEST_F(MediaSourcePictureTest, ReadsTheRawFramesOfAGif) {
+    Name(folder.Write("three.gif", ThreeFrames().Make()));
+    ASSERT_TRUE(source->Open(100, 2, 2)) << "the box is not for GIFs";
+    EXPECT_EQ(source->GetMediaInfo().width, 6);
+    EXPECT_EQ(source->GetMediaInfo().height, 4);
+    const auto* gif = source->GetGif();
+    ASSERT_NE(gif, nullptr);
+    EXPECT_EQ(gif->totalDelay, 90u + 90u + 100u);
+    EXPECT_EQ(gif->backgroundColor, 0xFF000000u | GifBytes::Color(3));
+    EXPECT_FALSE(gif->hasLoop);
+    EXPECT_FALSE(gif->stopAtEnd);
+    EXPECT_TRUE(std::all_of(source->GetPixels(), source->GetPixels() + 96, [](unsigned char byte) { return byte == 0; }));
+
+    ASSERT_EQ(source->GetFrameCount(), 3);
+    ASSERT_EQ(source->GetDecodedFrameCount(), 3);
+    const auto& second = *source->GetFrame(1);
+    EXPECT_THAT((std::vector<int>{second.left, second.top, second.right, second.bottom}), ElementsAre(1, 2, 3, 3));
+    EXPECT_EQ(second.width, 2u);
+    EXPECT_EQ(second.height, 1u);
+    EXPECT_TRUE(second.transparent);
+    EXPECT_EQ(second.disposal, 2u);
+    EXPECT_EQ(PixelOf(second, 0), Bgra(7));
+    EXPECT_EQ(PixelOf(second, 1), (std::vector<unsigned char>{0, 0, 0, 0}));
+    const auto& third = *source->GetFrame(2);
+    EXPECT_EQ(third.disposal, 3u);
+    EXPECT_FALSE(third.transparent);
+    for (std::size_t y = 0; y < 4; ++y) EXPECT_EQ(PixelOf(third, y), Bgra(10 + static_cast<int>(y))) << "the interlaced rows in order";
+    EXPECT_TRUE(TakeErrors().empty());
+}
+
+TEST_F(MediaSourcePictureTest, AGifTicksForEverUnlessItIsToldToStop) {
+    Name(folder.Write("three.gif", ThreeFrames().Make()));
+    ASSERT_TRUE(source->Open(100, 0, 0));
+    source->Play();
+    EXPECT_EQ(source->GetMediaInfo().duration, 280.0) << "not shorter than one pass";
+    source->RequestSample();
+    clock.Advance(1'000'000);
+    source->RequestSample();
+    const RecordingDispatcher::Video tick{&*source, nullptr, 0, 0, 0, 0, 0};
+    EXPECT_THAT(dispatcher.video, ElementsAre(tick, tick));
+    source->GetGif()->stopAtEnd = true;
+    source->RequestSample();
+    EXPECT_EQ(dispatcher.video.size(), 2u);
+    EXPECT_EQ(source->GetState(), State::Ended);
+}
+
+TEST_F(MediaSourcePictureTest, TheAspectRatioShrinksOneSide) {
+    const struct {
+        int aspect;
+        std::uint32_t width, height;
+    } cases[] = {{0, 40, 20}, {49, 40, 20}, {113, 40, 10}, {17, 20, 20}, {255, 40, 4}, {1, 10, 20}};
+    for (const auto& item : cases) {
+        Name(folder.Write("aspect.gif", GifBytes{.width = 40, .height = 20, .aspect = item.aspect, .frames = {{.indices = {0}}}}.Make()));
+        ASSERT_TRUE(source->Open()) << item.aspect;
+        EXPECT_EQ(source->GetGif()->displayWidth, item.width) << item.aspect;
+        EXPECT_EQ(source->GetGif()->displayHeight, item.height) << item.aspect;
+        EXPECT_EQ(source->GetMediaInfo().width, static_cast<int>(item.width));
+        EXPECT_EQ(source->GetGif()->width, 40u);
+    }
+}
+
+TEST_F(MediaSourcePictureTest, TheLoopCountComesFromEitherExtension) {
+    const struct {
+        const char* application;
+        int loops;
+        std::uint32_t count;
+    } cases[] = {{"NETSCAPE2.0", 0, 0}, {"NETSCAPE2.0", 3, 3}, {"ANIMEXTS1.0", 0x1234, 0x1234}, {"OTHERAPP1.0", 3, 0}, {"", 3, 0}};
+    for (const auto& item : cases) {
+        Name(folder.Write("loop.gif", GifBytes{.application = item.application, .loops = item.loops, .frames = {{.indices = {0}}}}.Make()));
+        ASSERT_TRUE(source->Open()) << item.application;
+        EXPECT_EQ(source->GetGif()->loopCount, item.count) << item.application;
+        EXPECT_EQ(source->GetGif()->hasLoop, item.count != 0) << item.application;
+    }
+}
+
+TEST_F(MediaSourcePictureTest, AnObjectUsedTwiceKeepsWhatItHad) {
+    Name(folder.Write("three.gif", ThreeFrames().Make()));
+    ASSERT_TRUE(source->Open());
+    Name(folder.Write("one.gif", GifBytes{.frames = {{.indices = {0}, .delay = 50}}}.Make()));
+    ASSERT_TRUE(source->Open());
+    EXPECT_EQ(source->GetFrameCount(), 1);
+    EXPECT_EQ(source->GetDecodedFrameCount(), 4) << "new frames stand behind the old ones";
+    EXPECT_EQ(source->GetGif()->totalDelay, 90u) << "and the total is that of the first entries";
+
+    Name(Bmp(4, 2));
+    ASSERT_TRUE(source->Open());
+    source->Play();
+    source->RequestSample();
+    ASSERT_EQ(dispatcher.video.size(), 1u);
+    EXPECT_EQ(dispatcher.video[0].pixels, nullptr) << "a still behind a GIF ticks as the GIF did";
+}
+
+}  // namespace
+}  // namespace Vimbrel::test

@@ -1,0 +1,120 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "apps/vimbrel/Scene.h"
+#include "tests/support/TempFolder.h"
+
+namespace studio {
+namespace {
+
+using Vimbrel::test::TempFolder;
+
+constexpr const char* whole_scene = R"({
+    "canvas": {"width": 640, "height": 360, "fps": 10, "background": "#102030"},
+    "layers": [{"type": "picture", "file": "a.png", "rect": [0, 0, 320, 180], "fit": "cover", "opacity": 0.25},
+               {"type": "gif", "file": "sub/b.gif", "rect": [320, -5, 320, 180]},
+               {"type": "text", "text": "H\u00e9llo", "font": "Serif 12", "color": "#ffffff80", "rect": [0, 180, 640, 60]},
+               {"type": "color", "color": "#ff000080", "rect": [10, 300, 50, 50]}],
+    "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0}]})";
+
+TEST(SceneReader, ReadsEveryName) {
+    const TempFolder folder;
+    std::string error;
+    const auto scene = ReadScene(folder.Write("scene.json", std::string(whole_scene)), error);
+    ASSERT_TRUE(scene) << error;
+    EXPECT_EQ(scene->canvas.width, 640);
+    EXPECT_EQ(scene->canvas.height, 360);
+    EXPECT_EQ(scene->canvas.fps, 10);
+    EXPECT_EQ(scene->canvas.background.green, 0x20);
+    ASSERT_EQ(scene->layers.size(), 4u);
+    const auto& picture = std::get<PictureDescription>(scene->layers[0].content);
+    EXPECT_EQ(picture.file, folder / "a.png");
+    EXPECT_EQ(picture.fit, Fit::Cover);
+    EXPECT_EQ(scene->layers[0].opacity, 0.25);
+    const auto& gif = std::get<GifDescription>(scene->layers[1].content);
+    EXPECT_EQ(gif.file, folder.path / "sub" / "b.gif");
+    EXPECT_EQ(gif.fit, Fit::Contain);
+    EXPECT_EQ(scene->layers[1].rect.y, -5);
+    const auto& text = std::get<TextDescription>(scene->layers[2].content);
+    EXPECT_EQ(text.text, "H\xC3\xA9llo");
+    EXPECT_EQ(text.font, "Serif 12");
+    EXPECT_EQ(text.color.alpha, 0x80);
+    const auto& color = std::get<ColorDescription>(scene->layers[3].content);
+    EXPECT_EQ(color.color.red, 255);
+    ASSERT_EQ(scene->outputs.size(), 1u);
+    EXPECT_EQ(scene->outputs[0].file, folder.path.parent_path() / "out.gif");
+    EXPECT_EQ(scene->outputs[0].quality, 0);
+}
+
+TEST(SceneReader, SaysWhereAndWhatIsWrong) {
+    // Each case replaces one piece of the good scene.
+    const struct {
+        const char* piece;
+        const char* instead;
+        const char* message;
+    } cases[] = {
+        {"\"type\": \"text\"", "\"type\": \"txet\"", "layers[2].type: unknown layer type \"txet\""},
+        {"\"type\": \"text\", ", "", "layers[2].type: is missing"},
+        {"\"width\": 640", "\"width\": 0", "canvas.width: must be a whole number from 1 to"},
+        {"\"width\": 640", "\"width\": 6.5", "canvas.width: must be a whole number"},
+        {"\"width\": 640", "\"width\": \"640\"", "canvas.width: must be a whole number"},
+        {"\"width\": 640, ", "", "canvas.width: is missing"},
+        {"\"fps\": 10", "\"fps\": -1", "canvas.fps: must be a whole number from 1 to 120"},
+        {"#102030", "#10203", "canvas.background: must be a colour as \"#rrggbb\""},
+        {"#102030", "#1020zz", "canvas.background: must be a colour"},
+        {"#102030", "", "canvas.background: must be a colour"},
+        {"[0, 0, 320, 180]", "[0, 0, 320]", "layers[0].rect: must hold 4 numbers"},
+        {"[0, 0, 320, 180]", "[0, 0, 0, 180]", "layers[0].rect[2]: must be a whole number from 1"},
+        {"[0, 0, 320, 180]", "[0, \"a\", 3, 180]", "layers[0].rect[1]: must be a whole number"},
+        {"[0, 0, 320, 180]", "7", "layers[0].rect: must be a list"},
+        {"\"cover\"", "\"covre\"", "layers[0].fit: must be \"contain\", \"cover\" or \"stretch\""},
+        {"0.25", "1.5", "layers[0].opacity: must be a number from 0"},
+        {"\"opacity\"", "\"opactiy\"", "layers[0].opactiy: is not a known name"},
+        {"\"a.png\"", "\"\"", "layers[0].file: must not be empty"},
+        {"\"type\": \"gif\", \"file\": \"../", "\"type\": \"avi\", \"file\": \"../", "outputs[0].type: unknown output type \"avi\""},
+        {"\"quality\": 0", "\"quality\": 3", "outputs[0].quality: must be a whole number from 0 to 2"},
+        {"\"canvas\"", "\"canvass\"", "canvass: is not a known name"},
+        {"\"canvas\": {", "\"canvas\": 1, \"x\": {", "x: is not a known name"},
+        {"\"layers\": [{", "\"layers\": [7, {", "layers[0]: must be an object"},
+        {"\"fps\": 10,", "\"fps\": 10", "parse error at line 2"},
+    };
+    const TempFolder folder;
+    for (const auto& item : cases) {
+        std::string text = whole_scene;
+        const std::size_t at = text.find(item.piece);
+        ASSERT_NE(at, text.npos) << item.piece;
+        text.replace(at, std::string(item.piece).size(), item.instead);
+        std::string error;
+        const auto file = folder.Write("scene.json", text);
+        EXPECT_FALSE(ReadScene(file, error)) << item.instead;
+        EXPECT_THAT(error, testing::StartsWith(file.string() + ": " + item.message));
+    }
+}
+
+TEST(SceneReader, RefusesWhatIsNoDocument) {
+    const TempFolder folder;
+    std::string error;
+    EXPECT_FALSE(ReadScene(folder / "missing.json", error));
+    EXPECT_THAT(error, testing::HasSubstr("cannot be read"));
+    EXPECT_FALSE(ReadScene(folder.path, error));
+    EXPECT_THAT(error, testing::HasSubstr("is a folder"));
+    for (const char* text : {"", "7", "[]", "null", "{\"canvas\": {}}", "\xFF\xFE{}", "{\"a\": \"\xC3\"}"}) {
+        EXPECT_FALSE(ReadScene(folder.Write("bad.json", std::string(text)), error)) << text;
+    }
+    const std::string deep(100'000, '[');
+    EXPECT_FALSE(ReadScene(folder.Write("deep.json", deep), error));
+}
+
+TEST(SceneReader, AnOutputsEndingIsItsType) {
+    std::string error;
+    const auto output = OutputFromFileName("folder/x.GIF", error);
+    ASSERT_TRUE(output) << error;
+    EXPECT_EQ(output->type, OutputType::Gif);
+    EXPECT_TRUE(output->file.is_absolute());
+    for (const char* name : {"x", "x.txt", ".gif", ""}) EXPECT_FALSE(OutputFromFileName(name, error)) << name;
+    EXPECT_TRUE(OutputsCollide({*output, *output}, error));
+    EXPECT_THAT(error, testing::HasSubstr("x.GIF is already written by --out"));
+}
+
+}  // namespace
+}  // namespace studio
