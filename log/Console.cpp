@@ -26,7 +26,7 @@ void PrintColoured(LockHelper& consoleLock, int level, std::string_view text) {
         return;
     }
     const ScopedLock guard(consoleLock);
-    const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
+    HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
     CONSOLE_SCREEN_BUFFER_INFO info;
     if (!GetConsoleScreenBufferInfo(console, &info)) return;
     // The colour applies to what reaches the console from now on, so nothing may wait in the stream's buffer across a change.

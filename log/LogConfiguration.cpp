@@ -21,6 +21,9 @@ constexpr LevelWord level_words[] = {
     {"error", LOG_LEVEL_ERROR}, {"alarm", LOG_LEVEL_ALARM}, {"fatal", LOG_LEVEL_FATAL},
 };
 
+// What is no number is 0, and what follows one is ignored: meant.
+int Number(const std::string& value) { return std::atoi(value.c_str()); }  // NOLINT(cert-err34-c)
+
 void ApplySetting(LoggerInfo& logger, const std::string& key, const std::string& value) {
     const bool on = value != "false" && value != "0";
     if (key == "level") {
@@ -34,14 +37,14 @@ void ApplySetting(LoggerInfo& logger, const std::string& key, const std::string&
     } else if (key == "monthdir") {
         logger.monthdir = on;
     } else if (key == "limitsize") {
-        logger.limitsize = static_cast<std::uint32_t>(std::atoi(value.c_str()));
+        logger.limitsize = static_cast<std::uint32_t>(Number(value));
     } else if (key == "fileline") {
         logger.fileline = on;
     } else if (key == "enable") {
         logger.enable = on;
     } else if (key == "reserve") {
         // Goes no further than this map: only the setter reaches a logger. Meant.
-        logger.reserve = std::atoi(value.c_str());
+        logger.reserve = Number(value);
     }
 }
 

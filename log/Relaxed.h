@@ -13,9 +13,9 @@ public:
     constexpr Relaxed(T initial = T()) : value(initial) {}
 
     operator T() const { return value.load(std::memory_order_relaxed); }
-    T operator=(T replacement) {
+    Relaxed& operator=(T replacement) {
         value.store(replacement, std::memory_order_relaxed);
-        return replacement;
+        return *this;
     }
     // For values with one writer at a time, as the file statistics under logLock: not one atomic step.
     void Add(T amount) { *this = static_cast<T>(*this + amount); }

@@ -6,7 +6,7 @@
 struct SECURITY_ATTRIBUTES;
 struct OVERLAPPED;
 
-inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1));
+inline void* const INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1));
 
 inline constexpr DWORD FILE_APPEND_DATA = 0x4;
 inline constexpr DWORD FILE_SHARE_READ = 0x1;

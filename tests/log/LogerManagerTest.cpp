@@ -1,5 +1,10 @@
 #include "log/LogerManager.h"
 
+#ifndef _WIN32
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
 #include "tests/log/LogFixture.h"
 
 namespace HalvorixAppLog {
@@ -43,6 +48,24 @@ TEST(LogerManager, StartsAndStops) {
     EXPECT_TRUE(manager.PreCheck(LOGGER_MAIN, LOG_LEVEL_FATAL));
     // Destroyed while it runs.
 }
+
+#ifndef _WIN32
+// The other platform has no such limit to set.
+TEST(LogerManager, StartFailsWhereThereIsNoThread) {
+    const auto start_without_threads = [] {
+        // The limit does not bind root.
+        if (geteuid() == 0 && setuid(65534) != 0) std::exit(3);
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_NPROC, &none);
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+        TestManager manager;
+        const bool started = manager.Start();
+        std::fflush(stdout);
+        std::_Exit(started || manager.PreCheck(LOGGER_MAIN, LOG_LEVEL_FATAL) ? 1 : 0);
+    };
+    EXPECT_EXIT(start_without_threads(), testing::ExitedWithCode(0), "^AppLog: create AppLog thread error! \r\n$");
+}
+#endif
 
 TEST(LogerManager, CreatesUpToTwentyLoggers) {
     TestManager manager;
