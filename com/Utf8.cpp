@@ -1,5 +1,8 @@
 #include "com/Utf8.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace Vimbrel {
 
 namespace {
@@ -34,6 +37,19 @@ char32_t TakeUtf8(std::string_view& text) {
     good = good && value >= lowest && value <= 0x10FFFF && !IsHighSurrogate(value) && !IsLowSurrogate(value);
     text.remove_prefix(good ? length : 1);
     return good ? value : replacement;
+}
+
+// Widens the bytes in front that are below 0x80, by eights while there are as many, and tells how many they are.
+std::size_t WidenAscii(std::string_view text, wchar_t* wide) {
+    std::size_t length = 0;
+    for (std::uint64_t eight; length + sizeof eight <= text.size(); length += sizeof eight) {
+        std::memcpy(&eight, text.data() + length, sizeof eight);
+        if (eight & 0x8080808080808080u) break;
+        for (std::size_t i = 0; i < sizeof eight; ++i) wide[length + i] = static_cast<wchar_t>(text[length + i]);
+    }
+    for (; length < text.size() && static_cast<unsigned char>(text[length]) < 0x80; ++length)
+        wide[length] = static_cast<wchar_t>(text[length]);
+    return length;
 }
 
 }  // namespace
@@ -73,17 +89,23 @@ std::string ToUtf8(std::wstring_view text) {
 }
 
 std::wstring FromUtf8(std::string_view text) {
-    std::wstring result;
-    result.reserve(text.size());
+    // No code point has more units than bytes.
+    std::wstring result(text.size(), L'\0');
+    std::size_t length = 0;
     while (!text.empty()) {
+        const std::size_t ascii = WidenAscii(text, result.data() + length);
+        length += ascii;
+        text.remove_prefix(ascii);
+        if (text.empty()) break;
         const char32_t value = TakeUtf8(text);
         if (sizeof(wchar_t) == 2 && value >= 0x10000) {
-            result.push_back(static_cast<wchar_t>(0xD800 + ((value - 0x10000) >> 10)));
-            result.push_back(static_cast<wchar_t>(0xDC00 + ((value - 0x10000) & 0x3FF)));
+            result[length++] = static_cast<wchar_t>(0xD800 + ((value - 0x10000) >> 10));
+            result[length++] = static_cast<wchar_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
         } else {
-            result.push_back(static_cast<wchar_t>(value));
+            result[length++] = static_cast<wchar_t>(value);
         }
     }
+    result.resize(length);
     return result;
 }
 

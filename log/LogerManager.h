@@ -1,40 +1,145 @@
-// The log manager. Being built: records, files and settings follow; until then it is silent.
+// The log manager: up to 20 loggers, each with a level, a console display and files that roll by day, hour and size.
+//
+// Writing is synchronous: a record is on the console, with the debugger and in its file when Submit returns. The worker thread
+// flushes, reloads the configuration and waits; nothing feeds its queue, so TotalPushed and TotalPopped stay 0. Meant.
+//
+// Lock order: logLock, then consoleLock. No other two are held together.
 #pragma once
 
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "log/LockHelper.h"
+#include "log/LogClock.h"
+#include "log/LoggerInfo.h"
+#include "log/Relaxed.h"
+#include "log/SemHelper.h"
+#include "log/SharedText.h"
+#include "log/SpinLock.h"
+#include "log/ThreadHelper.h"
 #include "vimbrel/AppLog.h"
 
 namespace HalvorixAppLog {
 
-class LogerManager final : public IAppLogManager {
+class LogerManager : public ThreadHelper, public IAppLogManager {
 public:
-    bool Config(const char*) override { return false; }
-    bool ConfigFromText(const char*) override { return false; }
-    std::int32_t CreateLogger(const char*) override { return LOGGER_INVALID; }
-    bool Start() override { return false; }
-    bool Stop() override { return false; }
-    std::int32_t FindLogger(const char*) override { return LOGGER_INVALID; }
-    bool PreCheck(std::int32_t, int) override { return false; }
-    bool Submit(LogRecord* record, const char*, int) override { return FreeRecord(record), false; }
-    bool SetEnable(std::int32_t, bool) override { return false; }
-    bool SetName(std::int32_t, const char*) override { return false; }
-    bool SetPath(std::int32_t, const char*) override { return false; }
-    bool SetLevel(std::int32_t, int) override { return false; }
-    bool SetFileLine(std::int32_t, bool) override { return false; }
-    bool SetDisplay(std::int32_t, bool) override { return false; }
-    bool SetOutFile(std::int32_t, bool) override { return false; }
-    bool SetLimitSize(std::int32_t, unsigned int) override { return false; }
-    bool SetMonthDir(std::int32_t, bool) override { return false; }
-    bool SetReserve(std::int32_t, int) override { return false; }
-    bool SetAutoReload(int) override { return false; }
-    bool ReloadConfig() override { return false; }
-    bool IsEnabled(std::int32_t) override { return false; }
-    std::uint64_t TotalWriteCount() override { return 0; }
-    std::uint64_t TotalWriteBytes() override { return 0; }
-    std::uint64_t TotalPushed() override { return 0; }
-    std::uint64_t TotalPopped() override { return 0; }
-    std::uint32_t ActiveLoggerCount() override { return 0; }
-    LogRecord* MakeRecord(std::int32_t, int) override { return new LogRecord{}; }
-    void FreeRecord(LogRecord* record) override { delete record; }
+    // `clock` outlives the manager.
+    explicit LogerManager(LogClock& clock = LogClock::System());
+    ~LogerManager() override;
+    LogerManager(const LogerManager&) = delete;
+    LogerManager& operator=(const LogerManager&) = delete;
+
+    bool Config(const char* path) override;
+    bool ConfigFromText(const char* text) override;
+    std::int32_t CreateLogger(const char* key) override;
+    bool Start() override;
+    bool Stop() override;
+    std::int32_t FindLogger(const char* key) override;
+    bool PreCheck(std::int32_t id, int level) override;
+    bool Submit(LogRecord* record, const char* file, int line) override;
+    bool SetEnable(std::int32_t id, bool on) override;
+    bool SetName(std::int32_t id, const char* name) override;
+    bool SetPath(std::int32_t id, const char* path) override;
+    bool SetLevel(std::int32_t id, int level) override;
+    bool SetFileLine(std::int32_t id, bool on) override;
+    bool SetDisplay(std::int32_t id, bool on) override;
+    bool SetOutFile(std::int32_t id, bool on) override;
+    bool SetLimitSize(std::int32_t id, unsigned int size) override;
+    bool SetMonthDir(std::int32_t id, bool on) override;
+    bool SetReserve(std::int32_t id, int seconds) override;
+    bool SetAutoReload(int seconds) override;
+    bool ReloadConfig() override;
+    bool IsEnabled(std::int32_t id) override;
+    std::uint64_t TotalWriteCount() override { return totalWriteCount; }
+    std::uint64_t TotalWriteBytes() override { return totalWriteBytes; }
+    std::uint64_t TotalPushed() override { return totalPushed; }
+    std::uint64_t TotalPopped() override { return totalPopped; }
+    std::uint32_t ActiveLoggerCount() override;
+    LogRecord* MakeRecord(std::int32_t id, int level) override;
+    void FreeRecord(LogRecord* record) override;
+
+protected:
+    // The type of a change, as records carry it.
+    enum Change : std::int32_t {
+        CHANGE_ENABLE = 1,
+        CHANGE_NAME,
+        CHANGE_PATH,
+        CHANGE_LEVEL,
+        CHANGE_FILELINE,
+        CHANGE_DISPLAY,
+        CHANGE_OUTFILE,
+        CHANGE_LIMITSIZE,
+        CHANGE_MONTHDIR,
+        CHANGE_RESERVE,
+    };
+
+    // What the worker keeps from round to round.
+    struct WorkerState {
+        std::uint32_t flushCounters[LOGGER_MAX] = {};
+        std::int64_t reloadTime = 0;  // seconds, of the last reload
+    };
+
+    void Run() override;
+    // Empties the queue, flushes, sleeps and reloads. False when the worker is to end.
+    bool WorkerRound(WorkerState& state);
+
+    bool IsInRange(std::int32_t id) const { return static_cast<std::uint32_t>(id) <= static_cast<std::uint32_t>(lastId); }
+    // Whether the logger takes a record of that level.
+    bool Takes(std::int32_t id, int level) const { return loggers[id].enable && level >= loggers[id].level; }
+    // Slows the caller down while the queue is long.
+    void Throttle(std::size_t length);
+    bool ApplyChange(std::int32_t id, std::int32_t type, std::int32_t number, std::string_view text);
+
+    bool LoadFile(bool reload);
+    bool LoadText(std::string_view text, bool reload);
+    std::int32_t FindLogger(const std::string& key);
+
+    // The file work; under logLock.
+    bool openLogger(const LogRecord& record);
+    void closeLogger(std::int32_t id);
+    void WriteFile(LoggerInfo& logger, const LogRecord& record);
+    void RemoveHistory(LoggerInfo& logger, const std::string& opened);
+
+    LogRecord* TakeQueued();
+    void HandleQueued(LogRecord* record, WorkerState& state);
+    void FlushFiles(WorkerState& state);
+    void DisableLoggers();
+    void StopWorker();
+
+    void Print(int level, std::string_view text);
+
+    Relaxed<bool> running{false};
+    SemHelper semaphore;
+    Relaxed<std::int32_t> reloadInterval{0};
+    Relaxed<std::uint32_t> configChecksum{0};
+    std::string pid;
+    std::string processName;
+    SharedText configFile;
+    LockHelper idsLock;  // guards ids and the growth of lastId: a reload may look for a logger while another is made
+    std::map<std::string, std::int32_t> ids;
+    Relaxed<std::int32_t> lastId{0};
+    LoggerInfo loggers[LOGGER_MAX];
+    // The spacers keep locks that different threads hit, and what they guard, off each other's cache lines.
+    char spacer1[256];
+    LockHelper logLock;
+    std::deque<LogRecord*> queue;  // guarded by logLock; PreCheck looks at its length without
+    Relaxed<std::uint64_t> totalPushed{0};
+    char spacer2[256];
+    SpinLock freeLock;                         // twice in every record, and never for long
+    std::vector<LogRecord*> freeRecords;       // guarded by freeLock
+    Relaxed<std::size_t> freeRecordsCount{0};  // its length, for tests without the lock
+    char spacer3[256];
+    LockHelper consoleLock;
+    char spacer4[256];
+    std::deque<LogRecord*> workerQueue;  // the worker's own
+    Relaxed<std::uint64_t> totalPopped{0};
+    Relaxed<std::uint64_t> totalWriteCount{0};  // written under logLock
+    Relaxed<std::uint64_t> totalWriteBytes{0};
+    LogClock& clock;
 };
 
 }  // namespace HalvorixAppLog

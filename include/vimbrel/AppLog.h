@@ -5,6 +5,7 @@
 // silent until the application starts it.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -88,6 +89,15 @@ public:
 // The host's manager if its executable exports "GetAppLogger", else the library's own. Never null if the host's is not.
 VIMBREL_API IAppLogManager* GetAppLogger();
 
+// The library's own manager from its first use on; null as long as the host's speaks. For CurrentLogger only.
+VIMBREL_API extern std::atomic<IAppLogManager*> own_manager;
+
+// GetAppLogger for log sites: the same answer, without a call where the library's own manager gives it.
+inline IAppLogManager* CurrentLogger() {
+    IAppLogManager* const own = own_manager.load(std::memory_order_acquire);
+    return own ? own : GetAppLogger();
+}
+
 // Appends text to a record, in pieces. Each piece is cut at the end of the capacity and never fails. The record's length is
 // brought up to date by the destructor.
 class VIMBREL_API LogCursor {
@@ -105,9 +115,10 @@ public:
     void WriteSigned(std::int64_t number);
 
     LogCursor& operator<<(char character) { return Write(character), *this; }
-    LogCursor& operator<<(const char* text) { return Write(std::string_view(text)), *this; }
+    // A null text is an empty one.
+    LogCursor& operator<<(const char* text) { return Write(text ? std::string_view(text) : std::string_view()), *this; }
     LogCursor& operator<<(std::string_view text) { return Write(text), *this; }
-    LogCursor& operator<<(const wchar_t* text) { return Write(std::wstring_view(text)), *this; }
+    LogCursor& operator<<(const wchar_t* text) { return Write(text ? std::wstring_view(text) : std::wstring_view()), *this; }
     LogCursor& operator<<(std::wstring_view text) { return Write(text), *this; }
     LogCursor& operator<<(int number) { return WriteSigned(number), *this; }
     LogCursor& operator<<(long number) { return WriteSigned(number), *this; }
@@ -132,22 +143,22 @@ private:
 // Log sites. Nothing behind `level` is evaluated unless the record would be written.
 //   APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR, "open of %s failed - 0x%08X", name, code);
 //   APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_TRACE, "took " << count << " frames of " << name);
-#define APPLOG_FORMAT(level, ...)                                                                   \
-    do {                                                                                            \
-        if (::HalvorixAppLog::GetAppLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) {     \
-            ::HalvorixAppLog::LogRecord* applog_record =                                            \
-                ::HalvorixAppLog::GetAppLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN, level); \
-            ::HalvorixAppLog::AppendFormat(*applog_record, __VA_ARGS__);                            \
-            ::HalvorixAppLog::GetAppLogger()->Submit(applog_record, __FILE__, __LINE__);            \
-        }                                                                                           \
+#define APPLOG_FORMAT(level, ...)                                                                    \
+    do {                                                                                             \
+        if (::HalvorixAppLog::CurrentLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) {     \
+            ::HalvorixAppLog::LogRecord* applog_record =                                             \
+                ::HalvorixAppLog::CurrentLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN, level); \
+            ::HalvorixAppLog::AppendFormat(*applog_record, __VA_ARGS__);                             \
+            ::HalvorixAppLog::CurrentLogger()->Submit(applog_record, __FILE__, __LINE__);            \
+        }                                                                                            \
     } while (false)
 
-#define APPLOG_STREAM(level, pieces)                                                                \
-    do {                                                                                            \
-        if (::HalvorixAppLog::GetAppLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) {     \
-            ::HalvorixAppLog::LogRecord* applog_record =                                            \
-                ::HalvorixAppLog::GetAppLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN, level); \
-            ::HalvorixAppLog::LogCursor(*applog_record) << pieces;                                  \
-            ::HalvorixAppLog::GetAppLogger()->Submit(applog_record, __FILE__, __LINE__);            \
-        }                                                                                           \
+#define APPLOG_STREAM(level, pieces)                                                                 \
+    do {                                                                                             \
+        if (::HalvorixAppLog::CurrentLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) {     \
+            ::HalvorixAppLog::LogRecord* applog_record =                                             \
+                ::HalvorixAppLog::CurrentLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN, level); \
+            ::HalvorixAppLog::LogCursor(*applog_record) << pieces;                                   \
+            ::HalvorixAppLog::CurrentLogger()->Submit(applog_record, __FILE__, __LINE__);            \
+        }                                                                                            \
     } while (false)

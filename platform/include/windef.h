@@ -31,6 +31,7 @@ using LPWSTR = wchar_t*;
 using LPCWSTR = const wchar_t*;
 using LPVOID = void*;
 using LPCVOID = const void*;
+using HANDLE = void*;
 using HMODULE = struct HINSTANCE__*;
 using FARPROC = std::intptr_t (*)();
 

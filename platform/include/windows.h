@@ -1,6 +1,10 @@
-// Clocks, thread ids and the main module's exports. Inside the library only; applications do not get this header.
+// Clocks, thread ids, the main module, the console, the debugger, log files. Inside the library only; applications do not
+// get this header.
 #pragma once
 
+#include "debugapi.h"
+#include "fileapi.h"
+#include "wincon.h"
 #include "winerror.h"
 
 extern "C" {
@@ -17,6 +21,9 @@ DWORD WINAPI GetCurrentProcessId();
 
 // `name` must be null: the handle of the main program. Other modules are not looked up; the result is then null.
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
+
+// The path of the main program; `module` must be null. Returns its length, or `size` if it was cut to fit, or 0.
+DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size);
 
 // The address of a dynamic symbol that `module` itself defines, null if it has none. Symbols of the libraries that the
 // module loads do not count.

@@ -41,13 +41,14 @@ DWORD WINAPI timeGetTime() {
 
 void WINAPI GetSystemTimeAsFileTime(FILETIME* time) {
     const timespec now = Read(CLOCK_REALTIME);
-    const ULONGLONG units = static_cast<ULONGLONG>(now.tv_sec) * 10'000'000 + static_cast<ULONGLONG>(now.tv_nsec) / 100 + epoch_difference;
+    const ULONGLONG units = static_cast<ULONGLONG>(now.tv_sec) * 10'000'000 + static_cast<DWORD>(now.tv_nsec) / 100 + epoch_difference;
     time->dwLowDateTime = static_cast<DWORD>(units);
     time->dwHighDateTime = static_cast<DWORD>(units >> 32);
 }
 
 DWORD WINAPI GetCurrentThreadId() {
-    thread_local const DWORD id = static_cast<DWORD>(syscall(SYS_gettid));
+    thread_local DWORD id = 0;
+    if (id == 0) id = static_cast<DWORD>(syscall(SYS_gettid));
     return id;
 }
 

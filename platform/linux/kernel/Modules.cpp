@@ -1,8 +1,12 @@
-// The main program's dynamic symbols.
+// The main program: its path and its dynamic symbols.
 #include <windows.h>
 
 #include <dlfcn.h>
 #include <link.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -27,6 +31,17 @@ HMODULE WINAPI GetModuleHandleW(LPCWSTR name) {
     // Never closed: it is the program itself.
     static void* const program = dlopen(nullptr, RTLD_LAZY);
     return static_cast<HMODULE>(program);
+}
+
+DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size) {
+    if (module || size == 0) return 0;
+    char link[4096];
+    const ssize_t length = readlink("/proc/self/exe", link, sizeof link);
+    if (length <= 0) return 0;
+    const std::size_t kept = std::min<std::size_t>(static_cast<std::size_t>(length), size - 1);
+    std::memcpy(path, link, kept);
+    path[kept] = '\0';
+    return kept < static_cast<std::size_t>(length) ? size : static_cast<DWORD>(kept);
 }
 
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) {

@@ -1,0 +1,1 @@
+vimbrel_add_fuzz_target(log_configuration log_configuration.cpp)

@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "log/NumberWriter.h"
+#include "vimbrel/AppLog.h"
+
+namespace HalvorixAppLog {
+namespace {
+
+std::unique_ptr<LogRecord> RecordWithFree(std::int32_t free) {
+    auto record = std::make_unique<LogRecord>();
+    record->contentLength = LOG_TEXT_CAPACITY - free;
+    std::memset(record->content, 'x', sizeof record->content);
+    return record;
+}
+
+// What was written behind the first LOG_TEXT_CAPACITY - free bytes.
+std::string Tail(const LogRecord& record, std::int32_t free) {
+    return std::string(record.content + LOG_TEXT_CAPACITY - free, record.content + record.contentLength);
+}
+
+TEST(NumberWriter, DigitsAndPadding) {
+    const struct {
+        std::uint64_t number;
+        int width;
+        std::string text;
+    } cases[] = {
+        {0, 0, "0"},
+        {0, 2, "00"},
+        {7, 2, "07"},
+        {10, 0, "10"},
+        {100, 0, "100"},
+        {1234, 2, "1234"},
+        {9, 4, "0009"},
+        {std::numeric_limits<std::uint64_t>::max(), 0, "18446744073709551615"},
+        {5, -3, "5"},
+        {5, 64, std::string(63, '0') + "5"},
+        {5, 1000, std::string(63, '0') + "5"},
+    };
+    for (const auto& entry : cases) {
+        char text[80];
+        EXPECT_EQ(std::string(text, WriteNumber(text, text + sizeof text, entry.number, entry.width)), entry.text);
+    }
+}
+
+TEST(LogCursor, WritersAreBoundedByTheCapacity) {
+    const struct {
+        std::int32_t free;
+        void (*write)(LogCursor&);
+        std::string text;
+    } cases[] = {
+        {1, [](LogCursor& cursor) { cursor << 'a'; }, ""},  // a character needs more than one byte
+        {2, [](LogCursor& cursor) { cursor << 'a' << 'b'; }, "a"},
+        {3, [](LogCursor& cursor) { cursor << "abcd"; }, "abc"},  // a string takes the last byte, too
+        {0, [](LogCursor& cursor) { cursor << "abcd" << 'e' << 1u; }, ""},
+        {64, [](LogCursor& cursor) { cursor << 5u << "after"; }, "after"},
+        {65, [](LogCursor& cursor) { cursor << 5u << 6u; }, "5"},
+        {64, [](LogCursor& cursor) { cursor << -5; }, "-"},  // the sign goes by the character rule
+        {66, [](LogCursor& cursor) { cursor << -5; }, "-5"},
+        {100, [](LogCursor& cursor) { cursor << std::numeric_limits<long long>::min(); }, "-9223372036854775808"},
+        {100, [](LogCursor& cursor) { cursor << L"\u00e4\u20ac" << static_cast<const char*>(nullptr); }, "\xC3\xA4\xE2\x82\xAC"},
+        {4, [](LogCursor& cursor) { cursor << L"\u20ac\u20ac"; }, "\xE2\x82\xAC\xE2"},  // cut by bytes
+    };
+    for (const auto& entry : cases) {
+        const auto record = RecordWithFree(entry.free);
+        {
+            LogCursor cursor(*record);
+            entry.write(cursor);
+        }
+        EXPECT_EQ(Tail(*record, entry.free), entry.text) << entry.free;
+        EXPECT_EQ(std::string(record->content + LOG_TEXT_CAPACITY, 3), "xxx");
+    }
+}
+
+TEST(AppendFormat, IsCutAtTheCapacity) {
+    const struct {
+        std::int32_t free;
+        std::size_t length;
+        std::int32_t left;
+    } cases[] = {{10, 4, 6}, {10, 10, 0}, {10, 11, 0}, {10, 9000, 0}, {0, 5, 0}, {8192, 9000, 0}};
+    for (const auto& entry : cases) {
+        const auto record = RecordWithFree(entry.free);
+        AppendFormat(*record, "%s", std::string(entry.length, 'y').c_str());
+        EXPECT_EQ(record->contentLength, LOG_TEXT_CAPACITY - entry.left);
+        EXPECT_EQ(Tail(*record, entry.free), std::string(static_cast<std::size_t>(entry.free - entry.left), 'y'));
+        EXPECT_EQ(std::string(record->content + LOG_TEXT_CAPACITY + 1, 2), "xx");
+    }
+}
+
+}  // namespace
+}  // namespace HalvorixAppLog
