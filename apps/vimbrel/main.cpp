@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Log.h"
 #include "Scene.h"
 #include "Studio.h"
 
@@ -41,6 +42,11 @@ int main(int argc, char** argv) {
     CLI::App app("Composes a live picture from pictures, GIFs, text and colours, and records it.", "vimbrel");
     app.set_version_flag("--version", "vimbrel " VIMBREL_VERSION);
     app.require_subcommand(1);
+    // So that the options for all commands may stand behind the command as well.
+    app.fallthrough();
+    studio::LogOptions log_options;
+    app.add_option("--log-config", log_options.config_file, "A log configuration file; without it warnings go to the terminal");
+    app.add_option("--log-level", log_options.level, "The lowest level to log: trace, debug, info, warn, error, alarm or fatal");
 
     RunOptions options;
     CLI::App* run = app.add_subcommand("run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
@@ -55,5 +61,8 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? studio::exit_done : studio::exit_bad_input;
     }
+    std::string error;
+    studio::Log log;
+    if (!log.Start(log_options, error)) return Complain(error);
     return Run(options);
 }

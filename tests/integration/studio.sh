@@ -144,6 +144,19 @@ expect 0 "Exit codes" --help
 expect 0 "SCENE" run --help
 expect 0 "vimbrel 0." --version
 
+echo "The log"
+printf '[Main]\nlevel=trace\npath=%s/logs\nfileline=true\n' "$work" >log.conf
+scene "$(picture text.png)"
+expect 2 "is not a picture that can be read" run scene.json --seconds 1 --log-config log.conf
+grep -q '\[ERROR\] Photo - CreateDecoderFromFilename failed - 0x88982F50 MediaSourcePicture.cpp:' logs/vimbrel_*.log ||
+    complain "the library's line is not in the log: $(cat logs/*)"
+rm -rf logs
+expect 2 "is not a picture that can be read" run scene.json --seconds 1 --log-config log.conf --log-level fatal
+[ ! -e logs ] || complain "--log-level fatal does not keep an error out"
+expect 2 "--log-level loud: there are trace" --log-level loud run scene.json
+expect 2 "--log-config nothere: cannot be read" run scene.json --log-config nothere
+[ ! -e log ] || complain "a log folder came of itself"
+
 echo "A disk that is full"
 if unshare -m true 2>/dev/null; then
     mkdir -p small

@@ -1,0 +1,28 @@
+// The log that the studio shares with the library.
+#pragma once
+
+#include <string>
+
+namespace studio {
+
+struct LogOptions {
+    std::string config_file;  // empty for none
+    std::string level;        // a level word; empty for the configuration's
+};
+
+// Runs the log manager while it lives.
+class Log {
+public:
+    Log() = default;
+    ~Log();
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+
+    // Without a configuration file: warnings and worse, on the terminal, no file. False with `error` set.
+    bool Start(const LogOptions& options, std::string& error);
+
+private:
+    bool started = false;
+};
+
+}  // namespace studio
