@@ -32,9 +32,9 @@ printf 'P6 4 2 255\n%s%s' 'abcdefghijkl' 'mnopqrstuvwx' >"$work/picture.ppm"
 ffmpeg -v error -y -i "$work/picture.ppm" "$work/picture.png"
 
 echo "The CMake package"
-cmake -S "$source/tests/integration/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >"$work/consumer.log"
+cmake -S "$source/examples/record_picture" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >"$work/consumer.log"
 cmake --build "$work/consumer" >>"$work/consumer.log"
-"$work/consumer/consumer" "$work/picture.png" "$work/cmake.gif"
+"$work/consumer/record_picture" "$work/picture.png" "$work/cmake.gif"
 gifsicle --info "$work/cmake.gif" >"$work/info"
 grep -q 'logical screen 4x2' "$work/info"
 
@@ -42,7 +42,7 @@ echo "The pkg-config file"
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vimbrel.pc)")
 export PKG_CONFIG_PATH
 # shellcheck disable=SC2046
-c++ -std=c++20 "$source/tests/integration/consumer/consumer.cpp" -o "$work/pc_consumer" $(pkg-config --cflags --libs vimbrel)
+c++ -std=c++20 "$source/examples/record_picture/record_picture.cpp" -o "$work/pc_consumer" $(pkg-config --cflags --libs vimbrel)
 LD_LIBRARY_PATH=$(pkg-config --variable=libdir vimbrel) "$work/pc_consumer" "$work/picture.png" "$work/pc.gif"
 
 echo "The installed command"
