@@ -1,0 +1,186 @@
+// The two steps of the bilinear resize: within a source row, and between two rows so made. Each exists for floats and, by
+// plans whose weights are sixteenths, for 16-bit integers.
+#if defined(VIMBREL_PIXEL_RESIZE_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef VIMBREL_PIXEL_RESIZE_ROWS_INL_H
+#undef VIMBREL_PIXEL_RESIZE_ROWS_INL_H
+#else
+#define VIMBREL_PIXEL_RESIZE_ROWS_INL_H
+#endif
+
+#include "pixel/Kernels.h"
+#include "pixel/vector/Lanes-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace Vimbrel::pixel::HWY_NAMESPACE {
+
+using Floats = hn::ScalableTag<float>;
+using FloatVec = hn::Vec<Floats>;
+constexpr Floats floats;
+constexpr hn::ScalableTag<std::int32_t> signed_dwords;
+constexpr hn::ScalableTag<std::int8_t> signed_bytes;
+constexpr std::int32_t vector_floats = vector_bytes / 4;
+
+// A 16-byte block holds one column's four floats. The columns of a group are distributed over the blocks of its vectors in
+// the order that the samples arrive in: block b of vector v holds column b * vectors + v. The end puts them right.
+constexpr std::int32_t vectors_per_group = resize_group / vector_blocks;
+
+// Left and right pixel of two columns.
+HWY_INLINE hn::Vec128<std::uint64_t> LoadTwoColumns(const std::uint8_t* source, const std::int32_t* indexes) {
+    HWY_ALIGN std::uint64_t pixels[2];
+    std::memcpy(&pixels[0], source + 4 * static_cast<std::ptrdiff_t>(indexes[0]), 8);
+    std::memcpy(&pixels[1], source + 4 * static_cast<std::ptrdiff_t>(indexes[1]), 8);
+    return hn::Load(hn::Full128<std::uint64_t>(), pixels);
+}
+
+// A group's samples: left and right pixel of its first column, of its second column ... Each block of the vectors that are
+// taken from it begins with, or has as its half, what `InterpolateColumns` expects there.
+struct GroupSamples {
+#if HWY_CAP_GE256
+    // By a window of neighbouring pixels, or column by column.
+    template <bool compact>
+    static HWY_INLINE hn::Vec256<std::uint64_t> LoadGroup(const ResizePlan& plan, const std::uint8_t* source, std::int32_t first) {
+        constexpr hn::Full256<std::uint64_t> qwords;
+        if constexpr (compact) {
+            constexpr hn::Full256<std::uint32_t> group_dwords;
+            const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(plan.GroupStarts()[first / resize_group]);
+            const auto order = hn::SetTableIndices(group_dwords, plan.GroupSamples() + 2 * static_cast<std::ptrdiff_t>(first));
+            const auto pixels = hn::BitCast(group_dwords, hn::LoadU(hn::Full256<std::uint8_t>(), window));
+            return hn::BitCast(qwords, hn::TableLookupLanes(pixels, order));
+        } else {
+            const std::int32_t* indexes = plan.ColumnIndexes() + first;
+            return hn::Combine(qwords, LoadTwoColumns(source, indexes + 2), LoadTwoColumns(source, indexes));
+        }
+    }
+#endif
+
+    template <bool compact>
+    HWY_INLINE void Load(const ResizePlan& plan, const std::uint8_t* source, std::int32_t first) {
+#if HWY_CAP_GE512
+        constexpr hn::ScalableTag<std::uint64_t> qwords;
+        HWY_ALIGN static constexpr std::int64_t apart[8] = {0, 0, 1, 1, 2, 2, 3, 3};
+        const auto wide = hn::ZeroExtendVector(qwords, LoadGroup<compact>(plan, source, first));
+        samples[0] = hn::BitCast(bytes, hn::TableLookupLanes(wide, hn::SetTableIndices(qwords, apart)));
+#elif HWY_CAP_GE256
+        samples[0] = hn::BitCast(bytes, LoadGroup<compact>(plan, source, first));
+#else
+        samples[0] = hn::BitCast(bytes, LoadTwoColumns(source, plan.ColumnIndexes() + first));
+        samples[1] = hn::BitCast(bytes, LoadTwoColumns(source, plan.ColumnIndexes() + first + 2));
+#endif
+    }
+
+    static constexpr int vectors = vector_blocks == 1 ? 2 : 1;
+    ByteVec samples[vectors];
+};
+
+// The bytes of the double word `pixel` of each block as floats.
+template <int pixel>
+HWY_INLINE FloatVec PixelFloats(ByteVec samples) {
+    constexpr std::uint8_t at = 4 * pixel;
+    static constexpr std::uint8_t spread[16] = {at,     0x80, 0x80, 0x80, at + 1, 0x80, 0x80, 0x80,
+                                                at + 2, 0x80, 0x80, 0x80, at + 3, 0x80, 0x80, 0x80};
+    return hn::ConvertTo(floats, hn::BitCast(signed_dwords, hn::TableLookupBytesOr0(samples, EachBlock(spread))));
+}
+
+// Of a group's four weights, those of the columns in vector `vector`, each in its block.
+struct WeightOrder {
+    HWY_ALIGN std::uint8_t from[vector_bytes];
+};
+constexpr WeightOrder OrderOfWeights(int vector) {
+    WeightOrder order{};
+    for (int i = 0; i < vector_bytes; ++i) order.from[i] = static_cast<std::uint8_t>((i / 16 * vectors_per_group + vector) * 4 + i % 4);
+    return order;
+}
+
+template <int vector>
+HWY_INLINE void InterpolateColumns(ByteVec samples, FloatVec weights, float* row) {
+    static constexpr WeightOrder order = OrderOfWeights(vector);
+    constexpr int pixel = vector_blocks == 4 ? 0 : vector % 2 * 2;
+    const FloatVec left = PixelFloats<pixel>(samples);
+    const FloatVec right = PixelFloats<pixel + 1>(samples);
+    const FloatVec weight = hn::BitCast(floats, hn::TableLookupBytes(hn::BitCast(bytes, weights), hn::Load(bytes, order.from)));
+    hn::StoreU(hn::Add(left, hn::Mul(hn::Sub(right, left), weight)), floats, row + vector * vector_floats);
+}
+
+template <bool compact>
+HWY_INLINE void FloatColumnGroups(const ResizePlan& plan, const std::uint8_t* source, float* row) {
+    const float* all_weights = plan.ColumnWeights();
+    const auto columns = static_cast<std::int32_t>(plan.Columns());
+    for (std::int32_t first = 0; first < columns; first += resize_group, row += 4 * resize_group) {
+        GroupSamples group;
+        group.Load<compact>(plan, source, first);
+        const FloatVec weights = hn::LoadDup128(floats, all_weights + first);
+        InterpolateColumns<0>(group.samples[0], weights, row);
+        if constexpr (vectors_per_group >= 2) InterpolateColumns<1>(group.samples[0], weights, row);
+        if constexpr (vectors_per_group == 4) {
+            InterpolateColumns<2>(group.samples[GroupSamples::vectors - 1], weights, row);
+            InterpolateColumns<3>(group.samples[GroupSamples::vectors - 1], weights, row);
+        }
+    }
+}
+
+inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
+    if (plan.compact != 0) {
+        FloatColumnGroups<true>(plan, source, row);
+    } else {
+        FloatColumnGroups<false>(plan, source, row);
+    }
+}
+
+// Puts right the columns of four vectors of floats, packed together to one of bytes: block b holds a column of each.
+constexpr DwordOrder PackedColumnOrder() {
+    DwordOrder order{};
+    for (int vector = 0; vector < 4; ++vector) {
+        for (int block = 0; block < vector_blocks; ++block) {
+            const int group = vector / vectors_per_group;
+            const int column = group * resize_group + block * vectors_per_group + vector % vectors_per_group;
+            order.from[column] = 4 * block + vector;
+        }
+    }
+    return order;
+}
+constexpr DwordOrder packed_column_order = PackedColumnOrder();
+
+HWY_INLINE hn::Vec<hn::ScalableTag<std::int32_t>> BetweenFloats(const float* upper, const float* lower, FloatVec weight) {
+    const FloatVec above = hn::LoadU(floats, upper);
+    return Rounded(hn::Add(above, hn::Mul(hn::Sub(hn::LoadU(floats, lower), above), weight)));
+}
+
+HWY_INLINE ByteVec FloatBlock(const float* upper, const float* lower, FloatVec weight) {
+    constexpr std::int32_t n = vector_floats;
+    const SignedWordVec front =
+        hn::ReorderDemote2To(signed_words, BetweenFloats(upper, lower, weight), BetweenFloats(upper + n, lower + n, weight));
+    const SignedWordVec back = hn::ReorderDemote2To(signed_words, BetweenFloats(upper + 2 * n, lower + 2 * n, weight),
+                                                    BetweenFloats(upper + 3 * n, lower + 3 * n, weight));
+    return Reorder(SaturatedBytes(front, back), packed_column_order);
+}
+
+// Writes a row of pixels block by block; rows of samples have whole blocks, so only the last one of pixels goes by way of
+// the stack.
+template <class Sample, class Weight>
+HWY_INLINE void PutRow(const Sample* upper, const Sample* lower, Weight weight, std::uint8_t* destination, std::int32_t width,
+                       ByteVec (*block)(const Sample*, const Sample*, Weight)) {
+    constexpr std::int32_t pixels = vector_bytes / 4;
+    std::int32_t x = 0;
+    for (; x + pixels <= width; x += pixels, upper += vector_bytes, lower += vector_bytes, destination += vector_bytes) {
+        hn::StoreU(block(upper, lower, weight), bytes, destination);
+    }
+    if (x == width) return;
+    HWY_ALIGN std::uint8_t rest[vector_bytes];
+    hn::Store(block(upper, lower, weight), bytes, rest);
+    std::memcpy(destination, rest, 4 * static_cast<std::size_t>(width - x));
+}
+
+inline void FloatRows(const float* upper, const float* lower, float weight, std::uint8_t* destination, std::int32_t width) {
+    PutRow(upper, lower, hn::Set(floats, weight), destination, width, FloatBlock);
+}
+
+// Left and right bytes of two columns side by side.
+HWY_INLINE ByteVec Zipped(ByteVec samples) {
+    static constexpr std::uint8_t zip[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
+    return hn::TableLookupBytes(samples, EachBlock(zip));
+}
+
+}  // namespace Vimbrel::pixel::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif
