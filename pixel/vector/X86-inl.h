@@ -29,15 +29,35 @@ HWY_INLINE VIMBREL_PIXEL_VECTOR<std::uint8_t> SaturatedBytes(VIMBREL_PIXEL_VECTO
     return VIMBREL_PIXEL_VECTOR<std::uint8_t>{VIMBREL_PIXEL_INTRINSIC(packus_epi16)(a.raw, b.raw)};
 }
 
-// Products of bytes and signed weights, summed by twos.
-HWY_INLINE VIMBREL_PIXEL_VECTOR<std::int16_t> PairSums(VIMBREL_PIXEL_VECTOR<std::uint8_t> samples,
-                                                       VIMBREL_PIXEL_VECTOR<std::int8_t> weights) {
-    return VIMBREL_PIXEL_VECTOR<std::int16_t>{VIMBREL_PIXEL_INTRINSIC(maddubs_epi16)(samples.raw, weights.raw)};
+// Products of unsigned and signed bytes, summed by twos.
+HWY_INLINE VIMBREL_PIXEL_VECTOR<std::int16_t> PairSums(VIMBREL_PIXEL_VECTOR<std::uint8_t> a, VIMBREL_PIXEL_VECTOR<std::int8_t> b) {
+    return VIMBREL_PIXEL_VECTOR<std::int16_t>{VIMBREL_PIXEL_INTRINSIC(maddubs_epi16)(a.raw, b.raw)};
 }
 
 // To the nearest, ties to even; for values within the range of the result.
 HWY_INLINE VIMBREL_PIXEL_VECTOR<std::int32_t> Rounded(VIMBREL_PIXEL_VECTOR<float> values) {
     return VIMBREL_PIXEL_VECTOR<std::int32_t>{VIMBREL_PIXEL_INTRINSIC(cvtps_epi32)(values.raw)};
+}
+
+// One more than `value` where `a` is greater than `b`, and one less.
+HWY_INLINE VIMBREL_PIXEL_VECTOR<std::int16_t> OneMoreWhereGreater(VIMBREL_PIXEL_VECTOR<std::int16_t> value,
+                                                                  VIMBREL_PIXEL_VECTOR<std::int16_t> a,
+                                                                  VIMBREL_PIXEL_VECTOR<std::int16_t> b) {
+#if HWY_CAP_GE512
+    return hn::Vec512<std::int16_t>{_mm512_mask_sub_epi16(value.raw, hn::Gt(a, b).raw, value.raw, _mm512_set1_epi16(-1))};
+#else
+    return hn::Sub(value, hn::VecFromMask(hn::DFromV<decltype(value)>(), hn::Gt(a, b)));
+#endif
+}
+
+HWY_INLINE VIMBREL_PIXEL_VECTOR<std::int16_t> OneLessWhereGreater(VIMBREL_PIXEL_VECTOR<std::int16_t> value,
+                                                                  VIMBREL_PIXEL_VECTOR<std::int16_t> a,
+                                                                  VIMBREL_PIXEL_VECTOR<std::int16_t> b) {
+#if HWY_CAP_GE512
+    return hn::Vec512<std::int16_t>{_mm512_mask_add_epi16(value.raw, hn::Gt(a, b).raw, value.raw, _mm512_set1_epi16(-1))};
+#else
+    return hn::Add(value, hn::VecFromMask(hn::DFromV<decltype(value)>(), hn::Gt(a, b)));
+#endif
 }
 
 #undef VIMBREL_PIXEL_VECTOR

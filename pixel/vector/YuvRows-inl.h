@@ -4,6 +4,10 @@
 // numbers are added, and 1 more where the fractions' sum carries. The chroma part is computed once for all pixels that share
 // it. Lanes hold pairs of pixels, the even ones in one vector and the odd ones in another, so that chroma need not be
 // repeated.
+//
+// The luma part takes all constants: with y = Y - 16 it is 76284 y + 32768 in the studio matrix. Multiplication with
+// rounding, which takes in the 32768, gives its whole number. Of the fraction the lower product remains, short of 32768;
+// so it compares as a signed number.
 #if defined(VIMBREL_PIXEL_YUV_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef VIMBREL_PIXEL_YUV_ROWS_INL_H
 #undef VIMBREL_PIXEL_YUV_ROWS_INL_H
@@ -25,6 +29,9 @@ constexpr std::int32_t block_pairs = block_pixels / 2;
 template <const Matrix& matrix>
 constexpr bool whole_luma = matrix.luma_gain == 1 << 16;
 
+// Which of the two chroma bytes of a pair comes first.
+enum class ChromaOrder { cb_cr, cr_cb };
+
 // The pixels come out block by block, four at a time; so the luma goes in four by four in turn.
 constexpr DwordOrder TurnedOrder() {
     DwordOrder order{};
@@ -32,13 +39,12 @@ constexpr DwordOrder TurnedOrder() {
     return order;
 }
 
-// The same for bytes that were packed from two vectors, which interleaved their blocks.
+// The same for formats of which two double words hold four pixels, in each of two vectors.
 constexpr DwordOrder TurnedPackedOrder() {
     DwordOrder order{};
     for (int i = 0; i < vector_bytes / 4; ++i) {
-        const int natural = i % 4 * vector_blocks + i / 4;
-        const int within = natural % (2 * vector_blocks);
-        order.from[i] = within / 2 * 4 + natural / (2 * vector_blocks) * 2 + within % 2;
+        const int four_pixels = i % 4 / 2 * vector_blocks + i / 4;
+        order.from[i] = 2 * four_pixels + i % 2;
     }
     return order;
 }
@@ -46,106 +52,149 @@ constexpr DwordOrder TurnedPackedOrder() {
 constexpr DwordOrder turned_order = TurnedOrder();
 constexpr DwordOrder turned_packed_order = TurnedPackedOrder();
 
-// A sum of products with 16 fractional bits.
-struct Split {
-    SignedWordVec whole;
-    WordVec fraction;
-};
-
-HWY_INLINE Split AddCarrying(SignedWordVec whole, WordVec fraction, WordVec added) {
-    const WordVec sum = hn::Add(fraction, added);
-    return {hn::Sub(whole, hn::BitCast(signed_words, hn::VecFromMask(words, hn::Lt(sum, added)))), sum};
-}
-
-template <std::int32_t factor>
-HWY_INLINE Split Times(SignedWordVec value) {
-    // The factor as a multiple of 65536 and a rest that fits a signed lane.
-    constexpr std::int32_t multiple = (factor + 32768) >> 16;
-    constexpr auto rest = static_cast<std::int16_t>(factor - multiple * 65536);
-    const SignedWordVec rests = hn::Set(signed_words, rest);
-    SignedWordVec whole = hn::MulHigh(value, rests);
-    if constexpr (multiple == 2) whole = hn::Add(whole, hn::Add(value, value));
-    if constexpr (multiple == 1) whole = hn::Add(whole, value);
-    if constexpr (multiple == -1) whole = hn::Sub(whole, value);
-    static_assert(multiple >= -1 && multiple <= 2);
-    return {whole, hn::BitCast(words, hn::Mul(value, rests))};
-}
-
-HWY_INLINE Split Plus(const Split& a, const Split& b) { return AddCarrying(hn::Add(a.whole, b.whole), a.fraction, b.fraction); }
-
-// What chroma adds to one colour: the whole number, and the fraction of luma above which the fractions carry, both with
-// their highest bit turned so that they compare as signed numbers.
+// What chroma adds to red and blue, or takes from green: a whole number, and the fraction of luma beyond which it carries.
+// The flat matrix has no fractions of luma.
 struct ColorPart {
     SignedWordVec whole;
-    SignedWordVec carry_above;
+    SignedWordVec limit;
 };
 
 struct ChromaParts {
     ColorPart red, green, blue;
 };
 
-// The matrix's luma offset is counted here, but for the half that LumaPart takes to round.
-template <const Matrix& matrix>
-HWY_INLINE ColorPart Offset(const Split& part) {
-    constexpr std::int32_t offset = matrix.luma_offset - (whole_luma<matrix> ? 0 : 32768);
-    const Split sum = AddCarrying(hn::Add(part.whole, hn::Set(signed_words, static_cast<std::int16_t>(offset >> 16))), part.fraction,
-                                  hn::Set(words, static_cast<std::uint16_t>(offset & 0xFFFF)));
-    return {sum.whole, hn::BitCast(signed_words, hn::Xor(sum.fraction, hn::Set(words, 0x7FFF)))};
+using SignedByteVec = hn::Vec<hn::ScalableTag<std::int8_t>>;
+
+// cb_factor * Cb' + cr_factor * Cr' for factors below 256, whose sums fit 16 bits.
+template <int cb_factor, int cr_factor, ChromaOrder order>
+HWY_INLINE SignedWordVec ChromaSum(SignedByteVec chroma) {
+    static_assert(cb_factor >= 0 && cr_factor >= 0 && cb_factor + cr_factor < 256);
+    constexpr int first = order == ChromaOrder::cb_cr ? cb_factor : cr_factor;
+    constexpr int second = order == ChromaOrder::cb_cr ? cr_factor : cb_factor;
+    return PairSums(hn::BitCast(bytes, hn::Set(words, static_cast<std::uint16_t>(first | second << 8))), chroma);
 }
 
-// From lanes with Cb in the lower byte and Cr in the upper.
-template <const Matrix& matrix>
-HWY_INLINE ChromaParts Chroma(WordVec cb_cr) {
-    const SignedWordVec middle = hn::Set(signed_words, 128);
-    const SignedWordVec cb = hn::Sub(hn::BitCast(signed_words, hn::And(cb_cr, hn::Set(words, 0xFF))), middle);
-    const SignedWordVec cr = hn::Sub(hn::BitCast(signed_words, hn::ShiftRight<8>(cb_cr)), middle);
-    return {Offset<matrix>(Times<matrix.red_cr>(cr)), Offset<matrix>(Plus(Times<matrix.green_cb>(cb), Times<matrix.green_cr>(cr))),
-            Offset<matrix>(Times<matrix.blue_cb>(cb))};
+HWY_INLINE SignedWordVec Times(SignedWordVec value, int factor) {
+    return hn::Mul(value, hn::Set(signed_words, static_cast<std::int16_t>(factor)));
 }
 
-// One luma value per lane.
+// The least factor that splits a coefficient into two that fit bytes and signed words.
+constexpr int ByteFactor(std::int32_t coefficient) {
+    int factor = 1;
+    while (coefficient % factor != 0 || coefficient / factor > 32767) ++factor;
+    return factor;
+}
+
+// Of the studio matrix: the product with one coefficient, by a chroma sum that is its `factor`-fold chroma.
+template <std::int32_t coefficient, int factor>
+HWY_INLINE ColorPart ProductPart(SignedWordVec multiple) {
+    static_assert(coefficient % factor == 0 && coefficient / factor <= 32767);
+    constexpr int rest = coefficient / factor;
+    // The fractions carry where luma's is beyond 65535 less this one; the highest bit is turned in both.
+    return {hn::MulHigh(multiple, hn::Set(signed_words, rest)), hn::Add(Times(multiple, -rest), hn::Set(signed_words, 32767))};
+}
+
+// Of the studio matrix: what green loses, 512 times one sum and once another.
+template <const Matrix& matrix, ChromaOrder order>
+HWY_INLINE ColorPart GreenLoss(SignedByteVec chroma) {
+    constexpr int cb = -matrix.green_cb;
+    constexpr int cr = -matrix.green_cr;
+    const SignedWordVec many = hn::Sub(ChromaSum<cb / 512, cr / 512, order>(chroma), hn::Set(signed_words, 64));
+    const SignedWordVec few = ChromaSum<cb % 512, cr % 512, order>(chroma);
+    // The 64 less above are the 32768 that make `few` positive, and turn the highest bit of the fraction.
+    const SignedWordVec limit = hn::Add(hn::ShiftLeft<9>(many), few);
+    return {OneMoreWhereGreater(hn::ShiftRight<7>(many), few, limit), limit};
+}
+
+// Of the flat matrix: the rounded product with one coefficient, by twice the chroma. Half a coefficient is not whole, but the
+// next lower one rounds every byte alike.
+template <std::int32_t coefficient>
+HWY_INLINE ColorPart RoundedProduct(SignedWordVec doubled) {
+    constexpr int quarter = coefficient / 4;
+    constexpr auto exact = [] {
+        for (int chroma = -128; chroma < 128; ++chroma) {
+            if ((2 * chroma * quarter + 16384) >> 15 != (coefficient * chroma + 32768) >> 16) return false;
+        }
+        return true;
+    }();
+    static_assert(exact);
+    return {hn::MulFixedPoint15(doubled, hn::Set(signed_words, quarter)), doubled};
+}
+
+// Of the flat matrix: what green loses, rounded; 256 times one sum less another.
+template <const Matrix& matrix, ChromaOrder order>
+HWY_INLINE ColorPart RoundedGreen(SignedByteVec chroma) {
+    constexpr int cb_many = (-matrix.green_cb + 255) / 256;
+    constexpr int cr_many = (-matrix.green_cr + 255) / 256;
+    const SignedWordVec many = ChromaSum<cb_many, cr_many, order>(chroma);
+    const SignedWordVec few = ChromaSum<cb_many * 256 + matrix.green_cb, cr_many * 256 + matrix.green_cr, order>(chroma);
+    return {hn::MulFixedPoint15(hn::Sub(hn::ShiftRight<8>(few), many), hn::Set(signed_words, 128)), many};
+}
+
+// From lanes with both chroma bytes of a pair.
+template <const Matrix& matrix, ChromaOrder order>
+HWY_INLINE ChromaParts Chroma(ByteVec pairs) {
+    const SignedByteVec chroma = hn::BitCast(hn::ScalableTag<std::int8_t>(), hn::Xor(pairs, hn::Set(bytes, 0x80)));
+    if constexpr (whole_luma<matrix>) {
+        return {RoundedProduct<matrix.red_cr>(ChromaSum<0, 2, order>(chroma)), RoundedGreen<matrix, order>(chroma),
+                RoundedProduct<matrix.blue_cb>(ChromaSum<2, 0, order>(chroma))};
+    } else {
+        constexpr int red = ByteFactor(matrix.red_cr);
+        constexpr int blue = ByteFactor(matrix.blue_cb);
+        return {ProductPart<matrix.red_cr, red>(ChromaSum<0, red, order>(chroma)), GreenLoss<matrix, order>(chroma),
+                ProductPart<matrix.blue_cb, blue>(ChromaSum<blue, 0, order>(chroma))};
+    }
+}
+
+// The luma part of one byte per lane, the lower or the upper one.
 template <const Matrix& matrix>
 struct LumaPart {
     SignedWordVec whole;
-    SignedWordVec fraction;  // with its highest bit turned
+    SignedWordVec fraction;
 
-    HWY_INLINE explicit LumaPart(WordVec luma) {
-        whole = hn::BitCast(signed_words, luma);
-        if constexpr (!whole_luma<matrix>) {
-            constexpr std::int32_t rest = matrix.luma_gain - 65536;
-            static_assert(rest > 0 && rest % 2 == 0 && rest / 2 < 32768);
-            // The rounding product takes the half unit in, and the half unit turns the fraction's highest bit.
-            fraction = hn::Mul(whole, hn::Set(signed_words, static_cast<std::int16_t>(rest)));
-            whole = hn::Add(whole, hn::MulFixedPoint15(whole, hn::Set(signed_words, static_cast<std::int16_t>(rest / 2))));
+    template <bool upper>
+    static HWY_INLINE LumaPart From(ByteVec luma) {
+        if constexpr (whole_luma<matrix>) {
+            const WordVec pairs = hn::BitCast(words, luma);
+            const SignedWordVec whole = hn::BitCast(signed_words, upper ? hn::ShiftRight<8>(pairs) : hn::And(pairs, hn::Set(words, 0xFF)));
+            return {whole, whole};
+        } else {
+            static_assert(matrix.luma_gain % 4 == 0 && matrix.luma_gain / 4 < 32768);
+            static_assert(matrix.luma_offset == 32768 - 16 * matrix.luma_gain);
+            const auto twice = hn::BitCast(hn::ScalableTag<std::int8_t>(), hn::Set(words, upper ? 0x0200 : 0x0002));
+            const SignedWordVec doubled = hn::Sub(PairSums(luma, twice), hn::Set(signed_words, 32));
+            return {hn::MulFixedPoint15(doubled, hn::Set(signed_words, matrix.luma_gain / 4)), Times(doubled, matrix.luma_gain / 2)};
         }
     }
 
-    HWY_INLINE SignedWordVec Color(const ColorPart& chroma) const {
+    HWY_INLINE SignedWordVec Plus(const ColorPart& chroma) const {
         const SignedWordVec sum = hn::Add(whole, chroma.whole);
-        if constexpr (whole_luma<matrix>) {
-            return sum;  // luma without a fraction never carries
-        } else {
-            return hn::Sub(sum, hn::VecFromMask(signed_words, hn::Gt(fraction, chroma.carry_above)));
-        }
+        if constexpr (whole_luma<matrix>) return sum;
+        return OneMoreWhereGreater(sum, fraction, chroma.limit);
+    }
+    HWY_INLINE SignedWordVec Green(const ColorPart& chroma) const {
+        if constexpr (whole_luma<matrix>) return hn::Add(whole, chroma.whole);
+        return OneLessWhereGreater(hn::Sub(whole, chroma.whole), chroma.limit, fraction);
     }
 };
 
 // One colour of a block, saturated, as bytes in the order of pixels within each 16-byte block.
-template <const Matrix& matrix>
-HWY_INLINE ByteVec ColorBytes(const LumaPart<matrix>& even, const LumaPart<matrix>& odd, const ColorPart& chroma) {
+HWY_INLINE ByteVec ColorBytes(SignedWordVec even, SignedWordVec odd) {
     static constexpr std::uint8_t zip[16] = {0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15};
-    return hn::TableLookupBytes(SaturatedBytes(even.Color(chroma), odd.Color(chroma)), EachBlock(zip));
+    return hn::TableLookupBytes(SaturatedBytes(even, odd), EachBlock(zip));
 }
 
 // Converts a block of turned luma; `reversed` writes red, green, blue instead of blue, green, red.
 template <const Matrix& matrix, bool reversed = false>
 HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaParts& chroma, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
-    const WordVec pairs = hn::BitCast(words, turned_luma);
-    const LumaPart<matrix> even(hn::And(pairs, hn::Set(words, 0xFF)));
-    const LumaPart<matrix> odd(hn::ShiftRight<8>(pairs));
-    const ByteVec first = ColorBytes(even, odd, reversed ? chroma.red : chroma.blue);
-    const ByteVec second = ColorBytes(even, odd, chroma.green);
-    const ByteVec third = ColorBytes(even, odd, reversed ? chroma.blue : chroma.red);
+    using Luma = LumaPart<matrix>;
+    const Luma even = Luma::template From<false>(turned_luma);
+    const Luma odd = Luma::template From<true>(turned_luma);
+    const ColorPart& first_part = reversed ? chroma.red : chroma.blue;
+    const ColorPart& third_part = reversed ? chroma.blue : chroma.red;
+    const ByteVec first = ColorBytes(even.Plus(first_part), odd.Plus(first_part));
+    const ByteVec second = ColorBytes(even.Green(chroma.green), odd.Green(chroma.green));
+    const ByteVec third = ColorBytes(even.Plus(third_part), odd.Plus(third_part));
     const ByteVec fourth = hn::Set(bytes, alpha);
     const WordVec front_lower = hn::BitCast(words, hn::InterleaveLower(bytes, first, second));
     const WordVec front_upper = hn::BitCast(words, hn::InterleaveUpper(bytes, first, second));
@@ -160,18 +209,21 @@ HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaParts& chroma, std::ui
 // Formats of which a double word holds two pixels. `luma_low` is YUY2, with its exchanged colours; else it is UYVY.
 template <const Matrix& matrix, bool luma_low>
 HWY_INLINE void PutPackedBlock(const std::uint8_t* HWY_RESTRICT source, std::uint8_t* HWY_RESTRICT destination, std::uint8_t alpha) {
-    const WordVec front = hn::BitCast(words, hn::LoadU(bytes, source));
-    const WordVec back = hn::BitCast(words, hn::LoadU(bytes, source + vector_bytes));
-    const WordVec low_byte = hn::Set(words, 0xFF);
-    const ByteVec low =
-        SaturatedBytes(hn::BitCast(signed_words, hn::And(front, low_byte)), hn::BitCast(signed_words, hn::And(back, low_byte)));
-    const ByteVec high =
-        SaturatedBytes(hn::BitCast(signed_words, hn::ShiftRight<8>(front)), hn::BitCast(signed_words, hn::ShiftRight<8>(back)));
-    const ByteVec luma = Reorder(luma_low ? low : high, turned_packed_order);
-    WordVec chroma = hn::BitCast(words, Reorder(luma_low ? high : low, turned_packed_order));
+    // Luma in the lower half of each 16-byte block, chroma in the upper.
+    static constexpr std::uint8_t low_first[16] = {0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15};
+    static constexpr std::uint8_t high_first[16] = {1, 3, 5, 7, 9, 11, 13, 15, 0, 2, 4, 6, 8, 10, 12, 14};
+    constexpr hn::ScalableTag<std::uint64_t> qwords;
+    const ByteVec parted = luma_low ? EachBlock(low_first) : EachBlock(high_first);
+    const auto part = [&](const std::uint8_t* from) HWY_ATTR {
+        return hn::BitCast(qwords, hn::TableLookupBytes(Reorder(hn::LoadU(bytes, from), turned_packed_order), parted));
+    };
+    const auto front = part(source);
+    const auto back = part(source + vector_bytes);
+    const ByteVec luma = hn::BitCast(bytes, hn::InterleaveLower(qwords, front, back));
+    const ByteVec chroma = hn::BitCast(bytes, hn::InterleaveUpper(qwords, front, back));
     // YUY2's exchanged coefficients, which are meant: its chroma bytes change roles, and red and blue their places.
-    if constexpr (luma_low) chroma = hn::Or(hn::ShiftLeft<8>(chroma), hn::ShiftRight<8>(chroma));
-    PutBlock<matrix, luma_low>(luma, Chroma<matrix>(chroma), alpha, destination);
+    constexpr ChromaOrder order = luma_low ? ChromaOrder::cr_cb : ChromaOrder::cb_cr;
+    PutBlock<matrix, luma_low>(luma, Chroma<matrix, order>(chroma), alpha, destination);
 }
 
 template <const Matrix& matrix, bool luma_low>
@@ -201,7 +253,7 @@ void PackedYuvRow(const std::uint8_t* source, std::uint8_t* destination, std::in
 struct Semiplanar {
     const std::uint8_t* chroma;
 
-    HWY_INLINE WordVec Load() const { return hn::BitCast(words, Reorder(hn::LoadU(bytes, chroma), turned_order)); }
+    HWY_INLINE ByteVec Load() const { return Reorder(hn::LoadU(bytes, chroma), turned_order); }
     HWY_INLINE void Skip() { chroma += 2 * block_pairs; }
 };
 
@@ -209,11 +261,11 @@ struct Planar {
     const std::uint8_t* cb;
     const std::uint8_t* cr;
 
-    HWY_INLINE WordVec Load() const {
+    HWY_INLINE ByteVec Load() const {
         constexpr hn::Half<Bytes> half;
         const WordVec low = hn::PromoteTo(words, hn::LoadU(half, cb));
         const WordVec high = hn::PromoteTo(words, hn::LoadU(half, cr));
-        return Reorder(hn::Or(low, hn::ShiftLeft<8>(high)), turned_order);
+        return hn::BitCast(bytes, Reorder(hn::Or(low, hn::ShiftLeft<8>(high)), turned_order));
     }
     HWY_INLINE void Skip() {
         cb += block_pairs;
@@ -224,7 +276,7 @@ struct Planar {
 template <const Matrix& matrix, class Source>
 HWY_INLINE void PutBlockPair(const std::uint8_t* upper, const std::uint8_t* lower, const Source& source, std::uint8_t alpha,
                              std::uint8_t* above, std::uint8_t* below) {
-    const ChromaParts chroma = Chroma<matrix>(source.Load());
+    const ChromaParts chroma = Chroma<matrix, ChromaOrder::cb_cr>(source.Load());
     PutBlock<matrix>(Reorder(hn::LoadU(bytes, upper), turned_order), chroma, alpha, above);
     PutBlock<matrix>(Reorder(hn::LoadU(bytes, lower), turned_order), chroma, alpha, below);
 }
