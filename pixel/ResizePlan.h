@@ -10,7 +10,7 @@ namespace Vimbrel::pixel {
 
 inline constexpr std::uint32_t resize_plan_magic = 0x4B617389;
 
-// Destination columns are planned in groups of this many, the last one filled up with copies of the last column.
+// Destination columns are planned in groups of this many. Two groups at a time are filled up with copies of the last column.
 inline constexpr std::int32_t resize_group = 4;
 // How many neighbouring source pixels a group may draw on to be `compact`.
 inline constexpr std::int32_t resize_window = 8;
@@ -37,7 +37,7 @@ struct ResizePlan {
     // For sixteenths: the weights of both samples of each column, once per channel.
     const std::int8_t* ByteWeights() const { return At<std::int8_t>(GroupPlace() + Columns() / resize_group + 2 * Columns()); }
 
-    std::int64_t Columns() const { return (static_cast<std::int64_t>(destination.width) + resize_group - 1) / resize_group * resize_group; }
+    std::int64_t Columns() const { return (static_cast<std::int64_t>(destination.width) + 2 * resize_group - 1) / (2 * resize_group) * (2 * resize_group); }
     // In bytes, header included.
     std::int64_t Size() const {
         return static_cast<std::int64_t>(sizeof(ResizePlan)) + 4 * (GroupPlace() + Columns() / resize_group + 4 * Columns());

@@ -174,10 +174,73 @@ inline void FloatRows(const float* upper, const float* lower, float weight, std:
     PutRow(upper, lower, hn::Set(floats, weight), destination, width, FloatBlock);
 }
 
-// Left and right bytes of two columns side by side.
-HWY_INLINE ByteVec Zipped(ByteVec samples) {
+// By sixteenths: left and right bytes of a column side by side, multiplied by their weights and summed.
+HWY_INLINE void WeighColumns(ByteVec samples, const std::int8_t* weights, std::uint16_t* row) {
     static constexpr std::uint8_t zip[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
-    return hn::TableLookupBytes(samples, EachBlock(zip));
+    const ByteVec zipped = hn::TableLookupBytes(samples, EachBlock(zip));
+    hn::StoreU(hn::BitCast(words, PairSums(zipped, hn::LoadU(signed_bytes, weights))), words, row);
+}
+
+template <bool compact>
+HWY_INLINE void SixteenthColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
+    const std::int8_t* weights = plan.ByteWeights();
+    const auto columns = static_cast<std::int32_t>(plan.Columns());
+    for (std::int32_t first = 0; first < columns; first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
+#if HWY_CAP_GE512
+        const auto both =
+            hn::Combine(hn::ScalableTag<std::uint64_t>(), GroupSamples::LoadGroup<compact>(plan, source, first + resize_group),
+                        GroupSamples::LoadGroup<compact>(plan, source, first));
+        WeighColumns(hn::BitCast(bytes, both), weights, row);
+#else
+        for (std::int32_t i = 0; i < 2; ++i) {
+            GroupSamples group;
+            group.Load<compact>(plan, source, first + i * resize_group);
+            for (std::int32_t k = 0; k < GroupSamples::vectors; ++k) {
+                const std::int32_t vector = i * GroupSamples::vectors + k;
+                WeighColumns(group.samples[k], weights + vector * vector_bytes, row + vector * vector_bytes / 2);
+            }
+        }
+#endif
+    }
+}
+
+inline void SixteenthColumns(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
+    if (plan.compact != 0) {
+        SixteenthColumnGroups<true>(plan, source, row);
+    } else {
+        SixteenthColumnGroups<false>(plan, source, row);
+    }
+}
+
+// Puts right the columns of two vectors of words, packed together to one of bytes.
+constexpr DwordOrder PackedWordOrder() {
+    DwordOrder order{};
+    for (int column = 0; column < vector_bytes / 4; ++column) {
+        const int within = column % (2 * vector_blocks);
+        order.from[column] = within / 2 * 4 + column / (2 * vector_blocks) * 2 + within % 2;
+    }
+    return order;
+}
+constexpr DwordOrder packed_word_order = PackedWordOrder();
+
+// In 256ths, rounded to the nearest whole number, ties to even.
+HWY_INLINE SignedWordVec BetweenSixteenths(const std::uint16_t* upper, const std::uint16_t* lower, WordVec weight) {
+    const WordVec above = hn::LoadU(words, upper);
+    const WordVec difference = hn::Sub(hn::LoadU(words, lower), above);
+    const WordVec sum = hn::Add(hn::ShiftLeft<4>(above), hn::Mul(difference, weight));
+    const WordVec odd = hn::And(hn::ShiftRight<8>(sum), hn::Set(words, 1));
+    return hn::BitCast(signed_words, hn::ShiftRight<8>(hn::Add(sum, hn::Add(odd, hn::Set(words, 127)))));
+}
+
+HWY_INLINE ByteVec SixteenthBlock(const std::uint16_t* upper, const std::uint16_t* lower, WordVec weight) {
+    constexpr std::int32_t n = vector_bytes / 2;
+    const ByteVec packed = SaturatedBytes(BetweenSixteenths(upper, lower, weight), BetweenSixteenths(upper + n, lower + n, weight));
+    return Reorder(packed, packed_word_order);
+}
+
+inline void SixteenthRows(const std::uint16_t* upper, const std::uint16_t* lower, float weight, std::uint8_t* destination,
+                          std::int32_t width) {
+    PutRow(upper, lower, hn::Set(words, static_cast<std::uint16_t>(weight * 16)), destination, width, SixteenthBlock);
 }
 
 }  // namespace Vimbrel::pixel::HWY_NAMESPACE

@@ -32,7 +32,7 @@ constexpr Kernels VectorVariant(const char* name) {
         .premultiply = PremultiplyRow,
         .fill_alpha = FillAlphaRow,
         .resize = {FloatColumns, FloatRows},
-        .resize_sixteenths = {nullptr, nullptr},
+        .resize_sixteenths = {SixteenthColumns, SixteenthRows},
     };
 }
 
