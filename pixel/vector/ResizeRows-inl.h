@@ -32,39 +32,53 @@ HWY_INLINE hn::Vec128<std::uint64_t> LoadTwoColumns(const std::uint8_t* source, 
     return hn::Load(hn::Full128<std::uint64_t>(), pixels);
 }
 
+// The plan's tables, found once per row.
+struct ColumnTables {
+    const std::int32_t* indexes;
+    const std::int32_t* starts;
+    const std::int32_t* samples;
+    std::int32_t columns;
+
+    explicit ColumnTables(const ResizePlan& plan)
+        : indexes(plan.ColumnIndexes()),
+          starts(plan.GroupStarts()),
+          samples(plan.GroupSamples()),
+          columns(static_cast<std::int32_t>(plan.Columns())) {}
+};
+
 // A group's samples: left and right pixel of its first column, of its second column ... Each block of the vectors that are
 // taken from it begins with, or has as its half, what `InterpolateColumns` expects there.
 struct GroupSamples {
 #if HWY_CAP_GE256
     // By a window of neighbouring pixels, or column by column.
     template <bool compact>
-    static HWY_INLINE hn::Vec256<std::uint64_t> LoadGroup(const ResizePlan& plan, const std::uint8_t* source, std::int32_t first) {
+    static HWY_INLINE hn::Vec256<std::uint64_t> LoadGroup(const ColumnTables& tables, const std::uint8_t* source, std::int32_t first) {
         constexpr hn::Full256<std::uint64_t> qwords;
         if constexpr (compact) {
             constexpr hn::Full256<std::uint32_t> group_dwords;
-            const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(plan.GroupStarts()[first / resize_group]);
-            const auto order = hn::SetTableIndices(group_dwords, plan.GroupSamples() + 2 * static_cast<std::ptrdiff_t>(first));
+            const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(tables.starts[first / resize_group]);
+            const auto order = hn::SetTableIndices(group_dwords, tables.samples + 2 * static_cast<std::ptrdiff_t>(first));
             const auto pixels = hn::BitCast(group_dwords, hn::LoadU(hn::Full256<std::uint8_t>(), window));
             return hn::BitCast(qwords, hn::TableLookupLanes(pixels, order));
         } else {
-            const std::int32_t* indexes = plan.ColumnIndexes() + first;
+            const std::int32_t* indexes = tables.indexes + first;
             return hn::Combine(qwords, LoadTwoColumns(source, indexes + 2), LoadTwoColumns(source, indexes));
         }
     }
 #endif
 
     template <bool compact>
-    HWY_INLINE void Load(const ResizePlan& plan, const std::uint8_t* source, std::int32_t first) {
+    HWY_INLINE void Load(const ColumnTables& tables, const std::uint8_t* source, std::int32_t first) {
 #if HWY_CAP_GE512
         constexpr hn::ScalableTag<std::uint64_t> qwords;
         HWY_ALIGN static constexpr std::int64_t apart[8] = {0, 0, 1, 1, 2, 2, 3, 3};
-        const auto wide = hn::ZeroExtendVector(qwords, LoadGroup<compact>(plan, source, first));
+        const auto wide = hn::ZeroExtendVector(qwords, LoadGroup<compact>(tables, source, first));
         samples[0] = hn::BitCast(bytes, hn::TableLookupLanes(wide, hn::SetTableIndices(qwords, apart)));
 #elif HWY_CAP_GE256
-        samples[0] = hn::BitCast(bytes, LoadGroup<compact>(plan, source, first));
+        samples[0] = hn::BitCast(bytes, LoadGroup<compact>(tables, source, first));
 #else
-        samples[0] = hn::BitCast(bytes, LoadTwoColumns(source, plan.ColumnIndexes() + first));
-        samples[1] = hn::BitCast(bytes, LoadTwoColumns(source, plan.ColumnIndexes() + first + 2));
+        samples[0] = hn::BitCast(bytes, LoadTwoColumns(source, tables.indexes + first));
+        samples[1] = hn::BitCast(bytes, LoadTwoColumns(source, tables.indexes + first + 2));
 #endif
     }
 
@@ -104,10 +118,10 @@ HWY_INLINE void InterpolateColumns(ByteVec samples, FloatVec weights, float* row
 template <bool compact>
 HWY_INLINE void FloatColumnGroups(const ResizePlan& plan, const std::uint8_t* source, float* row) {
     const float* all_weights = plan.ColumnWeights();
-    const auto columns = static_cast<std::int32_t>(plan.Columns());
-    for (std::int32_t first = 0; first < columns; first += resize_group, row += 4 * resize_group) {
+    const ColumnTables tables(plan);
+    for (std::int32_t first = 0; first < tables.columns; first += resize_group, row += 4 * resize_group) {
         GroupSamples group;
-        group.Load<compact>(plan, source, first);
+        group.Load<compact>(tables, source, first);
         const FloatVec weights = hn::LoadDup128(floats, all_weights + first);
         InterpolateColumns<0>(group.samples[0], weights, row);
         if constexpr (vectors_per_group >= 2) InterpolateColumns<1>(group.samples[0], weights, row);
@@ -184,17 +198,17 @@ HWY_INLINE void WeighColumns(ByteVec samples, const std::int8_t* weights, std::u
 template <bool compact>
 HWY_INLINE void SixteenthColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
     const std::int8_t* weights = plan.ByteWeights();
-    const auto columns = static_cast<std::int32_t>(plan.Columns());
-    for (std::int32_t first = 0; first < columns; first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
+    const ColumnTables tables(plan);
+    for (std::int32_t first = 0; first < tables.columns; first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
 #if HWY_CAP_GE512
         const auto both =
-            hn::Combine(hn::ScalableTag<std::uint64_t>(), GroupSamples::LoadGroup<compact>(plan, source, first + resize_group),
-                        GroupSamples::LoadGroup<compact>(plan, source, first));
+            hn::Combine(hn::ScalableTag<std::uint64_t>(), GroupSamples::LoadGroup<compact>(tables, source, first + resize_group),
+                        GroupSamples::LoadGroup<compact>(tables, source, first));
         WeighColumns(hn::BitCast(bytes, both), weights, row);
 #else
         for (std::int32_t i = 0; i < 2; ++i) {
             GroupSamples group;
-            group.Load<compact>(plan, source, first + i * resize_group);
+            group.Load<compact>(tables, source, first + i * resize_group);
             for (std::int32_t k = 0; k < GroupSamples::vectors; ++k) {
                 const std::int32_t vector = i * GroupSamples::vectors + k;
                 WeighColumns(group.samples[k], weights + vector * vector_bytes, row + vector * vector_bytes / 2);
