@@ -1,4 +1,5 @@
 // The bilinear resize: its plan and the walk over the rows.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -24,7 +25,13 @@ bool Bad(PixelSize source, PixelSize destination) {
 }
 
 ResizePlan Header(PixelSize source, PixelSize destination) {
-    return {.magic = pixel::resize_plan_magic, .source = source, .destination = destination, .sixteenths = 1, .compact = 1};
+    return {.magic = pixel::resize_plan_magic,
+            .source = source,
+            .destination = destination,
+            .sixteenths = 1,
+            .compact = 1,
+            .uniform_end = 1,
+            .uniform_stride = 0};
 }
 
 struct Sample {
@@ -63,6 +70,22 @@ void PlanGroup(ResizePlan& plan, std::int32_t first) {
     }
 }
 
+void FindUniformGroups(ResizePlan& plan) {
+    const auto groups = static_cast<std::int32_t>(plan.Columns() / resize_group);
+    if (plan.compact == 0 || groups < 3) return;
+    const std::int32_t* starts = plan.GroupStarts();
+    plan.uniform_stride = starts[2] - starts[1];
+    const auto as_first = [&](std::int32_t group) {
+        const std::int32_t* samples = plan.GroupSamples() + 2 * resize_group;
+        const float* weights = plan.ColumnWeights() + resize_group;
+        const std::ptrdiff_t others = group - 1;
+        return starts[group] - starts[1] == others * plan.uniform_stride &&
+               std::equal(samples, samples + 2 * resize_group, samples + 2 * resize_group * others) &&
+               std::equal(weights, weights + resize_group, weights + resize_group * others);
+    };
+    while (plan.uniform_end < groups && as_first(plan.uniform_end)) ++plan.uniform_end;
+}
+
 void PlanColumns(ResizePlan& plan) {
     const auto columns = static_cast<std::int32_t>(plan.Columns());
     for (std::int32_t x = 0; x < columns; ++x) {
@@ -79,6 +102,7 @@ void PlanColumns(ResizePlan& plan) {
         }
     }
     for (std::int32_t first = 0; first < columns; first += resize_group) PlanGroup(plan, first);
+    FindUniformGroups(plan);
 }
 
 void PlanRows(ResizePlan& plan) {

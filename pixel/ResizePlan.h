@@ -24,6 +24,10 @@ struct ResizePlan {
     std::int32_t sixteenths;
     // Whether each group draws on `resize_window` source pixels at most.
     std::int32_t compact;
+    // From group 1 to before this one, all groups have the samples and weights of group 1, and windows that start
+    // `uniform_stride` pixels after one another. Ratios such as 3:2 and 2:1 have nearly all groups so.
+    std::int32_t uniform_end;
+    std::int32_t uniform_stride;
 
     // Along each axis, the first of two neighbouring samples and the weight of the second. Where the border's sample is
     // repeated, the pair lies inside with a weight of 0 or 1, which gives the same.
@@ -37,7 +41,9 @@ struct ResizePlan {
     // For sixteenths: the weights of both samples of each column, once per channel.
     const std::int8_t* ByteWeights() const { return At<std::int8_t>(GroupPlace() + Columns() / resize_group + 2 * Columns()); }
 
-    std::int64_t Columns() const { return (static_cast<std::int64_t>(destination.width) + 2 * resize_group - 1) / (2 * resize_group) * (2 * resize_group); }
+    std::int64_t Columns() const {
+        return (static_cast<std::int64_t>(destination.width) + 2 * resize_group - 1) / (2 * resize_group) * (2 * resize_group);
+    }
     // In bytes, header included.
     std::int64_t Size() const {
         return static_cast<std::int64_t>(sizeof(ResizePlan)) + 4 * (GroupPlace() + Columns() / resize_group + 4 * Columns());

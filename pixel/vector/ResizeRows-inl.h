@@ -188,18 +188,23 @@ inline void FloatRows(const float* upper, const float* lower, float weight, std:
     PutRow(upper, lower, hn::Set(floats, weight), destination, width, FloatBlock);
 }
 
-// By sixteenths: left and right bytes of a column side by side, multiplied by their weights and summed.
+// Left and right bytes of each of two columns side by side.
+constexpr std::uint8_t zipped_columns[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
+
+// By sixteenths: both bytes of a column and channel multiplied by their weights and summed.
 HWY_INLINE void WeighColumns(ByteVec samples, const std::int8_t* weights, std::uint16_t* row) {
-    static constexpr std::uint8_t zip[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
-    const ByteVec zipped = hn::TableLookupBytes(samples, EachBlock(zip));
+    const ByteVec zipped = hn::TableLookupBytes(samples, EachBlock(zipped_columns));
     hn::StoreU(hn::BitCast(words, PairSums(zipped, hn::LoadU(signed_bytes, weights))), words, row);
 }
 
+// From one column to before another, both of which begin two groups.
 template <bool compact>
-HWY_INLINE void SixteenthColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
-    const std::int8_t* weights = plan.ByteWeights();
+HWY_INLINE void SixteenthColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
+                                      std::uint16_t* row) {
     const ColumnTables tables(plan);
-    for (std::int32_t first = 0; first < tables.columns; first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
+    const std::int8_t* weights = plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from);
+    row += 4 * static_cast<std::ptrdiff_t>(from);
+    for (std::int32_t first = from; first < to; first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
 #if HWY_CAP_GE512
         const auto both =
             hn::Combine(hn::ScalableTag<std::uint64_t>(), GroupSamples::LoadGroup<compact>(tables, source, first + resize_group),
@@ -218,12 +223,47 @@ HWY_INLINE void SixteenthColumnGroups(const ResizePlan& plan, const std::uint8_t
     }
 }
 
-inline void SixteenthColumns(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
-    if (plan.compact != 0) {
-        SixteenthColumnGroups<true>(plan, source, row);
-    } else {
-        SixteenthColumnGroups<false>(plan, source, row);
+#if HWY_CAP_GE256
+HWY_INLINE hn::Vec256<std::int16_t> GroupPairSums(hn::Vec256<std::uint8_t> samples, hn::Vec256<std::int8_t> weights) {
+    return hn::Vec256<std::int16_t>{_mm256_maddubs_epi16(samples.raw, weights.raw)};
+}
+
+// The groups that are all alike, with their samples' order and weights at hand.
+HWY_INLINE void UniformSixteenthGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
+                                       std::uint16_t* row) {
+    constexpr hn::Full256<std::uint8_t> group_bytes;
+    constexpr hn::Full256<std::uint32_t> group_dwords;
+    const auto order = hn::SetTableIndices(group_dwords, plan.GroupSamples() + 2 * static_cast<std::ptrdiff_t>(from));
+    const auto zip = hn::LoadDup128(group_bytes, zipped_columns);
+    const auto weights = hn::LoadU(hn::Full256<std::int8_t>(), plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from));
+    const std::ptrdiff_t stride = 4 * static_cast<std::ptrdiff_t>(plan.uniform_stride);
+    const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(plan.GroupStarts()[from / resize_group]);
+    row += 4 * static_cast<std::ptrdiff_t>(from);
+    for (std::int32_t first = from; first < to; first += resize_group, window += stride, row += 4 * resize_group) {
+        const auto pixels = hn::TableLookupLanes(hn::BitCast(group_dwords, hn::LoadU(group_bytes, window)), order);
+        const auto samples = hn::TableLookupBytes(hn::BitCast(group_bytes, pixels), zip);
+        hn::StoreU(GroupPairSums(samples, weights), hn::Full256<std::int16_t>(), reinterpret_cast<std::int16_t*>(row));
     }
+}
+#endif
+
+inline void SixteenthColumns(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
+    const auto columns = static_cast<std::int32_t>(plan.Columns());
+    if (plan.compact == 0) {
+        SixteenthColumnGroups<false>(plan, source, 0, columns, row);
+        return;
+    }
+    std::int32_t done = 0;
+#if HWY_CAP_GE256
+    constexpr std::int32_t step = 2 * resize_group;
+    const std::int32_t uniform_end = plan.uniform_end * resize_group / step * step;
+    if (uniform_end > step) {
+        SixteenthColumnGroups<true>(plan, source, 0, step, row);
+        UniformSixteenthGroups(plan, source, step, uniform_end, row);
+        done = uniform_end;
+    }
+#endif
+    SixteenthColumnGroups<true>(plan, source, done, columns, row);
 }
 
 // Puts right the columns of two vectors of words, packed together to one of bytes.
