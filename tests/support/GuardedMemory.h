@@ -8,7 +8,7 @@ namespace Vimbrel::test {
 
 class GuardedMemory {
 public:
-    // At least `size` bytes, in whole pages.
+    // More than `size` bytes, in whole pages.
     explicit GuardedMemory(std::size_t size);
     ~GuardedMemory();
     GuardedMemory(const GuardedMemory&) = delete;

@@ -13,7 +13,7 @@ std::size_t PageBytes() { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE))
 
 GuardedMemory::GuardedMemory(std::size_t size) {
     const std::size_t page = PageBytes();
-    const std::size_t bytes = (size + page - 1) / page * page;
+    const std::size_t bytes = (size / page + 1) * page;
     void* all = mmap(nullptr, bytes + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (all == MAP_FAILED) std::abort();
     begin = static_cast<std::uint8_t*>(all) + page;

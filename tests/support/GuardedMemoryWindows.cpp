@@ -11,7 +11,7 @@ constexpr std::size_t page = 4096;
 }  // namespace
 
 GuardedMemory::GuardedMemory(std::size_t size) {
-    const std::size_t bytes = (size + page - 1) / page * page;
+    const std::size_t bytes = (size / page + 1) * page;
     void* all = VirtualAlloc(nullptr, bytes + 2 * page, MEM_RESERVE, PAGE_NOACCESS);
     if (all == nullptr) std::abort();
     begin = static_cast<std::uint8_t*>(all) + page;
