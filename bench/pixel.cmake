@@ -1,0 +1,10 @@
+# Against libyuv, where it is installed for the target.
+find_path(LIBYUV_INCLUDE libyuv.h)
+find_library(LIBYUV_LIBRARY yuv)
+if(LIBYUV_INCLUDE AND LIBYUV_LIBRARY)
+    vimbrel_add_bench(pixel_bench pixel.cpp)
+    target_include_directories(pixel_bench SYSTEM PRIVATE ${LIBYUV_INCLUDE})
+    target_link_libraries(pixel_bench PRIVATE ${LIBYUV_LIBRARY})
+else()
+    message(STATUS "libyuv is missing: no bench of the pixel operations")
+endif()

@@ -1,0 +1,297 @@
+// The two steps of the bilinear resize: within a source row, and between two rows so made. Each exists for floats and, by
+// plans whose weights are sixteenths, for 16-bit integers.
+#if defined(VIMBREL_PIXEL_RESIZE_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef VIMBREL_PIXEL_RESIZE_ROWS_INL_H
+#undef VIMBREL_PIXEL_RESIZE_ROWS_INL_H
+#else
+#define VIMBREL_PIXEL_RESIZE_ROWS_INL_H
+#endif
+
+#include "pixel/Kernels.h"
+#include "pixel/vector/Lanes-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace Vimbrel::pixel::HWY_NAMESPACE {
+
+using Floats = hn::ScalableTag<float>;
+using FloatVec = hn::Vec<Floats>;
+constexpr Floats floats;
+constexpr hn::ScalableTag<std::int32_t> signed_dwords;
+constexpr hn::ScalableTag<std::int8_t> signed_bytes;
+constexpr std::int32_t vector_floats = vector_bytes / 4;
+
+// A 16-byte block holds one column's four floats. The columns of a group are distributed over the blocks of its vectors in
+// the order that the samples arrive in: block b of vector v holds column b * vectors + v. The end puts them right.
+constexpr std::int32_t vectors_per_group = resize_group / vector_blocks;
+
+// Left and right pixel of two columns.
+HWY_INLINE hn::Vec128<std::uint64_t> LoadTwoColumns(const std::uint8_t* source, const std::int32_t* indexes) {
+    HWY_ALIGN std::uint64_t pixels[2];
+    std::memcpy(&pixels[0], source + 4 * static_cast<std::ptrdiff_t>(indexes[0]), 8);
+    std::memcpy(&pixels[1], source + 4 * static_cast<std::ptrdiff_t>(indexes[1]), 8);
+    return hn::Load(hn::Full128<std::uint64_t>(), pixels);
+}
+
+// The plan's tables, found once per row.
+struct ColumnTables {
+    const std::int32_t* indexes;
+    const std::int32_t* starts;
+    const std::int32_t* samples;
+
+    explicit ColumnTables(const ResizePlan& plan)
+        : indexes(plan.ColumnIndexes()), starts(plan.GroupStarts()), samples(plan.GroupSamples()) {}
+};
+
+// A group's samples: left and right pixel of its first column, of its second column ... Each block of the vectors that are
+// taken from it begins with, or has as its half, what `InterpolateColumns` expects there.
+struct GroupSamples {
+#if HWY_CAP_GE256
+    // By a window of neighbouring pixels, or column by column.
+    template <bool compact>
+    static HWY_INLINE hn::Vec256<std::uint64_t> LoadGroup(const ColumnTables& tables, const std::uint8_t* source, std::int32_t first) {
+        constexpr hn::Full256<std::uint64_t> qwords;
+        if constexpr (compact) {
+            constexpr hn::Full256<std::uint32_t> group_dwords;
+            const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(tables.starts[first / resize_group]);
+            const auto order = hn::SetTableIndices(group_dwords, tables.samples + 2 * static_cast<std::ptrdiff_t>(first));
+            const auto pixels = hn::BitCast(group_dwords, hn::LoadU(hn::Full256<std::uint8_t>(), window));
+            return hn::BitCast(qwords, hn::TableLookupLanes(pixels, order));
+        } else {
+            const std::int32_t* indexes = tables.indexes + first;
+            return hn::Combine(qwords, LoadTwoColumns(source, indexes + 2), LoadTwoColumns(source, indexes));
+        }
+    }
+#endif
+
+    template <bool compact>
+    HWY_INLINE void Load(const ColumnTables& tables, const std::uint8_t* source, std::int32_t first) {
+#if HWY_CAP_GE512
+        constexpr hn::ScalableTag<std::uint64_t> qwords;
+        HWY_ALIGN static constexpr std::int64_t apart[8] = {0, 0, 1, 1, 2, 2, 3, 3};
+        const auto wide = hn::ZeroExtendVector(qwords, LoadGroup<compact>(tables, source, first));
+        samples[0] = hn::BitCast(bytes, hn::TableLookupLanes(wide, hn::SetTableIndices(qwords, apart)));
+#elif HWY_CAP_GE256
+        samples[0] = hn::BitCast(bytes, LoadGroup<compact>(tables, source, first));
+#else
+        samples[0] = hn::BitCast(bytes, LoadTwoColumns(source, tables.indexes + first));
+        samples[1] = hn::BitCast(bytes, LoadTwoColumns(source, tables.indexes + first + 2));
+#endif
+    }
+
+    static constexpr int vectors = vector_blocks == 1 ? 2 : 1;
+    ByteVec samples[vectors];
+};
+
+// The bytes of the double word `pixel` of each block as floats.
+template <int pixel>
+HWY_INLINE FloatVec PixelFloats(ByteVec samples) {
+    constexpr std::uint8_t at = 4 * pixel;
+    static constexpr std::uint8_t spread[16] = {at,     0x80, 0x80, 0x80, at + 1, 0x80, 0x80, 0x80,
+                                                at + 2, 0x80, 0x80, 0x80, at + 3, 0x80, 0x80, 0x80};
+    return hn::ConvertTo(floats, hn::BitCast(signed_dwords, hn::TableLookupBytesOr0(samples, EachBlock(spread))));
+}
+
+// Of a group's four weights, those of the columns in vector `vector`, each in its block.
+struct WeightOrder {
+    HWY_ALIGN std::uint8_t from[vector_bytes];
+};
+constexpr WeightOrder OrderOfWeights(int vector) {
+    WeightOrder order{};
+    for (int i = 0; i < vector_bytes; ++i) order.from[i] = static_cast<std::uint8_t>((i / 16 * vectors_per_group + vector) * 4 + i % 4);
+    return order;
+}
+
+template <int vector>
+HWY_INLINE void InterpolateColumns(ByteVec samples, FloatVec weights, float* row) {
+    static constexpr WeightOrder order = OrderOfWeights(vector);
+    constexpr int pixel = vector_blocks == 4 ? 0 : vector % 2 * 2;
+    const FloatVec left = PixelFloats<pixel>(samples);
+    const FloatVec right = PixelFloats<pixel + 1>(samples);
+    const FloatVec weight = hn::BitCast(floats, hn::TableLookupBytes(hn::BitCast(bytes, weights), hn::Load(bytes, order.from)));
+    hn::StoreU(hn::Add(left, hn::Mul(hn::Sub(right, left), weight)), floats, row + vector * vector_floats);
+}
+
+template <bool compact>
+HWY_INLINE void FloatColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to, float* row) {
+    const float* all_weights = plan.ColumnWeights();
+    const ColumnTables tables(plan);
+    for (std::int32_t first = from; first < to; first += resize_group, row += 4 * resize_group) {
+        GroupSamples group;
+        group.Load<compact>(tables, source, first);
+        const FloatVec weights = hn::LoadDup128(floats, all_weights + first);
+        InterpolateColumns<0>(group.samples[0], weights, row);
+        if constexpr (vectors_per_group >= 2) InterpolateColumns<1>(group.samples[0], weights, row);
+        if constexpr (vectors_per_group == 4) {
+            InterpolateColumns<2>(group.samples[GroupSamples::vectors - 1], weights, row);
+            InterpolateColumns<3>(group.samples[GroupSamples::vectors - 1], weights, row);
+        }
+    }
+}
+
+inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to, float* row) {
+    if (plan.compact != 0) {
+        FloatColumnGroups<true>(plan, source, from, to, row);
+    } else {
+        FloatColumnGroups<false>(plan, source, from, to, row);
+    }
+}
+
+// Puts right the columns of four vectors of floats, packed together to one of bytes: block b holds a column of each.
+constexpr DwordOrder PackedColumnOrder() {
+    DwordOrder order{};
+    for (int vector = 0; vector < 4; ++vector) {
+        for (int block = 0; block < vector_blocks; ++block) {
+            const int group = vector / vectors_per_group;
+            const int column = group * resize_group + block * vectors_per_group + vector % vectors_per_group;
+            order.from[column] = 4 * block + vector;
+        }
+    }
+    return order;
+}
+constexpr DwordOrder packed_column_order = PackedColumnOrder();
+
+HWY_INLINE hn::Vec<hn::ScalableTag<std::int32_t>> BetweenFloats(const float* upper, const float* lower, FloatVec weight) {
+    const FloatVec above = hn::LoadU(floats, upper);
+    return Rounded(hn::Add(above, hn::Mul(hn::Sub(hn::LoadU(floats, lower), above), weight)));
+}
+
+HWY_INLINE ByteVec FloatBlock(const float* upper, const float* lower, FloatVec weight) {
+    constexpr std::int32_t n = vector_floats;
+    const SignedWordVec front =
+        hn::ReorderDemote2To(signed_words, BetweenFloats(upper, lower, weight), BetweenFloats(upper + n, lower + n, weight));
+    const SignedWordVec back = hn::ReorderDemote2To(signed_words, BetweenFloats(upper + 2 * n, lower + 2 * n, weight),
+                                                    BetweenFloats(upper + 3 * n, lower + 3 * n, weight));
+    return Reorder(SaturatedBytes(front, back), packed_column_order);
+}
+
+// Writes a row of pixels block by block; rows of samples have whole blocks, so only the last one of pixels goes by way of
+// the stack.
+template <class Sample, class Weight>
+HWY_INLINE void PutRow(const Sample* upper, const Sample* lower, Weight weight, std::uint8_t* destination, std::int32_t width,
+                       ByteVec (*block)(const Sample*, const Sample*, Weight)) {
+    constexpr std::int32_t pixels = vector_bytes / 4;
+    std::int32_t x = 0;
+    for (; x + pixels <= width; x += pixels, upper += vector_bytes, lower += vector_bytes, destination += vector_bytes) {
+        hn::StoreU(block(upper, lower, weight), bytes, destination);
+    }
+    if (x == width) return;
+    HWY_ALIGN std::uint8_t rest[vector_bytes];
+    hn::Store(block(upper, lower, weight), bytes, rest);
+    std::memcpy(destination, rest, 4 * static_cast<std::size_t>(width - x));
+}
+
+inline void FloatRows(const float* upper, const float* lower, float weight, std::uint8_t* destination, std::int32_t width) {
+    PutRow(upper, lower, hn::Set(floats, weight), destination, width, FloatBlock);
+}
+
+// Left and right bytes of each of two columns side by side.
+constexpr std::uint8_t zipped_columns[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
+
+// By sixteenths: both bytes of a column and channel multiplied by their weights and summed.
+HWY_INLINE void WeighColumns(ByteVec samples, const std::int8_t* weights, std::uint16_t* row) {
+    const ByteVec zipped = hn::TableLookupBytes(samples, EachBlock(zipped_columns));
+    hn::StoreU(hn::BitCast(words, PairSums(zipped, hn::LoadU(signed_bytes, weights))), words, row);
+}
+
+// From one column to before another, both of which begin two groups.
+template <bool compact>
+HWY_INLINE void SixteenthColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
+                                      std::uint16_t* row) {
+    const ColumnTables tables(plan);
+    const std::int8_t* weights = plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from);
+    for (std::int32_t first = from; first < to; first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
+#if HWY_CAP_GE512
+        const auto both =
+            hn::Combine(hn::ScalableTag<std::uint64_t>(), GroupSamples::LoadGroup<compact>(tables, source, first + resize_group),
+                        GroupSamples::LoadGroup<compact>(tables, source, first));
+        WeighColumns(hn::BitCast(bytes, both), weights, row);
+#else
+        for (std::int32_t i = 0; i < 2; ++i) {
+            GroupSamples group;
+            group.Load<compact>(tables, source, first + i * resize_group);
+            for (std::int32_t k = 0; k < GroupSamples::vectors; ++k) {
+                const std::int32_t vector = i * GroupSamples::vectors + k;
+                WeighColumns(group.samples[k], weights + vector * vector_bytes, row + vector * vector_bytes / 2);
+            }
+        }
+#endif
+    }
+}
+
+#if HWY_CAP_GE256
+HWY_INLINE hn::Vec256<std::int16_t> GroupPairSums(hn::Vec256<std::uint8_t> samples, hn::Vec256<std::int8_t> weights) {
+    return hn::Vec256<std::int16_t>{_mm256_maddubs_epi16(samples.raw, weights.raw)};
+}
+
+// The groups that are all alike, with their samples' order and weights at hand.
+HWY_INLINE void UniformSixteenthGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
+                                       std::uint16_t* row) {
+    constexpr hn::Full256<std::uint8_t> group_bytes;
+    constexpr hn::Full256<std::uint32_t> group_dwords;
+    const auto order = hn::SetTableIndices(group_dwords, plan.GroupSamples() + 2 * static_cast<std::ptrdiff_t>(from));
+    const auto zip = hn::LoadDup128(group_bytes, zipped_columns);
+    const auto weights = hn::LoadU(hn::Full256<std::int8_t>(), plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from));
+    const std::ptrdiff_t stride = 4 * static_cast<std::ptrdiff_t>(plan.uniform_stride);
+    const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(plan.GroupStarts()[from / resize_group]);
+    for (std::int32_t first = from; first < to; first += resize_group, window += stride, row += 4 * resize_group) {
+        const auto pixels = hn::TableLookupLanes(hn::BitCast(group_dwords, hn::LoadU(group_bytes, window)), order);
+        const auto samples = hn::TableLookupBytes(hn::BitCast(group_bytes, pixels), zip);
+        hn::StoreU(GroupPairSums(samples, weights), hn::Full256<std::int16_t>(), reinterpret_cast<std::int16_t*>(row));
+    }
+}
+#endif
+
+inline void SixteenthColumns(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to, std::uint16_t* row) {
+    if (plan.compact == 0) {
+        SixteenthColumnGroups<false>(plan, source, from, to, row);
+        return;
+    }
+    std::int32_t done = from;
+#if HWY_CAP_GE256
+    constexpr std::int32_t step = 2 * resize_group;
+    const std::int32_t begin = HWY_MAX(from, step);
+    const std::int32_t end = HWY_MIN(to, plan.uniform_end * resize_group / step * step);
+    if (begin < end) {
+        SixteenthColumnGroups<true>(plan, source, from, begin, row);
+        UniformSixteenthGroups(plan, source, begin, end, row + 4 * static_cast<std::ptrdiff_t>(begin - from));
+        done = end;
+    }
+#endif
+    SixteenthColumnGroups<true>(plan, source, done, to, row + 4 * static_cast<std::ptrdiff_t>(done - from));
+}
+
+// Puts right the columns of two vectors of words, packed together to one of bytes.
+constexpr DwordOrder PackedWordOrder() {
+    DwordOrder order{};
+    for (int column = 0; column < vector_bytes / 4; ++column) {
+        const int within = column % (2 * vector_blocks);
+        order.from[column] = within / 2 * 4 + column / (2 * vector_blocks) * 2 + within % 2;
+    }
+    return order;
+}
+constexpr DwordOrder packed_word_order = PackedWordOrder();
+
+// In 256ths, rounded to the nearest whole number, ties to even.
+HWY_INLINE SignedWordVec BetweenSixteenths(const std::uint16_t* upper, const std::uint16_t* lower, WordVec weight) {
+    const WordVec above = hn::LoadU(words, upper);
+    const WordVec difference = hn::Sub(hn::LoadU(words, lower), above);
+    const WordVec sum = hn::Add(hn::ShiftLeft<4>(above), hn::Mul(difference, weight));
+    const WordVec odd = hn::And(hn::ShiftRight<8>(sum), hn::Set(words, 1));
+    return hn::BitCast(signed_words, hn::ShiftRight<8>(hn::Add(sum, hn::Add(odd, hn::Set(words, 127)))));
+}
+
+HWY_INLINE ByteVec SixteenthBlock(const std::uint16_t* upper, const std::uint16_t* lower, WordVec weight) {
+    constexpr std::int32_t n = vector_bytes / 2;
+    const ByteVec packed = SaturatedBytes(BetweenSixteenths(upper, lower, weight), BetweenSixteenths(upper + n, lower + n, weight));
+    return Reorder(packed, packed_word_order);
+}
+
+inline void SixteenthRows(const std::uint16_t* upper, const std::uint16_t* lower, float weight, std::uint8_t* destination,
+                          std::int32_t width) {
+    PutRow(upper, lower, hn::Set(words, static_cast<std::uint16_t>(weight * 16)), destination, width, SixteenthBlock);
+}
+
+}  // namespace Vimbrel::pixel::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif

@@ -1,0 +1,343 @@
+// Conversion of luma and chroma, exact to the last bit in 16-bit lanes.
+//
+// A colour is (luma part + chroma part) >> 16. Both parts are split into a whole number and a 16-bit fraction; the whole
+// numbers are added, and 1 more where the fractions' sum carries. The chroma part is computed once for all pixels that share
+// it. Lanes hold pairs of pixels, the even ones in one vector and the odd ones in another, so that chroma need not be
+// repeated.
+//
+// The luma part takes all constants: with y = Y - 16 it is 76284 y + 32768 in the studio matrix. Multiplication with
+// rounding, which takes in the 32768, gives its whole number. Of the fraction the lower product remains, short of 32768;
+// so it compares as a signed number.
+#if defined(VIMBREL_PIXEL_YUV_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef VIMBREL_PIXEL_YUV_ROWS_INL_H
+#undef VIMBREL_PIXEL_YUV_ROWS_INL_H
+#else
+#define VIMBREL_PIXEL_YUV_ROWS_INL_H
+#endif
+
+#include "pixel/Kernels.h"
+#include "pixel/Matrices.h"
+#include "pixel/vector/Lanes-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace Vimbrel::pixel::HWY_NAMESPACE {
+
+// A block is one vector of luma, and half as many chroma pairs.
+constexpr std::int32_t block_pixels = vector_bytes;
+constexpr std::int32_t block_pairs = block_pixels / 2;
+
+template <const Matrix& matrix>
+constexpr bool whole_luma = matrix.luma_gain == 1 << 16;
+
+// Which of the two chroma bytes of a pair comes first.
+enum class ChromaOrder { cb_cr, cr_cb };
+
+// The pixels come out block by block, four at a time; so the luma goes in four by four in turn.
+constexpr DwordOrder TurnedOrder() {
+    DwordOrder order{};
+    for (int i = 0; i < vector_bytes / 4; ++i) order.from[i] = i % 4 * vector_blocks + i / 4;
+    return order;
+}
+
+// The same for formats of which two double words hold four pixels, in each of two vectors.
+constexpr DwordOrder TurnedPackedOrder() {
+    DwordOrder order{};
+    for (int i = 0; i < vector_bytes / 4; ++i) {
+        const int four_pixels = i % 4 / 2 * vector_blocks + i / 4;
+        order.from[i] = 2 * four_pixels + i % 2;
+    }
+    return order;
+}
+
+constexpr DwordOrder turned_order = TurnedOrder();
+constexpr DwordOrder turned_packed_order = TurnedPackedOrder();
+
+// What chroma adds to red and blue, or takes from green: a whole number, and the fraction of luma beyond which it carries.
+// The flat matrix has no fractions of luma.
+struct ColorPart {
+    SignedWordVec whole;
+    SignedWordVec limit;
+};
+
+struct ChromaParts {
+    ColorPart red, green, blue;
+};
+
+using SignedByteVec = hn::Vec<hn::ScalableTag<std::int8_t>>;
+
+// cb_factor * Cb' + cr_factor * Cr' for factors below 256, whose sums fit 16 bits.
+template <int cb_factor, int cr_factor, ChromaOrder order>
+HWY_INLINE SignedWordVec ChromaSum(SignedByteVec chroma) {
+    static_assert(cb_factor >= 0 && cr_factor >= 0 && cb_factor + cr_factor < 256);
+    constexpr int first = order == ChromaOrder::cb_cr ? cb_factor : cr_factor;
+    constexpr int second = order == ChromaOrder::cb_cr ? cr_factor : cb_factor;
+    return PairSums(hn::BitCast(bytes, hn::Set(words, static_cast<std::uint16_t>(first | second << 8))), chroma);
+}
+
+HWY_INLINE SignedWordVec Times(SignedWordVec value, int factor) {
+    return hn::Mul(value, hn::Set(signed_words, static_cast<std::int16_t>(factor)));
+}
+
+// The least factor that splits a coefficient into two that fit bytes and signed words.
+constexpr int ByteFactor(std::int32_t coefficient) {
+    int factor = 1;
+    while (coefficient % factor != 0 || coefficient / factor > 32767) ++factor;
+    return factor;
+}
+
+// Of the studio matrix: the product with one coefficient, by a chroma sum that is its `factor`-fold chroma.
+template <std::int32_t coefficient, int factor>
+HWY_INLINE ColorPart ProductPart(SignedWordVec multiple) {
+    static_assert(coefficient % factor == 0 && coefficient / factor <= 32767);
+    constexpr int rest = coefficient / factor;
+    // The fractions carry where luma's is beyond 65535 less this one; the highest bit is turned in both.
+    return {hn::MulHigh(multiple, hn::Set(signed_words, rest)), hn::Add(Times(multiple, -rest), hn::Set(signed_words, 32767))};
+}
+
+// Of the studio matrix: what green loses, 512 times one sum and once another.
+template <const Matrix& matrix, ChromaOrder order>
+HWY_INLINE ColorPart GreenLoss(SignedByteVec chroma) {
+    constexpr int cb = -matrix.green_cb;
+    constexpr int cr = -matrix.green_cr;
+    const SignedWordVec many = hn::Sub(ChromaSum<cb / 512, cr / 512, order>(chroma), hn::Set(signed_words, 64));
+    const SignedWordVec few = ChromaSum<cb % 512, cr % 512, order>(chroma);
+    // The 64 less above are the 32768 that make `few` positive, and turn the highest bit of the fraction.
+    const SignedWordVec limit = hn::Add(hn::ShiftLeft<9>(many), few);
+    return {OneMoreWhereGreater(hn::ShiftRight<7>(many), few, limit), limit};
+}
+
+// Of the flat matrix: the rounded product with one coefficient, by twice the chroma. Half a coefficient is not whole, but the
+// next lower one rounds every byte alike.
+template <std::int32_t coefficient>
+HWY_INLINE ColorPart RoundedProduct(SignedWordVec doubled) {
+    constexpr int quarter = coefficient / 4;
+    constexpr auto exact = [] {
+        for (int chroma = -128; chroma < 128; ++chroma) {
+            if ((2 * chroma * quarter + 16384) >> 15 != (coefficient * chroma + 32768) >> 16) return false;
+        }
+        return true;
+    }();
+    static_assert(exact);
+    return {hn::MulFixedPoint15(doubled, hn::Set(signed_words, quarter)), doubled};
+}
+
+// Of the flat matrix: what green loses, rounded; 256 times one sum less another.
+template <const Matrix& matrix, ChromaOrder order>
+HWY_INLINE ColorPart RoundedGreen(SignedByteVec chroma) {
+    constexpr int cb_many = (-matrix.green_cb + 255) / 256;
+    constexpr int cr_many = (-matrix.green_cr + 255) / 256;
+    const SignedWordVec many = ChromaSum<cb_many, cr_many, order>(chroma);
+    const SignedWordVec few = ChromaSum<cb_many * 256 + matrix.green_cb, cr_many * 256 + matrix.green_cr, order>(chroma);
+    return {hn::MulFixedPoint15(hn::Sub(hn::ShiftRight<8>(few), many), hn::Set(signed_words, 128)), many};
+}
+
+// From lanes with both chroma bytes of a pair.
+template <const Matrix& matrix, ChromaOrder order>
+HWY_INLINE ChromaParts Chroma(ByteVec pairs) {
+    const SignedByteVec chroma = hn::BitCast(hn::ScalableTag<std::int8_t>(), hn::Xor(pairs, hn::Set(bytes, 0x80)));
+    if constexpr (whole_luma<matrix>) {
+        return {RoundedProduct<matrix.red_cr>(ChromaSum<0, 2, order>(chroma)), RoundedGreen<matrix, order>(chroma),
+                RoundedProduct<matrix.blue_cb>(ChromaSum<2, 0, order>(chroma))};
+    } else {
+        constexpr int red = ByteFactor(matrix.red_cr);
+        constexpr int blue = ByteFactor(matrix.blue_cb);
+        return {ProductPart<matrix.red_cr, red>(ChromaSum<0, red, order>(chroma)), GreenLoss<matrix, order>(chroma),
+                ProductPart<matrix.blue_cb, blue>(ChromaSum<blue, 0, order>(chroma))};
+    }
+}
+
+// The luma part of one byte per lane, the lower or the upper one.
+template <const Matrix& matrix>
+struct LumaPart {
+    SignedWordVec whole;
+    SignedWordVec fraction;
+
+    template <bool upper>
+    static HWY_INLINE LumaPart From(ByteVec luma) {
+        if constexpr (whole_luma<matrix>) {
+            const WordVec pairs = hn::BitCast(words, luma);
+            const SignedWordVec whole = hn::BitCast(signed_words, upper ? hn::ShiftRight<8>(pairs) : hn::And(pairs, hn::Set(words, 0xFF)));
+            return {whole, whole};
+        } else {
+            static_assert(matrix.luma_gain % 4 == 0 && matrix.luma_gain / 4 < 32768);
+            static_assert(matrix.luma_offset == 32768 - 16 * matrix.luma_gain);
+            const auto twice = hn::BitCast(hn::ScalableTag<std::int8_t>(), hn::Set(words, upper ? 0x0200 : 0x0002));
+            const SignedWordVec doubled = hn::Sub(PairSums(luma, twice), hn::Set(signed_words, 32));
+            return {hn::MulFixedPoint15(doubled, hn::Set(signed_words, matrix.luma_gain / 4)), Times(doubled, matrix.luma_gain / 2)};
+        }
+    }
+
+    HWY_INLINE SignedWordVec Plus(const ColorPart& chroma) const {
+        const SignedWordVec sum = hn::Add(whole, chroma.whole);
+        if constexpr (whole_luma<matrix>) return sum;
+        return OneMoreWhereGreater(sum, fraction, chroma.limit);
+    }
+    HWY_INLINE SignedWordVec Green(const ColorPart& chroma) const {
+        if constexpr (whole_luma<matrix>) return hn::Add(whole, chroma.whole);
+        return OneLessWhereGreater(hn::Sub(whole, chroma.whole), chroma.limit, fraction);
+    }
+};
+
+// One colour of a block, saturated, as bytes in the order of pixels within each 16-byte block.
+HWY_INLINE ByteVec ColorBytes(SignedWordVec even, SignedWordVec odd) {
+    static constexpr std::uint8_t zip[16] = {0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15};
+    return hn::TableLookupBytes(SaturatedBytes(even, odd), EachBlock(zip));
+}
+
+// Converts a block of turned luma; `reversed` writes red, green, blue instead of blue, green, red.
+template <const Matrix& matrix, bool reversed = false>
+HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaParts& chroma, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
+    using Luma = LumaPart<matrix>;
+    const Luma even = Luma::template From<false>(turned_luma);
+    const Luma odd = Luma::template From<true>(turned_luma);
+    const ColorPart& first_part = reversed ? chroma.red : chroma.blue;
+    const ColorPart& third_part = reversed ? chroma.blue : chroma.red;
+    const ByteVec first = ColorBytes(even.Plus(first_part), odd.Plus(first_part));
+    const ByteVec second = ColorBytes(even.Green(chroma.green), odd.Green(chroma.green));
+    const ByteVec third = ColorBytes(even.Plus(third_part), odd.Plus(third_part));
+    const ByteVec fourth = hn::Set(bytes, alpha);
+    const WordVec front_lower = hn::BitCast(words, hn::InterleaveLower(bytes, first, second));
+    const WordVec front_upper = hn::BitCast(words, hn::InterleaveUpper(bytes, first, second));
+    const WordVec back_lower = hn::BitCast(words, hn::InterleaveLower(bytes, third, fourth));
+    const WordVec back_upper = hn::BitCast(words, hn::InterleaveUpper(bytes, third, fourth));
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_lower, back_lower)), bytes, destination);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_lower, back_lower)), bytes, destination + vector_bytes);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_upper, back_upper)), bytes, destination + 2 * vector_bytes);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_upper, back_upper)), bytes, destination + 3 * vector_bytes);
+}
+
+// Formats of which a double word holds two pixels. `luma_low` is YUY2, with its exchanged colours; else it is UYVY.
+template <const Matrix& matrix, bool luma_low>
+HWY_INLINE void PutPackedBlock(const std::uint8_t* HWY_RESTRICT source, std::uint8_t* HWY_RESTRICT destination, std::uint8_t alpha) {
+    // Luma in the lower half of each 16-byte block, chroma in the upper.
+    static constexpr std::uint8_t low_first[16] = {0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15};
+    static constexpr std::uint8_t high_first[16] = {1, 3, 5, 7, 9, 11, 13, 15, 0, 2, 4, 6, 8, 10, 12, 14};
+    constexpr hn::ScalableTag<std::uint64_t> qwords;
+    const ByteVec parted = luma_low ? EachBlock(low_first) : EachBlock(high_first);
+    const auto part = [&](const std::uint8_t* from) HWY_ATTR {
+        return hn::BitCast(qwords, hn::TableLookupBytes(Reorder(hn::LoadU(bytes, from), turned_packed_order), parted));
+    };
+    const auto front = part(source);
+    const auto back = part(source + vector_bytes);
+    const ByteVec luma = hn::BitCast(bytes, hn::InterleaveLower(qwords, front, back));
+    const ByteVec chroma = hn::BitCast(bytes, hn::InterleaveUpper(qwords, front, back));
+    // YUY2's exchanged coefficients, which are meant: its chroma bytes change roles, and red and blue their places.
+    constexpr ChromaOrder order = luma_low ? ChromaOrder::cr_cb : ChromaOrder::cb_cr;
+    PutBlock<matrix, luma_low>(luma, Chroma<matrix, order>(chroma), alpha, destination);
+}
+
+template <const Matrix& matrix, bool luma_low>
+void PackedYuvRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width, std::uint8_t alpha) {
+    std::int32_t x = 0;
+    for (; x + block_pixels <= width; x += block_pixels) {
+        PutPackedBlock<matrix, luma_low>(source, destination, alpha);
+        source += 2 * block_pixels;
+        destination += 4 * block_pixels;
+    }
+    if (x == width) return;
+    const auto rest = static_cast<std::size_t>(width - x);
+    HWY_ALIGN std::uint8_t in[2 * block_pixels] = {};
+    HWY_ALIGN std::uint8_t out[4 * block_pixels];
+    std::memcpy(in, source, 2 * rest);
+    if (rest % 2 != 0) {
+        // The second chroma byte of an odd last pixel is the previous group's, or the first one itself. This is meant.
+        constexpr std::size_t chroma_byte = luma_low ? 1 : 0;
+        const std::size_t second = 2 * (rest - 1) + 2 + chroma_byte;
+        in[second] = width > 1 ? source[static_cast<std::ptrdiff_t>(second) - 4] : in[chroma_byte];
+    }
+    PutPackedBlock<matrix, luma_low>(in, out, alpha);
+    std::memcpy(destination, out, 4 * rest);
+}
+
+// The chroma of 4:2:0 pictures, as lanes with Cb below Cr in turned order.
+struct Semiplanar {
+    const std::uint8_t* chroma;
+
+    HWY_INLINE ByteVec Load() const { return Reorder(hn::LoadU(bytes, chroma), turned_order); }
+    HWY_INLINE void Skip() { chroma += 2 * block_pairs; }
+};
+
+struct Planar {
+    const std::uint8_t* cb;
+    const std::uint8_t* cr;
+
+    HWY_INLINE ByteVec Load() const {
+        constexpr hn::Half<Bytes> half;
+        const WordVec low = hn::PromoteTo(words, hn::LoadU(half, cb));
+        const WordVec high = hn::PromoteTo(words, hn::LoadU(half, cr));
+        return hn::BitCast(bytes, Reorder(hn::Or(low, hn::ShiftLeft<8>(high)), turned_order));
+    }
+    HWY_INLINE void Skip() {
+        cb += block_pairs;
+        cr += block_pairs;
+    }
+};
+
+// Converts whole blocks and returns how many pairs of pixels that were.
+template <const Matrix& matrix, class Source>
+HWY_INLINE std::int32_t PutBlockPairs(const RowPair& rows, Source& source) {
+    // Two rows written in turns are more than the processor foresees; pictures beyond its caches would be a third slower.
+    constexpr std::int32_t ahead = 2048;
+    const std::int32_t blocks = rows.pairs / block_pairs;
+    const std::uint8_t alpha = rows.alpha;
+    const std::uint8_t* upper = rows.luma[0];
+    const std::uint8_t* lower = rows.luma[1];
+    std::uint8_t* above = rows.destination[0];
+    std::uint8_t* below = rows.destination[1];
+    for (std::int32_t i = 0; i < blocks; ++i, source.Skip()) {
+        for (int k = 0; k < 4 * block_pixels; k += 64) {
+            __builtin_prefetch(above + ahead + k, 1);
+            __builtin_prefetch(below + ahead + k, 1);
+        }
+        const ChromaParts chroma = Chroma<matrix, ChromaOrder::cb_cr>(source.Load());
+        PutBlock<matrix>(Reorder(hn::LoadU(bytes, upper), turned_order), chroma, alpha, above);
+        PutBlock<matrix>(Reorder(hn::LoadU(bytes, lower), turned_order), chroma, alpha, below);
+        upper += block_pixels;
+        lower += block_pixels;
+        above += 4 * block_pixels;
+        below += 4 * block_pixels;
+    }
+    return blocks * block_pairs;
+}
+
+// The rest of a row pair, less than a block, by way of the stack; the chroma was brought there by the caller.
+template <const Matrix& matrix, class Source>
+void PutRestPairs(const RowPair& rows, std::int32_t from, const Source& source) {
+    const std::ptrdiff_t x = 2 * static_cast<std::ptrdiff_t>(from);
+    const std::size_t rest = 2 * static_cast<std::size_t>(rows.pairs - from);
+    HWY_ALIGN std::uint8_t in[block_pixels] = {};
+    HWY_ALIGN std::uint8_t out[4 * block_pixels];
+    const ChromaParts chroma = Chroma<matrix, ChromaOrder::cb_cr>(source.Load());
+    for (int row = 0; row < 2; ++row) {
+        std::memcpy(in, rows.luma[row] + x, rest);
+        PutBlock<matrix>(Reorder(hn::Load(bytes, in), turned_order), chroma, rows.alpha, out);
+        std::memcpy(rows.destination[row] + 4 * x, out, 4 * rest);
+    }
+}
+
+template <const Matrix& matrix>
+void SemiplanarRows(const RowPair& rows, const std::uint8_t* chroma) {
+    Semiplanar source{chroma};
+    const std::int32_t done = PutBlockPairs<matrix>(rows, source);
+    if (done == rows.pairs) return;
+    HWY_ALIGN std::uint8_t rest[2 * block_pairs] = {};
+    std::memcpy(rest, source.chroma, 2 * static_cast<std::size_t>(rows.pairs - done));
+    PutRestPairs<matrix>(rows, done, Semiplanar{rest});
+}
+
+template <const Matrix& matrix>
+void PlanarRows(const RowPair& rows, const std::uint8_t* cb, const std::uint8_t* cr) {
+    Planar source{cb, cr};
+    const std::int32_t done = PutBlockPairs<matrix>(rows, source);
+    if (done == rows.pairs) return;
+    const auto count = static_cast<std::size_t>(rows.pairs - done);
+    HWY_ALIGN std::uint8_t rest[2][block_pairs] = {};
+    std::memcpy(rest[0], source.cb, count);
+    std::memcpy(rest[1], source.cr, count);
+    PutRestPairs<matrix>(rows, done, Planar{rest[0], rest[1]});
+}
+
+}  // namespace Vimbrel::pixel::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif
