@@ -24,7 +24,8 @@ public:
     bool Submit(LogRecord* record, const char* file, int line) override {
         {
             const std::lock_guard guard(lock);
-            lines.push_back({record->level, std::string(record->content, static_cast<std::size_t>(record->contentLength)), file ? file : "", line});
+            lines.push_back(
+                {record->level, std::string(record->content, static_cast<std::size_t>(record->contentLength)), file ? file : "", line});
         }
         FreeRecord(record);
         return true;

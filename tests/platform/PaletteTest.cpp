@@ -11,7 +11,7 @@
 #include "platform/linux/wic/NearestColor.h"
 #include "tests/platform/GifTestKit.h"
 
-namespace Vimbrel::Test {
+namespace Vimbrel::test {
 namespace {
 
 using ::testing::Each;
@@ -167,4 +167,4 @@ TEST(IndexedRenderer, AlphaAgainstTheThreshold) {
 }
 
 }  // namespace
-}  // namespace Vimbrel::Test
+}  // namespace Vimbrel::test

@@ -14,7 +14,7 @@
 #include "tests/fakes/RecordingDispatcher.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/BmpBytes.h"
-#include "tests/support/GifBytes.h"
+#include "tests/support/GifBuilder.h"
 #include "tests/support/TempFolder.h"
 
 namespace Vimbrel::test {
@@ -58,12 +58,9 @@ TEST_F(MediaSourcePictureTest, OpensAStillAtNaturalSize) {
     EXPECT_EQ(source->GetPixels(), nullptr);
     Name(Bmp(100, 50));
     ASSERT_TRUE(source->Open());
-    const auto& info = source->GetMediaInfo();
-    EXPECT_EQ(info.width, 100);
-    EXPECT_EQ(info.height, 50);
-    EXPECT_EQ(info.duration, 5000.0);
-    EXPECT_EQ(source->GetFrameCount(), 1);
-    EXPECT_EQ(source->GetGif(), nullptr);
+    EXPECT_EQ(source->GetMediaInfo().width, 100);
+    EXPECT_EQ(source->GetMediaInfo().height, 50);
+    EXPECT_EQ(source->GetMediaInfo().duration, 5000.0);
     EXPECT_THAT(dispatcher.States(), ElementsAre(State::Opened));
     const unsigned char* pixels = source->GetPixels();
     EXPECT_EQ(std::vector(pixels, pixels + 12), (std::vector<unsigned char>{0, 0, 255, 255, 0, 255, 0, 255, 0, 0, 255, 255}));
@@ -107,7 +104,7 @@ TEST_F(MediaSourcePictureTest, AFailedOpenTellsTheCauseAndChangesNothing) {
         {folder.Write("text.png", text), "Photo - CreateDecoderFromFilename failed - 0x88982F50"},
         {folder.Write("empty.png", std::string()), "Photo - CreateDecoderFromFilename failed - 0x"},
         {folder.path, "Photo - CreateDecoderFromFilename failed - 0x"},
-        {folder.Write("zero.gif", GifBytes{.width = 0, .height = 0, .frames = {{.indices = {0}}}}.Make()), "Invalid GIF file?"},
+        {folder.Write("zero.gif", GifBuilder(0, 0).Image(0, 0, 1, 1, {0}).Trailer().bytes), "Invalid GIF file?"},
     };
     for (const auto& item : cases) {
         Name(item.file);
@@ -161,6 +158,13 @@ TEST_F(MediaSourcePictureTest, AStillGivesItsBufferUntilItsTimeIsUp) {
     EXPECT_THAT(dispatcher.States(),
                 ElementsAre(State::Opened, State::Playing, State::Ended, State::Playing, State::Stopped, State::Closed));
     EXPECT_EQ(source->GetPixels(), pixels) << "closing frees nothing";
+
+    dispatcher.video.clear();
+    ASSERT_TRUE(source->Open(0, 0, 0));
+    source->Play();
+    source->RequestSample();
+    EXPECT_TRUE(dispatcher.video.empty());
+    EXPECT_EQ(source->GetState(), State::Ended) << "a duration of zero ends at the first request";
 }
 
 TEST_F(MediaSourcePictureTest, ARequestAllocatesAndCopiesNothing) {
@@ -178,28 +182,23 @@ TEST_F(MediaSourcePictureTest, ARequestAllocatesAndCopiesNothing) {
     // That nothing is copied is seen in the test above: the dispatcher gets the pointer of GetPixels.
 }
 
-TEST_F(MediaSourcePictureTest, ADurationOfZeroEndsAtTheFirstRequest) {
-    Name(Bmp(4, 2));
-    ASSERT_TRUE(source->Open(0, 0, 0));
-    source->Play();
-    source->RequestSample();
-    EXPECT_TRUE(dispatcher.video.empty());
-    EXPECT_EQ(source->GetState(), State::Ended);
-}
-
 // Three frames on a 6 x 4 screen: full, a part with a transparent colour, an interlaced part.
-GifBytes ThreeFrames() {
-    GifBytes gif{.width = 6, .height = 4, .background = 3, .application = "NETSCAPE2.0", .loops = 0};
-    gif.frames.push_back({.width = 6, .height = 4, .indices = std::vector<std::uint8_t>(24, 5), .delay = 0});
-    gif.frames.push_back({.left = 1, .top = 2, .width = 2, .height = 1, .indices = {7, 9}, .disposal = 2, .transparent = 9});
-    gif.frames.push_back(
-        {.left = 4, .top = 0, .width = 1, .height = 4, .indices = {10, 11, 12, 13}, .delay = 10, .disposal = 3, .interlaced = true});
-    return gif;
+Bytes ThreeFrames() {
+    return GifBuilder(6, 4, GifBuilder::colors, 3)
+        .Application("NETSCAPE2.0", {1, 0, 0})
+        .Control(0)
+        .Image(0, 0, 6, 4, Bytes(24, 5))
+        .Control(0, 2, true, 9)
+        .Image(1, 2, 2, 1, {7, 9})
+        .Control(10, 3)
+        .Image(4, 0, 1, 4, {10, 11, 12, 13}, true)
+        .Trailer()
+        .bytes;
 }
 
-std::vector<unsigned char> Bgra(int index) {
-    const std::uint32_t color = GifBytes::Color(index);
-    return {static_cast<unsigned char>(color), static_cast<unsigned char>(color >> 8), static_cast<unsigned char>(color >> 16), 255};
+Bytes Bgra(std::size_t index) {
+    const std::uint32_t color = GifBuilder::colors[index];
+    return {static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8), static_cast<std::uint8_t>(color >> 16), 255};
 }
 
 std::vector<unsigned char> PixelOf(const MediaSourcePicture::Frame& frame, std::size_t pixel) {
@@ -207,14 +206,14 @@ std::vector<unsigned char> PixelOf(const MediaSourcePicture::Frame& frame, std::
 }
 
 TEST_F(MediaSourcePictureTest, ReadsTheRawFramesOfAGif) {
-    Name(folder.Write("three.gif", ThreeFrames().Make()));
+    Name(folder.Write("three.gif", ThreeFrames()));
     ASSERT_TRUE(source->Open(100, 2, 2)) << "the box is not for GIFs";
     EXPECT_EQ(source->GetMediaInfo().width, 6);
     EXPECT_EQ(source->GetMediaInfo().height, 4);
     const auto* gif = source->GetGif();
     ASSERT_NE(gif, nullptr);
     EXPECT_EQ(gif->totalDelay, 90u + 90u + 100u);
-    EXPECT_EQ(gif->backgroundColor, 0xFF000000u | GifBytes::Color(3));
+    EXPECT_EQ(gif->backgroundColor, 0xFF000000u | GifBuilder::colors[3]);
     EXPECT_FALSE(gif->hasLoop);
     EXPECT_FALSE(gif->stopAtEnd);
     EXPECT_TRUE(std::all_of(source->GetPixels(), source->GetPixels() + 96, [](unsigned char byte) { return byte == 0; }));
@@ -232,12 +231,12 @@ TEST_F(MediaSourcePictureTest, ReadsTheRawFramesOfAGif) {
     const auto& third = *source->GetFrame(2);
     EXPECT_EQ(third.disposal, 3u);
     EXPECT_FALSE(third.transparent);
-    for (std::size_t y = 0; y < 4; ++y) EXPECT_EQ(PixelOf(third, y), Bgra(10 + static_cast<int>(y))) << "the interlaced rows in order";
+    for (std::size_t y = 0; y < 4; ++y) EXPECT_EQ(PixelOf(third, y), Bgra(10 + y)) << "the interlaced rows in order";
     EXPECT_TRUE(TakeErrors().empty());
 }
 
 TEST_F(MediaSourcePictureTest, AGifTicksForEverUnlessItIsToldToStop) {
-    Name(folder.Write("three.gif", ThreeFrames().Make()));
+    Name(folder.Write("three.gif", ThreeFrames()));
     ASSERT_TRUE(source->Open(100, 0, 0));
     source->Play();
     EXPECT_EQ(source->GetMediaInfo().duration, 280.0) << "not shorter than one pass";
@@ -254,11 +253,11 @@ TEST_F(MediaSourcePictureTest, AGifTicksForEverUnlessItIsToldToStop) {
 
 TEST_F(MediaSourcePictureTest, TheAspectRatioShrinksOneSide) {
     const struct {
-        int aspect;
+        std::uint8_t aspect;
         std::uint32_t width, height;
     } cases[] = {{0, 40, 20}, {49, 40, 20}, {113, 40, 10}, {17, 20, 20}, {255, 40, 4}, {1, 10, 20}};
     for (const auto& item : cases) {
-        Name(folder.Write("aspect.gif", GifBytes{.width = 40, .height = 20, .aspect = item.aspect, .frames = {{.indices = {0}}}}.Make()));
+        Name(folder.Write("aspect.gif", GifBuilder(40, 20, GifBuilder::colors, 0, item.aspect).Image(0, 0, 1, 1, {0}).Trailer().bytes));
         ASSERT_TRUE(source->Open()) << item.aspect;
         EXPECT_EQ(source->GetGif()->displayWidth, item.width) << item.aspect;
         EXPECT_EQ(source->GetGif()->displayHeight, item.height) << item.aspect;
@@ -270,11 +269,14 @@ TEST_F(MediaSourcePictureTest, TheAspectRatioShrinksOneSide) {
 TEST_F(MediaSourcePictureTest, TheLoopCountComesFromEitherExtension) {
     const struct {
         const char* application;
-        int loops;
+        Bytes data;
         std::uint32_t count;
-    } cases[] = {{"NETSCAPE2.0", 0, 0}, {"NETSCAPE2.0", 3, 3}, {"ANIMEXTS1.0", 0x1234, 0x1234}, {"OTHERAPP1.0", 3, 0}, {"", 3, 0}};
+    } cases[] = {{"NETSCAPE2.0", {1, 0, 0}, 0},
+                 {"NETSCAPE2.0", {1, 3, 0}, 3},
+                 {"ANIMEXTS1.0", {1, 0x34, 0x12}, 0x1234},
+                 {"OTHERAPP1.0", {1, 3, 0}, 0}};
     for (const auto& item : cases) {
-        Name(folder.Write("loop.gif", GifBytes{.application = item.application, .loops = item.loops, .frames = {{.indices = {0}}}}.Make()));
+        Name(folder.Write("loop.gif", GifBuilder(1, 1).Application(item.application, item.data).Image(0, 0, 1, 1, {0}).Trailer().bytes));
         ASSERT_TRUE(source->Open()) << item.application;
         EXPECT_EQ(source->GetGif()->loopCount, item.count) << item.application;
         EXPECT_EQ(source->GetGif()->hasLoop, item.count != 0) << item.application;
@@ -282,9 +284,9 @@ TEST_F(MediaSourcePictureTest, TheLoopCountComesFromEitherExtension) {
 }
 
 TEST_F(MediaSourcePictureTest, AnObjectUsedTwiceKeepsWhatItHad) {
-    Name(folder.Write("three.gif", ThreeFrames().Make()));
+    Name(folder.Write("three.gif", ThreeFrames()));
     ASSERT_TRUE(source->Open());
-    Name(folder.Write("one.gif", GifBytes{.frames = {{.indices = {0}, .delay = 50}}}.Make()));
+    Name(folder.Write("one.gif", GifBuilder(1, 1).Control(50).Image(0, 0, 1, 1, {0}).Trailer().bytes));
     ASSERT_TRUE(source->Open());
     EXPECT_EQ(source->GetFrameCount(), 1);
     EXPECT_EQ(source->GetDecodedFrameCount(), 4) << "new frames stand behind the old ones";
