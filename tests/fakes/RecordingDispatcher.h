@@ -1,7 +1,6 @@
 // Keeps what a source says.
 #pragma once
 
-#include <functional>
 #include <utility>
 #include <vector>
 
@@ -30,7 +29,6 @@ public:
     }
     void OnVideoSample(MediaSource* source, unsigned char* pixels, int width, int height, int stride, std::int64_t time,
                        std::int64_t duration) override {
-        if (on_video) return on_video();
         video.push_back({source, pixels, width, height, stride, time, duration});
     }
     void OnAudioSample(MediaSource*, unsigned char*, int, std::int64_t, std::int64_t) override {}
@@ -44,7 +42,6 @@ public:
 
     std::vector<Change> changes;
     std::vector<Video> video;
-    std::function<void()> on_video;  // instead of keeping the sample
 };
 
 }  // namespace Vimbrel::test

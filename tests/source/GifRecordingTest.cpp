@@ -1,14 +1,13 @@
 // From frames to a file and back, with the system's own imaging component.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <wincodec.h>
 
 #include <cmath>
 #include <thread>
 
 #include "Source/MediaTranscodeGIF.h"
-#include "com/ComPtr.h"
 #include "tests/fakes/CapturingLog.h"
+#include "tests/support/Imaging.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Wine.h"
 #include "vimbrel/MediaSourcePicture.h"
@@ -58,18 +57,10 @@ void Record(MediaTranscodeGIF& recorder, const std::filesystem::path& file, int 
 
 class GifRecordingTest : public testing::TestWithParam<bool> {
 protected:
-    GifRecordingTest() {
-        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        EXPECT_GE(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(factory.Put())), 0);
-        TakeLog();
-    }
-    ~GifRecordingTest() override {
-        factory.Reset();
-        CoUninitialize();
-    }
+    GifRecordingTest() { TakeLog(); }
 
+    Imaging imaging;
     TempFolder folder;
-    ComPtr<IWICImagingFactory2> factory;
 };
 
 TEST_P(GifRecordingTest, WhatIsRecordedIsReadBack) {
@@ -87,7 +78,7 @@ TEST_P(GifRecordingTest, WhatIsRecordedIsReadBack) {
     EXPECT_EQ(GetTranscodeStatistics(recorder).videoWritten, 6u);
 
     MediaSourcePicture source;
-    source.SetWicImagingFactory(factory.Get());
+    source.SetWicImagingFactory(imaging.factory.Get());
     source.SetFileName((folder / "out.gif").wstring().c_str());
     ASSERT_TRUE(source.Open());
     EXPECT_EQ(source.GetMediaInfo().width, static_cast<int>(width));

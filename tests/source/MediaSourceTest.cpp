@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "Source/MediaSourceImpl.h"
 #include "tests/fakes/RecordingDispatcher.h"
 #include "vimbrel/MediaSourceGame.h"

@@ -2,12 +2,11 @@
 #include "apps/vimbrel/GifPlayer.h"
 
 #include <gtest/gtest.h>
-#include <wincodec.h>
 
 #include <algorithm>
 
-#include "com/ComPtr.h"
 #include "tests/support/GifBuilder.h"
+#include "tests/support/Imaging.h"
 #include "tests/support/TempFolder.h"
 
 namespace studio {
@@ -19,12 +18,7 @@ using Vimbrel::test::TempFolder;
 
 class GifPlayerTest : public testing::Test {
 protected:
-    GifPlayerTest() {
-        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        EXPECT_GE(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(factory.Put())), 0);
-        source.SetWicImagingFactory(factory.Get());
-    }
-    ~GifPlayerTest() override { CoUninitialize(); }
+    GifPlayerTest() { source.SetWicImagingFactory(imaging.factory.Get()); }
 
     void Open(const GifBuilder& gif) {
         source.SetFileName(folder.Write("a.gif", gif.bytes).wstring().c_str());
@@ -43,8 +37,8 @@ protected:
         return text;
     }
 
+    Vimbrel::test::Imaging imaging;
     TempFolder folder;
-    Vimbrel::ComPtr<IWICImagingFactory2> factory;
     MediaSourcePicture source;
 };
 
