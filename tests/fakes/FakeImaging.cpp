@@ -41,7 +41,7 @@ bool ImagingJournal::WaitFor(const std::string& operation, int count) {
 std::vector<std::string> ImagingJournal::Entries() const {
     const std::lock_guard guard(lock);
     std::vector<std::string> lines;
-    for (const auto& [operation, details] : entries) lines.push_back(details.empty() ? operation : operation + " " + details);
+    for (const auto& [operation, details] : entries) lines.push_back(operation + (details.empty() ? "" : " ") + details);
     return lines;
 }
 

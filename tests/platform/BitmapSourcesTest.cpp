@@ -174,15 +174,6 @@ TEST(BitmapScaler, ReducesBeyondTheFiltersReach) {
     EXPECT_NEAR(pixels[10], 100, 1);
 }
 
-TEST(BitmapScaler, ScalesAnotherScalersPicture) {
-    const ComPtr<IWICBitmap> bitmap = MakeBitmap(32, 32, Ramp(32, 32));
-    const ComPtr<IWICBitmapScaler> small = Scale(bitmap.Get(), 2, 2, WICBitmapInterpolationModeFant);
-    const Bytes between = CopyAll(small.Get());
-    const Bytes pixels = CopyAll(Scale(small.Get(), 16, 2, WICBitmapInterpolationModeNearestNeighbor).Get());
-    ASSERT_EQ(pixels.size(), 128u);
-    for (std::size_t x = 0; x < 16; ++x) EXPECT_NEAR(pixels[x * 4], between[x / 8 * 4], 1);
-}
-
 TEST(BitmapScaler, ChecksItsArguments) {
     const ComPtr<IWICBitmap> bitmap = MakeBitmap(4, 4, Ramp(4, 4));
     ComPtr<IWICBitmapScaler> scaler;

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "com/ComObject.h"
+#include "com/Utf8.h"
 #include "platform/linux/wic/BitmapSource.h"
 #include "tests/platform/GifTestKit.h"
 
@@ -16,6 +17,13 @@ PROPVARIANT Number(VARTYPE type, unsigned number) {
     PROPVARIANT value{};
     value.vt = type;
     value.uiVal = static_cast<USHORT>(number);
+    return value;
+}
+
+PROPVARIANT Blob(const std::string& text, std::size_t size = std::string::npos) {
+    PROPVARIANT value{};
+    value.vt = VT_VECTOR | VT_UI1;
+    value.caub = {static_cast<ULONG>(std::min(size, text.size())), reinterpret_cast<UCHAR*>(const_cast<char*>(text.data()))};
     return value;
 }
 
@@ -123,18 +131,12 @@ protected:
 };
 
 TEST_F(GifEncoderTest, HeadGlobalItemsAndFramesComeInTheirOrder) {
-    UCHAR name[] = "ANIMEXTS1.0";
-    UCHAR loop[] = {3, 1, 2, 0, 0};
-    PROPVARIANT bytes{};
-    bytes.vt = VT_VECTOR | VT_UI1;
-    bytes.caub = {11, name};
-    EXPECT_EQ(Set(encoder, L"/appext/Application", bytes), S_OK);
-    bytes.caub = {5, loop};
-    EXPECT_EQ(Set(encoder, L"/appext/Data", bytes), S_OK);
-    const std::string long_comment(600, 'k');
+    const std::string name = "ANIMEXTS1.0", loop("\3\1\2\0\0", 5), long_comment(600, 'k');
     PROPVARIANT text{};
     text.vt = VT_LPSTR;
     text.pszVal = const_cast<char*>(long_comment.c_str());
+    EXPECT_EQ(Set(encoder, L"/appext/Application", Blob(name)), S_OK);
+    EXPECT_EQ(Set(encoder, L"/appext/Data", Blob(loop)), S_OK);
     EXPECT_EQ(Set(encoder, L"/commentext/textentry", text), S_OK);
     EXPECT_EQ(Set(encoder, L"/logscrdesc/Width", Number(VT_UI2, 10)), S_OK);
     EXPECT_EQ(Set(encoder, L"/logscrdesc/Height", Number(VT_UI2, 9)), S_OK);
@@ -170,32 +172,31 @@ TEST_F(GifEncoderTest, HeadGlobalItemsAndFramesComeInTheirOrder) {
 }
 
 TEST_F(GifEncoderTest, ItemsAreChecked) {
+    auto frame = NewFrame();
+    const std::string data("\3\1\0\0\0", 5);
     const struct {
+        bool of_frame;
         const wchar_t* path;
         PROPVARIANT value;
         HRESULT result;
-    } global[] = {
-        {L"/logscrdesc/Width", Number(VT_UI1, 5), WINCODEC_ERR_PROPERTYUNEXPECTEDTYPE},
-        {L"/logscrdesc/Width", Number(VT_UI2, 0), WINCODEC_ERR_VALUEOUTOFRANGE},
-        {L"/commentext/TextEntry", Number(VT_UI2, 5), WINCODEC_ERR_PROPERTYUNEXPECTEDTYPE},
-        {L"/logscrdesc/Depth", Number(VT_UI2, 5), WINCODEC_ERR_PROPERTYNOTFOUND},
-        {L"/grctlext/Delay", Number(VT_UI2, 5), WINCODEC_ERR_PROPERTYNOTFOUND},
-        {L"Width", Number(VT_UI2, 5), WINCODEC_ERR_INVALIDQUERYREQUEST},
+    } cases[] = {
+        {false, L"/logscrdesc/Width", Number(VT_UI1, 5), WINCODEC_ERR_PROPERTYUNEXPECTEDTYPE},
+        {false, L"/logscrdesc/Width", Number(VT_UI2, 0), WINCODEC_ERR_VALUEOUTOFRANGE},
+        {false, L"/commentext/TextEntry", Number(VT_UI2, 5), WINCODEC_ERR_PROPERTYUNEXPECTEDTYPE},
+        {false, L"/logscrdesc/Depth", Number(VT_UI2, 5), WINCODEC_ERR_PROPERTYNOTFOUND},
+        {false, L"/grctlext/Delay", Number(VT_UI2, 5), WINCODEC_ERR_PROPERTYNOTFOUND},
+        {false, L"Width", Number(VT_UI2, 5), WINCODEC_ERR_INVALIDQUERYREQUEST},
+        {false, L"/appext/Data", Blob(data, 0), WINCODEC_ERR_VALUEOUTOFRANGE},
+        {false, L"/appext/Data", Blob(data, 1), WINCODEC_ERR_VALUEOUTOFRANGE},
+        {false, L"/appext/Data", Blob(data, 4), WINCODEC_ERR_VALUEOUTOFRANGE},
+        {false, L"/appext/Application", Blob(data), WINCODEC_ERR_VALUEOUTOFRANGE},
+        {true, L"/grctlext/Delay", Number(VT_UI1, 5), WINCODEC_ERR_PROPERTYUNEXPECTEDTYPE},
+        {true, L"/grctlext/Disposal", Number(VT_UI1, 8), WINCODEC_ERR_VALUEOUTOFRANGE},
+        {true, L"/logscrdesc/Width", Number(VT_UI2, 5), WINCODEC_ERR_PROPERTYNOTFOUND},
     };
-    for (const auto& item : global) EXPECT_EQ(Set(encoder, item.path, item.value), item.result) << std::string(item.path, item.path + 3);
-    UCHAR data[] = {3, 1, 0, 0, 0};
-    PROPVARIANT bytes{};
-    bytes.vt = VT_VECTOR | VT_UI1;
-    for (const ULONG size : {0u, 1u, 4u}) {
-        bytes.caub = {size, data};
-        EXPECT_EQ(Set(encoder, L"/appext/Data", bytes), WINCODEC_ERR_VALUEOUTOFRANGE) << size;
-    }
-    EXPECT_EQ(Set(encoder, L"/appext/Application", bytes), WINCODEC_ERR_VALUEOUTOFRANGE);
-
-    auto frame = NewFrame();
-    EXPECT_EQ(Set(frame, L"/grctlext/Delay", Number(VT_UI1, 5)), WINCODEC_ERR_PROPERTYUNEXPECTEDTYPE);
-    EXPECT_EQ(Set(frame, L"/grctlext/Disposal", Number(VT_UI1, 8)), WINCODEC_ERR_VALUEOUTOFRANGE);
-    EXPECT_EQ(Set(frame, L"/logscrdesc/Width", Number(VT_UI2, 5)), WINCODEC_ERR_PROPERTYNOTFOUND);
+    for (const auto& item : cases)
+        EXPECT_EQ(item.of_frame ? Set(frame, item.path, item.value) : Set(encoder, item.path, item.value), item.result)
+            << ToUtf8(item.path);
     // A size that is given first holds for the picture.
     EXPECT_EQ(Set(frame, L"/imgdesc/Width", Number(VT_UI2, 5)), S_OK);
     const auto bitmap = MakeBitmap(4, 3, [](UINT, UINT) { return 0xFF000000; });
@@ -250,10 +251,8 @@ TEST_F(GifEncoderTest, FramesPreparedInParallelGiveTheSameBytesAsOneByOne) {
     }
     EXPECT_EQ(files[0], files[1]);
     const auto gif = OpenedGif(files[0]);
-    UINT count = 0;
-    gif->GetFrameCount(&count);
-    ASSERT_EQ(count, 40u);
-    for (UINT n = 0; n < count; ++n) EXPECT_EQ(ItemOf(FrameOf(gif.Get(), n).Get(), L"/grctlext/Delay"), "ui2:" + std::to_string(n));
+    ASSERT_EQ(CountOf(gif.Get()), 40u);
+    for (UINT n = 0; n < 40; ++n) EXPECT_EQ(ItemOf(FrameOf(gif.Get(), n).Get(), L"/grctlext/Delay"), "ui2:" + std::to_string(n));
 }
 
 TEST_F(GifEncoderTest, OtherProgramsReadTheSame) {
@@ -316,9 +315,7 @@ TEST_F(GifEncoderTest, AFrameThatCannotBePreparedIsLeftOut) {
     const Bytes committed = stream->bytes;
     const auto gif = Finished();
     EXPECT_EQ(stream->bytes, committed) << "the release writes nothing more";
-    UINT count = 0;
-    gif->GetFrameCount(&count);
-    ASSERT_EQ(count, 2u);
+    ASSERT_EQ(CountOf(gif.Get()), 2u);
     EXPECT_EQ(PixelsOf(FrameOf(gif.Get(), 0).Get())[0], 0xFF010203);
     EXPECT_EQ(PixelsOf(FrameOf(gif.Get(), 1).Get())[0], 0xFF040506);
 }

@@ -25,6 +25,12 @@ ComPtr<IWICBitmapDecoder> OpenedGif(const Bytes& bytes) {
     return decoder;
 }
 
+UINT CountOf(IWICBitmapDecoder* decoder) {
+    UINT count = 0;
+    EXPECT_EQ(decoder->GetFrameCount(&count), S_OK);
+    return count;
+}
+
 ComPtr<IWICBitmapFrameDecode> FrameOf(IWICBitmapDecoder* decoder, UINT index) {
     ComPtr<IWICBitmapFrameDecode> frame;
     EXPECT_EQ(decoder->GetFrame(index, frame.Put()), S_OK) << "frame " << index;

@@ -19,6 +19,7 @@ ComPtr<IWICImagingFactory2> Factory();
 HRESULT OpenGif(const Bytes& bytes, ComPtr<IWICBitmapDecoder>& decoder);
 // Fails the test and gives null for a file that is not taken.
 ComPtr<IWICBitmapDecoder> OpenedGif(const Bytes& bytes);
+UINT CountOf(IWICBitmapDecoder* decoder);
 ComPtr<IWICBitmapFrameDecode> FrameOf(IWICBitmapDecoder* decoder, UINT index);
 Bytes IndicesOf(IWICBitmapSource* source);
 // Premultiplied pixels as 0xAARRGGBB.

@@ -45,11 +45,11 @@ void Record(MediaTranscodeGIF& recorder, const std::filesystem::path& file, int 
     for (int step = 0; step < frames; ++step) {
         auto pixels = Picture(step, holes);
         recorder.SetVideoSample(pixels.data(), width, height, width * 4, 0, 0);
-        for (int i = 0; i < 10'000; ++i) {
+        const auto done = [&] {
             const auto statistics = GetTranscodeStatistics(recorder);
-            if (statistics.videoWritten + statistics.videoDropped > static_cast<unsigned>(step)) break;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+            return statistics.videoWritten + statistics.videoDropped > static_cast<unsigned>(step);
+        };
+        for (int i = 0; i < 10'000 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     recorder.Stop();
     recorder.Cleanup();
@@ -105,15 +105,6 @@ TEST_P(GifRecordingTest, WhatIsRecordedIsReadBack) {
 
 INSTANTIATE_TEST_SUITE_P(Transparency, GifRecordingTest, testing::Bool(),
                          [](const auto& info) { return info.param ? "TransparentCorners" : "Opaque"; });
-
-TEST_F(GifRecordingTest, AFolderThatIsNotThereIsLoggedForEachFrame) {
-    MediaTranscodeGIF recorder;
-    Record(recorder, folder / "missing" / "out.gif", 2, false);
-    const auto errors = TakeErrors();
-    ASSERT_EQ(errors.size(), 2u);
-    EXPECT_THAT(errors[0], testing::StartsWith("GIF - InitializeFromFilename failed - 0x8007000"));
-    EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
-}
 
 }  // namespace
 }  // namespace Vimbrel::test

@@ -225,35 +225,32 @@ TEST_F(MediaSourcePictureTest, AGifTicksForEverUnlessItIsToldToStop) {
     EXPECT_EQ(source.GetState(), State::Ended);
 }
 
-TEST_F(MediaSourcePictureTest, TheAspectRatioShrinksOneSide) {
+TEST_F(MediaSourcePictureTest, TheAspectRatioShrinksOneSideAndEitherExtensionTellsTheLoops) {
     const struct {
         std::uint8_t aspect;
         std::uint32_t width, height;
-    } cases[] = {{0, 40, 20}, {49, 40, 20}, {113, 40, 10}, {17, 20, 20}, {255, 40, 4}, {1, 10, 20}};
-    for (const auto& item : cases) {
-        Name(folder.Write("aspect.gif", GifBuilder(40, 20, GifBuilder::colors, 0, item.aspect).Image(0, 0, 1, 1, {0}).Trailer().bytes));
-        ASSERT_TRUE(source.Open()) << item.aspect;
-        EXPECT_EQ(source.GetGif()->displayWidth, item.width) << item.aspect;
-        EXPECT_EQ(source.GetGif()->displayHeight, item.height) << item.aspect;
-        EXPECT_EQ(source.GetMediaInfo().width, static_cast<int>(item.width));
-        EXPECT_EQ(source.GetGif()->width, 40u);
-    }
-}
-
-TEST_F(MediaSourcePictureTest, TheLoopCountComesFromEitherExtension) {
-    const struct {
         const char* application;
         Bytes data;
-        std::uint32_t count;
-    } cases[] = {{"NETSCAPE2.0", {1, 0, 0}, 0},
-                 {"NETSCAPE2.0", {1, 3, 0}, 3},
-                 {"ANIMEXTS1.0", {1, 0x34, 0x12}, 0x1234},
-                 {"OTHERAPP1.0", {1, 3, 0}, 0}};
+        std::uint32_t loops;
+    } cases[] = {
+        {0, 40, 20, "NETSCAPE2.0", {1, 0, 0}, 0},
+        {49, 40, 20, "NETSCAPE2.0", {1, 3, 0}, 3},
+        {113, 40, 10, "ANIMEXTS1.0", {1, 0x34, 0x12}, 0x1234},
+        {17, 20, 20, "OTHERAPP1.0", {1, 3, 0}, 0},
+        {255, 40, 4, "NETSCAPE2.0", {1, 0, 0}, 0},
+        {1, 10, 20, "NETSCAPE2.0", {1, 0, 0}, 0},
+    };
     for (const auto& item : cases) {
-        Name(folder.Write("loop.gif", GifBuilder(1, 1).Application(item.application, item.data).Image(0, 0, 1, 1, {0}).Trailer().bytes));
-        ASSERT_TRUE(source.Open()) << item.application;
-        EXPECT_EQ(source.GetGif()->loopCount, item.count) << item.application;
-        EXPECT_EQ(source.GetGif()->hasLoop, item.count != 0) << item.application;
+        SCOPED_TRACE(item.aspect);
+        GifBuilder gif(40, 20, GifBuilder::colors, 0, item.aspect);
+        Name(folder.Write("odd.gif", gif.Application(item.application, item.data).Image(0, 0, 1, 1, {0}).Trailer().bytes));
+        ASSERT_TRUE(source.Open());
+        EXPECT_EQ(source.GetGif()->displayWidth, item.width);
+        EXPECT_EQ(source.GetGif()->displayHeight, item.height);
+        EXPECT_EQ(source.GetMediaInfo().width, static_cast<int>(item.width));
+        EXPECT_EQ(source.GetGif()->width, 40u);
+        EXPECT_EQ(source.GetGif()->loopCount, item.loops);
+        EXPECT_EQ(source.GetGif()->hasLoop, item.loops != 0);
     }
 }
 
