@@ -3,7 +3,6 @@
 #include <wincodec.h>
 
 #include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <thread>
 
@@ -56,10 +55,8 @@ int main(int argc, char** argv) {
         }
         recorder->Stop();
         recorder->Cleanup();
-        const auto statistics = Vimbrel::GetTranscodeStatistics(*recorder);
-        std::printf("written %llu of %llu frames, log running: %d\n", static_cast<unsigned long long>(statistics.videoWritten),
-                    static_cast<unsigned long long>(statistics.videoTaken), HalvorixAppLog::GetAppLogger()->PreCheck(0, 6));
-        if (statistics.videoWritten < 3) return 6;
+        if (Vimbrel::GetTranscodeStatistics(*recorder).videoWritten < 3) return 6;
+        if (HalvorixAppLog::GetAppLogger()->PreCheck(HalvorixAppLog::LOGGER_MAIN, HalvorixAppLog::LOG_LEVEL_FATAL)) return 7;
     }
     factory->Release();
     CoUninitialize();

@@ -1,5 +1,6 @@
 #include "tests/fakes/CapturingLog.h"
 
+#include <atomic>
 #include <mutex>
 #include <utility>
 
@@ -19,11 +20,12 @@ public:
     bool Start() override { return true; }
     bool Stop() override { return true; }
     std::int32_t FindLogger(const char*) override { return HalvorixAppLog::LOGGER_INVALID; }
-    bool PreCheck(std::int32_t id, int) override { return id == HalvorixAppLog::LOGGER_MAIN; }
-    bool Submit(LogRecord* record, const char* file, int) override {
+    bool PreCheck(std::int32_t id, int level) override { return id == HalvorixAppLog::LOGGER_MAIN && level >= lowest; }
+    bool Submit(LogRecord* record, const char* file, int line) override {
         {
             const std::lock_guard guard(lock);
-            lines.push_back({record->level, std::string(record->content, static_cast<std::size_t>(record->contentLength)), file});
+            lines.push_back(
+                {record->level, std::string(record->content, static_cast<std::size_t>(record->contentLength)), file ? file : "", line});
         }
         FreeRecord(record);
         return true;
@@ -59,15 +61,20 @@ public:
         return std::exchange(lines, {});
     }
 
+    std::atomic<int> lowest{HalvorixAppLog::LOG_LEVEL_TRACE};
+
 private:
     std::mutex lock;
     std::vector<LogLine> lines;  // guarded by lock
 };
 
+std::atomic<bool> switched{false};
+
 CapturingManager& Manager() {
     // Never destroyed: the library may log until the very end.
-    static auto* manager = new CapturingManager;
-    return *manager;
+    static auto* first = new CapturingManager;
+    static auto* second = new CapturingManager;
+    return switched ? *second : *first;
 }
 
 }  // namespace
@@ -80,6 +87,11 @@ std::vector<std::string> TakeErrors() {
         if (line.level >= HalvorixAppLog::LOG_LEVEL_ERROR) texts.push_back(std::move(line.text));
     }
     return texts;
+}
+
+void SwitchLog(int lowest) {
+    switched = !switched;
+    Manager().lowest = lowest;
 }
 
 }  // namespace Vimbrel::test

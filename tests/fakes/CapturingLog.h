@@ -1,4 +1,4 @@
-// The host's log manager of a test program: the library finds it among the program's exports and it keeps every line.
+// The host's log managers of a test program: the library finds them through the program's export, and they keep every line.
 #pragma once
 
 #include <string>
@@ -10,13 +10,16 @@ struct LogLine {
     int level;
     std::string text;
     std::string file;  // of the log site
-    bool operator==(const LogLine&) const = default;
+    int line;
 };
 
-// Takes what was logged since the last call.
+// Takes what the current manager was given since the last call.
 std::vector<LogLine> TakeLog();
 
 // The same, of lines at the level "error" and above; texts only.
 std::vector<std::string> TakeErrors();
+
+// Another manager answers from now on, which takes lines of `lowest` and above.
+void SwitchLog(int lowest);
 
 }  // namespace Vimbrel::test

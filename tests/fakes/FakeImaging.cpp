@@ -13,10 +13,8 @@ HRESULT ImagingJournal::Note(const std::string& operation, const std::string& de
     ++counts[operation];
     changed.notify_all();
     changed.wait(guard, [&] { return held != operation; });
-    const auto failure = failures.find(operation);
-    if (failure == failures.end() || failure->second.times == 0) return S_OK;
-    --failure->second.times;
-    return failure->second.result;
+    auto& [result, times] = failures[operation];
+    return times > 0 ? (--times, result) : S_OK;
 }
 
 void ImagingJournal::FailNext(const std::string& operation, HRESULT result, int times) {
@@ -43,7 +41,7 @@ bool ImagingJournal::WaitFor(const std::string& operation, int count) {
 std::vector<std::string> ImagingJournal::Entries() const {
     const std::lock_guard guard(lock);
     std::vector<std::string> lines;
-    for (const auto& [operation, details] : entries) lines.push_back(details.empty() ? operation : operation + " " + details);
+    for (const auto& [operation, details] : entries) lines.push_back(operation + (details.empty() ? "" : " ") + details);
     return lines;
 }
 
@@ -64,23 +62,14 @@ ImagingJournal& Journal() { return *active_journal; }
 std::string Size(UINT width, UINT height) { return std::to_string(width) + "x" + std::to_string(height); }
 
 std::string ValueText(const PROPVARIANT& value) {
-    switch (value.vt) {
-        case VT_UI1:
-            return "UI1 " + std::to_string(value.bVal);
-        case VT_UI2:
-            return "UI2 " + std::to_string(value.uiVal);
-        case VT_BOOL:
-            return "BOOL " + std::to_string(value.boolVal != 0);
-        case VT_LPSTR:
-            return "LPSTR " + std::string(value.pszVal);
-        case VT_VECTOR | VT_UI1: {
-            std::string text = "UI1[]";
-            for (ULONG i = 0; i < value.caub.cElems; ++i) text += " " + std::to_string(value.caub.pElems[i]);
-            return text;
-        }
-        default:
-            return "type " + std::to_string(value.vt);
-    }
+    if (value.vt == VT_UI1) return "UI1 " + std::to_string(value.bVal);
+    if (value.vt == VT_UI2) return "UI2 " + std::to_string(value.uiVal);
+    if (value.vt == VT_BOOL) return "BOOL " + std::to_string(value.boolVal != 0);
+    if (value.vt == VT_LPSTR) return "LPSTR " + std::string(value.pszVal);
+    if (value.vt != (VT_VECTOR | VT_UI1)) return "type " + std::to_string(value.vt);
+    std::string text = "UI1[]";
+    for (ULONG i = 0; i < value.caub.cElems; ++i) text += " " + std::to_string(value.caub.pElems[i]);
+    return text;
 }
 
 template <class Object, class Interface, class... Arguments>

@@ -32,15 +32,10 @@ public:
     std::vector<std::string> DetailsOf(const std::string& operation) const;
 
 private:
-    struct Failure {
-        HRESULT result;
-        int times;
-    };
-
     mutable std::mutex lock;
     std::condition_variable changed;
     std::vector<std::pair<std::string, std::string>> entries;
-    std::map<std::string, Failure> failures;
+    std::map<std::string, std::pair<HRESULT, int>> failures;  // and how often
     std::map<std::string, int> counts;
     std::string held;
 };

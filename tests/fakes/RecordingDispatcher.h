@@ -1,7 +1,6 @@
 // Keeps what a source says.
 #pragma once
 
-#include <functional>
 #include <utility>
 #include <vector>
 
@@ -25,25 +24,14 @@ public:
         std::int64_t time, duration;
         bool operator==(const Video&) const = default;
     };
-    struct Audio {
-        MediaSource* source;
-        unsigned char* data;
-        int size;
-        std::int64_t time, duration;
-        bool operator==(const Audio&) const = default;
-    };
-
     void OnStateChanged(MediaSource* source, MediaSource::State from, MediaSource::State to) override {
         changes.push_back({source, from, to, source->GetState()});
     }
     void OnVideoSample(MediaSource* source, unsigned char* pixels, int width, int height, int stride, std::int64_t time,
                        std::int64_t duration) override {
-        if (on_video) return on_video();
         video.push_back({source, pixels, width, height, stride, time, duration});
     }
-    void OnAudioSample(MediaSource* source, unsigned char* data, int size, std::int64_t time, std::int64_t duration) override {
-        audio.push_back({source, data, size, time, duration});
-    }
+    void OnAudioSample(MediaSource*, unsigned char*, int, std::int64_t, std::int64_t) override {}
 
     // The states announced, in order.
     std::vector<MediaSource::State> States() const {
@@ -54,8 +42,6 @@ public:
 
     std::vector<Change> changes;
     std::vector<Video> video;
-    std::vector<Audio> audio;
-    std::function<void()> on_video;  // instead of keeping the sample
 };
 
 }  // namespace Vimbrel::test

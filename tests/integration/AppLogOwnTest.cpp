@@ -4,11 +4,10 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "tests/integration/MissingPicture.h"
+#include "tests/support/TempFolder.h"
 #include "vimbrel/AppLog.h"
 
 extern "C" {
@@ -18,54 +17,46 @@ __declspec(dllimport)
     extern int decoy_calls;
 }
 
+namespace Vimbrel::test {
 namespace {
 
 // All that was written below `folder`.
 std::string Text(const std::filesystem::path& folder) {
-    std::ostringstream text;
-    if (!std::filesystem::is_directory(folder)) return {};
+    std::string text;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-        if (entry.is_regular_file()) text << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+        if (entry.is_regular_file()) text += ReadText(entry.path());
     }
-    return text.str();
-}
-
-std::filesystem::path EmptyFolder(const char* name) {
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / name;
-    std::filesystem::remove_all(folder);
-    return folder;
+    return text;
 }
 
 TEST(AppLogOwn, TakesTheLibrarysLinesOnceStarted) {
-    const std::filesystem::path folder = EmptyFolder("vimbrel-applog-own");
+    const TempFolder folder;
     HalvorixAppLog::IAppLogManager* const manager = HalvorixAppLog::GetAppLogger();
     ASSERT_NE(manager, nullptr);
-    EXPECT_EQ(manager, HalvorixAppLog::GetAppLogger());
-    manager->SetPath(HalvorixAppLog::LOGGER_MAIN, folder.generic_string().c_str());
+    manager->SetPath(HalvorixAppLog::LOGGER_MAIN, folder.path.generic_string().c_str());
     OpenMissingPicture();
     EXPECT_EQ(manager->TotalWriteCount(), 0u);  // nobody but the application starts it
 
     ASSERT_TRUE(manager->Start());
     manager->SetFileLine(HalvorixAppLog::LOGGER_MAIN, true);
     OpenMissingPicture();
-    const std::string text = Text(folder);
+    const std::string text = Text(folder.path);
     EXPECT_NE(text.find("[ERROR] Photo - CreateDecoderFromFilename failed - 0x80070"), std::string::npos) << text;
     EXPECT_NE(text.find(" MediaSourcePicture.cpp:"), std::string::npos) << text;
     EXPECT_TRUE(manager->Stop());
     EXPECT_EQ(decoy_calls, 0);
-    std::filesystem::remove_all(folder);
 }
 
 TEST(AppLogOwn, EndsWithTheProcess) {
-    const std::filesystem::path folder = EmptyFolder("vimbrel-applog-exit");
+    const TempFolder folder;
 #ifdef _WIN32
     const std::string program = "applog_exit.exe";
 #else
     const std::string program = "applog_exit";
 #endif
     const std::filesystem::path self = std::filesystem::path(testing::internal::GetArgvs()[0]).parent_path();
-    EXPECT_EQ(std::system(((self / program).string() + " " + folder.string()).c_str()), 0);
-    const std::string text = Text(folder);
+    EXPECT_EQ(std::system(((self / program).string() + " " + folder.path.string()).c_str()), 0);
+    const std::string text = Text(folder.path);
     EXPECT_NE(text.find("[ERROR] logged by main\r\n"), std::string::npos) << text;
 #ifdef _WIN32
     // The program's objects are destroyed before the library's.
@@ -73,7 +64,7 @@ TEST(AppLogOwn, EndsWithTheProcess) {
 #else
     EXPECT_EQ(text.find("logged at the end"), std::string::npos) << text;
 #endif
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace
+}  // namespace Vimbrel::test

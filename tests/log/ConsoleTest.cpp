@@ -1,8 +1,7 @@
 // Standard output as a terminal. The other platform's consoles have no such thing as a terminal's other end.
 #include "log/Console.h"
 
-#include <fcntl.h>
-#include <stdlib.h>
+#include <pty.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -14,14 +13,11 @@ namespace {
 // Standard output is a terminal while this lives.
 class Terminal {
 public:
-    Terminal() : master(posix_openpt(O_RDWR | O_NOCTTY)) {
-        grantpt(master);
-        unlockpt(master);
-        const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
+    Terminal() {
         termios mode{};
-        tcgetattr(slave, &mode);
         cfmakeraw(&mode);
-        tcsetattr(slave, TCSANOW, &mode);
+        int slave = -1;
+        openpty(&master, &slave, nullptr, &mode, nullptr);
         std::fflush(stdout);
         saved = dup(STDOUT_FILENO);
         dup2(slave, STDOUT_FILENO);
@@ -49,26 +45,19 @@ public:
     }
 
 private:
-    const int master;
+    int master = -1;
     int saved = -1;
 };
 
 TEST(Console, ColoursByLevel) {
     LockHelper lock;
-    const std::pair<int, std::string> cases[] = {
-        {0, "x\r\n"},
-        {1, "x\r\n"},
-        {2, "\x1b[0;36mx\r\n\x1b[0m"},
-        {3, "\x1b[0;33mx\r\n\x1b[0m"},
-        {4, "\x1b[0;31mx\r\n\x1b[0m"},
-        {5, "\x1b[0;32mx\r\n\x1b[0m"},
-        {6, "\x1b[0;35mx\r\n\x1b[0m"},
-        {7, "x\r\n"},
-    };
+    const std::string plain = "x\r\n";
+    const auto coloured = [&](const char* color) { return "\x1b[0;" + std::string(color) + "m" + plain + "\x1b[0m"; };
+    const std::string expected[] = {plain, plain, coloured("36"), coloured("33"), coloured("31"), coloured("32"), coloured("35"), plain};
     Terminal terminal;
-    for (const auto& [level, text] : cases) {
-        PrintColoured(lock, level, "x\r\n");
-        EXPECT_EQ(terminal.Take(), text) << level;
+    for (int level = 0; level <= 7; ++level) {
+        PrintColoured(lock, level, plain);
+        EXPECT_EQ(terminal.Take(), expected[level]) << level;
     }
 }
 

@@ -1,39 +1,26 @@
 #include "log/LogConfiguration.h"
 
-#include <tuple>
-
-#include "log/LogText.h"
 #include "tests/log/LogFixture.h"
 
 namespace HalvorixAppLog {
 namespace {
 
-// What parsing `text` prints.
-std::string Parse(LogConfiguration& configuration, std::string_view text) {
+std::string Print(const std::function<void()>& action) {
     testing::internal::CaptureStdout();
-    EXPECT_TRUE(configuration.Parse(text));
+    action();
     std::string printed = testing::internal::GetCapturedStdout();
     std::erase(printed, '\r');  // of which some systems add one to each line
     return printed;
 }
 
-TEST(LogText, Trim) {
-    const std::tuple<std::string, std::string, std::string> cases[] = {
-        {"", "", ""},
-        {" \t\r\n", "", ""},
-        {" a b ", "", "a b"},
-        {"\xEF\xBB\xBF a", "", "a"},
-        {" \xEF\xBB\xBF", "", "\xEF\xBB\xBF"},  // the mark only counts in front
-        {"[[ a b ] ]", "[]", "a b"},
-        {"[]", "[]", ""},
-    };
-    for (const auto& [text, extras, result] : cases) EXPECT_EQ(Trim(text, extras), result) << text;
+// What parsing `text` prints.
+std::string Parse(LogConfiguration& configuration, std::string_view text) {
+    return Print([&] { EXPECT_TRUE(configuration.Parse(text)); });
 }
 
 TEST(LogConfiguration, SectionHeads) {
     const std::pair<std::string, std::string> cases[] = {
-        {"[main]", "Main"},      {"[MAIN]", "Main"}, {"\xEF\xBB\xBF[ a b ]", "a b"}, {"[[x", "x"},
-        {" [x] = ignored", "x"}, {"[x#y]", "x#y"},   {"[mains]", "mains"},           {"[]", ""},
+        {"[MAIN]", "Main"}, {"\xEF\xBB\xBF[ a b ]", "a b"}, {"[[x", "x"}, {" [x] = ignored", "x"}, {"[x#y]", "x#y"}, {"[]", ""},
     };
     for (const auto& [head, key] : cases) {
         LogConfiguration configuration;
@@ -61,23 +48,17 @@ TEST(LogConfiguration, Settings) {
     const std::pair<std::string, std::string> cases[] = {
         {"", "s ./log/ 1110 10 01 0"},
         {"# level = error", "s ./log/ 1110 10 01 0"},
-        {"= level", "s ./log/ 1110 10 01 0"},
         {" \t= level", "s ./log/ 1110 10 01 0"},
-        {"unknown = 1", "s ./log/ 1110 10 01 0"},
         {"LEVEL = WARNING", "s ./log/ 3110 10 01 0"},
         {"level=all", "s ./log/ 0110 10 01 0"},
         {"level=trace\rlevel=loud", "s ./log/ 0110 10 01 0"},
-        {"level=info", "s ./log/ 2110 10 01 0"},
-        {"level=Error", "s ./log/ 4110 10 01 0"},
         {"level=alarm", "s ./log/ 5110 10 01 0"},
         {"level=fatal # not a comment", "s ./log/ 1110 10 01 0"},
-        {"level=fatal", "s ./log/ 6110 10 01 0"},
         {"path=C:\\Logs", "s C:\\Logs 1110 10 01 0"},
         {"path = a=b # c ", "s a=b # c 1110 10 01 0"},
         {"Name =\tMixed Case\t", "Mixed Case ./log/ 1110 10 01 0"},
         {"display = FALSE", "s ./log/ 1010 10 01 0"},
         {"display=0\r\ndisplay", "s ./log/ 1110 10 01 0"},
-        {"outfile=0", "s ./log/ 1100 10 01 0"},
         {"outfile=00", "s ./log/ 1110 10 01 0"},
         {"monthdir", "s ./log/ 1111 10 01 0"},
         {"limitsize=abc", "s ./log/ 1110 0 01 0"},
@@ -99,28 +80,8 @@ TEST(LogConfiguration, Warnings) {
     EXPECT_EQ(configuration.Loggers().at("a").level, LOG_LEVEL_ERROR);
 }
 
-TEST(LogConfiguration, NoiseIsHarmless) {
-    std::string noise;
-    std::uint32_t random = 1;
-    for (int i = 0; i < 100'000; ++i) {
-        random = random * 1664525 + 1013904223;
-        noise += static_cast<char>(random >> 24 ? random >> 24 : 1);
-    }
-    LogConfiguration configuration;
-    Parse(configuration, noise);
-    Parse(configuration, std::string(100'000, '['));
-    Parse(configuration, std::string(100'000, '='));
-}
-
 class LogConfigurationLoading : public LogFixture {
 protected:
-    std::string Print(const std::function<void()>& action) {
-        testing::internal::CaptureStdout();
-        action();
-        std::string printed = testing::internal::GetCapturedStdout();
-        std::erase(printed, '\r');
-        return printed;
-    }
     const std::string file = (folder / "log.conf").string();
     const LoggerInfo& logger = manager.loggers[LOGGER_MAIN];
 };
@@ -157,18 +118,13 @@ TEST_F(LogConfigurationLoading, MoreSectionsThanLoggers) {
 }
 
 TEST_F(LogConfigurationLoading, FileAsPeopleWriteIt) {
+    // Of several blocks, with a zero in it.
     const char text[] = "\xEF\xBB\xBF[Main]\r\n  Level =\tError \r\n[ two ]\r\nlevel=fatal\0level=info\n[three]";
-    Write(file, std::string(text, sizeof text - 1));
+    temporary.Write("log.conf", std::string(text, 8) + std::string(1000, '\n') + std::string(text + 8, sizeof text - 9));
     EXPECT_TRUE(manager.Config(file.c_str()));
     EXPECT_EQ(logger.level, LOG_LEVEL_ERROR);
     EXPECT_EQ(manager.loggers[1].level, LOG_LEVEL_FATAL);
     EXPECT_EQ(manager.FindLogger("three"), LOGGER_INVALID);  // behind the zero
-}
-
-TEST_F(LogConfigurationLoading, FileOfManyBlocks) {
-    Write(file, std::string(1000, '\n') + std::string(30, '#') + "\n[main]\nlevel=fatal");
-    EXPECT_TRUE(manager.Config(file.c_str()));
-    EXPECT_EQ(logger.level, LOG_LEVEL_FATAL);
 }
 
 TEST_F(LogConfigurationLoading, Messages) {
@@ -181,38 +137,31 @@ TEST_F(LogConfigurationLoading, Messages) {
     EXPECT_EQ(Print([&] { EXPECT_FALSE(manager.Config("other")); }),
               bar + " !!! !!! AppLog configure error: too many calls to Config. the old config file=" + file +
                   ",  the new config file=other !!! !!! \n" + bar);
-    Write(file, "[main]\nlevel=alarm");
+    temporary.Write("log.conf", "[main]\nlevel=alarm");
     EXPECT_EQ(Print([&] { EXPECT_TRUE(manager.ReloadConfig()); }), "");
     EXPECT_EQ(logger.level, LOG_LEVEL_ALARM);
 }
 
 TEST_F(LogConfigurationLoading, TimedReload) {
-    Write(file, "[main]\nlevel=error");
+    temporary.Write("log.conf", "[main]\nlevel=error");
     ASSERT_TRUE(manager.Config(file.c_str()));
-    Write(file, "[main]\nlevel=fatal\n[new]");
+    temporary.Write("log.conf", "[main]\nlevel=fatal\n[new]");
     TestManager::WorkerState state;
     state.reloadTime = start;
-    Advance(1000);
-    EXPECT_TRUE(manager.WorkerRound(state));
-    EXPECT_EQ(logger.level, LOG_LEVEL_ERROR);  // no interval set
-
+    const auto level_after = [&](int seconds) {
+        Advance(seconds);
+        EXPECT_TRUE(manager.WorkerRound(state));
+        return static_cast<int>(logger.level);
+    };
+    EXPECT_EQ(level_after(1000), LOG_LEVEL_ERROR) << "no interval set";
     SetTime(start);
     manager.SetAutoReload(10);
-    Advance(10);
-    EXPECT_TRUE(manager.WorkerRound(state));
-    EXPECT_EQ(logger.level, LOG_LEVEL_ERROR);  // more than the interval has to pass
-    Advance(1);
-    EXPECT_TRUE(manager.WorkerRound(state));
-    EXPECT_EQ(logger.level, LOG_LEVEL_FATAL);
+    EXPECT_EQ(level_after(10), LOG_LEVEL_ERROR) << "more than the interval has to pass";
+    EXPECT_EQ(level_after(1), LOG_LEVEL_FATAL);
     EXPECT_EQ(manager.FindLogger("new"), LOGGER_INVALID);  // a reload makes no loggers
-
-    Write(file, "[main]\nlevel=info");
-    Advance(10);
-    EXPECT_TRUE(manager.WorkerRound(state));
-    EXPECT_EQ(logger.level, LOG_LEVEL_FATAL);  // counted from the last reload
-    Advance(1);
-    EXPECT_TRUE(manager.WorkerRound(state));
-    EXPECT_EQ(logger.level, LOG_LEVEL_INFO);
+    temporary.Write("log.conf", "[main]\nlevel=info");
+    EXPECT_EQ(level_after(10), LOG_LEVEL_FATAL) << "counted from the last reload";
+    EXPECT_EQ(level_after(1), LOG_LEVEL_INFO);
 }
 
 }  // namespace

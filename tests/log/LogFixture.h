@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "log/LogerManager.h"
+#include "tests/support/TempFolder.h"
 
 namespace HalvorixAppLog {
 
@@ -70,22 +70,16 @@ protected:
     static constexpr std::int64_t start = 1'744'290'429;  // 2025-04-10 13:07:09 UTC
 
     LogFixture() {
-        std::filesystem::remove_all(folder);
-        std::filesystem::create_directories(folder);
         manager.SetDisplay(LOGGER_MAIN, false);
         manager.SetPath(LOGGER_MAIN, folder.generic_string().c_str());
         manager.running = true;  // without the worker, which most tests have no use for
     }
-    ~LogFixture() override {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
-
     // Contents by path below the folder.
     std::map<std::string, std::string> Files() const {
         std::map<std::string, std::string> files;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-            if (entry.is_regular_file()) files[entry.path().lexically_relative(folder).generic_string()] = Read(entry.path());
+            if (entry.is_regular_file())
+                files[entry.path().lexically_relative(folder).generic_string()] = Vimbrel::test::ReadText(entry.path());
         }
         return files;
     }
@@ -94,14 +88,6 @@ protected:
         for (const auto& [name, content] : Files()) names.push_back(name);
         return names;
     }
-    static std::string Read(const std::filesystem::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        return text.str();
-    }
-    static void Write(const std::filesystem::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-
     std::string ShortName(const std::string& hour) const { return manager.processName + "_" + hour + "_" + manager.pid + ".log"; }
     std::string LongName(const std::string& name, const std::string& hour, const std::string& index) const {
         return manager.processName + "_" + name + "_" + hour + "_" + manager.pid + "_" + index + ".log";
@@ -109,8 +95,8 @@ protected:
     void SetTime(std::int64_t seconds) { clock.milliseconds = seconds * 1000; }
     void Advance(std::int64_t seconds) { clock.milliseconds = clock.milliseconds + seconds * 1000; }
 
-    const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) /
-                                         (std::string("vimbrel-log-") + testing::UnitTest::GetInstance()->current_test_info()->name());
+    const Vimbrel::test::TempFolder temporary;
+    const std::filesystem::path& folder = temporary.path;
     FakeLogClock clock{start};
     TestManager manager{clock};
 };

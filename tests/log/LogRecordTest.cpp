@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "log/NumberWriter.h"
 #include "vimbrel/AppLog.h"
 
 namespace HalvorixAppLog {
@@ -23,30 +22,6 @@ std::string Tail(const LogRecord& record, std::int32_t free) {
     return std::string(record.content + LOG_TEXT_CAPACITY - free, record.content + record.contentLength);
 }
 
-TEST(NumberWriter, DigitsAndPadding) {
-    const struct {
-        std::uint64_t number;
-        int width;
-        std::string text;
-    } cases[] = {
-        {0, 0, "0"},
-        {0, 2, "00"},
-        {7, 2, "07"},
-        {10, 0, "10"},
-        {100, 0, "100"},
-        {1234, 2, "1234"},
-        {9, 4, "0009"},
-        {std::numeric_limits<std::uint64_t>::max(), 0, "18446744073709551615"},
-        {5, -3, "5"},
-        {5, 64, std::string(63, '0') + "5"},
-        {5, 1000, std::string(63, '0') + "5"},
-    };
-    for (const auto& entry : cases) {
-        char text[80];
-        EXPECT_EQ(std::string(text, WriteNumber(text, text + sizeof text, entry.number, entry.width)), entry.text);
-    }
-}
-
 TEST(LogCursor, WritersAreBoundedByTheCapacity) {
     const struct {
         std::int32_t free;
@@ -61,7 +36,8 @@ TEST(LogCursor, WritersAreBoundedByTheCapacity) {
         {65, [](LogCursor& cursor) { cursor << 5u << 6u; }, "5"},
         {64, [](LogCursor& cursor) { cursor << -5; }, "-"},  // the sign goes by the character rule
         {66, [](LogCursor& cursor) { cursor << -5; }, "-5"},
-        {100, [](LogCursor& cursor) { cursor << std::numeric_limits<long long>::min(); }, "-9223372036854775808"},
+        {200, [](LogCursor& cursor) { cursor << std::numeric_limits<long long>::min() << ' ' << 0u; }, "-9223372036854775808 0"},
+        {100, [](LogCursor& cursor) { cursor << std::numeric_limits<unsigned long long>::max(); }, "18446744073709551615"},
         {100, [](LogCursor& cursor) { cursor << L"\u00e4\u20ac" << static_cast<const char*>(nullptr); }, "\xC3\xA4\xE2\x82\xAC"},
         {4, [](LogCursor& cursor) { cursor << L"\u20ac\u20ac"; }, "\xE2\x82\xAC\xE2"},  // cut by bytes
     };

@@ -14,8 +14,8 @@ TEST_F(LogThreadsTest, NoRecordIsLostAndNoLineTorn) {
     const std::string filler(700, 'f');
     const std::string configuration = (folder / "log.conf").string();
     const auto configure = [&](int i) {
-        Write(configuration + ".new",
-              "[main]\nlimitsize=1\ndisplay=0\nname=name" + std::to_string(i % 5) + "\npath=" + folder.generic_string());
+        temporary.Write("log.conf.new",
+                        "[main]\nlimitsize=1\ndisplay=0\nname=name" + std::to_string(i % 5) + "\npath=" + folder.generic_string());
         // Refused on Windows while the reload reads the file; the next one goes through.
         std::error_code refused;
         std::filesystem::rename(configuration + ".new", configuration, refused);

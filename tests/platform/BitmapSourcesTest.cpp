@@ -3,12 +3,9 @@
 #include <cstring>
 #include <limits>
 
-#include "com/ComObject.h"
-#include "platform/linux/wic/FormatConverter.h"
 #include "tests/platform/StillFiles.h"
 
-namespace Vimbrel {
-
+namespace Vimbrel::test {
 namespace {
 
 ComPtr<IWICBitmap> MakeBitmap(UINT width, UINT height, const Bytes& pixels) {
@@ -40,29 +37,8 @@ ComPtr<IWICBitmapScaler> Scale(IWICBitmapSource* source, UINT width, UINT height
     return scaler;
 }
 
-class FixedPalette final : public ComObject<Implements<IWICPalette>> {
-public:
-    HRESULT STDMETHODCALLTYPE InitializeCustom(WICColor* colors, UINT count) override {
-        colors_.assign(colors, colors + count);
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE InitializeFromBitmap(IWICBitmapSource*, UINT, BOOL) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetColorCount(UINT* count) override {
-        *count = static_cast<UINT>(colors_.size());
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetColors(UINT count, WICColor* colors, UINT* actual) override {
-        *actual = std::min(count, static_cast<UINT>(colors_.size()));
-        std::copy_n(colors_.begin(), *actual, colors);
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE HasAlpha(BOOL* has_alpha) override { return *has_alpha = FALSE, S_OK; }
-
-    std::vector<WICColor> colors_;
-};
-
-TEST(Bitmap, ChecksWhatItCopies) {
-    const Bytes pixels = Ramp(5, 3);
+TEST(Bitmap, ChecksWhatItCopiesAndOwnsIt) {
+    Bytes pixels = Ramp(5, 3);
     ComPtr<IWICBitmap> bitmap;
     EXPECT_EQ(CreateBitmap(5, 3, 20, 60, nullptr, bitmap.Put()), E_INVALIDARG);
     EXPECT_EQ(CreateBitmap(0, 3, 20, 60, pixels.data(), bitmap.Put()), E_INVALIDARG);
@@ -74,14 +50,10 @@ TEST(Bitmap, ChecksWhatItCopies) {
     EXPECT_FALSE(bitmap);
     // The last row needs no padding.
     EXPECT_EQ(CreateBitmap(2, 3, 20, 48, pixels.data(), bitmap.Put()), S_OK);
-}
 
-TEST(Bitmap, OwnsItsPixels) {
-    Bytes pixels = Ramp(5, 3);
-    const Bytes original = pixels;
-    const ComPtr<IWICBitmap> bitmap = MakeBitmap(5, 3, pixels);
+    const ComPtr<IWICBitmap> whole = MakeBitmap(5, 3, pixels);
     std::fill(pixels.begin(), pixels.end(), std::uint8_t{0});
-    EXPECT_EQ(CopyAll(bitmap.Get()), original);
+    EXPECT_EQ(CopyAll(whole.Get()), Ramp(5, 3)) << "its own pixels";
 }
 
 TEST(BitmapSource, CopiesParts) {
@@ -150,13 +122,6 @@ TEST(BitmapScaler, KeepsFlatColours) {
     }
 }
 
-TEST(BitmapScaler, NearestRepeatsPixels) {
-    const ComPtr<IWICBitmap> bitmap = MakeBitmap(2, 1, {0, 0, 0, 255, 250, 250, 250, 255});
-    const Bytes pixels = CopyAll(Scale(bitmap.Get(), 8, 1, WICBitmapInterpolationModeNearestNeighbor).Get());
-    ASSERT_EQ(pixels.size(), 32u);
-    for (std::size_t x = 0; x < 8; ++x) EXPECT_NEAR(pixels[x * 4], x < 4 ? 0 : 250, 1) << x;
-}
-
 // Half and half: each mode but the nearest must take all source pixels into account.
 TEST(BitmapScaler, ReducesBySmoothing) {
     Bytes stripes;
@@ -181,7 +146,7 @@ TEST(BitmapScaler, KeepsTheColourOfTransparentPixelsOut) {
         const bool white = i % 32 < 16;
         for (const int sample : {255, white ? 255 : 0, white ? 255 : 0, white ? 255 : 0}) raw.push_back(static_cast<std::uint8_t>(sample));
     }
-    WriteFile(folder / "raw", raw);
+    folder.Write("raw", raw);
     for (const char* format : {"PNG32:x", "x.tif", "-define webp:lossless=true -define webp:exact=true x.webp", "-depth 16 PNG64:x"}) {
         SCOPED_TRACE(format);
         folder.Run(std::string("/usr/bin/convert -size 32x8 -depth 8 rgba:raw ") + format + " && mv x* y");
@@ -209,96 +174,59 @@ TEST(BitmapScaler, ReducesBeyondTheFiltersReach) {
     EXPECT_NEAR(pixels[10], 100, 1);
 }
 
-TEST(BitmapScaler, ScalesAnotherScalersPicture) {
-    const ComPtr<IWICBitmap> bitmap = MakeBitmap(32, 32, Ramp(32, 32));
-    const ComPtr<IWICBitmapScaler> small = Scale(bitmap.Get(), 2, 2, WICBitmapInterpolationModeFant);
-    const Bytes between = CopyAll(small.Get());
-    const Bytes pixels = CopyAll(Scale(small.Get(), 16, 2, WICBitmapInterpolationModeNearestNeighbor).Get());
-    ASSERT_EQ(pixels.size(), 128u);
-    for (std::size_t x = 0; x < 16; ++x) EXPECT_NEAR(pixels[x * 4], between[x / 8 * 4], 1);
-}
-
-template <class Made>
-void ExpectUninitialised(Made* made) {
-    UINT size = 0;
-    WICPixelFormatGUID format{};
-    std::uint8_t pixel[4];
-    EXPECT_EQ(made->GetSize(&size, &size), WINCODEC_ERR_NOTINITIALIZED);
-    EXPECT_EQ(made->GetPixelFormat(&format), WINCODEC_ERR_NOTINITIALIZED);
-    EXPECT_EQ(made->CopyPixels(nullptr, 4, 4, pixel), WINCODEC_ERR_NOTINITIALIZED);
-}
-
 TEST(BitmapScaler, ChecksItsArguments) {
     const ComPtr<IWICBitmap> bitmap = MakeBitmap(4, 4, Ramp(4, 4));
     ComPtr<IWICBitmapScaler> scaler;
     ComPtr<IWICBitmapScaler> empty;
     ASSERT_EQ(CreateBitmapScaler(scaler.Put()), S_OK);
     ASSERT_EQ(CreateBitmapScaler(empty.Put()), S_OK);
-    ExpectUninitialised(scaler.Get());
-    EXPECT_EQ(scaler->Initialize(bitmap.Get(), 0, 1, WICBitmapInterpolationModeCubic), E_INVALIDARG);
-    EXPECT_EQ(scaler->Initialize(bitmap.Get(), 1, 0, WICBitmapInterpolationModeCubic), E_INVALIDARG);
-    EXPECT_EQ(scaler->Initialize(nullptr, 1, 1, WICBitmapInterpolationModeCubic), E_INVALIDARG);
-    EXPECT_EQ(scaler->Initialize(empty.Get(), 1, 1, WICBitmapInterpolationModeCubic), WINCODEC_ERR_NOTINITIALIZED);
-    EXPECT_EQ(scaler->Initialize(bitmap.Get(), 1u << 15, 1u << 15, WICBitmapInterpolationModeCubic), WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
-    ExpectUninitialised(scaler.Get());
-    EXPECT_EQ(scaler->Initialize(bitmap.Get(), 2, 3, WICBitmapInterpolationModeCubic), S_OK);
-    EXPECT_EQ(scaler->Initialize(bitmap.Get(), 1, 1, WICBitmapInterpolationModeCubic), WINCODEC_ERR_WRONGSTATE);
-    UINT width = 0;
-    UINT height = 0;
-    EXPECT_EQ(scaler->GetSize(&width, &height), S_OK);
-    EXPECT_EQ(width, 2u);
-    EXPECT_EQ(height, 3u);
+    const struct {
+        IWICBitmapSource* source;
+        UINT width, height;
+        HRESULT result;
+    } cases[] = {
+        {bitmap.Get(), 0, 1, E_INVALIDARG},
+        {bitmap.Get(), 1, 0, E_INVALIDARG},
+        {nullptr, 1, 1, E_INVALIDARG},
+        {empty.Get(), 1, 1, WINCODEC_ERR_NOTINITIALIZED},
+        {bitmap.Get(), 1u << 15, 1u << 15, WINCODEC_ERR_IMAGESIZEOUTOFRANGE},
+        {bitmap.Get(), 2, 3, S_OK},
+        {bitmap.Get(), 1, 1, WINCODEC_ERR_WRONGSTATE},
+    };
+    for (const auto& item : cases)
+        EXPECT_EQ(scaler->Initialize(item.source, item.width, item.height, WICBitmapInterpolationModeCubic), item.result);
+    EXPECT_EQ(CopyAll(scaler.Get()).size(), 24u);
+    std::uint8_t pixel[4];
+    EXPECT_EQ(empty->CopyPixels(nullptr, 4, 4, pixel), WINCODEC_ERR_NOTINITIALIZED);
 }
 
-TEST(FormatConverter, PassesPixelsOn) {
+TEST(FormatConverter, PassesPixelsOnAndChecksItsArguments) {
     const ComPtr<IWICBitmap> bitmap = MakeBitmap(4, 4, Ramp(4, 4));
-    const ComPtr<FixedPalette> palette = MakeCom<FixedPalette>();
+    ComPtr<IWICPalette> palette;
+    ASSERT_EQ(CreatePalette(palette.Put()), S_OK);
+    WICColor color = 0xFF102030;
+    ASSERT_EQ(palette->InitializeCustom(&color, 1), S_OK);
     ComPtr<IWICFormatConverter> converter;
+    ComPtr<IWICFormatConverter> indexed;
     ASSERT_EQ(CreateFormatConverter(converter.Put()), S_OK);
-    ExpectUninitialised(converter.Get());
-    const auto initialise = [&](REFWICPixelFormatGUID format, IWICPalette* colors) {
-        return converter->Initialize(bitmap.Get(), format, WICBitmapDitherTypeNone, colors, 0.0, WICBitmapPaletteTypeCustom);
+    ASSERT_EQ(CreateFormatConverter(indexed.Put()), S_OK);
+    Bytes indices(16);
+    EXPECT_EQ(converter->CopyPixels(nullptr, 4, 16, indices.data()), WINCODEC_ERR_NOTINITIALIZED);
+    const auto initialise = [&](IWICFormatConverter* target, REFWICPixelFormatGUID format, IWICPalette* colors) {
+        return target->Initialize(bitmap.Get(), format, WICBitmapDitherTypeNone, colors, 0.0, WICBitmapPaletteTypeCustom);
     };
-    EXPECT_EQ(initialise(GUID_WICPixelFormat32bppBGRA, nullptr), WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT);
-    EXPECT_EQ(initialise(GUID_WICPixelFormat32bppPBGRA, palette.Get()), E_INVALIDARG);
-    EXPECT_EQ(initialise(GUID_WICPixelFormat8bppIndexed, nullptr), E_INVALIDARG);
-    EXPECT_EQ(initialise(GUID_WICPixelFormat32bppPBGRA, nullptr), S_OK);
-    EXPECT_EQ(initialise(GUID_WICPixelFormat32bppPBGRA, nullptr), WINCODEC_ERR_WRONGSTATE);
+    EXPECT_EQ(initialise(converter.Get(), GUID_WICPixelFormat32bppBGRA, nullptr), WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT);
+    EXPECT_EQ(initialise(converter.Get(), GUID_WICPixelFormat32bppPBGRA, palette.Get()), E_INVALIDARG);
+    EXPECT_EQ(initialise(converter.Get(), GUID_WICPixelFormat8bppIndexed, nullptr), E_INVALIDARG);
+    EXPECT_EQ(initialise(converter.Get(), GUID_WICPixelFormat32bppPBGRA, nullptr), S_OK);
+    EXPECT_EQ(initialise(converter.Get(), GUID_WICPixelFormat32bppPBGRA, nullptr), WINCODEC_ERR_WRONGSTATE);
     EXPECT_EQ(CopyAll(converter.Get()), Ramp(4, 4));
     EXPECT_EQ(converter->CopyPalette(palette.Get()), WINCODEC_ERR_PALETTEUNAVAILABLE);
-    EXPECT_EQ(AsIndexedPlan(converter.Get()), nullptr);
-}
-
-TEST(FormatConverter, KeepsThePlanForIndices) {
-    const ComPtr<IWICBitmap> bitmap = MakeBitmap(4, 3, Ramp(4, 3));
-    const ComPtr<FixedPalette> palette = MakeCom<FixedPalette>();
-    palette->colors_ = {0xFF102030, 0xFFFFFFFF, 0};
-    ComPtr<IWICFormatConverter> converter;
-    ASSERT_EQ(CreateFormatConverter(converter.Put()), S_OK);
-    EXPECT_EQ(AsIndexedPlan(converter.Get()), nullptr);
-    ASSERT_EQ(converter->Initialize(bitmap.Get(), GUID_WICPixelFormat8bppIndexed, WICBitmapDitherTypeErrorDiffusion, palette.Get(), 40.0,
-                                    WICBitmapPaletteTypeCustom),
-              S_OK);
-    WICPixelFormatGUID format{};
-    EXPECT_EQ(converter->GetPixelFormat(&format), S_OK);
-    EXPECT_TRUE(format == GUID_WICPixelFormat8bppIndexed);
-    const IndexedPlan* plan = AsIndexedPlan(converter.Get());
-    ASSERT_NE(plan, nullptr);
-    EXPECT_EQ(plan->source.Get(), bitmap.Get());
-    EXPECT_EQ(plan->palette.Get(), palette.Get());
-    EXPECT_TRUE(plan->diffuse);
-    EXPECT_EQ(plan->alpha_threshold_percent, 40.0);
-    EXPECT_EQ(plan->width, 4u);
-    EXPECT_EQ(plan->height, 3u);
-    const ComPtr<FixedPalette> copy = MakeCom<FixedPalette>();
-    EXPECT_EQ(converter->CopyPalette(copy.Get()), S_OK);
-    EXPECT_EQ(copy->colors_, palette->colors_);
     // A byte a pixel.
-    Bytes indices(12);
-    EXPECT_EQ(converter->CopyPixels(nullptr, 3, 12, indices.data()), E_INVALIDARG);
-    EXPECT_EQ(converter->CopyPixels(nullptr, 4, 11, indices.data()), WINCODEC_ERR_INSUFFICIENTBUFFER);
+    EXPECT_EQ(initialise(indexed.Get(), GUID_WICPixelFormat8bppIndexed, palette.Get()), S_OK);
+    EXPECT_EQ(indexed->CopyPixels(nullptr, 3, 16, indices.data()), E_INVALIDARG);
+    EXPECT_EQ(indexed->CopyPixels(nullptr, 4, 15, indices.data()), WINCODEC_ERR_INSUFFICIENTBUFFER);
 }
 
 }  // namespace
-
-}  // namespace Vimbrel
+}  // namespace Vimbrel::test

@@ -2,7 +2,7 @@
 
 #include "tests/platform/GifTestKit.h"
 
-namespace Vimbrel::Test {
+namespace Vimbrel::test {
 namespace {
 
 ComPtr<IWICStream> MakeStream() {
@@ -12,20 +12,21 @@ ComPtr<IWICStream> MakeStream() {
 }
 
 TEST(FileStream, WritesReplaceWhatWasThereAndAreVisibleAtOnce) {
-    const TemporaryFile file(Bytes(100, 'x'));
+    const TempFolder folder;
+    const std::filesystem::path file = folder.Write("a", Bytes(100, 'x'));
     const auto stream = MakeStream();
     ULONG written = 99;
     EXPECT_EQ(stream->Write("abc", 3, &written), WINCODEC_ERR_NOTINITIALIZED);
     EXPECT_EQ(written, 0u);
-    ASSERT_EQ(stream->InitializeFromFilename((L"\\\\?\\" + file.WidePath()).c_str(), GENERIC_WRITE), S_OK);
-    EXPECT_EQ(stream->InitializeFromFilename(file.WidePath().c_str(), GENERIC_WRITE), WINCODEC_ERR_WRONGSTATE);
+    ASSERT_EQ(stream->InitializeFromFilename((L"\\\\?\\" + file.wstring()).c_str(), GENERIC_WRITE), S_OK);
+    EXPECT_EQ(stream->InitializeFromFilename(file.wstring().c_str(), GENERIC_WRITE), WINCODEC_ERR_WRONGSTATE);
     EXPECT_EQ(stream->Write("abc", 3, &written), S_OK);
     EXPECT_EQ(written, 3u);
     EXPECT_EQ(stream->Write("de", 2, nullptr), S_OK);
-    EXPECT_EQ(file.Read(), Bytes({'a', 'b', 'c', 'd', 'e'}));
+    EXPECT_EQ(ReadText(file), "abcde");
 
     const auto reader = MakeStream();
-    ASSERT_EQ(reader->InitializeFromFilename(file.WidePath().c_str(), GENERIC_READ), S_OK);
+    ASSERT_EQ(reader->InitializeFromFilename(file.wstring().c_str(), GENERIC_READ), S_OK);
     char data[8] = {};
     ULONG read = 0;
     EXPECT_EQ(reader->Read(data, 8, &read), S_FALSE);
@@ -42,4 +43,4 @@ TEST(FileStream, FailuresTellTheirCause) {
 }
 
 }  // namespace
-}  // namespace Vimbrel::Test
+}  // namespace Vimbrel::test

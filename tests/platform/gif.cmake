@@ -2,7 +2,6 @@ vimbrel_add_tests(gif_tests
     FileStreamTest.cpp
     GifDecoderTest.cpp
     GifEncoderTest.cpp
-    GifForeignTest.cpp
     GifTestKit.cpp
     PaletteTest.cpp
 )
