@@ -9,6 +9,7 @@
 #include "tests/fakes/CapturingLog.h"
 #include "tests/fakes/ManualClock.h"
 #include "tests/fakes/RecordingDispatcher.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/BmpBytes.h"
 #include "tests/support/GifBuilder.h"
 #include "tests/support/Imaging.h"
@@ -105,6 +106,19 @@ TEST_F(MediaSourcePictureTest, AFailedOpenTellsTheCauseAndChangesNothing) {
         EXPECT_EQ(source.GetMediaInfo().width, 10);
     }
     EXPECT_TRUE(dispatcher.changes.empty());
+}
+
+TEST_F(MediaSourcePictureTest, ARequestAllocatesNothing) {
+    Name(Bmp(64, 36));
+    ASSERT_TRUE(source.Open());
+    source.Play();
+    dispatcher.video.reserve(200);
+    source.RequestSample();
+    const std::uint64_t before = AllocationCount();
+    for (int i = 0; i < 100; ++i) source.RequestSample();
+    EXPECT_EQ(AllocationCount(), before);
+    EXPECT_EQ(dispatcher.video.size(), 101u);
+    EXPECT_NE(before, 0u) << "the counter works";
 }
 
 TEST_F(MediaSourcePictureTest, AStillGivesItsBufferUntilItsTimeIsUp) {
