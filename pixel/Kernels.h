@@ -25,8 +25,7 @@ using PixelRow = void (*)(const std::uint8_t* source, std::uint8_t* destination,
 // integers for plans of sixteenths.
 template <class Sample>
 struct ResizeRows {
-    // Columns `from` to before `to`, which are numbers of 16 columns or the end; `row` begins with column `from`.
-    void (*columns)(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to, Sample* row);
+    void (*columns)(const ResizePlan& plan, const std::uint8_t* source, Sample* row);
     void (*rows)(const Sample* upper, const Sample* lower, float weight, std::uint8_t* destination, std::int32_t width);
 };
 

@@ -114,17 +114,10 @@ void PlanRows(ResizePlan& plan) {
     }
 }
 
-// A picture is resized in strips of columns whose interpolated rows stay in the processor's nearest cache. The rows of
-// integers are short enough as they are.
-constexpr std::int32_t strip_columns = 512;
-
-// Bytes of one interpolated row in the work buffer: whole vectors of pixels, however long, of either sort of samples.
+// Bytes of one interpolated row in the work buffer: whole vectors of pixels, however long.
 std::int64_t RowBytes(const ResizePlan& plan) {
     constexpr std::int64_t vector_pixels = 16;
-    const std::int64_t columns = (plan.destination.width + vector_pixels - 1) / vector_pixels * vector_pixels;
-    const std::int64_t whole = plan.sixteenths != 0 ? columns * 4 * static_cast<std::int64_t>(sizeof(std::uint16_t)) : 0;
-    const std::int64_t strip = std::min<std::int64_t>(columns, strip_columns) * 4 * static_cast<std::int64_t>(sizeof(float));
-    return std::max(whole, strip);
+    return (plan.destination.width + vector_pixels - 1) / vector_pixels * vector_pixels * 4 * static_cast<std::int64_t>(sizeof(float));
 }
 
 bool IsPlan(const void* memory) {
@@ -133,19 +126,17 @@ bool IsPlan(const void* memory) {
     return magic == pixel::resize_plan_magic;
 }
 
-// The two source rows last interpolated within, from one column to before another. For a destination that is higher than its
-// source most rows are made once and used several times.
+// The two source rows last interpolated within. For a destination that is higher than its source most rows are made once
+// and used several times.
 template <class Sample>
 class InterpolatedRows {
 public:
     InterpolatedRows(const ResizePlan& plan, const pixel::ResizeRows<Sample>& kernel, const std::uint8_t* source, std::int32_t step,
-                     std::byte* memory, std::int32_t from, std::int32_t to)
+                     std::byte* memory)
         : plan(plan),
           kernel(kernel),
           source(source),
           step(step),
-          from(from),
-          to(to),
           upper{-1, reinterpret_cast<Sample*>(memory)},
           lower{-1, reinterpret_cast<Sample*>(memory + RowBytes(plan))} {}
 
@@ -160,8 +151,7 @@ public:
         Make(upper, first);
         if (second != first) Make(lower, second);
         const Sample* below = second != first ? lower.samples : upper.samples;
-        kernel.rows(upper.samples, below, weight, destination + 4 * static_cast<std::ptrdiff_t>(from),
-                    std::min(to, plan.destination.width) - from);
+        kernel.rows(upper.samples, below, weight, destination, plan.destination.width);
     }
 
 private:
@@ -172,7 +162,7 @@ private:
 
     void Make(Row& row, std::int32_t index) const {
         if (row.index == index) return;
-        kernel.columns(plan, source + static_cast<std::ptrdiff_t>(step) * index, from, to, row.samples);
+        kernel.columns(plan, source + static_cast<std::ptrdiff_t>(step) * index, row.samples);
         row.index = index;
     }
 
@@ -180,21 +170,16 @@ private:
     const pixel::ResizeRows<Sample>& kernel;
     const std::uint8_t* source;
     std::int32_t step;
-    std::int32_t from;
-    std::int32_t to;
     Row upper;
     Row lower;
 };
 
 template <class Sample>
 void Resize(const ResizePlan& plan, const pixel::ResizeRows<Sample>& kernel, const std::uint8_t* source, std::int32_t source_step,
-            std::uint8_t* destination, std::int32_t destination_step, std::byte* memory, std::int32_t strip) {
-    const auto columns = static_cast<std::int32_t>(plan.Columns());
-    for (std::int32_t from = 0; from < plan.destination.width; from += strip) {
-        InterpolatedRows<Sample> rows(plan, kernel, source, source_step, memory, from, std::min(columns - from, strip) + from);
-        for (std::int32_t y = 0; y < plan.destination.height; ++y) {
-            rows.Write(y, destination + static_cast<std::ptrdiff_t>(destination_step) * y);
-        }
+            std::uint8_t* destination, std::int32_t destination_step, std::byte* memory) {
+    InterpolatedRows<Sample> rows(plan, kernel, source, source_step, memory);
+    for (std::int32_t y = 0; y < plan.destination.height; ++y) {
+        rows.Write(y, destination + static_cast<std::ptrdiff_t>(destination_step) * y);
     }
 }
 
@@ -246,10 +231,9 @@ std::int32_t ResizeBilinearBgra(const std::uint8_t* source, std::int32_t source_
     std::byte* memory = static_cast<std::byte*>(work_buffer) + (row_alignment - place % row_alignment) % row_alignment;
     const pixel::Kernels& kernels = pixel::SelectedKernels();
     if (made.sixteenths != 0 && kernels.resize_sixteenths.columns != nullptr) {
-        const auto whole = static_cast<std::int32_t>(made.Columns());
-        Resize(made, kernels.resize_sixteenths, source, source_step, destination, destination_step, memory, whole);
+        Resize(made, kernels.resize_sixteenths, source, source_step, destination, destination_step, memory);
     } else {
-        Resize(made, kernels.resize, source, source_step, destination, destination_step, memory, strip_columns);
+        Resize(made, kernels.resize, source, source_step, destination, destination_step, memory);
     }
     return pixel_done;
 }

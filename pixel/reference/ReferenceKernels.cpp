@@ -107,8 +107,8 @@ void FillAlphaRow(std::uint8_t value, std::uint8_t* first, std::int32_t width) {
     for (std::int32_t x = 0; x < width; ++x) first[4 * static_cast<std::ptrdiff_t>(x)] = value;
 }
 
-void ResizeColumns(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to, float* row) {
-    for (std::int32_t x = from; x < to; ++x) {
+void ResizeColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
+    for (std::int32_t x = 0; x < plan.destination.width; ++x) {
         const std::uint8_t* samples = source + 4 * static_cast<std::ptrdiff_t>(plan.ColumnIndexes()[x]);
         const float weight = plan.ColumnWeights()[x];
         for (int channel = 0; channel < 4; ++channel) {

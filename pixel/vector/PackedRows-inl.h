@@ -53,28 +53,29 @@ inline void ExpandRow(const std::uint8_t* source, std::uint8_t* destination, std
 }
 
 // (t + (t >> 8) + 1) >> 8 for t = color * alpha is the upper half of (t + 1) * 257: the two differ by less than the bits that are
-// dropped. With 255 as the factor of the alpha byte itself, the same steps leave it as it is.
-HWY_INLINE WordVec Scaled(WordVec colors, ByteVec factors) {
-    const WordVec product = hn::Mul(colors, hn::BitCast(words, factors));
-    return hn::MulHigh(hn::Add(product, hn::Set(words, 1)), hn::Set(words, 257));
+// dropped.
+HWY_INLINE SignedWordVec Scaled(ByteVec colors, ByteVec alphas) {
+    const WordVec product = hn::Mul(hn::BitCast(words, colors), hn::BitCast(words, alphas));
+    return hn::BitCast(signed_words, hn::MulHigh(hn::Add(product, hn::Set(words, 1)), hn::Set(words, 257)));
 }
 
 HWY_INLINE void PremultiplyBlock(const std::uint8_t* source, std::uint8_t* destination) {
-    static constexpr std::uint8_t lower_alpha[16] = {3, 0x80, 3, 0x80, 3, 0x80, 0x80, 0x80, 7, 0x80, 7, 0x80, 7, 0x80, 0x80, 0x80};
-    static constexpr std::uint8_t upper_alpha[16] = {11, 0x80, 11, 0x80, 11, 0x80, 0x80, 0x80, 15, 0x80, 15, 0x80, 15, 0x80, 0x80, 0x80};
-    static constexpr std::uint8_t keep_alpha[16] = {0, 0, 0, 0, 0, 0, 255, 0, 0, 0, 0, 0, 0, 0, 255, 0};
+    static constexpr std::uint8_t lower_alpha[16] = {3, 0x80, 3, 0x80, 3, 0x80, 3, 0x80, 7, 0x80, 7, 0x80, 7, 0x80, 7, 0x80};
+    static constexpr std::uint8_t upper_alpha[16] = {11, 0x80, 11, 0x80, 11, 0x80, 11, 0x80, 15, 0x80, 15, 0x80, 15, 0x80, 15, 0x80};
     const ByteVec pixels = hn::LoadU(bytes, source);
     const ByteVec zero = hn::Zero(bytes);
-    const ByteVec keep = EachBlock(keep_alpha);
-    const WordVec lower = Scaled(hn::BitCast(words, hn::InterleaveLower(bytes, pixels, zero)),
-                                 hn::Or(hn::TableLookupBytesOr0(pixels, EachBlock(lower_alpha)), keep));
-    const WordVec upper = Scaled(hn::BitCast(words, hn::InterleaveUpper(bytes, pixels, zero)),
-                                 hn::Or(hn::TableLookupBytesOr0(pixels, EachBlock(upper_alpha)), keep));
-    hn::StoreU(SaturatedBytes(hn::BitCast(signed_words, lower), hn::BitCast(signed_words, upper)), bytes, destination);
+    const SignedWordVec lower = Scaled(hn::InterleaveLower(bytes, pixels, zero), hn::TableLookupBytesOr0(pixels, EachBlock(lower_alpha)));
+    const SignedWordVec upper = Scaled(hn::InterleaveUpper(bytes, pixels, zero), hn::TableLookupBytesOr0(pixels, EachBlock(upper_alpha)));
+    const auto is_alpha = hn::MaskFromVec(hn::BitCast(bytes, hn::Set(dwords, 0xFF000000U)));
+    hn::StoreU(hn::IfThenElse(is_alpha, pixels, SaturatedBytes(lower, upper)), bytes, destination);
 }
 
 inline void PremultiplyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width) {
     std::int32_t x = 0;
+    for (; x + 2 * packed_pixels <= width; x += 2 * packed_pixels, source += 2 * vector_bytes, destination += 2 * vector_bytes) {
+        PremultiplyBlock(source, destination);
+        PremultiplyBlock(source + vector_bytes, destination + vector_bytes);
+    }
     for (; x + packed_pixels <= width; x += packed_pixels, source += vector_bytes, destination += vector_bytes) {
         PremultiplyBlock(source, destination);
     }

@@ -37,9 +37,13 @@ struct ColumnTables {
     const std::int32_t* indexes;
     const std::int32_t* starts;
     const std::int32_t* samples;
+    std::int32_t columns;
 
     explicit ColumnTables(const ResizePlan& plan)
-        : indexes(plan.ColumnIndexes()), starts(plan.GroupStarts()), samples(plan.GroupSamples()) {}
+        : indexes(plan.ColumnIndexes()),
+          starts(plan.GroupStarts()),
+          samples(plan.GroupSamples()),
+          columns(static_cast<std::int32_t>(plan.Columns())) {}
 };
 
 // A group's samples: left and right pixel of its first column, of its second column ... Each block of the vectors that are
@@ -112,10 +116,10 @@ HWY_INLINE void InterpolateColumns(ByteVec samples, FloatVec weights, float* row
 }
 
 template <bool compact>
-HWY_INLINE void FloatColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to, float* row) {
+HWY_INLINE void FloatColumnGroups(const ResizePlan& plan, const std::uint8_t* source, float* row) {
     const float* all_weights = plan.ColumnWeights();
     const ColumnTables tables(plan);
-    for (std::int32_t first = from; first < to; first += resize_group, row += 4 * resize_group) {
+    for (std::int32_t first = 0; first < tables.columns; first += resize_group, row += 4 * resize_group) {
         GroupSamples group;
         group.Load<compact>(tables, source, first);
         const FloatVec weights = hn::LoadDup128(floats, all_weights + first);
@@ -128,11 +132,11 @@ HWY_INLINE void FloatColumnGroups(const ResizePlan& plan, const std::uint8_t* so
     }
 }
 
-inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to, float* row) {
+inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
     if (plan.compact != 0) {
-        FloatColumnGroups<true>(plan, source, from, to, row);
+        FloatColumnGroups<true>(plan, source, row);
     } else {
-        FloatColumnGroups<false>(plan, source, from, to, row);
+        FloatColumnGroups<false>(plan, source, row);
     }
 }
 
@@ -199,6 +203,7 @@ HWY_INLINE void SixteenthColumnGroups(const ResizePlan& plan, const std::uint8_t
                                       std::uint16_t* row) {
     const ColumnTables tables(plan);
     const std::int8_t* weights = plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from);
+    row += 4 * static_cast<std::ptrdiff_t>(from);
     for (std::int32_t first = from; first < to; first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
 #if HWY_CAP_GE512
         const auto both =
@@ -233,6 +238,7 @@ HWY_INLINE void UniformSixteenthGroups(const ResizePlan& plan, const std::uint8_
     const auto weights = hn::LoadU(hn::Full256<std::int8_t>(), plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from));
     const std::ptrdiff_t stride = 4 * static_cast<std::ptrdiff_t>(plan.uniform_stride);
     const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(plan.GroupStarts()[from / resize_group]);
+    row += 4 * static_cast<std::ptrdiff_t>(from);
     for (std::int32_t first = from; first < to; first += resize_group, window += stride, row += 4 * resize_group) {
         const auto pixels = hn::TableLookupLanes(hn::BitCast(group_dwords, hn::LoadU(group_bytes, window)), order);
         const auto samples = hn::TableLookupBytes(hn::BitCast(group_bytes, pixels), zip);
@@ -241,23 +247,23 @@ HWY_INLINE void UniformSixteenthGroups(const ResizePlan& plan, const std::uint8_
 }
 #endif
 
-inline void SixteenthColumns(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to, std::uint16_t* row) {
+inline void SixteenthColumns(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
+    const auto columns = static_cast<std::int32_t>(plan.Columns());
     if (plan.compact == 0) {
-        SixteenthColumnGroups<false>(plan, source, from, to, row);
+        SixteenthColumnGroups<false>(plan, source, 0, columns, row);
         return;
     }
-    std::int32_t done = from;
+    std::int32_t done = 0;
 #if HWY_CAP_GE256
     constexpr std::int32_t step = 2 * resize_group;
-    const std::int32_t begin = HWY_MAX(from, step);
-    const std::int32_t end = HWY_MIN(to, plan.uniform_end * resize_group / step * step);
-    if (begin < end) {
-        SixteenthColumnGroups<true>(plan, source, from, begin, row);
-        UniformSixteenthGroups(plan, source, begin, end, row + 4 * static_cast<std::ptrdiff_t>(begin - from));
-        done = end;
+    const std::int32_t uniform_end = plan.uniform_end * resize_group / step * step;
+    if (uniform_end > step) {
+        SixteenthColumnGroups<true>(plan, source, 0, step, row);
+        UniformSixteenthGroups(plan, source, step, uniform_end, row);
+        done = uniform_end;
     }
 #endif
-    SixteenthColumnGroups<true>(plan, source, done, to, row + 4 * static_cast<std::ptrdiff_t>(done - from));
+    SixteenthColumnGroups<true>(plan, source, done, columns, row);
 }
 
 // Puts right the columns of two vectors of words, packed together to one of bytes.
