@@ -8,6 +8,13 @@
 
 namespace Vimbrel::Test {
 
+namespace {
+
+// By itself ffmpeg looks at the first 5 s only to find out about the picture, which may begin later.
+constexpr char patient[] = " -analyzeduration 20M";
+
+}  // namespace
+
 HRESULT Open(const std::string& path, const Scene& scene, std::unique_ptr<TranscodePipeline>& pipeline) {
     const VideoInput video_input = {scene.width, scene.height, scene.fps_num, scene.fps_den};
     const VideoOutput video_output = {scene.width, scene.height, scene.fps_num, scene.fps_den, scene.bit_rate, 77};
@@ -86,7 +93,7 @@ HRESULT Record(const std::string& path, const Scene& scene, int frames) {
 
 std::string Probe(const std::string& path, const std::string& stream, const std::string& entries) {
     const std::string what = stream == "format" ? " -show_entries format=" : " -select_streams " + stream + " -show_entries stream=";
-    const CommandResult result = RunCommand("ffprobe -v warning -of csv=p=0" + what + entries + " " + path);
+    const CommandResult result = RunCommand(std::string("ffprobe -v warning") + patient + " -of csv=p=0" + what + entries + " " + path);
     EXPECT_EQ(result.status, 0);
     std::string text = result.output;
     while (!text.empty() && (text.back() == '\n' || text.back() == ',')) text.pop_back();
@@ -98,8 +105,8 @@ double ProbeNumber(const std::string& path, const std::string& stream, const std
 }
 
 std::vector<double> Times(const std::string& path, const std::string& stream) {
-    const CommandResult result =
-        RunCommand("ffprobe -v warning -of csv=p=0 -select_streams " + stream + " -show_entries packet=pts_time " + path);
+    const CommandResult result = RunCommand(std::string("ffprobe -v warning") + patient + " -of csv=p=0 -select_streams " + stream +
+                                            " -show_entries packet=pts_time " + path);
     std::istringstream lines(result.output);
     std::vector<double> times;
     for (std::string line; std::getline(lines, line);) times.push_back(std::strtod(line.c_str(), nullptr));
@@ -108,22 +115,24 @@ std::vector<double> Times(const std::string& path, const std::string& stream) {
 }
 
 void ExpectDecodes(const std::string& path) {
-    const CommandResult result = RunCommand("ffmpeg -v warning -xerror -i " + path + " -fps_mode passthrough -f null -");
+    const CommandResult result = RunCommand(std::string("ffmpeg -v warning -xerror") + patient + " -i " + path +
+                                            " -fps_mode passthrough -enc_time_base -1 -f null -");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output, "");
 }
 
 Bytes DecodedPicture(const std::string& path, const std::string& options) {
     const TemporaryFile raw;
-    const CommandResult result =
-        RunCommand("ffmpeg -v warning -y -i " + path + " -fps_mode passthrough " + options + " -f rawvideo " + raw.Path());
+    const CommandResult result = RunCommand(std::string("ffmpeg -v error -y") + patient + " -i " + path + " -fps_mode passthrough " +
+                                            options + " -f rawvideo " + raw.Path());
     EXPECT_EQ(result.output, "");
     return raw.Read();
 }
 
 std::vector<std::int16_t> DecodedSound(const std::string& path) {
     const TemporaryFile raw;
-    const CommandResult result = RunCommand("ffmpeg -v warning -y -i " + path + " -vn -ac 1 -f s16le " + raw.Path());
+    const CommandResult result =
+        RunCommand(std::string("ffmpeg -v warning -y") + patient + " -i " + path + " -vn -ac 1 -f s16le " + raw.Path());
     EXPECT_EQ(result.output, "");
     const Bytes bytes = raw.Read();
     std::vector<std::int16_t> samples(bytes.size() / 2);

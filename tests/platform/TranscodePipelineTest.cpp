@@ -92,7 +92,7 @@ TEST(TranscodePipeline, PicturesComeOutAsTheyWentIn) {
         constexpr int frames = 25;
         ASSERT_EQ(Record(file.Path(), scene, frames), S_OK);
         EXPECT_EQ(Probe(file.Path(), "v", "color_space"), height == 720 ? "bt709" : "smpte170m");
-        const Bytes decoded = DecodedPicture(file.Path(), "-pix_fmt bgra");
+        const Bytes decoded = DecodedPicture(file.Path(), "-sws_flags accurate_rnd+full_chroma_inp+full_chroma_int -pix_fmt bgra");
         const std::size_t size = std::size_t{width} * height * 4;
         ASSERT_EQ(decoded.size(), size * frames);
         double squares = 0;
@@ -275,10 +275,10 @@ TEST(TranscodePipeline, AllFormatsOfSound) {
             if (samples[i] >= 0 && samples[i - 1] < 0) ++crossings;
         }
         EXPECT_NEAR(crossings / (static_cast<double>(to - from) / scene.out_rate), 1000, 5);
-        // The mix of more channels to one has its own level.
-        if (scene.out_channels <= 2) {
-            EXPECT_NEAR(std::sqrt(squares / static_cast<double>(to - from)) / 32768, 0.5 / std::sqrt(2.0), 0.02);
-        }
+        // All channels carry the same. One into two is by custom a little quieter each; six are not compared, as ours is not the mix.
+        if (scene.out_channels > 2) continue;
+        const double level = scene.channels < scene.out_channels ? 0.25 : 0.5 / std::sqrt(2.0);
+        EXPECT_NEAR(std::sqrt(squares / static_cast<double>(to - from)) / 32768, level, 0.02);
     }
 }
 
@@ -301,9 +301,9 @@ TEST(TranscodePipeline, OneMediumOrNothingAtAll) {
     EXPECT_EQ(Probe(file.Path(), "format", "nb_streams"), "1");
     ExpectDecodes(file.Path());
 
-    ASSERT_EQ(Record(file.Path(), {.width = 320, .height = 240}, 0), S_OK);
-    EXPECT_EQ(Probe(file.Path(), "format", "nb_streams"), "2");
-    EXPECT_EQ(Probe(file.Path(), "v", "codec_name,profile,width,height"), "h264,Main,320,240");
+    // No reader takes a file whose tracks are all empty.
+    EXPECT_EQ(Record(file.Path(), scene, 0), mp4_no_samples);
+    EXPECT_EQ(std::filesystem::file_size(file.Path()), 0u);
 }
 
 // A child that is killed in the midst of its recording.
@@ -376,13 +376,15 @@ long ResidentKib() {
 }
 
 TEST(TranscodePipeline, ManyRecordingsLeaveNothingBehind) {
-    const TemporaryFile file;
-    const auto round = [&] { ASSERT_EQ(Record(file.Path(), {.width = 16, .height = 16}, 2), S_OK); };
+    // In memory: waiting for the disk would take most of the time.
+    const std::string path = "/dev/shm/mp4_test." + std::to_string(getpid());
+    const auto round = [&] { ASSERT_EQ(Record(path, {.width = 16, .height = 16}, 2), S_OK); };
     for (int i = 0; i < 50; ++i) round();
     const std::ptrdiff_t threads = CountEntries("/proc/self/task");
     const std::ptrdiff_t handles = CountEntries("/proc/self/fd");
     const long memory = ResidentKib();
     for (int i = 0; i < 450; ++i) round();
+    std::filesystem::remove(path);
     EXPECT_EQ(CountEntries("/proc/self/task"), threads);
     EXPECT_EQ(CountEntries("/proc/self/fd"), handles);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -2,6 +2,7 @@
 
 extern "C" {
 #include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
 }
 
 #include <algorithm>
@@ -91,6 +92,8 @@ HRESULT AudioEncoder::OpenResampler(const AudioOutput& output) {
     int error = swr_alloc_set_opts2(&resampler, &context_->ch_layout, context_->sample_fmt, static_cast<int>(output.rate), &in_layout,
                                     FormatOf(input_), static_cast<int>(input_.rate), quiet_log_offset, nullptr);
     resampler_.reset(resampler);
+    // Channels that are mixed into fewer must not overflow.
+    if (error >= 0) error = av_opt_set_double(resampler, "rematrix_maxval", 1.0, 0);
     if (error >= 0) error = swr_init(resampler);
     return error >= 0 ? S_OK : ResultFromFfmpeg(error, "swr_init", FfmpegUse::encode);
 }

@@ -47,8 +47,7 @@ HRESULT Mp4File::Create(const std::string& path, std::vector<Mp4TrackFormat> for
     for (std::size_t i = 0; i < formats.size(); ++i) file->tracks_.emplace_back(static_cast<std::uint32_t>(i + 1), std::move(formats[i]));
     file->room_ = index_room;
     if (const HRESULT hr = file->WriteHeader(); FAILED(hr)) {
-        // An empty file does not look like a recording.
-        if (ftruncate(file->file_, 0) != 0) return hr;
+        file->Truncate(0);  // an empty file does not look like a recording
         return hr;
     }
     result = std::move(file);
@@ -119,8 +118,7 @@ HRESULT Mp4File::WriteFragment() {
         place += track.PendingBytes().size();
     }
     if (FAILED(hr)) {
-        // Without the part of a fragment at its end the file is whole.
-        if (ftruncate(file_, static_cast<off_t>(end_)) != 0) hr = ResultFromErrno(errno);
+        Truncate(end_);  // without the part of a fragment at its end the file is whole
         for (Mp4Track& track : tracks_) track.DropPending();
         return failure_ = hr;
     }
@@ -144,7 +142,9 @@ HRESULT Mp4File::WriteFragment() {
 HRESULT Mp4File::Finish() {
     if (SUCCEEDED(failure_)) failure_ = WriteFragment();
     // What is in the file becomes an ordinary one also if the last part could not be added.
-    const HRESULT hr = WriteIndex();
+    const bool empty = std::none_of(tracks_.begin(), tracks_.end(), [](const Mp4Track& track) { return track.HasSamples(); });
+    const HRESULT hr = empty ? mp4_no_samples : WriteIndex();
+    if (empty) Truncate(0);
     if (SUCCEEDED(failure_)) failure_ = hr;
     close(file_);
     file_ = -1;
@@ -170,15 +170,16 @@ HRESULT Mp4File::WriteIndex() {
         PutHeader(header, index.Size(), "moov");
     } else {
         hr = WriteAt(end_, index.Bytes());
-        if (FAILED(hr) && ftruncate(file_, static_cast<off_t>(end_)) != 0) hr = ResultFromErrno(errno);
+        if (FAILED(hr)) Truncate(end_);
         PutLargeHeader(header, end_ - room_start_, "mdat");
     }
     if (FAILED(hr)) return hr;
     if (fdatasync(file_) != 0) return ResultFromErrno(errno);
-    hr = WriteAt(room_start_, header.Bytes());
-    if (FAILED(hr)) return hr;
-    return fdatasync(file_) == 0 ? S_OK : ResultFromErrno(errno);
+    // When this reaches the disk does not matter: before it does, the file is a whole one in fragments.
+    return WriteAt(room_start_, header.Bytes());
 }
+
+HRESULT Mp4File::Truncate(std::uint64_t size) { return ftruncate(file_, static_cast<off_t>(size)) == 0 ? S_OK : ResultFromErrno(errno); }
 
 HRESULT Mp4File::WriteAt(std::uint64_t place, std::span<const std::uint8_t> bytes) {
     while (!bytes.empty()) {
@@ -192,9 +193,6 @@ HRESULT Mp4File::WriteAt(std::uint64_t place, std::span<const std::uint8_t> byte
 }
 
 void Mp4File::PutMovie(Mp4Boxes& boxes, bool fragmented) const {
-    // A track that got nothing is left out, unless that leaves nothing.
-    bool all = fragmented;
-    if (!all) all = std::none_of(tracks_.begin(), tracks_.end(), [](const Mp4Track& track) { return track.HasSamples(); });
     std::int64_t duration = 0;
     for (const Mp4Track& track : tracks_) duration = std::max(duration, track.EndTime());
     if (fragmented) duration = 0;
@@ -214,8 +212,9 @@ void Mp4File::PutMovie(Mp4Boxes& boxes, bool fragmented) const {
         boxes.PutZeros(24);
         boxes.Put32(static_cast<std::uint32_t>(tracks_.size() + 1));
     }
+    // One that got nothing is left out in the end.
     for (const Mp4Track& track : tracks_) {
-        if (all || track.HasSamples()) track.PutTrack(boxes, fragmented);
+        if (fragmented || track.HasSamples()) track.PutTrack(boxes, fragmented);
     }
     if (fragmented) {
         const Mp4Boxes::Scope mvex(boxes, "mvex");

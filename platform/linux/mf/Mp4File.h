@@ -18,6 +18,9 @@
 
 namespace Vimbrel {
 
+// No track got a sample. The value is that of the system's MF_E_SINK_NO_SAMPLES_PROCESSED.
+inline constexpr HRESULT mp4_no_samples = VimbrelResult(0xC00D4A44u);
+
 class Mp4File {
 public:
     ~Mp4File();
@@ -32,7 +35,7 @@ public:
     // Writes a fragment if one of the tracks has enough for it. A failure leaves the fragments before it, and is given again
     // by every later call.
     HRESULT WriteIfFull();
-    // Writes what waits, and the index.
+    // Writes what waits, and the index. A file without a sample is no recording and is left empty.
     HRESULT Finish();
 
 private:
@@ -40,6 +43,7 @@ private:
     HRESULT WriteHeader();
     HRESULT WriteFragment();
     HRESULT WriteIndex();
+    HRESULT Truncate(std::uint64_t size);
     HRESULT WriteAt(std::uint64_t place, std::span<const std::uint8_t> bytes);
     void PutMovie(Mp4Boxes& boxes, bool fragmented) const;
 

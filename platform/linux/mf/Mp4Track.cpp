@@ -76,10 +76,6 @@ bool Mp4Track::IsFragmentFull() const {
     return span * 2 >= format_.timescale || pending_bytes_.size() >= fragment_bytes || pending_.size() >= fragment_samples;
 }
 
-std::int64_t Mp4Track::DecodeTimeAfter(const std::vector<Sample>& samples, std::size_t i, const Ends& ends) const {
-    return i + 1 < samples.size() ? samples[i + 1].decode_time : ends.last_decode + ends.last_duration;
-}
-
 std::size_t Mp4Track::PutFragment(Mp4Boxes& boxes) const {
     const Mp4Boxes::Scope traf(boxes, "traf");
     {
@@ -100,7 +96,8 @@ std::size_t Mp4Track::PutFragment(Mp4Boxes& boxes) const {
     boxes.Put32(0);
     for (std::size_t i = 0; i < pending_.size(); ++i) {
         const Sample& sample = pending_[i];
-        boxes.Put32(static_cast<std::uint32_t>(DecodeTimeAfter(pending_, i, pending_ends_) - sample.decode_time));
+        const bool last = i + 1 == pending_.size();
+        boxes.Put32(static_cast<std::uint32_t>(last ? pending_ends_.last_duration : pending_[i + 1].decode_time - sample.decode_time));
         boxes.Put32(sample.size);
         boxes.Put32(sample.key ? key_sample : other_sample);
         boxes.Put32(static_cast<std::uint32_t>(sample.offset));
@@ -185,7 +182,7 @@ void Mp4Track::PutEdits(Mp4Boxes& boxes) const {
 void Mp4Track::PutMedia(Mp4Boxes& boxes, bool fragmented) const {
     const Mp4Boxes::Scope mdia(boxes, "mdia");
     {
-        const std::int64_t duration = fragmented || !HasSamples() ? 0 : ends_.last_decode + ends_.last_duration - first_decode_;
+        const std::int64_t duration = fragmented || !HasSamples() ? 0 : DecodeEnd() - first_decode_;
         const std::uint8_t version = VersionFor(duration);
         const Mp4Boxes::Scope mdhd(boxes, "mdhd", version, 0);
         boxes.PutTime(0, version);
@@ -321,7 +318,8 @@ void Mp4Track::PutTimes(Mp4Boxes& boxes) const {
         const Mp4Boxes::Scope stts(boxes, "stts", 0, 0);
         RunTable table(boxes);
         for (std::size_t i = 0; i < samples_.size(); ++i) {
-            table.Add(static_cast<std::uint32_t>(DecodeTimeAfter(samples_, i, ends_) - samples_[i].decode_time));
+            const std::int64_t next = i + 1 < samples_.size() ? samples_[i + 1].decode_time : DecodeEnd();
+            table.Add(static_cast<std::uint32_t>(next - samples_[i].decode_time));
         }
     }
     if (std::any_of(samples_.begin(), samples_.end(), [](const Sample& sample) { return sample.offset != 0; })) {

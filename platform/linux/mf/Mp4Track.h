@@ -77,7 +77,10 @@ private:
     std::int64_t ToMovieTime(std::int64_t ticks) const;
     std::int64_t Start() const { return first_presentation_ + (format_.video ? 0 : format_.lead); }
     std::int64_t End() const { return std::max(std::min(ends_.presentation, end_limit_), Start()); }
-    std::int64_t DecodeTimeAfter(const std::vector<Sample>& samples, std::size_t i, const Ends& ends) const;
+    // At which the last sample in the file ends. Where frames are reordered its own duration would be too short for all of them.
+    std::int64_t DecodeEnd() const {
+        return std::max(ends_.last_decode + ends_.last_duration, first_decode_ + ends_.presentation - first_presentation_);
+    }
     void PutEdits(Mp4Boxes& boxes) const;
     void PutMedia(Mp4Boxes& boxes, bool fragmented) const;
     void PutSampleDescription(Mp4Boxes& boxes) const;

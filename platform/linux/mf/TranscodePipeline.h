@@ -28,7 +28,8 @@ public:
     // samples.
     HRESULT WriteAudio(const std::uint8_t* data, std::size_t size, std::int64_t time_100ns, std::int64_t duration_100ns);
     // Ends the encoders and the file. Without it the file stays as if the recording had been cut off. If a call before had
-    // failed, what was written until then becomes a whole file, and the failure is given again.
+    // failed, what was written until then becomes a whole file, and the failure is given again. Without a sample there is nothing
+    // to make a file of: the failure is mp4_no_samples, and the file is left empty.
     HRESULT Finish();
 
     // Of the encoder that is in use; null without picture.
