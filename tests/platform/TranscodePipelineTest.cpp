@@ -42,7 +42,7 @@ TEST(TranscodePipeline, ForeignReadersSeeWhatWasPushed) {
         int frames;
     } cases[] = {
         {2, 2, 25, 1, 30},     {3840, 2160, 30, 1, 3}, {144, 256, 60, 1, 130}, {320, 240, 30000, 1001, 70},
-        {64, 48, 120, 1, 250}, {64, 48, 1, 1, 5},      {1280, 720, 24, 1, 20}, {66, 50, 10'000'000, 333'333, 40},
+        {64, 48, 120, 1, 250}, {64, 48, 1, 1, 5},      {256, 144, 24, 1, 50},  {66, 50, 10'000'000, 333'333, 40},
         {64, 48, 11, 1, 40},
     };
     for (const auto& each : cases) {
@@ -51,19 +51,25 @@ TEST(TranscodePipeline, ForeignReadersSeeWhatWasPushed) {
         SCOPED_TRACE(std::to_string(each.width) + "x" + std::to_string(each.height) + "@" + std::to_string(each.num));
         const TemporaryFile file;
         ASSERT_EQ(Record(file.Path(), scene, each.frames), S_OK);
-        EXPECT_EQ(
-            Probe(file.Path(), "v", "codec_name,profile,width,height,pix_fmt,color_range,nb_frames"),
-            "h264,Main," + std::to_string(each.width) + "," + std::to_string(each.height) + ",yuv420p,tv," + std::to_string(each.frames));
-        int num = 0;
-        int den = 1;
-        std::sscanf(Probe(file.Path(), "v", "r_frame_rate").c_str(), "%d/%d", &num, &den);
-        EXPECT_NEAR(static_cast<double>(num) / den, scene.Rate(), scene.Rate() * 1e-4);
-        EXPECT_EQ(Probe(file.Path(), "a", "codec_name,profile,sample_rate,channels"), "aac,LC,44100,2");
-        EXPECT_EQ(ProbeNumber(file.Path(), "v", "start_time"), 0.0);
-        EXPECT_EQ(ProbeNumber(file.Path(), "a", "start_time"), 0.0);
-        const double length = each.frames / scene.Rate();
-        EXPECT_NEAR(ProbeNumber(file.Path(), "v", "duration"), length, 0.5 / scene.Rate());
-        EXPECT_NEAR(ProbeNumber(file.Path(), "a", "duration"), length, 1000.0 / 44100 + 0.001);
+        // One call for a stream, in ffprobe's own order.
+        std::string found =
+            Probe(file.Path(), "v", "codec_name,profile,width,height,pix_fmt,color_range,r_frame_rate,start_time,duration,nb_frames");
+        const std::string head = "h264,Main," + std::to_string(each.width) + "," + std::to_string(each.height) + ",yuv420p,tv,";
+        ASSERT_EQ(found.substr(0, head.size()), head);
+        double num = 0;
+        double den = 0;
+        double start = -1;
+        double length = 0;
+        int frames = 0;
+        ASSERT_EQ(std::sscanf(found.c_str() + head.size(), "%lf/%lf,%lf,%lf,%d", &num, &den, &start, &length, &frames), 5) << found;
+        EXPECT_NEAR(num / den, scene.Rate(), scene.Rate() * 1e-4);
+        EXPECT_EQ(start, 0.0);
+        EXPECT_NEAR(length, each.frames / scene.Rate(), 0.5 / scene.Rate());
+        EXPECT_EQ(frames, each.frames);
+        found = Probe(file.Path(), "a", "codec_name,profile,sample_rate,channels,start_time,duration");
+        ASSERT_EQ(std::sscanf(found.c_str(), "aac,LC,44100,2,%lf,%lf", &start, &length), 2) << found;
+        EXPECT_EQ(start, 0.0);
+        EXPECT_NEAR(length, each.frames / scene.Rate(), 1000.0 / 44100 + 0.001);
         ExpectDecodes(file.Path());
         EXPECT_EQ(TopBoxes(file.Read()), "ftyp moov free mdat") << "the index is in front";
     }
@@ -89,7 +95,7 @@ TEST(TranscodePipeline, PicturesComeOutAsTheyWentIn) {
     for (const auto& [width, height] : sizes) {
         const Scene scene = {.width = width, .height = height, .bit_rate = width * height * 5, .sound_rate = 0};
         const TemporaryFile file;
-        constexpr int frames = 25;
+        constexpr int frames = 12;
         ASSERT_EQ(Record(file.Path(), scene, frames), S_OK);
         EXPECT_EQ(Probe(file.Path(), "v", "color_space"), height == 720 ? "bt709" : "smpte170m");
         const Bytes decoded = DecodedPicture(file.Path(), "-sws_flags accurate_rnd+full_chroma_inp+full_chroma_int -pix_fmt bgra");
@@ -320,7 +326,7 @@ void RecordAndDie(const std::string& path, const Scene& scene, int frames) {
 }
 
 TEST(TranscodePipeline, KilledRecordingLosesTwoSecondsAtMost) {
-    for (const UINT rate : {1u, 5u, 12u, 25u, 60u}) {
+    for (const UINT rate : {1u, 12u, 25u, 60u}) {
         SCOPED_TRACE(rate);
         const Scene scene = {.fps_num = rate};
         const TemporaryFile file;
