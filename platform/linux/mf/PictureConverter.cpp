@@ -40,8 +40,7 @@ HRESULT PictureConverter::Open(unsigned in_width, unsigned in_height, unsigned o
 
 AVFrame* PictureConverter::Convert(const std::uint8_t* pixels) {
     // A new buffer only if the encoder still holds the former.
-    const int error = frame_->buf[0] ? av_frame_is_writable(frame_.get()) - 1 : -1;
-    if (error < 0) {
+    if (!frame_->buf[0] || !av_frame_is_writable(frame_.get())) {
         const int width = frame_->width;
         const int height = frame_->height;
         const int format = frame_->format;
