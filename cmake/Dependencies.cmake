@@ -4,7 +4,7 @@ find_package(Threads REQUIRED)
 
 if(NOT WIN32)
     find_package(PkgConfig REQUIRED)
-    pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec libswscale libavutil)
+    pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec libswresample libswscale libavutil)
     find_package(GIF REQUIRED)
     find_package(ZLIB REQUIRED)
     pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo cairo)

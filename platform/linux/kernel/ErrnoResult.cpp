@@ -24,6 +24,7 @@ HRESULT ResultFromErrno(int error) {
             return E_OUTOFMEMORY;
         case ENOSPC:
         case EDQUOT:
+        case EFBIG:
             return HRESULT_FROM_WIN32(ERROR_DISK_FULL);
         case ENAMETOOLONG:
             return HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE);

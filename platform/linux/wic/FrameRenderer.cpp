@@ -10,7 +10,7 @@ extern "C" {
 #include <cstring>
 #include <thread>
 
-#include "platform/linux/wic/FfmpegError.h"
+#include "platform/linux/ffmpeg/FfmpegError.h"
 #include "platform/linux/wic/StillLayout.h"
 
 namespace Vimbrel {

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/linux/wic/FfmpegHandles.h"
+#include "platform/linux/ffmpeg/FfmpegHandles.h"
 
 namespace Vimbrel {
 

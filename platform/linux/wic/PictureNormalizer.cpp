@@ -8,7 +8,7 @@ extern "C" {
 #include <bit>
 #include <utility>
 
-#include "platform/linux/wic/FfmpegError.h"
+#include "platform/linux/ffmpeg/FfmpegError.h"
 #include "platform/linux/wic/FrameRenderer.h"
 
 namespace Vimbrel {

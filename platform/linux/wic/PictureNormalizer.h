@@ -3,7 +3,7 @@
 
 #include <winerror.h>
 
-#include "platform/linux/wic/FfmpegHandles.h"
+#include "platform/linux/ffmpeg/FfmpegHandles.h"
 #include "platform/linux/wic/StillLayout.h"
 
 namespace Vimbrel {

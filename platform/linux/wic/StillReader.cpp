@@ -15,8 +15,8 @@ extern "C" {
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/linux/ffmpeg/FfmpegError.h"
 #include "platform/linux/kernel/ErrnoResult.h"
-#include "platform/linux/wic/FfmpegError.h"
 #include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/wic/PictureNormalizer.h"
 #include "platform/linux/wic/PngData.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/linux/wic/FfmpegHandles.h"
+#include "platform/linux/ffmpeg/FfmpegHandles.h"
 #include "platform/linux/wic/StillLayout.h"
 
 namespace Vimbrel {

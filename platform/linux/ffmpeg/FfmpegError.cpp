@@ -1,4 +1,4 @@
-#include "platform/linux/wic/FfmpegError.h"
+#include "platform/linux/ffmpeg/FfmpegError.h"
 
 extern "C" {
 #include <libavutil/error.h>
@@ -11,7 +11,10 @@ namespace Vimbrel {
 
 namespace {
 
-HRESULT Map(int error) {
+// Positive only for FFmpeg's own tags, which are far above the C library's numbers.
+HRESULT MapNumber(int error) { return AVUNERROR(error) < 4096 ? ResultFromErrno(AVUNERROR(error)) : E_FAIL; }
+
+HRESULT MapDecoding(int error) {
     switch (error) {
         case AVERROR_DECODER_NOT_FOUND:
         case AVERROR_PATCHWELCOME:
@@ -26,17 +29,18 @@ HRESULT Map(int error) {
         case AVERROR(ERANGE):
             return WINCODEC_ERR_BADIMAGE;
         default:
-            // Positive only for FFmpeg's own tags, which are far above the C library's numbers.
-            return AVUNERROR(error) < 4096 ? ResultFromErrno(AVUNERROR(error)) : E_FAIL;
+            return MapNumber(error);
     }
 }
 
+HRESULT MapEncoding(int error) { return error == AVERROR_ENCODER_NOT_FOUND ? REGDB_E_CLASSNOTREG : MapNumber(error); }
+
 }  // namespace
 
-HRESULT ResultFromFfmpeg(int error, const char* step) {
+HRESULT ResultFromFfmpeg(int error, const char* step, FfmpegUse use) {
     char words[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(error, words, sizeof words);
-    const HRESULT hr = Map(error);
+    const HRESULT hr = use == FfmpegUse::decode ? MapDecoding(error) : MapEncoding(error);
     APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE, "ffmpeg: %s: %s - 0x%08X", step, words, static_cast<unsigned>(hr));
     return hr;
 }

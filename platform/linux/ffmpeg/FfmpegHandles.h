@@ -6,7 +6,9 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavutil/audio_fifo.h>
 #include <libavutil/frame.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -19,6 +21,9 @@ struct FfmpegDeleter {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
     void operator()(SwsContext* context) const { sws_freeContext(context); }
+    void operator()(SwrContext* context) const { swr_free(&context); }
+    void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
+    void operator()(AVBufferRef* reference) const { av_buffer_unref(&reference); }
 };
 
 template <class Object>

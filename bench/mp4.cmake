@@ -1,0 +1,3 @@
+if(NOT WIN32)
+    vimbrel_add_bench(mp4_recording mp4_recording.cpp)
+endif()
