@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-namespace Vimbrel::Test {
+namespace Vimbrel::test {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -89,4 +89,4 @@ TEST(BgraToYuv, GreyHasNoColour) {
 }
 
 }  // namespace
-}  // namespace Vimbrel::Test
+}  // namespace Vimbrel::test

@@ -1,12 +1,15 @@
 #include "tests/platform/Mp4TestKit.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <numbers>
 #include <sstream>
 
-namespace Vimbrel::Test {
+namespace Vimbrel::test {
 
 namespace {
 
@@ -14,6 +17,17 @@ namespace {
 constexpr char patient[] = " -analyzeduration 20M";
 
 }  // namespace
+
+CommandResult RunCommand(const std::string& command) {
+    CommandResult result;
+    std::FILE* pipe = popen((command + " 2>&1 </dev/null").c_str(), "r");
+    if (!pipe) return result;
+    char part[4096];
+    for (std::size_t size = 0; (size = std::fread(part, 1, sizeof part, pipe)) > 0;) result.output.append(part, size);
+    const int status = pclose(pipe);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
 
 HRESULT Open(const std::string& path, const Scene& scene, std::unique_ptr<TranscodePipeline>& pipeline) {
     const VideoInput video_input = {scene.width, scene.height, scene.fps_num, scene.fps_den};
@@ -140,4 +154,4 @@ std::vector<std::int16_t> DecodedSound(const std::string& path) {
     return samples;
 }
 
-}  // namespace Vimbrel::Test
+}  // namespace Vimbrel::test

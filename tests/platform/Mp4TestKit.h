@@ -7,9 +7,29 @@
 #include <vector>
 
 #include "platform/linux/mf/TranscodePipeline.h"
-#include "tests/platform/GifTestKit.h"
+#include "tests/support/TempFolder.h"
 
-namespace Vimbrel::Test {
+namespace Vimbrel::test {
+
+// A file that is there as long as this is.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const Bytes& bytes = {}) : path_(folder_.Write("file", bytes).string()) {}
+
+    const std::string& Path() const { return path_; }
+    Bytes Read() const { return ReadBytes(path_); }
+    void Write(const Bytes& bytes) const { folder_.Write("file", bytes); }
+
+private:
+    TempFolder folder_;
+    std::string path_;
+};
+
+struct CommandResult {
+    int status = -1;
+    std::string output;  // both streams
+};
+CommandResult RunCommand(const std::string& command);
 
 constexpr std::int64_t second = 10'000'000;
 
@@ -53,4 +73,4 @@ void ExpectDecodes(const std::string& path);
 Bytes DecodedPicture(const std::string& path, const std::string& options);
 std::vector<std::int16_t> DecodedSound(const std::string& path);
 
-}  // namespace Vimbrel::Test
+}  // namespace Vimbrel::test

@@ -12,7 +12,7 @@
 
 #include "tests/platform/Mp4TestKit.h"
 
-namespace Vimbrel::Test {
+namespace Vimbrel::test {
 namespace {
 
 TEST(TranscodeFailure, BadArgumentsMakeNoFile) {
@@ -144,4 +144,4 @@ TEST(TranscodeFailure, FullDiskKeepsWhatWasRecorded) {
 }
 
 }  // namespace
-}  // namespace Vimbrel::Test
+}  // namespace Vimbrel::test

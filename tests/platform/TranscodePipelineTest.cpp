@@ -14,7 +14,7 @@
 
 #include "tests/platform/Mp4TestKit.h"
 
-namespace Vimbrel::Test {
+namespace Vimbrel::test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -407,4 +407,4 @@ TEST(TranscodePipeline, ManyRecordingsLeaveNothingBehind) {
 }
 
 }  // namespace
-}  // namespace Vimbrel::Test
+}  // namespace Vimbrel::test

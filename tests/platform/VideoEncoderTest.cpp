@@ -5,7 +5,7 @@
 
 #include "tests/platform/Mp4TestKit.h"
 
-namespace Vimbrel::Test {
+namespace Vimbrel::test {
 namespace {
 
 // None of these devices is one.
@@ -57,4 +57,4 @@ TEST(VideoEncoder, TakesTheFirstThatWorks) {
 }
 
 }  // namespace
-}  // namespace Vimbrel::Test
+}  // namespace Vimbrel::test

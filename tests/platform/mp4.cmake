@@ -1,6 +1,5 @@
 vimbrel_add_tests(mp4_tests
     BgraToYuvTest.cpp
-    GifTestKit.cpp
     Mp4TestKit.cpp
     TranscodeFailureTest.cpp
     TranscodePipelineTest.cpp
