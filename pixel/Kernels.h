@@ -15,6 +15,9 @@ struct RowPair {
     std::uint8_t* destination[2];
     std::int32_t pairs;
     std::uint8_t alpha;
+    // Whether to write one row after the other, although the chroma then is computed twice: two rows in turns are more than a
+    // processor foresees, which shows where the picture does not fit its caches.
+    bool one_by_one;
 };
 using SemiplanarRows = void (*)(const RowPair& rows, const std::uint8_t* chroma);
 using PlanarRows = void (*)(const RowPair& rows, const std::uint8_t* cb, const std::uint8_t* cr);

@@ -22,12 +22,28 @@ HWY_INLINE DwordVec WithAlphaOf(DwordVec colors, DwordVec alpha) {
 HWY_INLINE DwordVec LoadPixels(const std::uint8_t* place) { return hn::BitCast(dwords, hn::LoadU(bytes, place)); }
 HWY_INLINE void StorePixels(DwordVec pixels, std::uint8_t* place) { hn::StoreU(hn::BitCast(bytes, pixels), bytes, place); }
 
+// How many pixels to go before the destination is at a whole vector. Vectors across lines of the cache would cost a third of the
+// speed with 64 bytes, where each of them is.
+inline std::int32_t PixelsToAlignment(const std::uint8_t* destination, std::int32_t width) {
+    const auto past = static_cast<std::int32_t>(reinterpret_cast<std::uintptr_t>(destination) % vector_bytes);
+    if (past == 0 || past % 4 != 0) return 0;
+    const std::int32_t pixels = (vector_bytes - past) / 4;
+    return pixels < width ? pixels : width;
+}
+
+// Pixels that are no whole vector, one by one.
+template <int source_bytes>
+HWY_INLINE void CopyPixels(const std::uint8_t*& source, std::uint8_t*& destination, std::int32_t count) {
+    for (; count > 0; --count, source += source_bytes, destination += 4) std::memcpy(destination, source, 3);
+}
+
 inline void CopyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width) {
-    std::int32_t x = 0;
+    std::int32_t x = PixelsToAlignment(destination, width);
+    CopyPixels<4>(source, destination, x);
     for (; x + packed_pixels <= width; x += packed_pixels, source += vector_bytes, destination += vector_bytes) {
         StorePixels(WithAlphaOf(LoadPixels(source), LoadPixels(destination)), destination);
     }
-    for (; x < width; ++x, source += 4, destination += 4) std::memcpy(destination, source, 3);
+    CopyPixels<4>(source, destination, width - x);
 }
 
 // Brings the three double words that make up four pixels into each block.
@@ -43,59 +59,73 @@ inline void ExpandRow(const std::uint8_t* source, std::uint8_t* destination, std
     // A load takes more than its pixels. Those that follow have to be there.
     constexpr std::int32_t loaded_pixels = (vector_bytes + 2) / 3;
     const DwordVec mask = hn::Set(dwords, 0xFF000000U);
-    std::int32_t x = 0;
+    std::int32_t x = PixelsToAlignment(destination, width);
+    CopyPixels<3>(source, destination, x);
     for (; x + loaded_pixels <= width; x += packed_pixels, source += 3 * packed_pixels, destination += vector_bytes) {
         const ByteVec triplets = Reorder(hn::LoadU(bytes, source), triplet_order);
         const DwordVec colors = hn::BitCast(dwords, hn::TableLookupBytesOr0(triplets, EachBlock(spread)));
         StorePixels(hn::Or(colors, hn::And(mask, LoadPixels(destination))), destination);
     }
-    for (; x < width; ++x, source += 3, destination += 4) std::memcpy(destination, source, 3);
+    CopyPixels<3>(source, destination, width - x);
 }
 
-// (t + (t >> 8) + 1) >> 8 for t = color * alpha is the upper half of (t + 1) * 257: the two differ by less than the bits that are
-// dropped.
-HWY_INLINE SignedWordVec Scaled(ByteVec colors, ByteVec alphas) {
-    const WordVec product = hn::Mul(hn::BitCast(words, colors), hn::BitCast(words, alphas));
-    return hn::BitCast(signed_words, hn::MulHigh(hn::Add(product, hn::Set(words, 1)), hn::Set(words, 257)));
-}
-
+// (t + (t >> 8) + 1) >> 8 for t = color * alpha is, for all bytes, (257 color) * (256 alpha + 1) >> 24. First and third byte are
+// the lower halves of their lanes when that is done, second and fourth the upper ones. Alpha itself goes by 255, which leaves it
+// as it is.
 HWY_INLINE void PremultiplyBlock(const std::uint8_t* source, std::uint8_t* destination) {
-    static constexpr std::uint8_t lower_alpha[16] = {3, 0x80, 3, 0x80, 3, 0x80, 3, 0x80, 7, 0x80, 7, 0x80, 7, 0x80, 7, 0x80};
-    static constexpr std::uint8_t upper_alpha[16] = {11, 0x80, 11, 0x80, 11, 0x80, 11, 0x80, 15, 0x80, 15, 0x80, 15, 0x80, 15, 0x80};
+    static constexpr std::uint8_t first_third[16] = {0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14};
+    static constexpr std::uint8_t second_fourth[16] = {1, 1, 3, 3, 5, 5, 7, 7, 9, 9, 11, 11, 13, 13, 15, 15};
+    static constexpr std::uint8_t alphas[16] = {0x80, 3, 0x80, 3, 0x80, 7, 0x80, 7, 0x80, 11, 0x80, 11, 0x80, 15, 0x80, 15};
     const ByteVec pixels = hn::LoadU(bytes, source);
-    const ByteVec zero = hn::Zero(bytes);
-    const SignedWordVec lower = Scaled(hn::InterleaveLower(bytes, pixels, zero), hn::TableLookupBytesOr0(pixels, EachBlock(lower_alpha)));
-    const SignedWordVec upper = Scaled(hn::InterleaveUpper(bytes, pixels, zero), hn::TableLookupBytesOr0(pixels, EachBlock(upper_alpha)));
-    const auto is_alpha = hn::MaskFromVec(hn::BitCast(bytes, hn::Set(dwords, 0xFF000000U)));
-    hn::StoreU(hn::IfThenElse(is_alpha, pixels, SaturatedBytes(lower, upper)), bytes, destination);
+    const DwordVec alpha = hn::BitCast(dwords, hn::TableLookupBytesOr0(pixels, EachBlock(alphas)));
+    const auto products = [&](const std::uint8_t (&order)[16], std::uint32_t set) HWY_ATTR {
+        const WordVec colors = hn::BitCast(words, hn::TableLookupBytes(pixels, EachBlock(order)));
+        return hn::MulHigh(colors, hn::BitCast(words, hn::Or(alpha, hn::Set(dwords, set))));
+    };
+    const WordVec lower = hn::ShiftRight<8>(products(first_third, 0x00010001));
+    const ByteVec upper = hn::BitCast(bytes, products(second_fourth, 0xFF010001));
+    const auto is_upper = hn::MaskFromVec(hn::BitCast(bytes, hn::Set(words, 0xFF00)));
+    hn::StoreU(hn::IfThenElse(is_upper, upper, hn::BitCast(bytes, lower)), bytes, destination);
+}
+
+// Pixels that are no whole vector, by way of the stack.
+inline void PremultiplySome(const std::uint8_t*& source, std::uint8_t*& destination, std::int32_t pixels) {
+    HWY_ALIGN std::uint8_t some[vector_bytes] = {};
+    const std::size_t count = 4 * static_cast<std::size_t>(pixels);
+    std::memcpy(some, source, count);
+    PremultiplyBlock(some, some);
+    std::memcpy(destination, some, count);
+    source += count;
+    destination += count;
 }
 
 inline void PremultiplyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width) {
-    std::int32_t x = 0;
+    std::int32_t x = PixelsToAlignment(destination, width);
+    if (x > 0) PremultiplySome(source, destination, x);
+#if !HWY_CAP_GE512
     for (; x + 2 * packed_pixels <= width; x += 2 * packed_pixels, source += 2 * vector_bytes, destination += 2 * vector_bytes) {
         PremultiplyBlock(source, destination);
         PremultiplyBlock(source + vector_bytes, destination + vector_bytes);
     }
+#endif
     for (; x + packed_pixels <= width; x += packed_pixels, source += vector_bytes, destination += vector_bytes) {
         PremultiplyBlock(source, destination);
     }
-    if (x == width) return;
-    HWY_ALIGN std::uint8_t rest[vector_bytes] = {};
-    const std::size_t count = 4 * static_cast<std::size_t>(width - x);
-    std::memcpy(rest, source, count);
-    PremultiplyBlock(rest, rest);
-    std::memcpy(destination, rest, count);
+    if (x < width) PremultiplySome(source, destination, width - x);
 }
 
 inline void FillAlphaRow(std::uint8_t value, std::uint8_t* first, std::int32_t width) {
-    const DwordVec mask = hn::Set(dwords, 0xFF);
-    const DwordVec alpha = hn::Set(dwords, value);
-    std::int32_t x = 0;
-    // A vector from an alpha byte on ends with the colours of the pixel after it, which has to be there.
-    for (; x + packed_pixels < width; x += packed_pixels, first += vector_bytes) {
-        StorePixels(hn::Or(hn::AndNot(mask, LoadPixels(first)), alpha), first);
+    // What is before the first alpha byte is not ours to touch; so whole pixels begin behind it.
+    *first = value;
+    std::uint8_t* destination = first + 1;
+    std::int32_t x = 1;
+    for (const std::int32_t head = 1 + PixelsToAlignment(destination, width - 1); x < head; ++x, destination += 4) destination[3] = value;
+    const DwordVec mask = hn::Set(dwords, 0xFF000000U);
+    const DwordVec alpha = hn::Set(dwords, static_cast<std::uint32_t>(value) << 24);
+    for (; x + packed_pixels <= width; x += packed_pixels, destination += vector_bytes) {
+        StorePixels(hn::Or(hn::AndNot(mask, LoadPixels(destination)), alpha), destination);
     }
-    for (; x < width; ++x, first += 4) *first = value;
+    for (; x < width; ++x, destination += 4) destination[3] = value;
 }
 
 }  // namespace Vimbrel::pixel::HWY_NAMESPACE

@@ -18,6 +18,7 @@
 #include "pixel/Kernels.h"
 #include "pixel/Matrices.h"
 #include "pixel/vector/Lanes-inl.h"
+#include "pixel/vector/StudioRounded-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vimbrel::pixel::HWY_NAMESPACE {
@@ -28,6 +29,10 @@ constexpr std::int32_t block_pairs = block_pixels / 2;
 
 template <const Matrix& matrix>
 constexpr bool whole_luma = matrix.luma_gain == 1 << 16;
+
+// Whether the conversion is exact. With vectors of 64 bytes the carries cost less than memory does.
+template <const Matrix& matrix>
+constexpr bool exact = whole_luma<matrix> || vector_bytes == 64;
 
 // Which of the two chroma bytes of a pair comes first.
 enum class ChromaOrder { cb_cr, cr_cb };
@@ -49,7 +54,15 @@ constexpr DwordOrder TurnedPackedOrder() {
     return order;
 }
 
+// And for a single vector of such a format.
+constexpr DwordOrder TurnedYuy2Order() {
+    DwordOrder order{};
+    for (int i = 0; i < vector_bytes / 4; ++i) order.from[i] = i % 4 / 2 * 2 * vector_blocks + i / 4 * 2 + i % 2;
+    return order;
+}
+
 constexpr DwordOrder turned_order = TurnedOrder();
+constexpr DwordOrder turned_yuy2_order = TurnedYuy2Order();
 constexpr DwordOrder turned_packed_order = TurnedPackedOrder();
 
 // What chroma adds to red and blue, or takes from green: a whole number, and the fraction of luma beyond which it carries.
@@ -146,6 +159,19 @@ HWY_INLINE ChromaParts Chroma(ByteVec pairs) {
     }
 }
 
+// The same for either kind of conversion.
+template <const Matrix& matrix, ChromaOrder order>
+HWY_INLINE auto ChromaOf(ByteVec pairs) {
+    if constexpr (exact<matrix>) {
+        return Chroma<matrix, order>(pairs);
+    } else {
+        static_assert(order == ChromaOrder::cb_cr);
+        const WordVec turned = hn::BitCast(words, studio::HighestBitTurned(pairs));
+        return studio::ChromaOf(hn::BitCast(signed_words, hn::ShiftLeft<8>(turned)),
+                                hn::BitCast(signed_words, hn::And(turned, hn::Set(words, 0xFF00))));
+    }
+}
+
 // The luma part of one byte per lane, the lower or the upper one.
 template <const Matrix& matrix>
 struct LumaPart {
@@ -184,20 +210,40 @@ HWY_INLINE ByteVec ColorBytes(SignedWordVec even, SignedWordVec odd) {
     return hn::TableLookupBytes(SaturatedBytes(even, odd), EachBlock(zip));
 }
 
-// Converts a block of turned luma; `reversed` writes red, green, blue instead of blue, green, red.
-template <const Matrix& matrix, bool reversed = false>
-HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaParts& chroma, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
+// The colours of a block, as bytes in the order of pixels within each 16-byte block.
+struct BlockColors {
+    ByteVec red, green, blue;
+};
+
+template <const Matrix& matrix>
+HWY_INLINE BlockColors ColorsOf(ByteVec luma, const ChromaParts& chroma) {
     using Luma = LumaPart<matrix>;
-    const Luma even = Luma::template From<false>(turned_luma);
-    const Luma odd = Luma::template From<true>(turned_luma);
-    const ColorPart& first_part = reversed ? chroma.red : chroma.blue;
-    const ColorPart& third_part = reversed ? chroma.blue : chroma.red;
-    const ByteVec first = ColorBytes(even.Plus(first_part), odd.Plus(first_part));
-    const ByteVec second = ColorBytes(even.Green(chroma.green), odd.Green(chroma.green));
-    const ByteVec third = ColorBytes(even.Plus(third_part), odd.Plus(third_part));
+    const Luma even = Luma::template From<false>(luma);
+    const Luma odd = Luma::template From<true>(luma);
+    return {ColorBytes(even.Plus(chroma.red), odd.Plus(chroma.red)), ColorBytes(even.Green(chroma.green), odd.Green(chroma.green)),
+            ColorBytes(even.Plus(chroma.blue), odd.Plus(chroma.blue))};
+}
+
+template <const Matrix&>
+HWY_INLINE BlockColors ColorsOf(ByteVec luma, const studio::Chroma& chroma) {
+    using studio::HighestBitTurned;
+    const ByteVec turned = HighestBitTurned(luma);
+    const SignedWordVec even = studio::Luma<false>(turned);
+    const SignedWordVec odd = studio::Luma<true>(turned);
+    return {HighestBitTurned(studio::UpperBytes(studio::Red(even, chroma), studio::Red(odd, chroma))),
+            HighestBitTurned(studio::UpperBytes(studio::Green(even, chroma), studio::Green(odd, chroma))),
+            HighestBitTurned(studio::UpperBytes(studio::Blue(even, chroma), studio::Blue(odd, chroma)))};
+}
+
+// Converts a block of turned luma; `reversed` writes red, green, blue instead of blue, green, red.
+template <const Matrix& matrix, bool reversed = false, class ChromaKind>
+HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaKind& chroma, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
+    const BlockColors colors = ColorsOf<matrix>(turned_luma, chroma);
+    const ByteVec first = reversed ? colors.red : colors.blue;
+    const ByteVec third = reversed ? colors.blue : colors.red;
     const ByteVec fourth = hn::Set(bytes, alpha);
-    const WordVec front_lower = hn::BitCast(words, hn::InterleaveLower(bytes, first, second));
-    const WordVec front_upper = hn::BitCast(words, hn::InterleaveUpper(bytes, first, second));
+    const WordVec front_lower = hn::BitCast(words, hn::InterleaveLower(bytes, first, colors.green));
+    const WordVec front_upper = hn::BitCast(words, hn::InterleaveUpper(bytes, first, colors.green));
     const WordVec back_lower = hn::BitCast(words, hn::InterleaveLower(bytes, third, fourth));
     const WordVec back_upper = hn::BitCast(words, hn::InterleaveUpper(bytes, third, fourth));
     hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_lower, back_lower)), bytes, destination);
@@ -206,9 +252,32 @@ HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaParts& chroma, std::ui
     hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_upper, back_upper)), bytes, destination + 3 * vector_bytes);
 }
 
+// One vector of YUY2, rounded: half a vector's bytes of pixels, which stay in order, with chroma repeated for both of a pair.
+// The coefficients are exchanged, which is meant: the first chroma byte is taken for Cr, and red is written first.
+HWY_INLINE void PutRoundedYuy2(const std::uint8_t* HWY_RESTRICT source, std::uint8_t* HWY_RESTRICT destination, std::uint8_t alpha) {
+    static constexpr std::uint8_t first_chroma[16] = {0x80, 1, 0x80, 1, 0x80, 5, 0x80, 5, 0x80, 9, 0x80, 9, 0x80, 13, 0x80, 13};
+    static constexpr std::uint8_t second_chroma[16] = {0x80, 3, 0x80, 3, 0x80, 7, 0x80, 7, 0x80, 11, 0x80, 11, 0x80, 15, 0x80, 15};
+    const ByteVec turned = studio::HighestBitTurned(Reorder(hn::LoadU(bytes, source), turned_yuy2_order));
+    const studio::Chroma chroma = studio::ChromaOf(hn::BitCast(signed_words, hn::TableLookupBytesOr0(turned, EachBlock(second_chroma))),
+                                                   hn::BitCast(signed_words, hn::TableLookupBytesOr0(turned, EachBlock(first_chroma))));
+    const SignedWordVec luma = studio::Luma<false>(turned);
+    const ByteVec front = studio::HighestBitTurned(studio::UpperBytes(studio::Red(luma, chroma), studio::Green(luma, chroma)));
+    const WordVec third = hn::ShiftRight<8>(hn::BitCast(words, studio::Blue(luma, chroma)));
+    const WordVec back = hn::Xor(third, hn::Set(words, static_cast<std::uint16_t>(alpha << 8 | 0x80)));
+    const WordVec front_words = hn::BitCast(words, front);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_words, back)), bytes, destination);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_words, back)), bytes, destination + vector_bytes);
+}
+
 // Formats of which a double word holds two pixels. `luma_low` is YUY2, with its exchanged colours; else it is UYVY.
 template <const Matrix& matrix, bool luma_low>
 HWY_INLINE void PutPackedBlock(const std::uint8_t* HWY_RESTRICT source, std::uint8_t* HWY_RESTRICT destination, std::uint8_t alpha) {
+    if constexpr (!exact<matrix>) {
+        static_assert(luma_low);
+        PutRoundedYuy2(source, destination, alpha);
+        PutRoundedYuy2(source + vector_bytes, destination + 2 * vector_bytes, alpha);
+        return;
+    }
     // Luma in the lower half of each 16-byte block, chroma in the upper.
     static constexpr std::uint8_t low_first[16] = {0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15};
     static constexpr std::uint8_t high_first[16] = {1, 3, 5, 7, 9, 11, 13, 15, 0, 2, 4, 6, 8, 10, 12, 14};
@@ -254,7 +323,7 @@ struct Semiplanar {
     const std::uint8_t* chroma;
 
     HWY_INLINE ByteVec Load() const { return Reorder(hn::LoadU(bytes, chroma), turned_order); }
-    HWY_INLINE void Skip() { chroma += 2 * block_pairs; }
+    HWY_INLINE void Skip(std::ptrdiff_t blocks = 1) { chroma += blocks * 2 * block_pairs; }
 };
 
 struct Planar {
@@ -267,36 +336,43 @@ struct Planar {
         const WordVec high = hn::PromoteTo(words, hn::LoadU(half, cr));
         return hn::BitCast(bytes, Reorder(hn::Or(low, hn::ShiftLeft<8>(high)), turned_order));
     }
-    HWY_INLINE void Skip() {
-        cb += block_pairs;
-        cr += block_pairs;
+    HWY_INLINE void Skip(std::ptrdiff_t blocks = 1) {
+        cb += blocks * block_pairs;
+        cr += blocks * block_pairs;
     }
 };
 
-// Converts whole blocks and returns how many pairs of pixels that were.
-template <const Matrix& matrix, class Source>
-HWY_INLINE std::int32_t PutBlockPairs(const RowPair& rows, Source& source) {
-    // Two rows written in turns are more than the processor foresees; pictures beyond its caches would be a third slower.
-    constexpr std::int32_t ahead = 2048;
-    const std::int32_t blocks = rows.pairs / block_pairs;
-    const std::uint8_t alpha = rows.alpha;
-    const std::uint8_t* upper = rows.luma[0];
+// Converts whole blocks of one row, or of both with their chroma computed once.
+template <const Matrix& matrix, int row_count, class Source>
+HWY_INLINE void PutBlocks(const RowPair& rows, int first_row, Source source) {
+    const std::uint8_t* upper = rows.luma[first_row];
     const std::uint8_t* lower = rows.luma[1];
-    std::uint8_t* above = rows.destination[0];
+    std::uint8_t* above = rows.destination[first_row];
     std::uint8_t* below = rows.destination[1];
-    for (std::int32_t i = 0; i < blocks; ++i, source.Skip()) {
-        for (int k = 0; k < 4 * block_pixels; k += 64) {
-            __builtin_prefetch(above + ahead + k, 1);
-            __builtin_prefetch(below + ahead + k, 1);
-        }
-        const ChromaParts chroma = Chroma<matrix, ChromaOrder::cb_cr>(source.Load());
+    const std::uint8_t alpha = rows.alpha;
+    for (std::int32_t i = rows.pairs / block_pairs; i > 0; --i, source.Skip()) {
+        const auto chroma = ChromaOf<matrix, ChromaOrder::cb_cr>(source.Load());
         PutBlock<matrix>(Reorder(hn::LoadU(bytes, upper), turned_order), chroma, alpha, above);
-        PutBlock<matrix>(Reorder(hn::LoadU(bytes, lower), turned_order), chroma, alpha, below);
+        if constexpr (row_count == 2) PutBlock<matrix>(Reorder(hn::LoadU(bytes, lower), turned_order), chroma, alpha, below);
         upper += block_pixels;
         lower += block_pixels;
         above += 4 * block_pixels;
         below += 4 * block_pixels;
     }
+}
+
+// Returns how many pairs of pixels that were.
+template <const Matrix& matrix, class Source>
+HWY_INLINE std::int32_t PutBlockPairs(const RowPair& rows, Source& source) {
+    const std::int32_t blocks = rows.pairs / block_pairs;
+    if (rows.one_by_one) {
+        // The same instructions for both rows: the processor fetches ahead by instruction, and so sees one stream through the
+        // picture. Two loops would each leave out every other row, which took half as long again.
+        for (int row = 0; row < 2; ++row) PutBlocks<matrix, 1>(rows, row, source);
+    } else {
+        PutBlocks<matrix, 2>(rows, 0, source);
+    }
+    source.Skip(blocks);
     return blocks * block_pairs;
 }
 
@@ -307,7 +383,7 @@ void PutRestPairs(const RowPair& rows, std::int32_t from, const Source& source) 
     const std::size_t rest = 2 * static_cast<std::size_t>(rows.pairs - from);
     HWY_ALIGN std::uint8_t in[block_pixels] = {};
     HWY_ALIGN std::uint8_t out[4 * block_pixels];
-    const ChromaParts chroma = Chroma<matrix, ChromaOrder::cb_cr>(source.Load());
+    const auto chroma = ChromaOf<matrix, ChromaOrder::cb_cr>(source.Load());
     for (int row = 0; row < 2; ++row) {
         std::memcpy(in, rows.luma[row] + x, rest);
         PutBlock<matrix>(Reorder(hn::Load(bytes, in), turned_order), chroma, rows.alpha, out);
