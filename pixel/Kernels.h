@@ -24,12 +24,12 @@ using PlanarRows = void (*)(const RowPair& rows, const std::uint8_t* cb, const s
 
 using PixelRow = void (*)(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width);
 
-// A bilinear resize first interpolates within a source row, then between two rows so made. `Sample` is float, or 16-bit
-// integers for plans of sixteenths.
+// A bilinear resize first interpolates within a source row, then between two rows so made. `Sample` is float, or a 16-bit
+// integer for plans whose weights are whole parts.
 template <class Sample>
 struct ResizeRows {
     void (*columns)(const ResizePlan& plan, const std::uint8_t* source, Sample* row);
-    void (*rows)(const Sample* upper, const Sample* lower, float weight, std::uint8_t* destination, std::int32_t width);
+    void (*rows)(const ResizePlan& plan, const Sample* upper, const Sample* lower, float weight, std::uint8_t* destination);
 };
 
 struct Kernels {
@@ -44,7 +44,8 @@ struct Kernels {
     PixelRow premultiply;
     void (*fill_alpha)(std::uint8_t value, std::uint8_t* first, std::int32_t width);
     ResizeRows<float> resize;
-    ResizeRows<std::uint16_t> resize_sixteenths;  // empty in the reference
+    ResizeRows<std::uint16_t> resize_sixteenths;  // this and the next are empty in the reference
+    ResizeRows<std::uint16_t> resize_parts;
 };
 
 }  // namespace Vimbrel::pixel

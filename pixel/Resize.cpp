@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <numeric>
 #include <utility>
 
 #include "pixel/KernelSelection.h"
@@ -28,7 +29,10 @@ ResizePlan Header(PixelSize source, PixelSize destination) {
     return {.magic = pixel::resize_plan_magic,
             .source = source,
             .destination = destination,
-            .sixteenths = 1,
+            .column_parts = 0,
+            .row_parts = 0,
+            .part_factor = 0,
+            .part_shift = 0,
             .compact = 1,
             .uniform_end = 1,
             .uniform_stride = 0};
@@ -48,7 +52,36 @@ Sample Locate(std::int32_t position, std::int32_t source_length, std::int32_t de
     return {static_cast<std::int32_t>(whole), static_cast<float>(place - whole)};
 }
 
-bool WholeSixteenths(float weight) { return weight * 16 == std::floor(weight * 16); }
+// The least number of parts that all weights of an axis are whole ones of. A place is (2 x + 1) * source / (2 * destination) - 1 / 2.
+std::int64_t WholeParts(std::int64_t source_length, std::int64_t destination_length) {
+    return 2 * destination_length / std::gcd(std::gcd(2 * source_length, source_length - destination_length), 2 * destination_length);
+}
+
+std::int32_t InParts(float weight, std::int32_t parts) {
+    return static_cast<std::int32_t>(std::lround(weight * static_cast<float>(parts)));
+}
+
+// Finds out whether integers of 16 bits can do it, and how to divide their sums.
+void PlanParts(ResizePlan& plan) {
+    std::int64_t column_parts = WholeParts(plan.source.width, plan.destination.width);
+    std::int64_t row_parts = WholeParts(plan.source.height, plan.destination.height);
+    if (16 % column_parts == 0 && 16 % row_parts == 0) column_parts = row_parts = 16;
+    constexpr std::int64_t most_parts = 256;
+    if (column_parts > 127 || row_parts > most_parts || column_parts * row_parts > most_parts) return;
+    const std::int64_t parts = column_parts * row_parts;
+    std::int64_t shift = 0;
+    while (2LL << shift < parts) ++shift;
+    const std::int64_t factor = ((65536LL << shift) + parts - 1) / parts;
+    const std::int64_t greatest_sum = 255 * parts + parts / 2;
+    // The factor is a little too great. The quotient is right as long as what that adds stays below one part.
+    if (factor > 65535 || greatest_sum * (factor * parts - (65536LL << shift)) >= 65536LL << shift) {
+        if (column_parts != 16 || row_parts != 16) return;
+    }
+    plan.column_parts = static_cast<std::int32_t>(column_parts);
+    plan.row_parts = static_cast<std::int32_t>(row_parts);
+    plan.part_factor = static_cast<std::int32_t>(factor);
+    plan.part_shift = static_cast<std::int32_t>(shift);
+}
 
 template <class T>
 T* Writable(const T* table) {
@@ -93,12 +126,12 @@ void PlanColumns(ResizePlan& plan) {
         const Sample sample = Locate(position, plan.source.width, plan.destination.width);
         Writable(plan.ColumnIndexes())[x] = sample.index;
         Writable(plan.ColumnWeights())[x] = sample.weight;
-        if (!WholeSixteenths(sample.weight)) plan.sixteenths = 0;
-        const auto second = static_cast<std::int8_t>(sample.weight * 16);
+        if (!plan.Parts()) continue;
+        const std::int32_t second = InParts(sample.weight, plan.column_parts);
         std::int8_t* weights = Writable(plan.ByteWeights()) + 8 * static_cast<std::ptrdiff_t>(x);
         for (int i = 0; i < 8; i += 2) {
-            weights[i] = static_cast<std::int8_t>(16 - second);
-            weights[i + 1] = second;
+            weights[i] = static_cast<std::int8_t>(plan.column_parts - second);
+            weights[i + 1] = static_cast<std::int8_t>(second);
         }
     }
     for (std::int32_t first = 0; first < columns; first += resize_group) PlanGroup(plan, first);
@@ -110,7 +143,6 @@ void PlanRows(ResizePlan& plan) {
         const Sample sample = Locate(y, plan.source.height, plan.destination.height);
         Writable(plan.RowIndexes())[y] = sample.index;
         Writable(plan.RowWeights())[y] = sample.weight;
-        if (!WholeSixteenths(sample.weight)) plan.sixteenths = 0;
     }
 }
 
@@ -151,7 +183,7 @@ public:
         Make(upper, first);
         if (second != first) Make(lower, second);
         const Sample* below = second != first ? lower.samples : upper.samples;
-        kernel.rows(upper.samples, below, weight, destination, plan.destination.width);
+        kernel.rows(plan, upper.samples, below, weight, destination);
     }
 
 private:
@@ -201,6 +233,7 @@ std::int32_t ResizeInit(PixelSize source, PixelSize destination, void* plan) {
     if (plan == nullptr) return pixel_null_pointer;
     if (Bad(source, destination)) return pixel_bad_size;
     auto& made = *new (plan) ResizePlan(Header(source, destination));
+    PlanParts(made);
     PlanColumns(made);
     PlanRows(made);
     return pixel_done;
@@ -230,8 +263,9 @@ std::int32_t ResizeBilinearBgra(const std::uint8_t* source, std::int32_t source_
     const std::uintptr_t place = reinterpret_cast<std::uintptr_t>(work_buffer);
     std::byte* memory = static_cast<std::byte*>(work_buffer) + (row_alignment - place % row_alignment) % row_alignment;
     const pixel::Kernels& kernels = pixel::SelectedKernels();
-    if (made.sixteenths != 0 && kernels.resize_sixteenths.columns != nullptr) {
-        Resize(made, kernels.resize_sixteenths, source, source_step, destination, destination_step, memory);
+    if (made.Parts() && kernels.resize_parts.columns != nullptr) {
+        const auto& kernel = made.Sixteenths() ? kernels.resize_sixteenths : kernels.resize_parts;
+        Resize(made, kernel, source, source_step, destination, destination_step, memory);
     } else {
         Resize(made, kernels.resize, source, source_step, destination, destination_step, memory);
     }

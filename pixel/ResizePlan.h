@@ -19,9 +19,13 @@ struct ResizePlan {
     std::uint32_t magic;
     PixelSize source;
     PixelSize destination;
-    // Whether all weights of both axes are whole sixteenths. Then 16-bit integers give the very results of the floats, for
-    // none of the sums needs more than 16 bits.
-    std::int32_t sixteenths;
+    // What all weights of an axis are whole parts of: 6 where they are sixths. If both axes' divide 16, both are 16. 0 where the
+    // sums of integers would not fit 16 bits.
+    std::int32_t column_parts;
+    std::int32_t row_parts;
+    // For a sum in `column_parts * row_parts`: (sum + half) * factor >> (16 + shift) is the nearest whole number.
+    std::int32_t part_factor;
+    std::int32_t part_shift;
     // Whether each group draws on `resize_window` source pixels at most.
     std::int32_t compact;
     // From group 1 to before this one, all groups have the samples and weights of group 1, and windows that start
@@ -38,8 +42,12 @@ struct ResizePlan {
     // For compact plans: the first source pixel of each group's window, and within the window the two samples of each column.
     const std::int32_t* GroupStarts() const { return At<std::int32_t>(GroupPlace()); }
     const std::int32_t* GroupSamples() const { return At<std::int32_t>(GroupPlace() + Columns() / resize_group); }
-    // For sixteenths: the weights of both samples of each column, once per channel.
+    // Unless `column_parts` is 0: the weights of both samples of each column, in parts, once per channel.
     const std::int8_t* ByteWeights() const { return At<std::int8_t>(GroupPlace() + Columns() / resize_group + 2 * Columns()); }
+
+    // Sixteenths are exact in floats too, and so give the very results of the floats.
+    bool Sixteenths() const { return column_parts == 16 && row_parts == 16; }
+    bool Parts() const { return column_parts != 0; }
 
     std::int64_t Columns() const {
         return (static_cast<std::int64_t>(destination.width) + 2 * resize_group - 1) / (2 * resize_group) * (2 * resize_group);

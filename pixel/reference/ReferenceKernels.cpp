@@ -119,7 +119,8 @@ void ResizeColumns(const ResizePlan& plan, const std::uint8_t* source, float* ro
     }
 }
 
-void ResizeBetweenRows(const float* upper, const float* lower, float weight, std::uint8_t* destination, std::int32_t width) {
+void ResizeBetweenRows(const ResizePlan& plan, const float* upper, const float* lower, float weight, std::uint8_t* destination) {
+    const std::int32_t width = plan.destination.width;
     for (std::int64_t i = 0; i < 4 * static_cast<std::int64_t>(width); ++i) {
         // In the default rounding mode, which nothing here changes, ties go to the even number.
         destination[i] = Saturate(static_cast<std::int32_t>(std::lrintf(upper[i] + (lower[i] - upper[i]) * weight)));
@@ -141,6 +142,7 @@ const Kernels reference_kernels{
     .fill_alpha = FillAlphaRow,
     .resize = {ResizeColumns, ResizeBetweenRows},
     .resize_sixteenths = {nullptr, nullptr},
+    .resize_parts = {nullptr, nullptr},
 };
 
 }  // namespace Vimbrel::pixel

@@ -78,7 +78,7 @@ HWY_INLINE void PremultiplyBlock(const std::uint8_t* source, std::uint8_t* desti
     static constexpr std::uint8_t alphas[16] = {0x80, 3, 0x80, 3, 0x80, 7, 0x80, 7, 0x80, 11, 0x80, 11, 0x80, 15, 0x80, 15};
     const ByteVec pixels = hn::LoadU(bytes, source);
     const DwordVec alpha = hn::BitCast(dwords, hn::TableLookupBytesOr0(pixels, EachBlock(alphas)));
-    const auto products = [&](const std::uint8_t (&order)[16], std::uint32_t set) HWY_ATTR {
+    const auto products = [&](const std::uint8_t(&order)[16], std::uint32_t set) HWY_ATTR {
         const WordVec colors = hn::BitCast(words, hn::TableLookupBytes(pixels, EachBlock(order)));
         return hn::MulHigh(colors, hn::BitCast(words, hn::Or(alpha, hn::Set(dwords, set))));
     };

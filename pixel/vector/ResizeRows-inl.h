@@ -1,5 +1,5 @@
 // The two steps of the bilinear resize: within a source row, and between two rows so made. Each exists for floats and, by
-// plans whose weights are sixteenths, for 16-bit integers.
+// plans whose weights are whole parts, for 16-bit integers.
 #if defined(VIMBREL_PIXEL_RESIZE_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef VIMBREL_PIXEL_RESIZE_ROWS_INL_H
 #undef VIMBREL_PIXEL_RESIZE_ROWS_INL_H
@@ -184,14 +184,14 @@ HWY_INLINE void PutRow(const Sample* upper, const Sample* lower, Weight weight, 
     std::memcpy(destination, rest, 4 * static_cast<std::size_t>(width - x));
 }
 
-inline void FloatRows(const float* upper, const float* lower, float weight, std::uint8_t* destination, std::int32_t width) {
-    PutRow(upper, lower, hn::Set(floats, weight), destination, width, FloatBlock);
+inline void FloatRows(const ResizePlan& plan, const float* upper, const float* lower, float weight, std::uint8_t* destination) {
+    PutRow(upper, lower, hn::Set(floats, weight), destination, plan.destination.width, FloatBlock);
 }
 
 // Left and right bytes of each of two columns side by side.
 constexpr std::uint8_t zipped_columns[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
 
-// By sixteenths: both bytes of a column and channel multiplied by their weights and summed.
+// By parts: both bytes of a column and channel multiplied by their weights and summed.
 HWY_INLINE void WeighColumns(ByteVec samples, const std::int8_t* weights, std::uint16_t* row) {
     const ByteVec zipped = hn::TableLookupBytes(samples, EachBlock(zipped_columns));
     hn::StoreU(hn::BitCast(words, PairSums(zipped, hn::LoadU(signed_bytes, weights))), words, row);
@@ -199,8 +199,8 @@ HWY_INLINE void WeighColumns(ByteVec samples, const std::int8_t* weights, std::u
 
 // From one column to before another, both of which begin two groups.
 template <bool compact>
-HWY_INLINE void SixteenthColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
-                                      std::uint16_t* row) {
+HWY_INLINE void PartColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
+                                 std::uint16_t* row) {
     const ColumnTables tables(plan);
     const std::int8_t* weights = plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from);
     row += 4 * static_cast<std::ptrdiff_t>(from);
@@ -229,8 +229,8 @@ HWY_INLINE hn::Vec256<std::int16_t> GroupPairSums(hn::Vec256<std::uint8_t> sampl
 }
 
 // The groups that are all alike, with their samples' order and weights at hand.
-HWY_INLINE void UniformSixteenthGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
-                                       std::uint16_t* row) {
+HWY_INLINE void UniformPartGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
+                                  std::uint16_t* row) {
     constexpr hn::Full256<std::uint8_t> group_bytes;
     constexpr hn::Full256<std::uint32_t> group_dwords;
     const auto order = hn::SetTableIndices(group_dwords, plan.GroupSamples() + 2 * static_cast<std::ptrdiff_t>(from));
@@ -247,10 +247,10 @@ HWY_INLINE void UniformSixteenthGroups(const ResizePlan& plan, const std::uint8_
 }
 #endif
 
-inline void SixteenthColumns(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
+inline void PartColumns(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row) {
     const auto columns = static_cast<std::int32_t>(plan.Columns());
     if (plan.compact == 0) {
-        SixteenthColumnGroups<false>(plan, source, 0, columns, row);
+        PartColumnGroups<false>(plan, source, 0, columns, row);
         return;
     }
     std::int32_t done = 0;
@@ -258,12 +258,12 @@ inline void SixteenthColumns(const ResizePlan& plan, const std::uint8_t* source,
     constexpr std::int32_t step = 2 * resize_group;
     const std::int32_t uniform_end = plan.uniform_end * resize_group / step * step;
     if (uniform_end > step) {
-        SixteenthColumnGroups<true>(plan, source, 0, step, row);
-        UniformSixteenthGroups(plan, source, step, uniform_end, row);
+        PartColumnGroups<true>(plan, source, 0, step, row);
+        UniformPartGroups(plan, source, step, uniform_end, row);
         done = uniform_end;
     }
 #endif
-    SixteenthColumnGroups<true>(plan, source, done, columns, row);
+    PartColumnGroups<true>(plan, source, done, columns, row);
 }
 
 // Puts right the columns of two vectors of words, packed together to one of bytes.
@@ -292,9 +292,38 @@ HWY_INLINE ByteVec SixteenthBlock(const std::uint16_t* upper, const std::uint16_
     return Reorder(packed, packed_word_order);
 }
 
-inline void SixteenthRows(const std::uint16_t* upper, const std::uint16_t* lower, float weight, std::uint8_t* destination,
-                          std::int32_t width) {
-    PutRow(upper, lower, hn::Set(words, static_cast<std::uint16_t>(weight * 16)), destination, width, SixteenthBlock);
+inline void SixteenthRows(const ResizePlan& plan, const std::uint16_t* upper, const std::uint16_t* lower, float weight,
+                          std::uint8_t* destination) {
+    PutRow(upper, lower, hn::Set(words, static_cast<std::uint16_t>(weight * 16)), destination, plan.destination.width, SixteenthBlock);
+}
+
+// What it takes to interpolate between rows by other parts.
+struct PartWeights {
+    WordVec upper, lower, half, factor;
+    int shift;
+};
+
+// Rounded to the nearest whole number, halves up. (The floats round a half to either side, as their weights happen to be.)
+HWY_INLINE SignedWordVec BetweenParts(const std::uint16_t* upper, const std::uint16_t* lower, PartWeights weights) {
+    const WordVec above = hn::Mul(hn::LoadU(words, upper), weights.upper);
+    const WordVec below = hn::Mul(hn::LoadU(words, lower), weights.lower);
+    const WordVec sum = hn::Add(hn::Add(above, below), weights.half);
+    return hn::BitCast(signed_words, hn::ShiftRightSame(hn::MulHigh(sum, weights.factor), weights.shift));
+}
+
+HWY_INLINE ByteVec PartBlock(const std::uint16_t* upper, const std::uint16_t* lower, PartWeights weights) {
+    constexpr std::int32_t n = vector_bytes / 2;
+    const ByteVec packed = SaturatedBytes(BetweenParts(upper, lower, weights), BetweenParts(upper + n, lower + n, weights));
+    return Reorder(packed, packed_word_order);
+}
+
+inline void PartRows(const ResizePlan& plan, const std::uint16_t* upper, const std::uint16_t* lower, float weight,
+                     std::uint8_t* destination) {
+    const auto all = [](std::int32_t value) HWY_ATTR { return hn::Set(words, static_cast<std::uint16_t>(value)); };
+    const auto second = static_cast<std::int32_t>(weight * static_cast<float>(plan.row_parts) + 0.5F);
+    const PartWeights weights{all(plan.row_parts - second), all(second), all(plan.column_parts * plan.row_parts / 2), all(plan.part_factor),
+                              plan.part_shift};
+    PutRow(upper, lower, weights, destination, plan.destination.width, PartBlock);
 }
 
 }  // namespace Vimbrel::pixel::HWY_NAMESPACE

@@ -32,7 +32,8 @@ constexpr Kernels VectorVariant(const char* name) {
         .premultiply = PremultiplyRow,
         .fill_alpha = FillAlphaRow,
         .resize = {FloatColumns, FloatRows},
-        .resize_sixteenths = {SixteenthColumns, SixteenthRows},
+        .resize_sixteenths = {PartColumns, SixteenthRows},
+        .resize_parts = {PartColumns, PartRows},
     };
 }
 

@@ -1,8 +1,11 @@
 // The conversions behind one signature, so that tests can run through them all, and pictures with guarded ends.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "pixel/KernelSelection.h"
@@ -148,6 +151,20 @@ inline const std::vector<Conversion>& AllConversions() {
          false},
     };
     return all;
+}
+
+// How far a variant may be from the reference: by AVX2 and SSE4 the studio matrix is rounded.
+inline int Tolerance(const pixel::Kernels& kernels, const Conversion& conversion) {
+    const std::string by = kernels.name;
+    const std::string name = conversion.name;
+    return (by == "avx2" || by == "sse4") && (name == "YUY2" || name == "NV12" || name == "YV12") ? 1 : 0;
+}
+
+// The place of the first byte that is off by more than that, or the size.
+inline std::size_t FirstBeyond(const std::vector<std::uint8_t>& got, const std::vector<std::uint8_t>& expected, int tolerance) {
+    const auto place = std::mismatch(got.begin(), got.end(), expected.begin(),
+                                     [=](std::uint8_t a, std::uint8_t b) { return std::abs(int{a} - int{b}) <= tolerance; });
+    return static_cast<std::size_t>(place.first - got.begin());
 }
 
 }  // namespace Vimbrel::test

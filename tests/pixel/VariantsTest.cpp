@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -57,9 +58,9 @@ void ExpectSameAsReference(const Conversion& conversion, PixelSize size, const A
             std::int32_t code = 0;
             const std::vector<std::uint8_t> got = convert(*kernels, code);
             ASSERT_EQ(code, expected_code);
-            ASSERT_TRUE(got == expected) << conversion.name << " by " << kernels->name << ", " << size.width << " x " << size.height
-                                         << ", padding " << arrangement.padding << ", first difference at byte "
-                                         << std::mismatch(got.begin(), got.end(), expected.begin()).first - got.begin();
+            ASSERT_EQ(FirstBeyond(got, expected, Tolerance(*kernels, conversion)), got.size())
+                << conversion.name << " by " << kernels->name << ", " << size.width << " x " << size.height << ", padding "
+                << arrangement.padding;
         }
     }
 }
@@ -78,6 +79,8 @@ TEST(Variants, EqualTheReferenceAtAllWidths) {
             ExpectSameAsReference(conversion, {width, 3}, {3, true, true, false});
             if (HasFatalFailure()) return;
         }
+        // Large enough for its rows to be written one by one, and with a rest of a vector.
+        if (conversion.halves_rows) ExpectSameAsReference(conversion, {2058, 2050}, {0, true, false, false});
     }
 }
 
@@ -118,12 +121,13 @@ struct Colors {
     }
 };
 
-TEST(Variants, EqualTheReferenceForEveryColor) {
+TEST(Variants, EveryColor) {
     const std::size_t count = 4 * 256 * 512;
     std::vector<std::uint8_t> expected(count);
     std::vector<std::uint8_t> got(count);
     for (const Conversion& conversion : AllConversions()) {
         if (!conversion.halves_rows && conversion.sources != PairsLayout) continue;
+        std::map<const pixel::Kernels*, std::size_t> differing;
         for (int cr = 0; cr < 256; ++cr) {
             const Colors colors(conversion, static_cast<std::uint8_t>(cr));
             const auto convert = [&](const pixel::Kernels& kernels, std::vector<std::uint8_t>& result) {
@@ -134,8 +138,14 @@ TEST(Variants, EqualTheReferenceForEveryColor) {
             for (const pixel::Kernels* kernels : RunnableKernels()) {
                 if (kernels == &pixel::reference_kernels) continue;
                 convert(*kernels, got);
-                ASSERT_TRUE(got == expected) << conversion.name << " by " << kernels->name << ", Cr " << cr;
+                ASSERT_EQ(FirstBeyond(got, expected, Tolerance(*kernels, conversion)), count)
+                    << conversion.name << " by " << kernels->name << ", Cr " << cr;
+                for (std::size_t i = 0; i < count; ++i) differing[kernels] += got[i] != expected[i] ? 1 : 0;
             }
+        }
+        // Of the three colours of all of them, less than one in 250 is rounded the other way.
+        for (const auto& [kernels, number] : differing) {
+            EXPECT_LT(number, 256 * count * 3 / 4 / 250) << conversion.name << " by " << kernels->name;
         }
     }
 }
