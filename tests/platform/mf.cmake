@@ -1,0 +1,3 @@
+vimbrel_add_tests(mf_tests
+    EventQueueTest.cpp
+)
