@@ -1,7 +1,7 @@
 // A doubly-linked list around one sentinel node, which stands behind the last value.
 #pragma once
 
-#include <winerror.h>
+#include <unknwn.h>
 
 #include <cstddef>
 #include <new>

@@ -113,7 +113,8 @@ HRESULT MFMemorySource::Pause() {
 HRESULT MFMemorySource::Shutdown() {
     {
         const std::lock_guard guard(mutex);
-        ClearPending();
+        // The end that was put in stays: somebody may wait for it with the section held. Nothing else would wake him, by design.
+        DropBlocks();
     }
     const CriticalSectionLock lock(critical_section);
     if (state == STATE_SHUT_DOWN) return MF_E_SHUTDOWN;
@@ -132,6 +133,8 @@ HRESULT MFMemorySource::Shutdown() {
     started_event = nullptr;
     state = STATE_SHUT_DOWN;
     const std::lock_guard guard(mutex);
+    DropBlocks();
+    pending.clear();
     delivered_count = nullptr;
     dropped_count = nullptr;
     return S_OK;
@@ -210,21 +213,21 @@ void MFMemorySource::SetSample(bool video, const void* data, unsigned size, unsi
     }
     const std::lock_guard guard(mutex);
     // The end overtakes what waits, by design: a recorder that stops does not work on.
-    if (record->size == 0) ClearPending();
+    if (record->size == 0) {
+        DropBlocks();
+        pending.clear();
+    }
     pending.push_back(std::move(record));
     record_ready.notify_all();
 }
 
-void MFMemorySource::ClearPending() {
+void MFMemorySource::DropBlocks() {
     std::uint64_t frames = 0;
-    for (const auto& record : pending) frames += record->video;
+    std::erase_if(pending, [&](const auto& record) {
+        frames += record->video;
+        return record->size != 0;
+    });
     if (dropped_count) *dropped_count += frames;
-    pending.clear();
-}
-
-void MFMemorySource::CountVideo(std::uint64_t delivered, std::uint64_t dropped) {
-    if (delivered_count) *delivered_count += delivered;
-    if (dropped_count) *dropped_count += dropped;
 }
 
 HRESULT MFMemorySource::QueueOperationOf(SourceOp::Operation operation) {
@@ -405,7 +408,8 @@ HRESULT MFMemorySource::DeliverRecord(const sample_record& record) {
     };
     HRESULT hr = make_sample();
     if (SUCCEEDED(hr)) hr = stream->Deliver(sample.Get());
-    if (FAILED(hr)) CountVideo(0, record.video);
+    std::atomic<std::uint64_t>* const count = SUCCEEDED(hr) ? delivered_count : dropped_count;
+    if (record.video && count) ++*count;
     return hr;
 }
 

@@ -53,7 +53,7 @@ public:
     HRESULT BuildStreams();
     // Signalled when the first block is asked for. Not owned.
     void SetStartedEvent(HANDLE event);
-    // Where frames given to the pipeline, and frames lost, are counted until Shutdown. Not owned.
+    // Where frames that have left the queue for their stream, and frames lost, are counted until Shutdown. Not owned.
     void SetVideoCounters(std::atomic<std::uint64_t>* delivered, std::atomic<std::uint64_t>* dropped);
 
     // Copies `size` bytes into the queue. With size 0 it is the end of all streams, and drops what still waits. Never waits.
@@ -61,7 +61,6 @@ public:
 
     // For the streams, with the section held.
     HRESULT QueueOperationOf(SourceOp::Operation operation);
-    void CountVideo(std::uint64_t delivered, std::uint64_t dropped);
 
 private:
     explicit MFMemorySource(std::shared_ptr<CriticalSection> section);
@@ -82,7 +81,7 @@ private:
     HRESULT Pump();
     HRESULT DeliverRecord(const sample_record& record);
     std::unique_ptr<sample_record> WaitForRecord();
-    void ClearPending();  // with the mutex held
+    void DropBlocks();  // all of `pending` but the end; with the mutex held
 
     const std::shared_ptr<CriticalSection> section;
     // What follows is guarded by the section, but for what has another lock beside it.

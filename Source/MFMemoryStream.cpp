@@ -87,7 +87,7 @@ void MFMemoryStream::Activate(bool on) {
     if (IsActive() == on) return;
     active = on;
     if (on) return;
-    ClearSamples();
+    samples.Clear();
     requests.Clear();
 }
 
@@ -108,7 +108,7 @@ HRESULT MFMemoryStream::Pause() {
 HRESULT MFMemoryStream::Stop() {
     if (state == STATE_SHUT_DOWN) return S_OK;
     requests.Clear();
-    ClearSamples();
+    samples.Clear();
     state = STATE_STOPPED;
     return event_queue->QueueEventParamVar(MEStreamStopped, GUID_NULL, S_OK, nullptr);
 }
@@ -127,7 +127,7 @@ void MFMemoryStream::Shutdown() {
     if (state == STATE_SHUT_DOWN) return;
     state = STATE_SHUT_DOWN;
     event_queue->Shutdown();
-    ClearSamples();
+    samples.Clear();
     requests.Clear();
     descriptor.Reset();
     event_queue.Reset();
@@ -150,7 +150,6 @@ HRESULT MFMemoryStream::AnswerRequests() {
         // Dropped by design: tokens count the requests and are not attached to the samples.
         requests.PopFront(token.Put());
         const HRESULT hr = event_queue->QueueEventParamUnk(MEMediaSample, GUID_NULL, S_OK, sample.Get());
-        if (is_video) source->CountVideo(SUCCEEDED(hr) ? 1 : 0, SUCCEEDED(hr) ? 0 : 1);
         if (FAILED(hr)) return hr;
     }
     if (samples.IsEmpty() && end_of_stream) {
@@ -162,11 +161,6 @@ HRESULT MFMemoryStream::AnswerRequests() {
 
 void MFMemoryStream::ReportError(HRESULT status) {
     if (state != STATE_SHUT_DOWN) source->QueueEvent(MEError, GUID_NULL, status, nullptr);
-}
-
-void MFMemoryStream::ClearSamples() {
-    if (is_video) source->CountVideo(0, samples.Count());
-    samples.Clear();
 }
 
 }  // namespace Vimbrel

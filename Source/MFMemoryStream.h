@@ -60,7 +60,6 @@ private:
     HRESULT Dispatch();
     HRESULT AnswerRequests();
     void ReportError(HRESULT status);
-    void ClearSamples();
 
     MFMemorySource* source;  // not counted
     const std::shared_ptr<CriticalSection> critical_section;
