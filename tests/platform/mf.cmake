@@ -2,5 +2,6 @@ vimbrel_add_tests(mf_tests
     EventQueueTest.cpp
     MediaSessionTest.cpp
     Mp4TestKit.cpp
+    ../support/Mp4Kit.cpp
     TestSource.cpp
 )

@@ -91,7 +91,7 @@ protected:
                          audio ? Type(MFMediaType_Audio, MFAudioFormat_PCM).Get() : nullptr);
         ASSERT_GE(source->BuildStreams(), 0);
         source->SetStartedEvent(started);
-        source->SetVideoCounters(&delivered, &dropped);
+        source->SetCounters(true, {&delivered, &dropped});
         events = MakeCom<EventListener>(source.Get());
         ASSERT_GE(events->Listen(), 0);
     }
