@@ -1,7 +1,9 @@
 vimbrel_add_tests(mf_tests
     EventQueueTest.cpp
+    MediaObjectsTest.cpp
     MediaSessionTest.cpp
     Mp4TestKit.cpp
     ../support/Mp4Kit.cpp
     TestSource.cpp
+    WorkQueueTest.cpp
 )

@@ -141,7 +141,10 @@ HRESULT PresentationReader::HandleStreamEvent(std::size_t track, IMFMediaEvent& 
     HRESULT hr = event.GetType(&type);
     if (SUCCEEDED(hr)) hr = event.GetStatus(&status);
     if (FAILED(hr)) return hr;
-    if (FAILED(status)) return status;
+    if (FAILED(status)) {
+        Fail(status);
+        return S_OK;
+    }
     switch (type) {
         case MEStreamStarted:
             RequestNow(track);
