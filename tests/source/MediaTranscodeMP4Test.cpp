@@ -2,8 +2,9 @@
 // is tested with the pipeline.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <mmreg.h>
 #include <objbase.h>
+
+#include <mmreg.h>
 
 #include <cmath>
 #include <fstream>
