@@ -268,15 +268,15 @@ TEST_F(MediaTranscodeMP4Test, OneMediumWithoutTheOther) {
 }
 
 TEST_F(MediaTranscodeMP4Test, StopDropsWhatWaitsAndIsQuick) {
-    const auto recorder = Make({.width = 640, .height = 360});
-    const Scene scene = {.width = 640, .height = 360};
+    const Scene scene = {.width = 160, .height = 90};
+    const auto recorder = Make(scene);
     ASSERT_TRUE(recorder->Create(Name()));
     // Samples are taken from Create on.
     PushSine(*recorder, scene, 1);
     const Bytes frame = Frame(scene, 0);
     PushFrame(*recorder, scene, frame, 0);
     ASSERT_TRUE(recorder->Start());
-    constexpr int count = 2000;
+    constexpr int count = 3000;
     for (int i = 1; i < count; ++i) PushFrame(*recorder, scene, frame, scene.FrameTime(i));
     const auto start = std::chrono::steady_clock::now();
     recorder->Stop();
