@@ -11,7 +11,7 @@ std::unique_ptr<SoundMixer> SoundMixer::Open(const std::vector<SoundDescription>
     for (const SoundDescription& description : descriptions) {
         files.push_back(SoundFile::Open(description.file, error));
         if (!files.back()) {
-            error = description.place + ".file: " + error;
+            error.insert(0, description.place + ".file: ");
             return nullptr;
         }
         if (files.back()->Rate() % 48000 == 0) mixer->rate = 48000;
