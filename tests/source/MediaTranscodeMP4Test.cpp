@@ -420,7 +420,7 @@ Possessions Count() {
 
 TEST_F(MediaTranscodeMP4Test, ManyRoundsLeaveNothingBehind) {
     // In memory: waiting for the disk would take most of the time.
-    const std::wstring name = L"/dev/shm/vimbrel-recorder-test.mp4";
+    const std::wstring name = L"/dev/shm/" + folder.path.filename().wstring() + L".mp4";
     const Scene scene = {.width = 16, .height = 16};
     const Bytes frame = Frame(scene, 0);
     const auto round = [&](int number) {
