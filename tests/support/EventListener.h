@@ -10,7 +10,6 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <string>
 #include <vector>
 
 #include "com/ComObject.h"
