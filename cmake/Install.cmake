@@ -14,11 +14,12 @@ install(FILES ${CMAKE_BINARY_DIR}/generated/vimbrel/Export.h DESTINATION ${CMAKE
 
 set(VIMBREL_PC_PLATFORM_CFLAGS "")
 if(NOT WIN32)
-    # What applications need of the system's names. windows.h with its parts and mmsystem.h are the library's own business: their names are
-    # too common to stand on an application's include path.
+    # What applications need of the system's names. windows.h with its parts, mmsystem.h and the media pipeline are the library's own
+    # business: names too common to stand on an application's include path, or functions that are not exported.
     install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vimbrel/platform FILES_MATCHING PATTERN "*.h"
         PATTERN "windows.h" EXCLUDE PATTERN "mmsystem.h" EXCLUDE
-        PATTERN "wincon.h" EXCLUDE PATTERN "fileapi.h" EXCLUDE PATTERN "debugapi.h" EXCLUDE)
+        PATTERN "wincon.h" EXCLUDE PATTERN "fileapi.h" EXCLUDE PATTERN "debugapi.h" EXCLUDE
+        PATTERN "wingdi.h" EXCLUDE PATTERN "mf*.h" EXCLUDE)
     set(VIMBREL_PC_PLATFORM_CFLAGS " -I\${includedir}/vimbrel/platform")
 endif()
 

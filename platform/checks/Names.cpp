@@ -9,28 +9,14 @@
 #include <objbase.h>
 #include <propidl.h>
 
-#include <cstddef>
-
 // The imaging header declares its identifiers through this macro; as constant expressions they can be compared here.
 #undef DEFINE_GUID
 #define DEFINE_GUID(name, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8) constexpr GUID name = {l, w1, w2, {b1, b2, b3, b4, b5, b6, b7, b8}}
 #include <wincodec.h>
 
+#include "NameChecks.h"
+
 namespace {
-
-constexpr bool Same(const GUID& a, const GUID& b) {
-    for (int i = 0; i < 8; ++i) {
-        if (a.Data4[i] != b.Data4[i]) return false;
-    }
-    return a.Data1 == b.Data1 && a.Data2 == b.Data2 && a.Data3 == b.Data3;
-}
-
-#define GUID_IS(name, l, w1, w2, ...) static_assert(Same(name, GUID{l, w1, w2, {__VA_ARGS__}}), #name)
-#define INTERFACE_IS(type, l, w1, w2, ...) static_assert(Same(__uuidof(type), GUID{l, w1, w2, {__VA_ARGS__}}), #type)
-#define VALUE_IS(name, value) static_assert(static_cast<unsigned long long>(name) == (value), #name)
-#define RESULT_IS(name, value) static_assert(static_cast<unsigned>(name) == (value), #name)
-#define SIZE_IS(type, size) static_assert(sizeof(type) == (size), #type)
-#define OFFSET_IS(type, member, offset) static_assert(offsetof(type, member) == (offset), #type "::" #member)
 
 INTERFACE_IS(IUnknown, 0x00000000, 0x0000, 0x0000, 0xc0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46);
 INTERFACE_IS(ISequentialStream, 0x0c733a30, 0x2a1c, 0x11ce, 0xad, 0xe5, 0x00, 0xaa, 0x00, 0x44, 0x77, 0x3d);

@@ -13,6 +13,7 @@ enum VARENUM : VARTYPE {
     VT_R4 = 4,
     VT_R8 = 5,
     VT_BOOL = 11,
+    VT_UNKNOWN = 13,
     VT_UI1 = 17,
     VT_UI2 = 18,
     VT_UI4 = 19,
@@ -48,6 +49,7 @@ struct PROPVARIANT {
         CLSID* puuid;
         LPSTR pszVal;
         LPWSTR pwszVal;
+        IUnknown* punkVal;
         CAUB caub;
     };
 };
@@ -58,8 +60,12 @@ inline void PropVariantInit(PROPVARIANT* value) { *value = PROPVARIANT{}; }
 
 extern "C" {
 
-// Frees what the value owns with CoTaskMemFree and makes it VT_EMPTY. E_INVALIDARG for a type outside VARENUM, which is then
-// emptied all the same; S_OK for null.
+// Frees what the value owns with CoTaskMemFree, or releases it, and makes it VT_EMPTY. E_INVALIDARG for a type outside VARENUM, which is
+// then emptied all the same; S_OK for null.
 VIMBREL_API HRESULT WINAPI PropVariantClear(PROPVARIANT* value);
+
+// Overwrites `target`, whatever it holds, with a copy that owns what it points to; of an interface it adds a reference. A
+// failure leaves VT_EMPTY: E_OUTOFMEMORY, or E_INVALIDARG for a type outside VARENUM.
+VIMBREL_API HRESULT WINAPI PropVariantCopy(PROPVARIANT* target, const PROPVARIANT* source);
 
 }  // extern "C"

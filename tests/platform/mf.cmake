@@ -1,0 +1,6 @@
+vimbrel_add_tests(mf_tests
+    EventQueueTest.cpp
+    MediaSessionTest.cpp
+    Mp4TestKit.cpp
+    TestSource.cpp
+)
