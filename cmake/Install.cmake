@@ -19,7 +19,7 @@ if(NOT WIN32)
     install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vimbrel/platform FILES_MATCHING PATTERN "*.h"
         PATTERN "windows.h" EXCLUDE PATTERN "mmsystem.h" EXCLUDE
         PATTERN "wincon.h" EXCLUDE PATTERN "fileapi.h" EXCLUDE PATTERN "debugapi.h" EXCLUDE
-        PATTERN "wingdi.h" EXCLUDE PATTERN "mf*.h" EXCLUDE)
+        PATTERN "heapapi.h" EXCLUDE PATTERN "synchapi.h" EXCLUDE PATTERN "wingdi.h" EXCLUDE PATTERN "mf*.h" EXCLUDE)
     set(VIMBREL_PC_PLATFORM_CFLAGS " -I\${includedir}/vimbrel/platform")
 endif()
 

@@ -68,6 +68,26 @@ struct TranscodeStatistics {
 // May be called at any time, on any thread.
 VIMBREL_API TranscodeStatistics GetTranscodeStatistics(const MediaTranscode& recorder);
 
+// An MP4 file with H.264 (Main profile) and AAC, or with AAC alone if `audio_only`. It plays up to its last two seconds even if the program
+// is killed.
+//
+// SetVideoOutputFormat: pixels; width and height must be even, and every frame must have that size: frames are neither scaled nor turned.
+// SetVideoFps: a fraction, 25/1 at first; it goes by the times of the frames, which may vary. SetVideoQuality: 0, 1 (at first) or 2, for 2, 5 or
+// 10 bits a second and pixel; a greater number is a better picture. SetAudioOutputFormat: the format of what SetAudioSample gets; null or no
+// channels (at first) for no sound. The file gets 48000 Hz, or 44100 Hz if the format has another rate, and the format's channels if they are 1,
+// 2 or 6, else 2, at 96 kbit/s.
+//
+// Create makes the file; false, with the cause in the log, if it cannot be made or the formats do not fit. Start waits until the encoders run
+// and Stop until the file is whole; both take and dispatch the calling thread's messages meanwhile, and have no time limit. What still waits for the
+// encoder when Stop is called is dropped (GetTranscodeStatistics tells when nothing waits). Afterwards Create may be called again. On Windows the
+// thread of Create, Start and Stop has called CoInitializeEx; the media platform (MFStartup) is started by the recorder itself.
+//
+// SetVideoSample: rows top down, `stride` exactly width * 4. SetAudioSample: whole sample frames. Both copy and never wait, and each medium may
+// come from its own thread; how much may wait for the encoder is not limited. Times count from the first sample of each medium, so both media
+// should begin together. Samples are taken from Create to Stop. Any other sample is a mistake that debug builds assert on and others drop.
+// Sound without a format set ends the recording.
+VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_only);
+
 // An animated GIF that repeats for ever, one palette a frame. Sound is ignored.
 //
 // SetVideoOutputFormat: the box in pixels into which the first frame is fitted, its shape kept; all frames are scaled to that

@@ -38,6 +38,10 @@ using LPCVOID = const void*;
 using HANDLE = void*;
 using HMODULE = struct HINSTANCE__*;
 using FARPROC = std::intptr_t (*)();
+using HWND = struct HWND__*;
+using WPARAM = std::uintptr_t;
+using LPARAM = std::intptr_t;
+using LRESULT = std::intptr_t;
 
 struct FILETIME {
     DWORD dwLowDateTime;
@@ -58,6 +62,11 @@ union ULARGE_INTEGER {
         DWORD HighPart;
     } u;
     ULONGLONG QuadPart;
+};
+
+struct POINT {
+    LONG x;
+    LONG y;
 };
 
 #define STDMETHODCALLTYPE

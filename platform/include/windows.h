@@ -1,11 +1,14 @@
-// Clocks, thread ids, the main module, the console, the debugger, log files. Inside the library only; applications do not
-// get this header.
+// Clocks, thread ids, the main module, the console, the debugger, log files, locks, events, messages. Inside the library only;
+// applications do not get this header.
 #pragma once
 
 #include "debugapi.h"
 #include "fileapi.h"
+#include "heapapi.h"
+#include "synchapi.h"
 #include "wincon.h"
 #include "winerror.h"
+#include "winuser.h"
 
 extern "C" {
 

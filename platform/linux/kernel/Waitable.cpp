@@ -1,0 +1,60 @@
+#include "platform/linux/kernel/Waitable.h"
+
+#include <windows.h>
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+
+namespace Vimbrel {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// For poll: never less than what is left, so that a wait does not end early.
+int PollTime(DWORD milliseconds, Clock::time_point deadline) {
+    if (milliseconds == INFINITE) return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT32_MAX));
+}
+
+}  // namespace
+
+Waitable* Waitable::Of(HANDLE handle) {
+    if (!handle || handle == INVALID_HANDLE_VALUE) return nullptr;
+    return dynamic_cast<Waitable*>(static_cast<KernelObject*>(handle));
+}
+
+DWORD WaitForFirst(Waitable* const* objects, DWORD count, int descriptor, DWORD milliseconds) {
+    pollfd watched[MAXIMUM_WAIT_OBJECTS];
+    if (count >= MAXIMUM_WAIT_OBJECTS) return WAIT_FAILED;
+    for (DWORD i = 0; i < count; ++i) {
+        if (!objects[i]) return WAIT_FAILED;
+        watched[i] = {objects[i]->Descriptor(), POLLIN, 0};
+    }
+    watched[count] = {descriptor, POLLIN, 0};
+    const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+    for (;;) {
+        const int ready = poll(watched, count + 1, PollTime(milliseconds, deadline));
+        if (ready < 0) {
+            if (errno == EINTR) continue;
+            return WAIT_FAILED;
+        }
+        for (DWORD i = 0; i < count; ++i) {
+            // Another thread may have taken the signal since.
+            if (watched[i].revents != 0 && objects[i]->TryTake()) return WAIT_OBJECT_0 + i;
+        }
+        if (watched[count].revents != 0) return WAIT_OBJECT_0 + count;
+        if (milliseconds != INFINITE && Clock::now() >= deadline) return WAIT_TIMEOUT;
+    }
+}
+
+}  // namespace Vimbrel
+
+extern "C" DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+    Vimbrel::Waitable* const object = Vimbrel::Waitable::Of(handle);
+    return Vimbrel::WaitForFirst(&object, 1, -1, milliseconds);
+}

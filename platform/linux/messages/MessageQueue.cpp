@@ -1,0 +1,129 @@
+#include "platform/linux/messages/MessageQueue.h"
+
+#include <mmsystem.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+namespace Vimbrel {
+
+namespace {
+
+// As much as the published system takes by default.
+constexpr std::size_t message_limit = 10'000;
+
+// The queues by the ids of their threads.
+struct Registry {
+    std::mutex lock;
+    std::unordered_map<DWORD, std::shared_ptr<MessageQueue>> queues;  // guarded by lock
+};
+
+Registry& TheRegistry() {
+    // Never destroyed: threads may end after the program's static objects.
+    static auto* registry = new Registry;
+    return *registry;
+}
+
+// The thread's own hold on its queue.
+class ThreadEntry {
+public:
+    ThreadEntry() : queue(std::make_shared<MessageQueue>()) {
+        if (queue->Descriptor() < 0) {
+            queue.reset();
+            return;
+        }
+        Registry& registry = TheRegistry();
+        const std::lock_guard guard(registry.lock);
+        registry.queues[thread] = queue;
+    }
+    ~ThreadEntry() {
+        if (!queue) return;
+        Registry& registry = TheRegistry();
+        const std::lock_guard guard(registry.lock);
+        registry.queues.erase(thread);
+    }
+    ThreadEntry(const ThreadEntry&) = delete;
+    ThreadEntry& operator=(const ThreadEntry&) = delete;
+
+    MessageQueue* Queue() const { return queue.get(); }
+
+private:
+    const DWORD thread = GetCurrentThreadId();
+    std::shared_ptr<MessageQueue> queue;
+};
+
+bool Fits(const MSG& message, HWND window, UINT first, UINT last) {
+    if (window && message.hwnd != window) return false;
+    return (first == 0 && last == 0) || (message.message >= first && message.message <= last);
+}
+
+}  // namespace
+
+MessageQueue* MessageQueue::Current() {
+    thread_local const ThreadEntry entry;
+    return entry.Queue();
+}
+
+std::shared_ptr<MessageQueue> MessageQueue::OfThread(DWORD thread) {
+    Registry& registry = TheRegistry();
+    const std::lock_guard guard(registry.lock);
+    const auto found = registry.queues.find(thread);
+    return found == registry.queues.end() ? nullptr : found->second;
+}
+
+bool MessageQueue::Post(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
+    const std::lock_guard guard(lock);
+    if (messages.size() >= message_limit) return false;
+    messages.push_back({window, message, wparam, lparam, timeGetTime(), {0, 0}});
+    UpdateWakeup();
+    posted.notify_one();
+    return true;
+}
+
+void MessageQueue::PostQuit(int exit_code) {
+    const std::lock_guard guard(lock);
+    quit = true;
+    quit_code = exit_code;
+    UpdateWakeup();
+    posted.notify_one();
+}
+
+bool MessageQueue::Find(MSG& message, HWND window, UINT first, UINT last, bool remove) {
+    const std::lock_guard guard(lock);
+    return FindLocked(message, window, first, last, remove);
+}
+
+void MessageQueue::Get(MSG& message, HWND window, UINT first, UINT last) {
+    // The descriptor would not do for waiting: messages that do not fit keep it readable.
+    std::unique_lock guard(lock);
+    posted.wait(guard, [&] { return FindLocked(message, window, first, last, true); });
+}
+
+bool MessageQueue::FindLocked(MSG& message, HWND window, UINT first, UINT last, bool remove) {
+    const auto found = std::find_if(messages.begin(), messages.end(), [&](const MSG& each) { return Fits(each, window, first, last); });
+    if (found != messages.end()) {
+        message = *found;
+        if (remove) messages.erase(found);
+    } else if (quit) {
+        message = {nullptr, WM_QUIT, static_cast<WPARAM>(quit_code), 0, timeGetTime(), {0, 0}};
+        if (remove) quit = false;
+    } else {
+        return false;
+    }
+    UpdateWakeup();
+    return true;
+}
+
+void MessageQueue::UpdateWakeup() {
+    const bool wanted = quit || !messages.empty();
+    if (wanted == std::exchange(awake, wanted)) return;
+    if (wanted) {
+        wakeup.Set();
+    } else {
+        wakeup.Clear();
+    }
+}
+
+}  // namespace Vimbrel

@@ -1,0 +1,49 @@
+// The messages posted to one thread.
+#pragma once
+
+#include <winuser.h>
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+#include "platform/linux/kernel/Wakeup.h"
+
+namespace Vimbrel {
+
+// Only the owning thread takes messages; any thread may post.
+class MessageQueue {
+public:
+    // Of the calling thread, made at its first use; null if the process has no descriptor left. Ends with the thread.
+    static MessageQueue* Current();
+    // Of a thread by its id; null if it has none.
+    static std::shared_ptr<MessageQueue> OfThread(DWORD thread);
+
+    // Readable while there is a message.
+    int Descriptor() const { return wakeup.Descriptor(); }
+
+    // False if the queue is full.
+    bool Post(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+    void PostQuit(int exit_code);
+
+    // The first message that fits; see PeekMessageW.
+    bool Find(MSG& message, HWND window, UINT first, UINT last, bool remove);
+    // Takes it, and waits until there is one.
+    void Get(MSG& message, HWND window, UINT first, UINT last);
+
+private:
+    // Both with the lock held.
+    bool FindLocked(MSG& message, HWND window, UINT first, UINT last, bool remove);
+    void UpdateWakeup();
+
+    Wakeup wakeup;
+    std::mutex lock;
+    std::condition_variable posted;
+    std::deque<MSG> messages;  // guarded by lock, as all below
+    bool quit = false;
+    int quit_code = 0;
+    bool awake = false;  // wakeup is set
+};
+
+}  // namespace Vimbrel

@@ -1,0 +1,1 @@
+vimbrel_add_tests(messages_tests MessageDescriptorTest.cpp)
