@@ -230,7 +230,7 @@ bool CRTMPCastImpl::SendVideoHeader() {
 }
 
 bool CRTMPCastImpl::SendVideo(const encoded_frame& frame) {
-    video_time = static_cast<std::uint32_t>(static_cast<float>(frame.time) / 10000.0F);
+    video_time = static_cast<std::uint32_t>(static_cast<std::int64_t>(static_cast<float>(frame.time) / 10000.0F));
     if (!video_header_sent) {
         if (!SendVideoHeader()) return false;
         video_header_sent = true;

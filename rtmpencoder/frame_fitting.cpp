@@ -29,7 +29,9 @@ Cut CutToFit(std::uint32_t source, std::uint32_t output, float scale) {
     return {start, length};
 }
 
-PixelSize SizeOf(std::uint32_t width, std::uint32_t height) { return {static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)}; }
+PixelSize SizeOf(std::uint32_t width, std::uint32_t height) {
+    return {static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
+}
 
 }  // namespace
 

@@ -37,7 +37,7 @@ private:
     std::uint32_t source_width = 0, source_height = 0;
     std::uint32_t output_width = 0, output_height = 0;
     bool resize_needed = false;
-    std::vector<std::uint8_t> resize_spec;            // aligned as operator new aligns
+    std::vector<std::uint8_t> resize_spec;  // aligned as operator new aligns
     mutable std::vector<std::uint8_t> resize_buffer;
 };
 

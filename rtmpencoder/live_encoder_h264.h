@@ -5,6 +5,7 @@
 #include <mftransform.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -53,7 +54,8 @@ private:
     HRESULT configure_encoder();
     HRESULT create_h264_type();
     void set_quality();
-    HRESULT create_rgb_sample(bool& complete);
+    HRESULT create_rgb_sample();
+    std::size_t frame_bytes() const { return std::size_t{4} * static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
 
     const std::uint8_t* fit(const packet_video& frame);
     HRESULT convert(const std::uint8_t* pixels, ComPtr<IMFSample>& nv12);
@@ -66,7 +68,7 @@ private:
     HRESULT keep_output(IMFSample* sample);
     HRESULT extract_parameter_sets();
 
-    std::uint32_t source_width = 0;   // of the last frame
+    std::uint32_t source_width = 0;  // of the last frame
     std::uint32_t source_height = 0;
     std::unique_ptr<std::uint8_t[]> scaled_frame;  // width * height * 4 bytes
     std::uint32_t bit_rate = 0;                    // bits a second
@@ -87,10 +89,10 @@ private:
     ComPtr<IMFMediaBuffer> rgb_buffer;
     ComPtr<IMFMediaEventGenerator> event_generator;
 
-    std::uint64_t nv12_size = 0;       // bytes
-    std::int64_t frame_duration = 0;   // in units of 100 ns
-    std::int64_t first_time = 0;       // of the first frame, in the same
-    std::int64_t relative_time = 0;    // of the frame at work
+    std::uint64_t nv12_size = 0;      // bytes
+    std::int64_t frame_duration = 0;  // in units of 100 ns
+    std::int64_t first_time = 0;      // of the first frame, in the same
+    std::int64_t relative_time = 0;   // of the frame at work
     // Frames handed to the encoder and not yet answered, and its events not yet used.
     std::atomic<std::int32_t> in_flight = 0;
     std::atomic<std::int32_t> have_output = 0;
