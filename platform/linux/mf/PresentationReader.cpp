@@ -49,9 +49,9 @@ void PresentationReader::Request(std::size_t track) {
 }
 
 void PresentationReader::RequestNow(std::size_t track) {
-    const ComPtr<IMFMediaStream> stream = Stream(track);
-    if (!stream) return;
-    const HRESULT hr = stream->RequestSample(nullptr);
+    const HeldStream held = Stream(track);
+    if (!held.stream) return;
+    const HRESULT hr = held.stream->RequestSample(nullptr);
     // The end may have been on its way already; its event comes.
     if (FAILED(hr) && hr != MF_E_END_OF_STREAM) Fail(hr);
 }
@@ -124,14 +124,14 @@ HRESULT PresentationReader::AddStream(const PROPVARIANT& value) {
 }
 
 void PresentationReader::TakeStreamEvent(std::size_t track, IMFAsyncResult* result) {
-    const ComPtr<IMFMediaStream> stream = Stream(track);
-    if (!stream) return;
+    const HeldStream held = Stream(track);
+    if (!held.stream) return;
     ComPtr<IMFMediaEvent> event;
     bool last = false;
-    HRESULT hr = stream->EndGetEvent(result, event.Put());
+    HRESULT hr = held.stream->EndGetEvent(result, event.Put());
     if (SUCCEEDED(hr)) hr = HandleStreamEvent(track, *event.Get(), last);
     event.Reset();  // with its sample, which is encoded by now or waits elsewhere
-    if (SUCCEEDED(hr) && !last) hr = ListenTo(stream.Get(), track);
+    if (SUCCEEDED(hr) && !last) hr = ListenTo(held.stream.Get(), track);
     if (FAILED(hr)) Fail(hr);
 }
 
@@ -141,7 +141,10 @@ HRESULT PresentationReader::HandleStreamEvent(std::size_t track, IMFMediaEvent& 
     HRESULT hr = event.GetType(&type);
     if (SUCCEEDED(hr)) hr = event.GetStatus(&status);
     if (FAILED(hr)) return hr;
-    if (FAILED(status)) return status;
+    if (FAILED(status)) {
+        Fail(status);
+        return S_OK;
+    }
     switch (type) {
         case MEStreamStarted:
             RequestNow(track);
@@ -217,9 +220,9 @@ ComPtr<IMFMediaSource> PresentationReader::Source() {
     return source_;
 }
 
-ComPtr<IMFMediaStream> PresentationReader::Stream(std::size_t track) {
+PresentationReader::HeldStream PresentationReader::Stream(std::size_t track) {
     const std::lock_guard guard(lock_);
-    return track < tracks_.size() ? tracks_[track].stream : ComPtr<IMFMediaStream>();
+    return track < tracks_.size() ? HeldStream{source_, tracks_[track].stream} : HeldStream();
 }
 
 PresentationReader::Audience PresentationReader::CurrentAudience() {

@@ -54,6 +54,12 @@ private:
         Listener* listener = nullptr;
     };
 
+    // For the length of a call: streams need not keep their source alive.
+    struct HeldStream {
+        ComPtr<IMFMediaSource> source;
+        ComPtr<IMFMediaStream> stream;  // null if there is none
+    };
+
     void StartSource();
     void TakeSourceEvent(IMFAsyncResult* result);
     HRESULT HandleSourceEvent(IMFMediaEvent& event, bool& last);
@@ -67,7 +73,7 @@ private:
     void Fail(HRESULT result);
 
     ComPtr<IMFMediaSource> Source();
-    ComPtr<IMFMediaStream> Stream(std::size_t track);
+    HeldStream Stream(std::size_t track);
     Audience CurrentAudience();
 
     std::mutex lock_;

@@ -12,11 +12,6 @@ std::vector<DWORD> StreamsOf(const TranscodeJob& job) {
     return streams;
 }
 
-bool IsLive(IMFMediaSource& source) {
-    DWORD characteristics = 0;
-    return SUCCEEDED(source.GetCharacteristics(&characteristics)) && (characteristics & MFMEDIASOURCE_IS_LIVE) != 0;
-}
-
 }  // namespace
 
 TranscodeRun::TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events, ComPtr<PresentationClock> clock)
@@ -24,7 +19,7 @@ TranscodeRun::TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events, 
       events_(std::move(events)),
       clock_(std::move(clock)),
       reader_(MakeCom<PresentationReader>(job.source, job.presentation, StreamsOf(job))),
-      live_(IsLive(*job.source.Get())),
+      live_(job.live),
       encoder_(std::move(job.pipeline), *this) {}
 
 HRESULT TranscodeRun::Start() {

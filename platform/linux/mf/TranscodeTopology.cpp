@@ -82,6 +82,9 @@ HRESULT CreateTopology(IMFMediaSource* source, LPCWSTR path, IMFTranscodeProfile
     hr = source->CreatePresentationDescriptor(job.presentation.Put());
     if (FAILED(hr)) return RefuseTopology(hr, "the source has no presentation");
 
+    DWORD characteristics = 0;
+    job.live = SUCCEEDED(source->GetCharacteristics(&characteristics)) && (characteristics & MFMEDIASOURCE_IS_LIVE) != 0;
+
     Formats formats;
     DWORD count = 0;
     DWORD selected_count = 0;

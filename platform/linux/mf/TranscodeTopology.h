@@ -20,6 +20,7 @@ struct TranscodeTrack {
 struct TranscodeJob {
     ComPtr<IMFMediaSource> source;
     ComPtr<IMFPresentationDescriptor> presentation;
+    bool live = false;                   // whether its samples come by themselves
     std::vector<TranscodeTrack> tracks;  // the selected streams of the presentation
     std::unique_ptr<TranscodePipeline> pipeline;
 };
