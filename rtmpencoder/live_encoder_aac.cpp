@@ -163,7 +163,7 @@ bool live_encoder_aac::encode(const packet_audio& block) {
     // Most blocks fill no frame of the encoder's, which is no failure.
     if (!collect_output(total)) return true;
     encoded_frame_ptr frame = make_encoded_frame(encoded_frame::type_aac, scratch.get(), static_cast<std::int32_t>(total));
-    live_encoder::dispatcher* const receiver = dispatcher;
+    auto* const receiver = dispatcher.load();
     if (frame && receiver != nullptr) receiver->dispatch(frame);
     return true;
 }

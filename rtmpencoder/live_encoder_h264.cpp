@@ -99,7 +99,7 @@ void live_encoder_h264::encode(IMFSample* nv12) {
     std::deque<encoded_frame_ptr> frames;
     frames.swap(output);
     for (encoded_frame_ptr& frame : frames) {
-        if (live_encoder::dispatcher* const receiver = dispatcher) receiver->dispatch(frame);
+        if (auto* const receiver = dispatcher.load()) receiver->dispatch(frame);
     }
 }
 

@@ -1,8 +1,8 @@
 // 32-bit frames of any size in, H.264 access units (Annex B) out.
 #pragma once
 
-#include <icodecapi.h>
 #include <mftransform.h>
+#include <strmif.h>
 
 #include <atomic>
 #include <cstddef>
