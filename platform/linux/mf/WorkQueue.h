@@ -18,8 +18,8 @@ namespace Vimbrel {
 
 class WorkQueue : public std::enable_shared_from_this<WorkQueue> {
 public:
-    // A recording keeps up to ten of them blocked while it waits for a frame, with the stack's first pages each. With all of
-    // them blocked, items wait until the application gives the next frame to one of its recordings.
+    // A recording keeps about ten of them blocked while it waits for a frame. With all of them blocked, items wait until the application
+    // gives the next frame to one of its recordings.
     static constexpr std::size_t most_threads = 256;
     static constexpr std::chrono::milliseconds idle_time{5000};
 
