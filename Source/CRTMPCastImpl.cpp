@@ -213,7 +213,11 @@ bool CRTMPCastImpl::SendAac(ByteSpan frames) {
         if (session.Send(header, RTMP_PACKET_SIZE_LARGE, 0) != 1) return false;
         audio_header_sent = true;
     }
-    const std::uint32_t time = Clock::Current().TimeMilliseconds() - audio_time_base;
+    std::uint32_t time = Clock::Current().TimeMilliseconds() - audio_time_base;
+    // Two blocks that were encoded within a millisecond: players want times that rise.
+    if (IsStandard() && has_audio_time && time <= audio_time) time = audio_time + 1;
+    has_audio_time = true;
+    audio_time = time;
     audio_buffer.PutAac(frames);
     // A lost link shows at the next frame.
     session.Send(audio_buffer, RTMP_PACKET_SIZE_LARGE, time);

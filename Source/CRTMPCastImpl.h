@@ -69,7 +69,9 @@ private:
     RtmpMessage audio_buffer;
     RtmpMessage video_buffer;
     std::uint32_t audio_time_base = 0;  // milliseconds, at the first AAC frame
-    std::uint32_t video_time = 0;       // milliseconds, of the frame at work
+    std::uint32_t audio_time = 0;       // milliseconds, of the last AAC message
+    bool has_audio_time = false;
+    std::uint32_t video_time = 0;  // milliseconds, of the frame at work
     bool video_header_sent = false;
     bool audio_header_sent = false;
     int status = RTMPCAST_OK;
