@@ -65,7 +65,7 @@ extern "C" {
 VIMBREL_API HRESULT WINAPI PropVariantClear(PROPVARIANT* value);
 
 // Overwrites `target`, whatever it holds, with a copy that owns what it points to; of an interface it adds a reference. A
-// failure leaves VT_EMPTY: E_OUTOFMEMORY, or E_INVALIDARG for a type outside VARENUM.
-VIMBREL_API HRESULT WINAPI PropVariantCopy(PROPVARIANT* target, const PROPVARIANT* source);
+// failure leaves VT_EMPTY: E_OUTOFMEMORY, or E_INVALIDARG for a type outside VARENUM. Inside the library only.
+HRESULT WINAPI PropVariantCopy(PROPVARIANT* target, const PROPVARIANT* source);
 
 }  // extern "C"

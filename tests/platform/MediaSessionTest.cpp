@@ -146,6 +146,28 @@ TEST_F(MediaSessionTest, RecordsStreamsInWhateverOrderTheyCome) {
     }
 }
 
+TEST_F(MediaSessionTest, EndOfThePresentationDoesNotOvertakeSamples) {
+    Scene scene;
+    scene.sound_rate = 0;
+    const TemporaryFile file;
+    const ComPtr<TestSource> source = Source(scene);
+    {
+        Recording recording(source.Get(), file.Path(), scene);
+        ASSERT_EQ(recording.Start(), S_OK);
+        ASSERT_TRUE(source->requested.WaitFor(1));
+        // Events of the source and of its streams have no order between them.
+        source->Tell(MEEndOfPresentation, S_OK);
+        for (int i = 0; i < 10; ++i) {
+            source->PushFrame(i);
+            ASSERT_TRUE(source->requested.WaitFor(i + 2)) << "not asked for after " << i;
+        }
+        source->End();
+        ASSERT_TRUE(recording.WaitFor(MESessionEnded));
+        source->Shutdown();
+    }
+    EXPECT_EQ(Probe(file.Path(), "v", "nb_frames"), "10");
+}
+
 TEST_F(MediaSessionTest, FailuresEndTheFileAndAreTold) {
     constexpr int before = 30;
     struct Case {
