@@ -135,8 +135,8 @@ HRESULT MFMemorySource::Shutdown() {
     const std::lock_guard guard(mutex);
     DropBlocks();
     pending.clear();
-    delivered_count = nullptr;
-    dropped_count = nullptr;
+    counters[0] = {};
+    counters[1] = {};
     return S_OK;
 }
 
@@ -151,11 +151,9 @@ void MFMemorySource::SetStartedEvent(HANDLE event) {
     started_event = event;
 }
 
-void MFMemorySource::SetVideoCounters(std::atomic<std::uint64_t>* delivered, std::atomic<std::uint64_t>* dropped) {
-    const CriticalSectionLock lock(critical_section);
+void MFMemorySource::SetCounters(bool video, const BlockCounters& of_medium) {
     const std::lock_guard guard(mutex);
-    delivered_count = delivered;
-    dropped_count = dropped;
+    counters[video ? 1 : 0] = of_medium;
 }
 
 HRESULT MFMemorySource::BuildStreams() {
@@ -199,35 +197,37 @@ HRESULT MFMemorySource::MakeStream(IMFMediaType* type, bool video, MFMemoryStrea
 void MFMemorySource::SetSample(bool video, const void* data, unsigned size, unsigned, unsigned, std::int64_t time, std::int64_t duration) {
     auto record = std::make_unique<sample_record>();
     if (size != 0) {
-        record->data.reset(new (std::nothrow) unsigned char[size]);
-        if (!record->data || !data) {
-            const std::lock_guard guard(mutex);
-            if (video && dropped_count) ++*dropped_count;
-            return;
-        }
-        std::memcpy(record->data.get(), data, size);
         record->video = video ? 1 : 0;
         record->size = size;
         record->time = time;
         record->duration = duration;
+        record->data.reset(data ? new (std::nothrow) unsigned char[size] : nullptr);
+        if (record->data) std::memcpy(record->data.get(), data, size);
     }
     const std::lock_guard guard(mutex);
-    // The end overtakes what waits, by design: a recorder that stops does not work on.
     if (record->size == 0) {
+        // The end overtakes what waits, by design: a recorder that stops does not work on.
         DropBlocks();
         pending.clear();
+    } else if (!record->data) {
+        Count(*record, false);
+        return;
     }
     pending.push_back(std::move(record));
     record_ready.notify_all();
 }
 
+void MFMemorySource::Count(const sample_record& record, bool delivered) {
+    const BlockCounters& of_medium = counters[record.video];
+    std::atomic<std::uint64_t>* const count = delivered ? of_medium.delivered : of_medium.dropped;
+    if (count) ++*count;
+}
+
 void MFMemorySource::DropBlocks() {
-    std::uint64_t frames = 0;
-    std::erase_if(pending, [&](const auto& record) {
-        frames += record->video;
+    std::erase_if(pending, [this](const auto& record) {
+        if (record->size != 0) Count(*record, false);
         return record->size != 0;
     });
-    if (dropped_count) *dropped_count += frames;
 }
 
 HRESULT MFMemorySource::QueueOperationOf(SourceOp::Operation operation) {
@@ -408,8 +408,8 @@ HRESULT MFMemorySource::DeliverRecord(const sample_record& record) {
     };
     HRESULT hr = make_sample();
     if (SUCCEEDED(hr)) hr = stream->Deliver(sample.Get());
-    std::atomic<std::uint64_t>* const count = SUCCEEDED(hr) ? delivered_count : dropped_count;
-    if (record.video && count) ++*count;
+    const std::lock_guard guard(mutex);
+    Count(record, SUCCEEDED(hr));
     return hr;
 }
 

@@ -21,6 +21,11 @@
 
 namespace Vimbrel {
 
+struct BlockCounters {
+    std::atomic<std::uint64_t>* delivered = nullptr;  // have left the queue for their stream
+    std::atomic<std::uint64_t>* dropped = nullptr;
+};
+
 // The platform must be started (MFStartup) as long as one exists.
 //
 // Locks: the critical section guards source and streams, and an operation holds it from beginning to end. The operation that fetches data
@@ -53,8 +58,8 @@ public:
     HRESULT BuildStreams();
     // Signalled when the first block is asked for. Not owned.
     void SetStartedEvent(HANDLE event);
-    // Where frames that have left the queue for their stream, and frames lost, are counted until Shutdown. Not owned.
-    void SetVideoCounters(std::atomic<std::uint64_t>* delivered, std::atomic<std::uint64_t>* dropped);
+    // Where the blocks of a medium are counted until Shutdown. Not owned.
+    void SetCounters(bool video, const BlockCounters& of_medium);
 
     // Copies `size` bytes into the queue. With size 0 it is the end of all streams, and drops what still waits. Never waits.
     void SetSample(bool video, const void* data, unsigned size, unsigned, unsigned, std::int64_t time, std::int64_t duration);
@@ -81,7 +86,9 @@ private:
     HRESULT Pump();
     HRESULT DeliverRecord(const sample_record& record);
     std::unique_ptr<sample_record> WaitForRecord();
-    void DropBlocks();  // all of `pending` but the end; with the mutex held
+    // Both with the mutex held.
+    void Count(const sample_record& record, bool delivered);
+    void DropBlocks();  // all of `pending` but the end
 
     const std::shared_ptr<CriticalSection> section;
     // What follows is guarded by the section, but for what has another lock beside it.
@@ -100,8 +107,7 @@ private:
     std::condition_variable record_ready;
     std::mutex mutex;
     HANDLE started_event = nullptr;
-    std::atomic<std::uint64_t>* delivered_count = nullptr;
-    std::atomic<std::uint64_t>* dropped_count = nullptr;
+    BlockCounters counters[2];  // of sound and of picture; guarded by mutex
 };
 
 }  // namespace Vimbrel

@@ -104,6 +104,7 @@ void MediaTranscodeMP4::SetAudioSample(void* data, unsigned size, std::int64_t t
     assert(target && "sound outside Create and Stop");
     if (!target) return;
     if (audio_samples == 0) first_audio_time = time;
+    if (size != 0) ++audio_taken;
     target->SetSample(false, data, size, 0, 0, time - first_audio_time, duration);
     ++audio_samples;
 }
@@ -202,7 +203,8 @@ HRESULT MediaTranscodeMP4::CreateSource(ComPtr<IMFMediaSource>& result) {
     hr = made->QueryInterface(IID_PPV_ARGS(result.Put()));
     if (SUCCEEDED(hr)) {
         made->SetStartedEvent(source_started_event);
-        made->SetVideoCounters(&video_written, &video_dropped);
+        made->SetCounters(true, {&video_written, &video_dropped});
+        made->SetCounters(false, {&audio_written, &audio_dropped});
     }
     return hr;
 }

@@ -14,13 +14,8 @@ public:
     RefCountedObject& operator=(const RefCountedObject&) = delete;
     virtual ~RefCountedObject() = default;
 
-    ULONG AddRef() { return reference_count.fetch_add(1, std::memory_order_relaxed) + 1; }
-
-    ULONG Release() {
-        const ULONG left = reference_count.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0) delete this;
-        return left;
-    }
+    ULONG AddRef();
+    ULONG Release();
 
 private:
     std::atomic<ULONG> reference_count{1};

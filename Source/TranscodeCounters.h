@@ -9,7 +9,9 @@ namespace Vimbrel {
 
 class TranscodeCounters {
 public:
-    TranscodeStatistics Read() const { return {video_taken.load(), video_limited.load(), video_dropped.load(), video_written.load()}; }
+    TranscodeStatistics Read() const {
+        return {video_taken, video_limited, video_dropped, video_written, audio_taken, audio_dropped, audio_written};
+    }
 
 protected:
     TranscodeCounters() = default;
@@ -20,12 +22,18 @@ protected:
         video_limited = 0;
         video_dropped = 0;
         video_written = 0;
+        audio_taken = 0;
+        audio_dropped = 0;
+        audio_written = 0;
     }
 
     std::atomic<std::uint64_t> video_taken{0};
     std::atomic<std::uint64_t> video_limited{0};
     std::atomic<std::uint64_t> video_dropped{0};
     std::atomic<std::uint64_t> video_written{0};
+    std::atomic<std::uint64_t> audio_taken{0};
+    std::atomic<std::uint64_t> audio_dropped{0};
+    std::atomic<std::uint64_t> audio_written{0};
 };
 
 }  // namespace Vimbrel

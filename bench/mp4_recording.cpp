@@ -1,10 +1,11 @@
-// The MP4 pipeline against ffmpeg with the same encoders at the same settings: the same raw frames and sound, each side a whole
-// process that reads them from files.
+// The MP4 recorder, as an application uses it, against ffmpeg with the same encoders at the same settings: the same raw frames and sound,
+// each side a whole process that reads them from files.
 //
 //     mp4_recording [--rounds N] [--width W --height H] [--frames N] [--preset NAME]
 //
 // The preset is that of ffmpeg's side; ours is fixed.
 #include <fcntl.h>
+#include <mmreg.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,10 +20,13 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench/ChildProcess.h"
-#include "platform/linux/mf/TranscodePipeline.h"
+#include "com/Utf8.h"
+#include "platform/linux/mf/BgraToYuv.h"
+#include "vimbrel/MediaTranscode.h"
 
 namespace {
 
@@ -102,24 +106,41 @@ Cost Run(const std::vector<std::string>& command) {
 
 // Our side's child process.
 int Record(const std::string& raw, const std::string& sound, const Shape& shape, const std::string& mp4) {
-    const Vimbrel::VideoInput video_input = {shape.width, shape.height, frame_rate, 1};
-    const Vimbrel::VideoOutput video_output = {shape.width, shape.height, frame_rate, 1, shape.BitRate(), 77};
-    const Vimbrel::AudioInput audio_input = {sample_rate, 2, 16};
-    const Vimbrel::AudioOutput audio_output = {sample_rate, 2, audio_bytes_per_second};
-    std::unique_ptr<Vimbrel::TranscodePipeline> pipeline;
-    if (FAILED(Vimbrel::TranscodePipeline::Create(mp4, &video_input, &video_output, &audio_input, &audio_output, false, pipeline)))
-        return 1;
+    const auto recorder = Vimbrel::CreateMediaTranscodeMP4(false);
+    recorder->SetVideoOutputFormat(static_cast<int>(shape.width), static_cast<int>(shape.height));
+    recorder->SetVideoFps(frame_rate, 1);
+    recorder->SetVideoQuality(1);
+    WAVEFORMATEX format{};
+    format.wFormatTag = WAVE_FORMAT_PCM;
+    format.nChannels = 2;
+    format.nSamplesPerSec = sample_rate;
+    format.wBitsPerSample = 16;
+    format.nBlockAlign = sound_frame_bytes;
+    format.nAvgBytesPerSec = sample_rate * sound_frame_bytes;
+    recorder->SetAudioOutputFormat(&format, nullptr);
+    if (!recorder->Create(Vimbrel::FromUtf8(mp4)) || !recorder->Start()) return 1;
+    // The recorder would take everything at once: no more than a few frames may wait.
+    const auto wait_until_fewer = [&](std::uint64_t limit) {
+        for (;;) {
+            const auto counts = Vimbrel::GetTranscodeStatistics(*recorder);
+            if (counts.videoTaken + counts.audioTaken - counts.videoWritten - counts.audioWritten < limit) return;
+            std::this_thread::sleep_for(std::chrono::microseconds(500));
+        }
+    };
     const int frames_file = open(raw.c_str(), O_RDONLY);
     const int sound_file = open(sound.c_str(), O_RDONLY);
     std::vector<std::uint8_t> frame(shape.FrameBytes());
     std::vector<std::uint8_t> block(sample_rate / frame_rate * sound_frame_bytes);
     constexpr std::int64_t step = 10'000'000 / frame_rate;
     for (std::int64_t time = 0; read(frames_file, frame.data(), frame.size()) == static_cast<ssize_t>(frame.size()); time += step) {
-        if (FAILED(pipeline->WriteVideo(frame.data(), frame.size(), time, step))) return 1;
         const ssize_t size = read(sound_file, block.data(), block.size());
-        if (size > 0 && FAILED(pipeline->WriteAudio(block.data(), static_cast<std::size_t>(size), time, step))) return 1;
+        if (size > 0) recorder->SetAudioSample(block.data(), static_cast<unsigned>(size), time, step);
+        recorder->SetVideoSample(frame.data(), shape.width, shape.height, shape.width * 4, time, step);
+        wait_until_fewer(6);
     }
-    return FAILED(pipeline->Finish()) ? 1 : 0;
+    wait_until_fewer(1);
+    recorder->Stop();
+    return 0;
 }
 
 std::string Matrix(const Shape& shape) {

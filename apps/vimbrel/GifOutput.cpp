@@ -1,17 +1,13 @@
 #include "GifOutput.h"
 
-#include <chrono>
 #include <fstream>
-#include <thread>
 
+#include "RecorderWait.h"
 #include "WideText.h"
 
 namespace studio {
 
 namespace {
-
-// How long the end may take without a single frame coming out of the encoder.
-constexpr std::chrono::seconds patience{10};
 
 // Whether the file has its trailer. What a full disk cuts off is not there.
 bool IsWhole(const std::filesystem::path& file) {
@@ -55,23 +51,8 @@ void GifOutput::Push(const Raster& canvas, std::int64_t time) {
                              static_cast<unsigned>(canvas.height), static_cast<unsigned>(canvas.Stride()), time, 0);
 }
 
-void GifOutput::WaitForEncoder() const {
-    // Stop gives up what still waits, so it comes behind the last frame.
-    std::uint64_t done_before = 0;
-    auto last_progress = std::chrono::steady_clock::now();
-    for (;;) {
-        const auto statistics = Vimbrel::GetTranscodeStatistics(*recorder);
-        const std::uint64_t done = statistics.videoWritten + statistics.videoDropped;
-        const auto now = std::chrono::steady_clock::now();
-        if (done >= statistics.videoTaken || now - last_progress > patience) return;
-        if (done != done_before) last_progress = now;
-        done_before = done;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-}
-
 bool GifOutput::Finish(std::string& error) {
-    WaitForEncoder();
+    WaitForRecorder(*recorder);
     recorder->Stop();
     recorder->Cleanup();
     if (Status().written == 0) {

@@ -19,7 +19,6 @@ public:
 
 private:
     explicit GifOutput(const OutputDescription& description);
-    void WaitForEncoder() const;
 
     PartFile file;
     std::unique_ptr<Vimbrel::MediaTranscode> recorder;

@@ -55,7 +55,13 @@ struct LayerDescription {
     std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription> content;
 };
 
-enum class OutputType { Gif };
+struct SoundDescription {
+    std::string place;  // as in "sound[0]", for messages
+    std::filesystem::path file;
+    double volume = 1.0;  // a factor
+};
+
+enum class OutputType { Gif, Mp4 };
 
 struct OutputDescription {
     std::string place;  // as in "outputs[0]", or "--out"
@@ -74,6 +80,7 @@ struct CanvasDescription {
 struct Scene {
     CanvasDescription canvas;
     std::vector<LayerDescription> layers;
+    std::vector<SoundDescription> sound;  // mixed
     std::vector<OutputDescription> outputs;
 };
 

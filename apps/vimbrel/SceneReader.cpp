@@ -17,6 +17,7 @@ using Json = nlohmann::json;
 constexpr int side_limit = 16384;
 constexpr int fps_limit = 120;
 constexpr int coordinate_limit = 1 << 20;
+constexpr double volume_limit = 400;  // per cent
 
 // Carries the message out of the depth of the document; caught in ReadScene.
 struct Wrong {
@@ -154,12 +155,23 @@ OutputDescription ReadOutput(const Node& node, const std::filesystem::path& fold
     OutputDescription output;
     output.place = node.Place();
     const std::string type = node.Text("type");
-    if (type != "gif") Fail(node.PlaceOf("type"), "unknown output type \"" + type + "\"; there is gif");
+    if (type != "gif" && type != "mp4") Fail(node.PlaceOf("type"), "unknown output type \"" + type + "\"; there are gif and mp4");
     node.AllowOnly({"type", "file", "quality"});
-    output.type = OutputType::Gif;
+    output.type = type == "gif" ? OutputType::Gif : OutputType::Mp4;
     output.file = ReadFile(node, folder);
     if (node.Has("quality")) output.quality = node.Integer("quality", 0, 2);
     return output;
+}
+
+SoundDescription ReadSound(const Node& node, const std::filesystem::path& folder) {
+    SoundDescription sound;
+    sound.place = node.Place();
+    const std::string type = node.Text("type");
+    if (type != "file") Fail(node.PlaceOf("type"), "unknown type of sound \"" + type + "\"; there is file");
+    node.AllowOnly({"type", "file", "volume"});
+    sound.file = ReadFile(node, folder);
+    if (node.Has("volume")) sound.volume = node.Number("volume", 0, volume_limit) / 100;
+    return sound;
 }
 
 CanvasDescription ReadCanvas(const Node& node) {
@@ -174,7 +186,7 @@ CanvasDescription ReadCanvas(const Node& node) {
 
 Scene ReadDocument(const Json& json, const std::filesystem::path& folder) {
     const Node root(json, "");
-    root.AllowOnly({"canvas", "layers", "outputs"});
+    root.AllowOnly({"canvas", "layers", "sound", "outputs"});
     Scene scene;
     scene.canvas = ReadCanvas(Node(root.At("canvas"), "canvas"));
     const auto each = [&](const std::string& name, const auto& read) {
@@ -183,6 +195,7 @@ Scene ReadDocument(const Json& json, const std::filesystem::path& folder) {
         for (std::size_t i = 0; i < list.size(); ++i) read(Node(list[i], name + "[" + std::to_string(i) + "]"));
     };
     each("layers", [&](const Node& node) { scene.layers.push_back(ReadLayer(node, folder)); });
+    each("sound", [&](const Node& node) { scene.sound.push_back(ReadSound(node, folder)); });
     each("outputs", [&](const Node& node) { scene.outputs.push_back(ReadOutput(node, folder)); });
     return scene;
 }
@@ -219,12 +232,13 @@ std::optional<OutputDescription> OutputFromFileName(const std::string& name, std
     const std::filesystem::path path(std::u8string(name.begin(), name.end()));
     std::string ending = path.extension().string();
     std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (ending != ".gif") {
-        error = "--out " + name + ": the ending says what to write, and \"" + ending + "\" is none of .gif";
+    if (ending != ".gif" && ending != ".mp4") {
+        error = "--out " + name + ": the ending says what to write, and \"" + ending + "\" is none of .gif and .mp4";
         return std::nullopt;
     }
     OutputDescription output;
     output.place = "--out";
+    output.type = ending == ".gif" ? OutputType::Gif : OutputType::Mp4;
     output.file = std::filesystem::absolute(path).lexically_normal();
     return output;
 }

@@ -14,6 +14,7 @@
 #include "Layer.h"
 #include "Output.h"
 #include "Progress.h"
+#include "SoundMixer.h"
 
 namespace studio {
 
@@ -78,13 +79,36 @@ bool WaitUntil(Clock::time_point due) {
     return false;
 }
 
+// Gives the outputs the scene's sound, up to a frame's end, by the frames' own clock.
+class SoundFeed {
+public:
+    SoundFeed(SoundMixer* mixer, int frames_per_second) : source(mixer), fps(static_cast<unsigned>(frames_per_second)) {}
+
+    void PushUpTo(std::uint64_t frame, const std::vector<std::unique_ptr<Output>>& outputs) {
+        if (!source) return;
+        const auto rate = static_cast<std::uint64_t>(source->Rate());
+        const std::uint64_t end = frame * rate / fps;
+        while (next < end) {
+            const std::uint64_t count = std::min(end - next, rate / 10);
+            const std::int16_t* const sound = source->Read(count);
+            for (const auto& output : outputs) output->PushSound(sound, count, static_cast<std::int64_t>(next * 10'000'000 / rate));
+            next += count;
+        }
+    }
+
+private:
+    SoundMixer* source;
+    unsigned fps;
+    std::uint64_t next = 0;  // frame of sound
+};
+
 struct Totals {
     std::uint64_t frames = 0;   // composed
     std::uint64_t skipped = 0;  // not composed, since the run was too far behind
 };
 
-Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, std::vector<std::unique_ptr<Output>>& outputs,
-               double seconds) {
+Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, SoundMixer* sound,
+               std::vector<std::unique_ptr<Output>>& outputs, double seconds) {
     const int fps = scene.canvas.fps;
     // A short hold-up is made good by composing faster; beyond a second the lost time is given up.
     const std::uint64_t backlog_limit = static_cast<std::uint64_t>(fps);
@@ -92,6 +116,7 @@ Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, 
     Raster canvas(scene.canvas.width, scene.canvas.height);
     Progress progress;
     Totals totals;
+    SoundFeed feed(sound, fps);
     const Metronome metronome(fps);
     std::uint64_t frame = 0;
     for (; frame < end && WaitUntil(metronome.Due(frame)); ++frame) {
@@ -102,6 +127,8 @@ Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, 
         }
         Clear(canvas, scene.canvas.background);
         for (const auto& layer : layers) layer->Draw(static_cast<std::int64_t>(frame * 1000 / static_cast<unsigned>(fps)), canvas);
+        // Sound first: a recorder waits for both.
+        feed.PushUpTo(frame + 1, outputs);
         for (const auto& output : outputs) output->Push(canvas, static_cast<std::int64_t>(frame * 10'000'000 / static_cast<unsigned>(fps)));
         ++totals.frames;
         progress.Show(static_cast<double>(frame + 1) / fps, totals.frames, totals.skipped, outputs, false);
@@ -128,9 +155,17 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
             return exit_bad_input;
         }
     }
+    std::unique_ptr<SoundMixer> sound;
+    if (!scene.sound.empty()) {
+        sound = SoundMixer::Open(scene.sound, error);
+        if (!sound) {
+            std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), error.c_str());
+            return exit_bad_input;
+        }
+    }
     std::vector<std::unique_ptr<Output>> outputs;
     for (const OutputDescription& description : scene.outputs) {
-        outputs.push_back(StartOutput(description, scene.canvas, error));
+        outputs.push_back(StartOutput(description, scene.canvas, sound ? sound->Rate() : 0, error));
         if (!outputs.back()) {
             std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), error.c_str());
             return exit_bad_input;
@@ -138,7 +173,7 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
     }
 
     WatchForInterrupt();
-    const Totals totals = Compose(scene, layers, outputs, seconds);
+    const Totals totals = Compose(scene, layers, sound.get(), outputs, seconds);
     if (Interrupted()) std::printf("interrupted; finishing what was begun\n");
     ExitCode code = exit_done;
     for (const auto& output : outputs) {

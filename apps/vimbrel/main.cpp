@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
     CLI::App* run = app.add_subcommand("run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
     run->add_option("SCENE", options.scene, "The scene, a JSON document")->required();
     run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")->check(CLI::PositiveNumber);
-    run->add_option("--out", options.outputs, "A further output; its ending says what to write (.gif). May be given several times")
+    run->add_option("--out", options.outputs, "A further output; its ending says what to write (.gif or .mp4). May be given several times")
         ->allow_extra_args(false);
     app.footer("Exit codes: 0 done, 1 an output failed, 2 the arguments or the scene are wrong.");
 

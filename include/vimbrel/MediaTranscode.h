@@ -57,12 +57,16 @@ protected:
     std::wstring filename;
 };
 
-// Counts of one run of a recorder, from its Start on.
+// Counts of one run of a recorder: from its Start on, or from Create if it takes samples then. What was taken and is neither dropped nor
+// written still waits.
 struct TranscodeStatistics {
     std::uint64_t videoTaken = 0;    // frames accepted
     std::uint64_t videoLimited = 0;  // frames refused to hold the frame rate
     std::uint64_t videoDropped = 0;  // accepted frames that were lost: the encoder was too slow, or failed
-    std::uint64_t videoWritten = 0;  // frames handed to the file
+    std::uint64_t videoWritten = 0;  // frames handed to the file or, by the MP4 recorder, to its encoder
+    std::uint64_t audioTaken = 0;    // the same of blocks of sound
+    std::uint64_t audioDropped = 0;
+    std::uint64_t audioWritten = 0;
 };
 
 // May be called at any time, on any thread.
@@ -72,20 +76,21 @@ VIMBREL_API TranscodeStatistics GetTranscodeStatistics(const MediaTranscode& rec
 // is killed.
 //
 // SetVideoOutputFormat: pixels; width and height must be even, and every frame must have that size: frames are neither scaled nor turned.
-// SetVideoFps: a fraction, 25/1 at first; it goes by the times of the frames, which may vary. SetVideoQuality: 0, 1 (at first) or 2, for 2, 5 or
-// 10 bits a second and pixel; a greater number is a better picture. SetAudioOutputFormat: the format of what SetAudioSample gets; null or no
-// channels (at first) for no sound. The file gets 48000 Hz, or 44100 Hz if the format has another rate, and the format's channels if they are 1,
-// 2 or 6, else 2, at 96 kbit/s.
+// SetVideoFps: a fraction, 25/1 at first; it goes by the times of the frames, which may vary. SetVideoQuality: 0, 1 (at first) or 2, for 2,
+// 5 or 10 bits a second and pixel; a greater number is a better picture. SetAudioOutputFormat: the format of what SetAudioSample gets; null
+// or no channels (at first) for no sound. The file gets 48000 Hz, or 44100 Hz if the format has another rate, and the format's channels if
+// they are 1, 2 or 6, else 2, at 96 kbit/s.
 //
-// Create makes the file; false, with the cause in the log, if it cannot be made or the formats do not fit. Start waits until the encoders run
-// and Stop until the file is whole; both take and dispatch the calling thread's messages meanwhile, and have no time limit. What still waits for the
-// encoder when Stop is called is dropped (GetTranscodeStatistics tells when nothing waits). Afterwards Create may be called again. On Windows the
-// thread of Create, Start and Stop has called CoInitializeEx; the media platform (MFStartup) is started by the recorder itself.
+// Create makes the file; false, with the cause in the log, if it cannot be made or the formats do not fit. Start waits until the encoders
+// run and Stop until the file is whole; both take and dispatch the calling thread's messages meanwhile, and have no time limit. What still
+// waits for the encoder when Stop is called is dropped (GetTranscodeStatistics tells when nothing waits). Afterwards Create may be called
+// again. On Windows the thread of Create, Start and Stop has called CoInitializeEx; the media platform (MFStartup) is started by the
+// recorder itself.
 //
-// SetVideoSample: rows top down, `stride` exactly width * 4. SetAudioSample: whole sample frames. Both copy and never wait, and each medium may
-// come from its own thread; how much may wait for the encoder is not limited. Times count from the first sample of each medium, so both media
-// should begin together. Samples are taken from Create to Stop. Any other sample is a mistake that debug builds assert on and others drop.
-// Sound without a format set ends the recording.
+// SetVideoSample: rows top down, `stride` exactly width * 4. SetAudioSample: whole sample frames. Both copy and never wait, and each medium
+// may come from its own thread; how much may wait for the encoder is not limited. Times count from the first sample of each medium, so both
+// media should begin together. Samples are taken from Create to Stop. Any other sample is a mistake that debug builds assert on and others
+// drop. Sound without a format set ends the recording.
 VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_only);
 
 // An animated GIF that repeats for ever, one palette a frame. Sound is ignored.

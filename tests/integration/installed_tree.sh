@@ -15,7 +15,7 @@ echo "Only the public names are exported"
 # C functions of the system's names, and the classes of the two namespaces; nothing else, and not the host's symbol. (Weak
 # symbols of the standard library's templates are visible in every program that uses them.)
 nm -D --defined-only "$(find "$prefix" -name libvimbrel.so)" | grep -vE ' [WVu] ' | awk '{print $3}' | c++filt >"$work/exports"
-if grep -vE '^(Co(InitializeEx|Uninitialize|CreateInstance|TaskMemAlloc|TaskMemFree)|PropVariantClear|MultiByteToWideChar|WideCharToMultiByte)$|(Vimbrel|HalvorixAppLog)::' "$work/exports"; then
+if grep -vE '^(Co(InitializeEx|Uninitialize|CreateInstance|TaskMemAlloc|TaskMemFree)|PropVariant(Clear|Copy)|MultiByteToWideChar|WideCharToMultiByte|(Peek|Get|Dispatch)Message[AW]|TranslateMessage|PostThreadMessageW|PostQuitMessage|MsgWaitForMultipleObjectsEx|IsWindowUnicode|VimbrelMessageDescriptor)$|(Vimbrel|HalvorixAppLog)::' "$work/exports"; then
     echo "unexpected exports" >&2
     exit 1
 fi

@@ -17,13 +17,13 @@ complain() {
 expect() {
     local code=$1 text=$2
     shift 2
-    rm -f out.gif out.gif.part
+    rm -f out.gif out.gif.part out.mp4
     timeout 60 "$vimbrel" "$@" >output 2>&1
     local got=$?
     [ "$got" = "$code" ] || complain "exit code $got instead of $code: vimbrel $*: $(cat output)"
     grep -qF -- "$text" output || complain "'$text' is not in the output of vimbrel $*: $(cat output)"
     if [ "$code" != 0 ]; then
-        [ ! -e out.gif ] && [ ! -e out.gif.part ] || complain "a file was left by vimbrel $*"
+        [ ! -e out.gif ] && [ ! -e out.gif.part ] && [ ! -e out.mp4 ] || complain "a file was left by vimbrel $*"
     fi
 }
 
@@ -80,11 +80,68 @@ echo "Outputs named on the command line"
 echo "{\"canvas\": {\"width\": 32, \"height\": 32, \"fps\": 20}}" >bare.json
 expect 0 "wrote $work/out.gif: 10 frames" run bare.json --seconds 0.5 --out out.gif
 expect 2 "there is no output" run bare.json --seconds 1
-expect 2 "is none of .gif" run bare.json --seconds 1 --out out.avi
+expect 2 "is none of .gif and .mp4" run bare.json --seconds 1 --out out.avi
 expect 2 "already written by" run bare.json --seconds 1 --out out.gif --out ./out.gif
 expect 2 "cannot be written: No such file or directory" run bare.json --seconds 1 --out nowhere/out.gif
 mkdir -p folder.gif
 expect 2 "is a folder" run bare.json --seconds 1 --out folder.gif
+
+echo "MP4 with sound, beside a GIF"
+ffmpeg -v error -y -f lavfi -i "sine=frequency=1000:duration=1.5:sample_rate=22050" beep.flac
+ffmpeg -v error -y -f lavfi -i "sine=frequency=400:duration=0.5:sample_rate=44100" -ac 2 hum.wav
+sounds='{"type": "file", "file": "beep.flac", "volume": 50}, {"type": "file", "file": "hum.wav"}'
+movie() {
+    echo "{\"canvas\": {\"width\": $1, \"height\": 120, \"fps\": 25}, \"layers\": [$(picture photo.jpg)], \"sound\": [$sounds],
+        \"outputs\": [{\"type\": \"mp4\", \"file\": \"out.mp4\"}, {\"type\": \"gif\", \"file\": \"out.gif\"}]}" >movie.json
+}
+movie 160
+expect 0 "wrote $work/out.mp4: 50 frames, 0 dropped" run movie.json --seconds 2
+grep -q "wrote $work/out.gif: 50 frames" output || complain "the GIF beside the MP4 is not told: $(cat output)"
+probed=$(ffprobe -v warning -of csv=p=0 -show_entries stream=codec_name,duration,nb_frames out.mp4 2>&1 | tr '\n' ' ')
+case "$probed" in
+    "h264,2.000000,50 aac,2.0"*) ;;
+    *) complain "ffprobe sees in the MP4: $probed" ;;
+esac
+ffmpeg -v warning -xerror -i out.mp4 -f null - 2>warnings || complain "ffmpeg cannot decode the MP4"
+[ -s warnings ] && complain "ffmpeg warns of the MP4: $(cat warnings)"
+# Both files sound at first, then one at half its volume, then none.
+loudness() { ffmpeg -v info -ss "$1" -t 0.3 -i out.mp4 -af volumedetect -f null - 2>&1 | sed -n 's/.*mean_volume: -\([0-9]*\).*/\1/p'; }
+[ "$(loudness 0.1)" -lt "$(loudness 1)" ] && [ "$(loudness 1)" -lt 40 ] && [ "$(loudness 1.65)" -gt 60 ] ||
+    complain "loudness is -$(loudness 0.1), -$(loudness 1) and -$(loudness 1.65) dB"
+movie 161
+expect 2 "not 161x120, but 162x120 would do" run movie.json --seconds 1
+movie 160
+sed 's|beep.flac|photo.jpg|' movie.json >mute.json
+expect 2 "sound[0].file: $work/photo.jpg: is not a sound file" run mute.json --seconds 1
+expect 2 "nowhere/out.mp4: cannot be written" run bare.json --seconds 1 --out nowhere/out.mp4
+
+echo "A killed run leaves an MP4 that plays"
+"$vimbrel" run movie.json >output 2>&1 &
+pid=$!
+sleep 5
+kill -9 $pid
+{ wait $pid; } 2>/dev/null
+length=$(ffprobe -v error -show_entries format=duration -of csv=p=0 out.mp4)
+[ "${length%.*}" -ge 3 ] || complain "of about 5 s recorded $length are left"
+ffmpeg -v warning -xerror -i out.mp4 -f null - 2>warnings || complain "ffmpeg cannot decode what is left"
+[ -s warnings ] && complain "ffmpeg warns of what is left: $(cat warnings)"
+rm -f out.mp4 out.gif.part
+
+echo "A file that cannot grow"
+convert -size 640x480 xc:gray +noise Random noise1.gif
+convert -size 640x480 xc:gray -seed 7 +noise Random noise2.gif
+gifsicle --loop --delay 20 noise1.gif noise2.gif -o noise.gif
+(
+    trap '' XFSZ
+    ulimit -f 400
+    timeout 60 "$vimbrel" run bare.json --seconds 1 --out small.mp4 >output 2>&1
+    echo "code $?" >>output
+    echo "{\"canvas\": {\"width\": 640, \"height\": 480, \"fps\": 25}, \"layers\": [{\"type\": \"gif\", \"file\": \"noise.gif\", \"rect\": [0, 0, 640, 480]}]}" >big.json
+    timeout 60 "$vimbrel" run big.json --seconds 3 --out big.mp4 >output2 2>&1
+    echo "code $?" >>output2
+)
+grep -q "code 0" output || complain "a small file is not written: $(cat output)"
+grep -q "code 1" output2 && grep -qE "could only be written up to .* is the disk full" output2 || complain "a full disk is not told: $(cat output2)"
 
 echo "An interrupt ends it well"
 scene ""

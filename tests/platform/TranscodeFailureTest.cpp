@@ -122,16 +122,23 @@ TEST(TranscodeFailure, FullDiskKeepsWhatWasRecorded) {
         if (Push(*pipeline, scene, 1) != full) _exit(3);
         if (pipeline->Finish() != full) _exit(4);
         if (!CopyTo(target, path)) _exit(5);
-        // With no room for even the header the file does not look like one.
-        std::filesystem::remove(path);
+        // With no room for even the header an older file stays, and nothing else is left.
+        const int older = open(path.c_str(), O_WRONLY | O_TRUNC);
+        if (write(older, "old", 3) != 3) _exit(6);
         const int filler = open((std::string(folder) + "/filler").c_str(), O_WRONLY | O_CREAT, 0600);
         const Bytes block(std::size_t{64} << 10);
         for (int i = 0; i < 100 && write(filler, block.data(), block.size()) > 0; ++i) continue;
         const rlimit small = {4096, 4096};
         signal(SIGXFSZ, SIG_IGN);
         setrlimit(RLIMIT_FSIZE, &small);
-        if (Open(path, scene, pipeline) != full) _exit(6);
-        _exit(std::filesystem::file_size(path) == 0 ? 0 : 7);
+        if (Open(path, scene, pipeline) != full) _exit(7);
+        if (std::filesystem::file_size(path) != 3) _exit(8);
+        const std::filesystem::directory_iterator entries(folder);
+        if (std::distance(begin(entries), end(entries)) != 2) _exit(9);
+        // Without one, what is made does not look like a recording.
+        std::filesystem::remove(path);
+        if (Open(path, scene, pipeline) != full) _exit(10);
+        _exit(std::filesystem::file_size(path) == 0 ? 0 : 11);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);

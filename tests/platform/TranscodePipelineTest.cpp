@@ -118,31 +118,6 @@ TEST(TranscodePipeline, PicturesComeOutAsTheyWentIn) {
     }
 }
 
-// The seconds at which the picture flashes and the sound beeps.
-struct Events {
-    std::vector<double> flashes;
-    std::vector<double> beeps;
-};
-
-Events FindEvents(const std::string& path, double sound_rate) {
-    Events events;
-    const std::vector<double> times = Times(path, "v");
-    const Bytes levels = DecodedPicture(path, "-vf scale=1:1:flags=area,format=gray -pix_fmt gray");
-    EXPECT_EQ(times.size(), levels.size());
-    for (std::size_t i = 1; i < std::min(times.size(), levels.size()); ++i) {
-        if (levels[i] > 100 && levels[i - 1] <= 100) events.flashes.push_back(times[i]);
-    }
-    const std::vector<std::int16_t> samples = DecodedSound(path);
-    std::int64_t quiet_since = -static_cast<std::int64_t>(sound_rate);
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        if (std::abs(samples[i]) < 4000) continue;
-        const auto now = static_cast<std::int64_t>(i);
-        if (static_cast<double>(now - quiet_since) > sound_rate / 2) events.beeps.push_back(static_cast<double>(i) / sound_rate);
-        quiet_since = now;
-    }
-    return events;
-}
-
 // `shown` gets the times of the frames that begin a flash. Frames come at the frame rate around the events and once a second otherwise;
 // sound is continuous.
 void PushEvents(const std::string& path, const Scene& scene, const std::vector<double>& events, double first_frame, double length,
@@ -200,7 +175,7 @@ TEST(TranscodePipeline, FlashAndBeepStayTogether) {
         PushEvents(file.Path(), each.scene, each.events, each.first_frame, each.length, shown);
         EXPECT_NEAR(ProbeNumber(file.Path(), "v", "start_time"), each.first_frame, 1e-4);
         EXPECT_NEAR(ProbeNumber(file.Path(), "format", "duration"), each.length, 1.1);
-        const Events found = FindEvents(file.Path(), each.scene.out_rate);
+        const FlashesAndBeeps found = FindFlashesAndBeeps(file.Path(), each.scene.out_rate);
         ASSERT_EQ(found.flashes.size(), each.events.size());
         ASSERT_EQ(shown.size(), each.events.size());
         ASSERT_EQ(found.beeps.size(), each.events.size());

@@ -3,6 +3,7 @@ vimbrel_add_tests(mf_tests
     MediaObjectsTest.cpp
     MediaSessionTest.cpp
     Mp4TestKit.cpp
+    ../support/Mp4Kit.cpp
     TestSource.cpp
     WorkQueueTest.cpp
 )

@@ -91,7 +91,8 @@ protected:
                          audio ? Type(MFMediaType_Audio, MFAudioFormat_PCM).Get() : nullptr);
         ASSERT_GE(source->BuildStreams(), 0);
         source->SetStartedEvent(started);
-        source->SetVideoCounters(&delivered, &dropped);
+        source->SetCounters(true, {&delivered, &dropped});
+        source->SetCounters(false, {&sound_delivered, nullptr});
         events = MakeCom<EventListener>(source.Get());
         ASSERT_GE(events->Listen(), 0);
     }
@@ -106,6 +107,11 @@ protected:
         ComPtr<IMFPresentationDescriptor> descriptor;
         const HRESULT hr = source->CreatePresentationDescriptor(descriptor.Put());
         return FAILED(hr) ? hr : source->Start(descriptor.Get(), &GUID_NULL, &position);
+    }
+
+    static void WaitFor(const std::atomic<std::uint64_t>& count, std::uint64_t value) {
+        for (int i = 0; i < 20'000 && count < value; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_EQ(count, value);
     }
 
     // Starts and gives the streams that are new.
@@ -144,7 +150,8 @@ protected:
     const Watchdog watchdog{"MFMemorySourceTest"};
     MediaPlatform platform;
     const HANDLE started = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    std::atomic<std::uint64_t> delivered{0};
+    std::atomic<std::uint64_t> delivered{0};  // of picture, as dropped
+    std::atomic<std::uint64_t> sound_delivered{0};
     std::atomic<std::uint64_t> dropped{0};
     ComPtr<MFMemorySource> source;
     ComPtr<EventListener> events;
@@ -250,7 +257,7 @@ TEST_F(MFMemorySourceTest, DeliversBothStreamsInOrderUntilTheEnd) {
     audio_pusher.join();
     // The end would drop what waits, so it comes when a last frame has been fetched.
     Push(true, 0);
-    for (int i = 0; i < 20'000 && delivered < count + 3; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    WaitFor(delivered, count + 3);
     PushEnd();
     video_puller.join();
     audio_puller.join();
@@ -266,6 +273,7 @@ TEST_F(MFMemorySourceTest, HoldsTwoSamplesAheadAndTheEndDropsWhatWaits) {
     for (unsigned char i = 0; i < 7; ++i) Push(true, i, i);
     auto streams = StartStreams(1);
     ASSERT_EQ(streams.size(), 1u);
+    WaitFor(delivered, 2);
     PushEnd();
     PushEnd();
     EXPECT_EQ(dropped, 5u);
@@ -323,6 +331,7 @@ TEST_F(MFMemorySourceTest, OnlySelectedStreamsAreStarted) {
     ASSERT_EQ(event.type, MENewStream);
     EXPECT_EQ(events->Next().type, MESourceStarted);
     const Pulled audio(event.object.Get());
+    WaitFor(sound_delivered, 2);
     PushEnd();
     EXPECT_EQ(audio.stream->RequestSample(nullptr), S_OK);
     EXPECT_EQ(audio.stream->RequestSample(nullptr), S_OK);

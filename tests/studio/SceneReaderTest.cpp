@@ -15,7 +15,8 @@ constexpr const char* whole_scene = R"({
                {"type": "gif", "file": "sub/b.gif", "rect": [320, -5, 320, 180]},
                {"type": "text", "text": "H\u00e9llo", "font": "Serif 12", "color": "#ffffff80", "rect": [0, 180, 640, 60]},
                {"type": "color", "color": "#ff000080", "rect": [10, 300, 50, 50]}],
-    "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0}]})";
+    "sound": [{"type": "file", "file": "a.flac", "volume": 50}, {"type": "file", "file": "b.wav"}],
+    "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0}, {"type": "mp4", "file": "out.mp4", "quality": 2}]})";
 
 TEST(SceneReader, ReadsEveryName) {
     const TempFolder folder;
@@ -33,8 +34,14 @@ TEST(SceneReader, ReadsEveryName) {
     const auto& text = std::get<TextDescription>(scene->layers[2].content);
     EXPECT_EQ(text.text, "H\xC3\xA9llo");
     EXPECT_EQ(text.color.alpha, 0x80);
-    ASSERT_EQ(scene->outputs.size(), 1u);
+    ASSERT_EQ(scene->sound.size(), 2u);
+    EXPECT_EQ(scene->sound[0].file, folder.path / "a.flac");
+    EXPECT_EQ(scene->sound[0].volume, 0.5);
+    EXPECT_EQ(scene->sound[1].volume, 1.0);
+    ASSERT_EQ(scene->outputs.size(), 2u);
     EXPECT_EQ(scene->outputs[0].file, folder.path.parent_path() / "out.gif");
+    EXPECT_EQ(scene->outputs[1].type, OutputType::Mp4);
+    EXPECT_EQ(scene->outputs[1].quality, 2);
 }
 
 TEST(SceneReader, SaysWhereAndWhatIsWrong) {
@@ -61,6 +68,8 @@ TEST(SceneReader, SaysWhereAndWhatIsWrong) {
         {"\"a.png\"", "\"\"", "layers[0].file: must not be empty"},
         {"\"type\": \"gif\", \"file\": \"../", "\"type\": \"avi\", \"file\": \"../", "outputs[0].type: unknown output type \"avi\""},
         {"\"quality\": 0", "\"quality\": 3", "outputs[0].quality: must be a whole number from 0 to 2"},
+        {"\"volume\": 50", "\"volume\": -1", "sound[0].volume: must be a number from 0"},
+        {"\"type\": \"file\"", "\"type\": \"flie\"", "sound[0].type: unknown type of sound \"flie\""},
         {"\"canvas\"", "\"canvass\"", "canvass: is not a known name"},
         {"\"canvas\": {", "\"canvas\": 1, \"x\": {", "x: is not a known name"},
         {"\"layers\": [{", "\"layers\": [7, {", "layers[0]: must be an object"},

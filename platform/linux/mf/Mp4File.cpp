@@ -1,13 +1,12 @@
 #include "platform/linux/mf/Mp4File.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <span>
 
 #include "platform/linux/kernel/ErrnoResult.h"
+#include "platform/linux/kernel/FileReplacement.h"
 
 namespace Vimbrel {
 
@@ -37,19 +36,15 @@ Mp4File::~Mp4File() {
 HRESULT Mp4File::Create(const std::string& path, std::vector<Mp4TrackFormat> formats, std::uint64_t index_room,
                         std::unique_ptr<Mp4File>& result) {
     std::unique_ptr<Mp4File> file(new Mp4File);
-    // A pipe without a reader must not hold us up. What the file held is let go of only when it is known to be a file.
-    file->file_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
-    if (file->file_ < 0) return ResultFromErrno(errno);
-    struct stat status {};
-    if (fstat(file->file_, &status) != 0) return ResultFromErrno(errno);
-    if (!S_ISREG(status.st_mode)) return E_ACCESSDENIED;
-    if (ftruncate(file->file_, 0) != 0) return ResultFromErrno(errno);
+    FileReplacement place;
+    if (const HRESULT hr = place.Open(path, file->file_); FAILED(hr)) return hr;
     for (std::size_t i = 0; i < formats.size(); ++i) file->tracks_.emplace_back(static_cast<std::uint32_t>(i + 1), std::move(formats[i]));
     file->room_ = index_room;
     if (const HRESULT hr = file->WriteHeader(); FAILED(hr)) {
         file->Truncate(0);  // an empty file does not look like a recording
         return hr;
     }
+    if (const HRESULT hr = place.Commit(); FAILED(hr)) return hr;
     result = std::move(file);
     return S_OK;
 }

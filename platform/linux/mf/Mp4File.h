@@ -27,7 +27,8 @@ public:
     Mp4File(const Mp4File&) = delete;
     Mp4File& operator=(const Mp4File&) = delete;
 
-    // Makes or replaces the file, which must be an ordinary one. The room is taken from the disk at once.
+    // Makes or replaces the file, which must be an ordinary one. The room is taken from the disk at once. An older file stays if this
+    // fails.
     static HRESULT Create(const std::string& path, std::vector<Mp4TrackFormat> formats, std::uint64_t index_room,
                           std::unique_ptr<Mp4File>& result);
 

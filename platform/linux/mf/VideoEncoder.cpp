@@ -113,7 +113,8 @@ HRESULT VideoEncoder::Setup(const VideoInput& input, const VideoOutput& output, 
     context.color_primaries = AVCOL_PRI_BT709;
     context.color_trc = AVCOL_TRC_BT709;
     context.chroma_sample_location = AVCHROMA_LOC_CENTER;
-    context.bit_rate = output.bit_rate;
+    // libx264 counts in thousands and takes 0 for no rate at all.
+    context.bit_rate = std::max<std::int64_t>(output.bit_rate, 1000);
     const double frames_between_keys = static_cast<double>(longest_key_interval) * output.fps_num / output.fps_den;
     context.gop_size = std::max(static_cast<int>(frames_between_keys), 1);
     context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
