@@ -165,10 +165,11 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
     }
     std::vector<std::unique_ptr<Output>> outputs;
     for (const OutputDescription& description : scene.outputs) {
-        outputs.push_back(StartOutput(description, scene.canvas, sound ? sound->Rate() : 0, error));
+        OutputFailure failure;
+        outputs.push_back(StartOutput(description, scene.canvas, sound ? sound->Rate() : 0, failure));
         if (!outputs.back()) {
-            std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), error.c_str());
-            return exit_bad_input;
+            std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), failure.error.c_str());
+            return failure.code;
         }
     }
 
@@ -179,13 +180,10 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
     for (const auto& output : outputs) {
         if (!output->Finish(error)) {
             std::fprintf(stderr, "vimbrel: %s\n", error.c_str());
-            code = exit_output_failed;
+            code = output->FailureCode();
             continue;
         }
-        const OutputStatus status = output->Status();
-        std::printf("wrote %s: %llu frames, %llu dropped, %s\n", output->File().string().c_str(),
-                    static_cast<unsigned long long>(status.written), static_cast<unsigned long long>(status.dropped + totals.skipped),
-                    SizeText(status.bytes).c_str());
+        std::printf("%s\n", output->Summary(totals.skipped).c_str());
     }
     return code;
 }
