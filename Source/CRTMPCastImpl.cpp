@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -213,15 +214,24 @@ bool CRTMPCastImpl::SendAac(ByteSpan frames) {
         if (session.Send(header, RTMP_PACKET_SIZE_LARGE, 0) != 1) return false;
         audio_header_sent = true;
     }
-    std::uint32_t time = Clock::Current().TimeMilliseconds() - audio_time_base;
-    // Two blocks that were encoded within a millisecond: players want times that rise.
-    if (IsStandard() && has_audio_time && time <= audio_time) time = audio_time + 1;
-    has_audio_time = true;
-    audio_time = time;
+    const std::uint32_t clock = Clock::Current().TimeMilliseconds() - audio_time_base;
+    const std::uint32_t time = IsStandard() ? SteadyAudioTime(clock) : clock;
     audio_buffer.PutAac(frames);
     // A lost link shows at the next frame.
     session.Send(audio_buffer, RTMP_PACKET_SIZE_LARGE, time);
     return true;
+}
+
+// The clock says when a frame was encoded, which comes in bursts where the application's blocks do. Frames follow one another by
+// their length as long as that stays near the clock.
+std::uint32_t CRTMPCastImpl::SteadyAudioTime(std::uint32_t clock) {
+    constexpr double samples_per_frame = 1024;
+    constexpr double tolerance = 100;
+    const double frame_duration = samples_per_frame * 1000 / aac.format.nSamplesPerSec;
+    if (std::abs(audio_time - clock) > tolerance) audio_time = std::max<double>(clock, audio_time - frame_duration + 1);
+    const auto time = static_cast<std::uint32_t>(audio_time);
+    audio_time += frame_duration;
+    return time;
 }
 
 bool CRTMPCastImpl::SendVideoHeader() {

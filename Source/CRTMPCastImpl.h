@@ -51,6 +51,7 @@ private:
     encoded_frame_ptr NextFrame();
     bool Process(const encoded_frame& frame);
     bool SendAac(ByteSpan frames);
+    std::uint32_t SteadyAudioTime(std::uint32_t clock);
     bool SendVideo(const encoded_frame& frame);
     bool SendVideoHeader();
     void SendPieces(ByteSpan access_unit, bool key);
@@ -69,9 +70,8 @@ private:
     RtmpMessage audio_buffer;
     RtmpMessage video_buffer;
     std::uint32_t audio_time_base = 0;  // milliseconds, at the first AAC frame
-    std::uint32_t audio_time = 0;       // milliseconds, of the last AAC message
-    bool has_audio_time = false;
-    std::uint32_t video_time = 0;  // milliseconds, of the frame at work
+    double audio_time = 0;              // milliseconds, of the next AAC message in the standard framing
+    std::uint32_t video_time = 0;       // milliseconds, of the frame at work
     bool video_header_sent = false;
     bool audio_header_sent = false;
     int status = RTMPCAST_OK;

@@ -14,7 +14,11 @@ constexpr int aac_bytes_per_second = 16000;
 
 std::string RateText(int bits_per_second) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f Mbit/s", bits_per_second / 1e6);
+    if (bits_per_second < 1'000'000) {
+        std::snprintf(text, sizeof text, "%d kbit/s", bits_per_second / 1000);
+    } else {
+        std::snprintf(text, sizeof text, "%.1f Mbit/s", bits_per_second / 1e6);
+    }
     return text;
 }
 
@@ -83,8 +87,14 @@ void RtmpOutput::Push(const Raster& canvas, std::int64_t time) {
 
 void RtmpOutput::PushSound(const std::int16_t* frames, std::size_t count, std::int64_t) {
     if (lost || sound_rate == 0) return;
-    const auto bytes = static_cast<int>(count * SoundMixer::channels * sizeof *frames);
-    cast->SetAudioSample(reinterpret_cast<unsigned char*>(const_cast<std::int16_t*>(frames)), bytes, 0, 0, 0);
+    sound.insert(sound.end(), frames, frames + count * SoundMixer::channels);
+    // In blocks of the encoder's frame, so that each has a message of its own.
+    constexpr std::size_t block = 1024 * SoundMixer::channels;
+    std::size_t sent = 0;
+    for (; sent + block <= sound.size(); sent += block) {
+        cast->SetAudioSample(reinterpret_cast<unsigned char*>(sound.data() + sent), static_cast<int>(block * sizeof sound[0]), 0, 0, 0);
+    }
+    sound.erase(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(sent));
 }
 
 bool RtmpOutput::Finish(std::string& error) {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <string>
+#include <vector>
 
 #include "Output.h"
 #include "vimbrel/MediaRTMPCast.h"
@@ -32,6 +33,7 @@ private:
     const int sound_rate;
     std::atomic<bool> lost{false};
     std::uint64_t pushed = 0;
+    std::vector<std::int16_t> sound;  // less than a block
     std::unique_ptr<Vimbrel::CMediaRTMPCast> cast;
 };
 
