@@ -244,7 +244,8 @@ std::int32_t ResizeGetBufferSize(const void* plan, PixelSize destination, std::i
     if (!IsPlan(plan)) return pixel_bad_plan;
     const auto& made = *static_cast<const ResizePlan*>(plan);
     if (destination.width != made.destination.width || destination.height != made.destination.height) return pixel_bad_size;
-    if (channels != resize_channels) return pixel_unsupported;
+    // The buffer is one for 4 channels whatever is asked for: callers are known to ask for the 3 colours.
+    if (channels < 1 || channels > resize_channels) return pixel_unsupported;
     const std::int64_t bytes = 2 * RowBytes(made) + row_alignment;
     if (bytes > std::numeric_limits<std::int32_t>::max()) return pixel_bad_size;
     *buffer_bytes = static_cast<std::int32_t>(bytes);

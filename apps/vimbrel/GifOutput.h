@@ -15,9 +15,11 @@ public:
     void Push(const Raster& canvas, std::int64_t time) override;
     bool Finish(std::string& error) override;
     OutputStatus Status() const override;
-    const std::filesystem::path& File() const override { return file.Name(); }
+    std::string ShortName() const override { return File().filename().string(); }
+    std::string Summary(std::uint64_t skipped) const override { return FileSummary(File(), Status(), skipped); }
 
 private:
+    const std::filesystem::path& File() const { return file.Name(); }
     explicit GifOutput(const OutputDescription& description);
 
     PartFile file;

@@ -17,9 +17,11 @@ public:
     void PushSound(const std::int16_t* frames, std::size_t count, std::int64_t time) override;
     bool Finish(std::string& error) override;
     OutputStatus Status() const override;
-    const std::filesystem::path& File() const override { return file; }
+    std::string ShortName() const override { return File().filename().string(); }
+    std::string Summary(std::uint64_t skipped) const override { return FileSummary(File(), Status(), skipped); }
 
 private:
+    const std::filesystem::path& File() const { return file; }
     Mp4Output(const OutputDescription& description, const CanvasDescription& canvas, int rate_of_sound);
 
     const std::filesystem::path file;

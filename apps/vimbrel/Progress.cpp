@@ -6,18 +6,6 @@
 
 namespace studio {
 
-std::string SizeText(std::uint64_t bytes) {
-    char text[32];
-    if (bytes < 10'000) {
-        std::snprintf(text, sizeof text, "%u B", static_cast<unsigned>(bytes));
-    } else if (bytes < 1'000'000) {
-        std::snprintf(text, sizeof text, "%u kB", static_cast<unsigned>(bytes / 1000));
-    } else {
-        std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / 1e6);
-    }
-    return text;
-}
-
 Progress::Progress() : terminal(isatty(STDOUT_FILENO) != 0) {}
 
 Progress::~Progress() {
@@ -35,7 +23,7 @@ void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t sk
     for (const auto& output : outputs) {
         const OutputStatus status = output->Status();
         dropped += status.dropped;
-        sizes += "  " + output->File().filename().string() + " " + SizeText(status.bytes);
+        sizes += "  " + output->ShortName() + " " + output->State();
     }
     const int minutes = static_cast<int>(scene_seconds / 60);
     char counts[96];

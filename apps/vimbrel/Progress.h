@@ -11,9 +11,6 @@
 
 namespace studio {
 
-// "12345 B", "1.2 MB".
-std::string SizeText(std::uint64_t bytes);
-
 // On a terminal one line that renews itself; elsewhere a line a second.
 class Progress {
 public:

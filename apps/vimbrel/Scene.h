@@ -61,12 +61,21 @@ struct SoundDescription {
     double volume = 1.0;  // a factor
 };
 
-enum class OutputType { Gif, Mp4 };
+enum class OutputType { Gif, Mp4, Rtmp };
+
+// A publishing target. The key at the end of its URL and the password are not to be shown.
+struct StreamDescription {
+    std::string url;
+    std::string user;
+    std::string password;
+    bool standard_framing = true;
+};
 
 struct OutputDescription {
-    std::string place;  // as in "outputs[0]", or "--out"
+    std::string place;  // as in "outputs[0]", "--out" or "--url"
     OutputType type = OutputType::Gif;
-    std::filesystem::path file;
+    std::filesystem::path file;  // of GIF and MP4
+    StreamDescription stream;    // of RTMP
     int quality = 1;
 };
 
@@ -91,7 +100,12 @@ std::optional<Scene> ReadScene(const std::filesystem::path& document, std::strin
 // An output named on the command line; its type follows from the ending. Null with `error` set if there is no such type.
 std::optional<OutputDescription> OutputFromFileName(const std::string& name, std::string& error);
 
-// Whether two outputs would write one file; then `error` says which.
+// An output named on the command line by its URL. The password is the first line of `password_file`, if that is not empty. Null with
+// `error` set if it cannot be read.
+std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user, const std::string& password_file,
+                                               std::string& error);
+
+// Whether two outputs would write one file or one stream; then `error` says which.
 bool OutputsCollide(const std::vector<OutputDescription>& outputs, std::string& error);
 
 }  // namespace studio

@@ -151,11 +151,50 @@ LayerDescription ReadLayer(const Node& node, const std::filesystem::path& folder
     return layer;
 }
 
+// The first line, so that the file may be an editor's. Null with `error` set if there is none.
+std::optional<std::string> ReadPassword(const std::filesystem::path& file, std::string& error) {
+    std::ifstream stream(file);
+    std::string line;
+    if (stream && std::getline(stream, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        return line;
+    }
+    error = file.string() + ": has no password to read";
+    return std::nullopt;
+}
+
+StreamDescription ReadStream(const Node& node, const std::filesystem::path& folder) {
+    node.AllowOnly({"type", "url", "quality", "user", "password-file", "framing"});
+    StreamDescription stream;
+    stream.url = node.Text("url");
+    if (node.Has("user")) stream.user = node.Text("user");
+    if (node.Has("password-file")) {
+        std::string error;
+        const auto password = ReadPassword(folder / node.Text("password-file"), error);
+        if (!password) Fail(node.PlaceOf("password-file"), error);
+        stream.password = *password;
+    }
+    if (node.Has("framing")) {
+        const std::string framing = node.Text("framing");
+        if (framing != "standard" && framing != "native") {
+            Fail(node.PlaceOf("framing"), "unknown framing \"" + framing + "\"; there are standard and native");
+        }
+        stream.standard_framing = framing == "standard";
+    }
+    return stream;
+}
+
 OutputDescription ReadOutput(const Node& node, const std::filesystem::path& folder) {
     OutputDescription output;
     output.place = node.Place();
     const std::string type = node.Text("type");
-    if (type != "gif" && type != "mp4") Fail(node.PlaceOf("type"), "unknown output type \"" + type + "\"; there are gif and mp4");
+    if (type == "rtmp") {
+        output.type = OutputType::Rtmp;
+        output.stream = ReadStream(node, folder);
+        if (node.Has("quality")) output.quality = node.Integer("quality", 0, 2);
+        return output;
+    }
+    if (type != "gif" && type != "mp4") Fail(node.PlaceOf("type"), "unknown output type \"" + type + "\"; there are gif, mp4 and rtmp");
     node.AllowOnly({"type", "file", "quality"});
     output.type = type == "gif" ? OutputType::Gif : OutputType::Mp4;
     output.file = ReadFile(node, folder);
@@ -243,11 +282,27 @@ std::optional<OutputDescription> OutputFromFileName(const std::string& name, std
     return output;
 }
 
+std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user, const std::string& password_file,
+                                               std::string& error) {
+    OutputDescription output;
+    output.place = "--url";
+    output.type = OutputType::Rtmp;
+    output.stream.url = url;
+    output.stream.user = user;
+    if (!password_file.empty()) {
+        const auto password = ReadPassword(password_file, error);
+        if (!password) return std::nullopt;
+        output.stream.password = *password;
+    }
+    return output;
+}
+
 bool OutputsCollide(const std::vector<OutputDescription>& outputs, std::string& error) {
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j) {
-            if (outputs[i].file != outputs[j].file) continue;
-            error = outputs[i].place + ": " + outputs[i].file.string() + " is already written by " + outputs[j].place;
+            if (outputs[i].file != outputs[j].file || outputs[i].stream.url != outputs[j].stream.url) continue;
+            const std::string what = outputs[i].type == OutputType::Rtmp ? "that stream" : outputs[i].file.string();
+            error = outputs[i].place + ": " + what + " is already written by " + outputs[j].place;
             return true;
         }
     }

@@ -102,6 +102,19 @@ private:
     std::uint64_t next = 0;  // frame of sound
 };
 
+// Streams first: a server that does not answer is not to cost a file.
+bool StartOutputs(const Scene& scene, int sound_rate, std::vector<std::unique_ptr<Output>>& outputs, OutputFailure& failure) {
+    outputs.resize(scene.outputs.size());
+    for (const bool streams : {true, false}) {
+        for (std::size_t i = 0; i < outputs.size(); ++i) {
+            if ((scene.outputs[i].type == OutputType::Rtmp) != streams) continue;
+            outputs[i] = StartOutput(scene.outputs[i], scene.canvas, sound_rate, failure);
+            if (!outputs[i]) return false;
+        }
+    }
+    return true;
+}
+
 struct Totals {
     std::uint64_t frames = 0;   // composed
     std::uint64_t skipped = 0;  // not composed, since the run was too far behind
@@ -164,12 +177,10 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
         }
     }
     std::vector<std::unique_ptr<Output>> outputs;
-    for (const OutputDescription& description : scene.outputs) {
-        outputs.push_back(StartOutput(description, scene.canvas, sound ? sound->Rate() : 0, error));
-        if (!outputs.back()) {
-            std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), error.c_str());
-            return exit_bad_input;
-        }
+    OutputFailure failure;
+    if (!StartOutputs(scene, sound ? sound->Rate() : 0, outputs, failure)) {
+        std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), failure.error.c_str());
+        return failure.code;
     }
 
     WatchForInterrupt();
@@ -179,13 +190,10 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
     for (const auto& output : outputs) {
         if (!output->Finish(error)) {
             std::fprintf(stderr, "vimbrel: %s\n", error.c_str());
-            code = exit_output_failed;
+            code = output->FailureCode();
             continue;
         }
-        const OutputStatus status = output->Status();
-        std::printf("wrote %s: %llu frames, %llu dropped, %s\n", output->File().string().c_str(),
-                    static_cast<unsigned long long>(status.written), static_cast<unsigned long long>(status.dropped + totals.skipped),
-                    SizeText(status.bytes).c_str());
+        std::printf("%s\n", output->Summary(totals.skipped).c_str());
     }
     return code;
 }

@@ -10,6 +10,8 @@ enum ExitCode {
     exit_done = 0,
     exit_output_failed = 1,
     exit_bad_input = 2,
+    exit_no_connection = 3,  // of a stream: none, or lost
+    exit_stream_refused = 4,
 };
 
 // Runs the scene by the clock until `seconds` have passed (0: for ever) or the user interrupts. Messages and progress go to

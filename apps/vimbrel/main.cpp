@@ -20,6 +20,9 @@ struct RunOptions {
     std::string scene;
     double seconds = 0;
     std::vector<std::string> outputs;
+    std::string url;
+    std::string user;
+    std::string password_file;
 };
 
 int Run(const RunOptions& options) {
@@ -31,7 +34,14 @@ int Run(const RunOptions& options) {
         if (!output) return Complain(error);
         scene->outputs.push_back(*output);
     }
-    if (scene->outputs.empty()) return Complain(options.scene + ": there is no output; name one in \"outputs\" or with --out FILE");
+    if (!options.url.empty()) {
+        const auto output = studio::OutputFromUrl(options.url, options.user, options.password_file, error);
+        if (!output) return Complain(error);
+        scene->outputs.push_back(*output);
+    }
+    if (scene->outputs.empty()) {
+        return Complain(options.scene + ": there is no output; name one in \"outputs\" or with --out FILE or --url URL");
+    }
     if (studio::OutputsCollide(scene->outputs, error)) return Complain(options.scene + ": " + error);
     return studio::RunScene(*scene, options.scene, options.seconds);
 }
@@ -54,7 +64,12 @@ int main(int argc, char** argv) {
     run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")->check(CLI::PositiveNumber);
     run->add_option("--out", options.outputs, "A further output; its ending says what to write (.gif or .mp4). May be given several times")
         ->allow_extra_args(false);
-    app.footer("Exit codes: 0 done, 1 an output failed, 2 the arguments or the scene are wrong.");
+    CLI::Option* url = run->add_option("--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
+    run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
+    run->add_option("--password-file", options.password_file, "A file with the publisher's password as its first line")->needs(url);
+    app.footer(
+        "Exit codes: 0 done, 1 an output failed, 2 the arguments or the scene are wrong, 3 a stream found no server or lost it, 4 its "
+        "server did not take it.");
 
     try {
         app.parse(argc, argv);

@@ -37,6 +37,26 @@ DEFINE_GUID(MF_MT_USER_DATA, 0xb6bc765f, 0x4c3b, 0x40a4, 0xbd, 0x51, 0x25, 0x35,
 // Bytes from a row to the next, negative for rows that go bottom up.
 DEFINE_GUID(MF_MT_DEFAULT_STRIDE, 0x644b4e48, 0x1e02, 0x4516, 0xb0, 0xeb, 0xc0, 0x1c, 0xa9, 0xd4, 0x9a, 0xc6);
 DEFINE_GUID(MF_MT_MPEG2_PROFILE, 0xad76a80b, 0x2d5c, 0x4e0b, 0xb3, 0x75, 0x64, 0xe5, 0x20, 0x13, 0x70, 0x36);
+DEFINE_GUID(MF_MT_MPEG2_LEVEL, 0x96f66574, 0x11c5, 0x4015, 0x86, 0x66, 0xbf, 0xf5, 0x16, 0x43, 0x6d, 0xa7);
+DEFINE_GUID(MF_MT_MAX_KEYFRAME_SPACING, 0xc16eb52b, 0x73a1, 0x476f, 0x8d, 0x62, 0x83, 0x9d, 0x6a, 0x02, 0x06, 0x52);
+DEFINE_GUID(MF_MT_ORIGINAL_4CC, 0xd7be3fe0, 0x2bc7, 0x492d, 0xb8, 0x43, 0x61, 0xa1, 0x91, 0x9b, 0x70, 0xc3);
+// Blob: SPS and PPS, each behind a start code of 4 bytes.
+DEFINE_GUID(MF_MT_MPEG_SEQUENCE_HEADER, 0x3c036de7, 0x3ad0, 0x4c9e, 0x92, 0x16, 0xee, 0x6d, 0x6a, 0xc2, 0x1c, 0xb3);
+
+// Of samples. UINT32: not 0 for a key frame; UINT64: when to decode, in units of 100 ns.
+DEFINE_GUID(MFSampleExtension_CleanPoint, 0x9cdf01d8, 0xa0f0, 0x43ba, 0xb0, 0x77, 0xea, 0xa0, 0x6c, 0xbd, 0x72, 0x8a);
+DEFINE_GUID(MFSampleExtension_DecodeTimestamp, 0x73a954d4, 0x09e2, 0x4861, 0xbe, 0xfc, 0x94, 0xbd, 0x97, 0xc0, 0x8e, 0x6e);
+
+DEFINE_GUID(MFT_CATEGORY_VIDEO_ENCODER, 0xf79eac7d, 0xe545, 0x4387, 0xbd, 0xee, 0xd6, 0x47, 0xd7, 0xbd, 0xe4, 0x2a);
+
+enum : DWORD {
+    MFT_ENUM_FLAG_SYNCMFT = 0x1,
+    MFT_ENUM_FLAG_ASYNCMFT = 0x2,
+    MFT_ENUM_FLAG_HARDWARE = 0x4,
+    MFT_ENUM_FLAG_LOCALMFT = 0x10,
+    MFT_ENUM_FLAG_TRANSCODE_ONLY = 0x20,
+    MFT_ENUM_FLAG_SORTANDFILTER = 0x40,
+};
 
 DEFINE_GUID(MFMediaType_Audio, 0x73647561, 0x0000, 0x0010, 0x80, 0x00, 0x00, 0xaa, 0x00, 0x38, 0x9b, 0x71);
 DEFINE_GUID(MFMediaType_Video, 0x73646976, 0x0000, 0x0010, 0x80, 0x00, 0x00, 0xaa, 0x00, 0x38, 0x9b, 0x71);
@@ -47,6 +67,7 @@ DEFINE_MEDIATYPE_GUID(MFVideoFormat_RGB32, 22);   // bytes blue, green, red, unu
 DEFINE_MEDIATYPE_GUID(MFVideoFormat_ARGB32, 21);  // bytes blue, green, red, alpha
 DEFINE_MEDIATYPE_GUID(MFVideoFormat_RGB24, 20);
 DEFINE_MEDIATYPE_GUID(MFVideoFormat_RGB555, 24);
+DEFINE_MEDIATYPE_GUID(MFVideoFormat_NV12, 0x3231564E);
 DEFINE_MEDIATYPE_GUID(MFVideoFormat_H264, 0x34363248);
 DEFINE_MEDIATYPE_GUID(MFAudioFormat_PCM, WAVE_FORMAT_PCM);
 DEFINE_MEDIATYPE_GUID(MFAudioFormat_Float, WAVE_FORMAT_IEEE_FLOAT);
@@ -73,6 +94,8 @@ HRESULT WINAPI MFInvokeCallback(IMFAsyncResult* result);
 HRESULT WINAPI MFCreateAttributes(IMFAttributes** attributes, UINT32 initial_size);
 // The memory is not cleared. E_OUTOFMEMORY.
 HRESULT WINAPI MFCreateMemoryBuffer(DWORD max_length, IMFMediaBuffer** buffer);
+// The memory begins at a multiple of `alignment` + 1, which is a power of two.
+HRESULT WINAPI MFCreateAlignedMemoryBuffer(DWORD max_length, DWORD alignment, IMFMediaBuffer** buffer);
 HRESULT WINAPI MFCreateSample(IMFSample** sample);
 // `value` may be null for none.
 HRESULT WINAPI MFCreateMediaEvent(MediaEventType type, REFGUID extended_type, HRESULT status, const PROPVARIANT* value,
@@ -87,6 +110,19 @@ HRESULT WINAPI MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(const BITMAPINFOHEAD
                                                             DWORD pixel_aspect_y, MFVideoInterlaceMode interlace, QWORD flags,
                                                             DWORD fps_numerator, DWORD fps_denominator, DWORD max_bit_rate,
                                                             IMFVideoMediaType** type);
+
+// Copies rows; a negative stride with a pointer to the last row in memory turns them.
+HRESULT WINAPI MFCopyImage(BYTE* destination, LONG destination_stride, const BYTE* source, LONG source_stride, DWORD width_in_bytes,
+                           DWORD rows);
+// Bytes of a picture without gaps between rows. MF_E_INVALIDMEDIATYPE for formats without a fixed size.
+HRESULT WINAPI MFCalculateImageSize(REFGUID subtype, UINT32 width, UINT32 height, UINT32* size);
+// In units of 100 ns.
+HRESULT WINAPI MFFrameRateToAverageTimePerFrame(UINT32 numerator, UINT32 denominator, UINT64* average);
+
+// The encoders of this system, best first. `flags` are MFT_ENUM_FLAG values, types may be null for any. The list is freed with
+// CoTaskMemFree after each of its members was released.
+HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags, const MFT_REGISTER_TYPE_INFO* input, const MFT_REGISTER_TYPE_INFO* output,
+                         IMFActivate*** activates, UINT32* count);
 
 }  // extern "C"
 

@@ -44,6 +44,9 @@ enum : DWORD {
     MEEndOfPresentation = 211,
     MEEndOfStream = 212,
     MEMediaSample = 213,  // the sample
+    METransformNeedInput = 601,
+    METransformHaveOutput = 602,
+    METransformDrainComplete = 603,
 };
 
 inline constexpr DWORD MF_EVENT_FLAG_NO_WAIT = 0x1;
@@ -125,6 +128,25 @@ struct IMFVideoMediaType : IMFMediaType {};
 VIMBREL_INTERFACE_ID(IMFVideoMediaType, 0xb99f381f, 0xa8f9, 0x47a2, 0xa5, 0xaf, 0xca, 0x3a, 0x22, 0x5a, 0x38, 0x90);
 
 // The outcome of an operation on its way to the callback.
+struct IMFCollection : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetElementCount(DWORD* count) = 0;
+};
+VIMBREL_INTERFACE_ID(IMFCollection, 0x5bc8a76b, 0x869a, 0x46a3, 0x9b, 0x03, 0xfa, 0x21, 0x8a, 0x66, 0xae, 0xbe);
+
+struct MFT_REGISTER_TYPE_INFO {
+    GUID guidMajorType;
+    GUID guidSubtype;
+};
+
+// Something that can be made. Its attributes describe it.
+struct IMFActivate : IMFAttributes {
+    // The same object until ShutdownObject.
+    virtual HRESULT STDMETHODCALLTYPE ActivateObject(REFIID iid, void** object) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ShutdownObject() = 0;
+    virtual HRESULT STDMETHODCALLTYPE DetachObject() = 0;
+};
+VIMBREL_INTERFACE_ID(IMFActivate, 0x7fee9e9a, 0x4a89, 0x47a6, 0x89, 0x9c, 0xb6, 0xa5, 0x3a, 0x70, 0xfb, 0x67);
+
 struct IMFAsyncResult : IUnknown {
     // E_POINTER if the operation was begun without a state.
     virtual HRESULT STDMETHODCALLTYPE GetState(IUnknown** state) = 0;

@@ -31,6 +31,8 @@ HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOO
 BOOL WINAPI SetEvent(HANDLE event);
 BOOL WINAPI ResetEvent(HANDLE event);
 
+void WINAPI Sleep(DWORD milliseconds);
+
 // WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED for a handle that cannot be waited for.
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 

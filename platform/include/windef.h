@@ -29,6 +29,7 @@ using SHORT = std::int16_t;
 using VARIANT_BOOL = std::int16_t;
 using HRESULT = std::int32_t;
 using SIZE_T = std::size_t;
+using ULONG_PTR = std::uintptr_t;
 using LPSTR = char*;
 using LPCSTR = const char*;
 using LPWSTR = wchar_t*;

@@ -4,7 +4,8 @@
 set -u
 vimbrel=$1
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+server=
+trap '[ -z "$server" ] || kill $server 2>/dev/null; rm -rf "$work"' EXIT
 cd "$work" || exit 1
 failures=0
 
@@ -213,6 +214,40 @@ expect 2 "is not a picture that can be read" run scene.json --seconds 1 --log-co
 expect 2 "--log-level loud: there are trace" --log-level loud run scene.json
 expect 2 "--log-config nothere: cannot be read" run scene.json --log-config nothere
 [ ! -e log ] || complain "a log folder came of itself"
+
+echo "Casts"
+port=$((20000 + $$ % 20000))
+mkdir -p recorded
+cat >nginx.conf <<END
+load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
+daemon off; master_process off; worker_processes 1; pid $work/nginx.pid; error_log $work/error.log;
+events { worker_connections 64; }
+rtmp { server { listen 127.0.0.1:$port; application live { live on; record all; record_path $work/recorded; record_suffix .flv; } } }
+END
+/usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/error.log" &
+server=$!
+tries=0
+until (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || [ $tries = 100 ]; do sleep 0.1; tries=$((tries + 1)); done
+ffmpeg -v quiet -y -f lavfi -i sine=440:duration=5 tone.wav
+echo '{"canvas": {"width": 160, "height": 120, "fps": 10}, "layers": ['"$(picture photo.jpg)"'],
+       "sound": [{"type": "file", "file": "tone.wav"}],
+       "outputs": [{"type": "gif", "file": "out.gif"}, {"type": "mp4", "file": "out.mp4"}]}' >scene.json
+printf 'word\n' >password
+expect 0 "cast to rtmp://127.0.0.1:$port/live/...: 30 frames" run scene.json --seconds 3 --url "rtmp://127.0.0.1:$port/live/key" --user me --password-file password
+grep -q "key\|word" output && complain "the key or the password is shown: $(cat output)"
+sleep 0.5
+counted=$(ffprobe -v quiet -select_streams v -count_frames -show_entries stream=nb_read_frames -of csv=p=0 recorded/key.flv)
+[ "$counted" = 30 ] || complain "$counted frames of 30 arrived"
+[ -z "$(ffmpeg -v warning -i recorded/key.flv -f null - 2>&1)" ] || complain "the recording is not clean: $(ffmpeg -v warning -i recorded/key.flv -f null - 2>&1)"
+[ -s out.gif ] && [ -s out.mp4 ] || complain "the other outputs are missing"
+expect 4 "does not take the stream" run scene.json --seconds 1 --url "rtmp://127.0.0.1:$port/nowhere/key"
+expect 2 "is no URL of a stream" run scene.json --seconds 1 --url nonsense
+(sleep 1.5; kill $server) &
+timeout 60 "$vimbrel" run scene.json --seconds 4 --url "rtmp://127.0.0.1:$port/live/other" >output 2>&1
+[ $? = 3 ] || complain "a lost link gives another exit code than 3: $(cat output)"
+grep -q "the link was lost" output && grep -q "wrote .*out.mp4: 40 frames" output || complain "a lost link is not told, or holds up the rest: $(cat output)"
+wait $server 2>/dev/null
+expect 3 "no connection to the server" run scene.json --seconds 1 --url "rtmp://127.0.0.1:$port/live/key"
 
 echo "A disk that is full"
 if unshare -m true 2>/dev/null; then

@@ -221,7 +221,11 @@ TEST(Resize, ResultCodes) {
     EXPECT_EQ(ResizeGetBufferSize(nullptr, {2, 2}, 4, &other_bytes), -8);
     EXPECT_EQ(ResizeGetBufferSize(resizer.plan, {2, 2}, 4, nullptr), -8);
     EXPECT_EQ(ResizeGetBufferSize(resizer.plan, {2, 3}, 4, &other_bytes), -6);
-    EXPECT_EQ(ResizeGetBufferSize(resizer.plan, {2, 2}, 3, &other_bytes), pixel_unsupported);
+    EXPECT_EQ(ResizeGetBufferSize(resizer.plan, {2, 2}, 5, &other_bytes), pixel_unsupported);
+    EXPECT_EQ(ResizeGetBufferSize(resizer.plan, {2, 2}, 4, &other_bytes), pixel_done);
+    std::int32_t color_bytes = 0;
+    EXPECT_EQ(ResizeGetBufferSize(resizer.plan, {2, 2}, 3, &color_bytes), pixel_done);
+    EXPECT_EQ(color_bytes, other_bytes);
 
     const std::vector<std::uint8_t> source(64, 50);
     std::vector<std::uint8_t> destination(16, 0xEE);

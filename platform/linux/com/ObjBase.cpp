@@ -2,9 +2,14 @@
 #include <objbase.h>
 
 #include <wincodec.h>
+#include <wmcodecdsp.h>
+
 #include <cstdlib>
 
 #include "platform/linux/com/ClassTable.h"
+#include "platform/linux/mf/AacEncoderTransform.h"
+#include "platform/linux/mf/ColorConverter.h"
+#include "platform/linux/mf/H264EncoderTransform.h"
 #include "platform/linux/wic/ImagingFactory.h"
 
 namespace Vimbrel {
@@ -17,8 +22,9 @@ struct ClassEntry {
 };
 
 constexpr ClassEntry classes[] = {
-    {CLSID_WICImagingFactory1, CreateImagingFactory},
-    {CLSID_WICImagingFactory2, CreateImagingFactory},
+    {CLSID_WICImagingFactory1, CreateImagingFactory}, {CLSID_WICImagingFactory2, CreateImagingFactory},
+    {CLSID_CColorConvertDMO, CreateColorConverter},   {CLSID_CMSH264EncoderMFT, CreateSoftwareH264Encoder},
+    {CLSID_AACMFTEncoder, CreateAacEncoder},
 };
 
 ScopedClassOverride* newest_override = nullptr;

@@ -2,6 +2,7 @@
 #include <mmsystem.h>
 #include <windows.h>
 
+#include <errno.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -53,5 +54,11 @@ DWORD WINAPI GetCurrentThreadId() {
 }
 
 DWORD WINAPI GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
+
+void WINAPI Sleep(DWORD milliseconds) {
+    timespec rest = {static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1'000'000};
+    while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+    }
+}
 
 }  // extern "C"

@@ -12,10 +12,10 @@ namespace Vimbrel {
 
 class MemoryBuffer final : public ComObject<Implements<IMFMediaBuffer>> {
 public:
-    // Null if there is no memory.
-    static ComPtr<MemoryBuffer> Create(DWORD size);
+    // Beginning at a multiple of `alignment`, a power of two. Null if there is no memory.
+    static ComPtr<MemoryBuffer> Create(DWORD size, std::size_t alignment = 1);
 
-    MemoryBuffer(std::unique_ptr<BYTE[]> memory, DWORD size) : memory_(std::move(memory)), size_(size) {}
+    MemoryBuffer(std::unique_ptr<BYTE[]> memory, BYTE* start, DWORD size) : memory_(std::move(memory)), start_(start), size_(size) {}
 
     HRESULT STDMETHODCALLTYPE Lock(BYTE** data, DWORD* max_length, DWORD* current_length) override;
     HRESULT STDMETHODCALLTYPE Unlock() override { return S_OK; }
@@ -25,6 +25,7 @@ public:
 
 private:
     std::unique_ptr<BYTE[]> memory_;
+    BYTE* start_;
     DWORD size_;
     std::atomic<DWORD> length_{0};
 };

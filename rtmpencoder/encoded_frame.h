@@ -1,0 +1,48 @@
+// What an encoder hands out.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace Vimbrel {
+
+struct encoded_frame {
+    enum frame_type : std::uint32_t {
+        type_aac = 0,
+        type_h264 = 1,
+        type_stop = 2,  // no frame: ends the thread that sends
+    };
+
+    std::uint32_t type = type_aac;
+    std::uint8_t* data = nullptr;  // owned, from std::malloc; null if size is 0
+    std::int32_t size = 0;         // bytes
+    std::int64_t time = 0;         // of presentation, in units of 100 ns; H.264 only
+    std::int64_t decode_time = 0;  // in units of 100 ns, 0 if the encoder gave none
+    std::uint8_t key = 0;          // not 0 for a key frame
+};
+
+struct encoded_frame_deleter {
+    void operator()(encoded_frame* frame) const {
+        if (frame == nullptr) return;
+        std::free(frame->data);
+        delete frame;
+    }
+};
+
+using encoded_frame_ptr = std::unique_ptr<encoded_frame, encoded_frame_deleter>;
+
+// With a copy of the bytes; null if there is no memory.
+inline encoded_frame_ptr make_encoded_frame(std::uint32_t type, const void* bytes, std::int32_t size) {
+    encoded_frame_ptr frame(new encoded_frame);
+    frame->type = type;
+    if (size <= 0) return frame;
+    frame->data = static_cast<std::uint8_t*>(std::malloc(static_cast<std::size_t>(size)));
+    if (frame->data == nullptr) return nullptr;
+    std::memcpy(frame->data, bytes, static_cast<std::size_t>(size));
+    frame->size = size;
+    return frame;
+}
+
+}  // namespace Vimbrel

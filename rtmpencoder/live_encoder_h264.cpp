@@ -1,0 +1,260 @@
+// The road of a frame. How the transforms are made stands in live_encoder_h264_start.cpp.
+#include "rtmpencoder/live_encoder_h264.h"
+
+#include <mfapi.h>
+#include <mferror.h>
+#include <windows.h>
+
+#include <cstring>
+#include <utility>
+
+#include "rtmpencoder/start_code.h"
+
+namespace Vimbrel {
+namespace {
+
+constexpr DWORD bytes_per_pixel = 4;
+
+// A sample of one new buffer of `size` bytes, which its length says too if `filled`.
+HRESULT MakeSample(DWORD size, bool filled, ComPtr<IMFSample>& result) {
+    ComPtr<IMFSample> sample;
+    ComPtr<IMFMediaBuffer> buffer;
+    HRESULT hr = MFCreateSample(sample.Put());
+    if (SUCCEEDED(hr)) hr = MFCreateMemoryBuffer(size, buffer.Put());
+    if (SUCCEEDED(hr) && filled) hr = buffer->SetCurrentLength(size);
+    if (SUCCEEDED(hr)) hr = sample->AddBuffer(buffer.Get());
+    if (SUCCEEDED(hr)) result = sample;
+    return hr;
+}
+
+HRESULT ProcessOutput(IMFTransform* transform, IMFSample* sample, ComPtr<IMFSample>& result) {
+    MFT_OUTPUT_DATA_BUFFER data{};
+    data.pSample = sample;
+    DWORD status = 0;
+    const HRESULT hr = transform->ProcessOutput(0, 1, &data, &status);
+    if (data.pEvents != nullptr) data.pEvents->Release();
+    if (data.pSample != nullptr && data.pSample == sample) data.pSample->AddRef();
+    result.Attach(data.pSample);
+    return hr;
+}
+
+}  // namespace
+
+bool live_encoder_h264::on_packet(packet* packet) {
+    if (packet->type != packet::type_video) return true;
+    const auto& frame = static_cast<const packet_video&>(*packet);
+    // A first time of 0 is taken for none, and the next frame's is the origin then. That is meant.
+    if (first_time == 0) first_time = frame.time;
+    relative_time = frame.time - first_time;
+    ComPtr<IMFSample> nv12;
+    if (FAILED(convert(fit(frame), nv12))) return false;
+    // From here on a failure costs the frame and not the stream.
+    if (FAILED(nv12->SetSampleTime(relative_time)) || FAILED(nv12->SetSampleDuration(frame_duration))) return true;
+    encode(nv12.Get());
+    return true;
+}
+
+// The frame in the output's size: as it is, or scaled with black around.
+const std::uint8_t* live_encoder_h264::fit(const packet_video& frame) {
+    if (frame.width != source_width || frame.height != source_height) {
+        std::memset(scaled_frame.get(), 0, frame_bytes());
+        source_width = frame.width;
+        source_height = frame.height;
+        fitting.plan(source_width, source_height, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height));
+    }
+    if (fitting.needs_resize()) {
+        fitting.resize(frame.data.get(), scaled_frame.get());
+        return scaled_frame.get();
+    }
+    const bool same_size = source_width == static_cast<std::uint32_t>(width) && source_height == static_cast<std::uint32_t>(height);
+    // No resize could be planned for the size: black, rather than to read beyond the frame.
+    return same_size ? frame.data.get() : scaled_frame.get();
+}
+
+HRESULT live_encoder_h264::convert(const std::uint8_t* pixels, ComPtr<IMFSample>& nv12) {
+    const auto row = static_cast<LONG>(bytes_per_pixel) * width;
+    BYTE* bytes = nullptr;
+    HRESULT hr = rgb_buffer->Lock(&bytes, nullptr, nullptr);
+    if (FAILED(hr)) return hr;
+    hr = MFCopyImage(bytes, row, pixels, row, static_cast<DWORD>(row), static_cast<DWORD>(height));
+    rgb_buffer->Unlock();
+    if (SUCCEEDED(hr)) hr = rgb_sample->SetSampleTime(relative_time);
+    if (SUCCEEDED(hr)) hr = rgb_sample->SetSampleDuration(frame_duration);
+    if (SUCCEEDED(hr)) hr = converter->ProcessInput(0, rgb_sample.Get(), 0);
+    if (SUCCEEDED(hr)) hr = MakeSample(static_cast<DWORD>(nv12_size), true, nv12);
+    if (SUCCEEDED(hr)) {
+        ComPtr<IMFSample> same;
+        hr = ProcessOutput(converter.Get(), nv12.Get(), same);
+    }
+    return hr;
+}
+
+void live_encoder_h264::encode(IMFSample* nv12) {
+    if (is_async && FAILED(wait_for_credit())) return;
+    if (FAILED(feed(nv12))) return;
+    ++in_flight;
+    const HRESULT hr = take_output();
+    if (FAILED(hr) || output.empty()) return;
+    --in_flight;
+    std::deque<encoded_frame_ptr> frames;
+    frames.swap(output);
+    for (encoded_frame_ptr& frame : frames) {
+        if (auto* const receiver = dispatcher.load()) receiver->dispatch(frame);
+    }
+}
+
+// Until the encoder calls for input; meanwhile its output is taken.
+HRESULT live_encoder_h264::wait_for_credit() {
+    const auto is_fatal = [](HRESULT hr) { return FAILED(hr) && hr != MF_E_TRANSFORM_NEED_MORE_INPUT; };
+    HRESULT hr = S_OK;
+    while (hr == S_OK) hr = poll_event();
+    if (FAILED(hr) && hr != MF_E_NO_EVENTS_AVAILABLE) return hr;
+    while (have_output != 0) {
+        hr = take_output();
+        if (is_fatal(hr)) return hr;
+        if (hr != S_OK) break;
+    }
+    while (need_input == 0) {
+        hr = poll_event();
+        if (hr == MF_E_NO_EVENTS_AVAILABLE) {
+            Sleep(1);
+            continue;
+        }
+        if (FAILED(hr)) return hr;
+        if (have_output == 0) continue;
+        hr = take_output();
+        if (is_fatal(hr)) return hr;
+    }
+    return S_OK;
+}
+
+HRESULT live_encoder_h264::feed(IMFSample* nv12) {
+    if (!is_async) return encoder->ProcessInput(0, nv12, 0);
+    if (need_input == 1 && pending_input.empty()) {
+        --need_input;
+        return encoder->ProcessInput(0, nv12, 0);
+    }
+    pending_input.emplace_back(nv12);
+    while (need_input != 0 && !pending_input.empty()) {
+        const ComPtr<IMFSample> next = std::move(pending_input.front());
+        pending_input.pop_front();
+        --need_input;
+        const HRESULT hr = encoder->ProcessInput(0, next.Get(), 0);
+        if (FAILED(hr)) return hr;
+    }
+    return S_OK;
+}
+
+// MF_E_NO_EVENTS_AVAILABLE when there is none.
+HRESULT live_encoder_h264::poll_event() {
+    ComPtr<IMFMediaEvent> event;
+    HRESULT hr = event_generator->GetEvent(MF_EVENT_FLAG_NO_WAIT, event.Put());
+    if (FAILED(hr)) return hr;
+    HRESULT status = S_OK;
+    MediaEventType type = MEUnknown;
+    hr = event->GetStatus(&status);
+    if (SUCCEEDED(hr)) hr = event->GetType(&type);
+    if (FAILED(hr)) return hr;
+    if (SUCCEEDED(status) && type == METransformNeedInput) ++need_input;
+    if (SUCCEEDED(status) && type == METransformHaveOutput) ++have_output;
+    return S_OK;
+}
+
+HRESULT live_encoder_h264::take_output() {
+    if (is_async) {
+        HRESULT hr = S_OK;
+        while (hr == S_OK) hr = poll_event();
+        if (FAILED(hr) && hr != MF_E_NO_EVENTS_AVAILABLE) return hr;
+        if (have_output == 0) return S_OK;
+        --have_output;
+    }
+    for (;;) {
+        ComPtr<IMFSample> ours;
+        if (allocates_output) {
+            encoder->GetOutputStreamInfo(0, &output_info);
+            const HRESULT hr = MakeSample(output_info.cbSize, false, ours);
+            if (FAILED(hr)) return hr;
+        }
+        ComPtr<IMFSample> sample;
+        HRESULT hr = ProcessOutput(encoder.Get(), ours.Get(), sample);
+        if (SUCCEEDED(hr)) return sample ? keep_output(sample.Get()) : E_UNEXPECTED;
+        if (hr != MF_E_TRANSFORM_STREAM_CHANGE) return hr;
+        hr = change_output_type();
+        if (FAILED(hr)) return hr;
+        if (!is_async || have_output == 0) return MF_E_TRANSFORM_NEED_MORE_INPUT;
+        --have_output;
+    }
+}
+
+HRESULT live_encoder_h264::change_output_type() {
+    ComPtr<IMFMediaType> type;
+    const HRESULT hr = encoder->GetOutputAvailableType(0, 0, type.Put());
+    return SUCCEEDED(hr) ? encoder->SetOutputType(0, type.Get(), 0) : hr;
+}
+
+HRESULT live_encoder_h264::keep_output(IMFSample* sample) {
+    ComPtr<IMFMediaBuffer> buffer;
+    HRESULT hr = sample->ConvertToContiguousBuffer(buffer.Put());
+    if (FAILED(hr)) return hr;
+    UINT32 clean_point = 0;
+    const bool key = SUCCEEDED(sample->GetUINT32(MFSampleExtension_CleanPoint, &clean_point)) && clean_point != 0;
+    if (key && sequence_header.empty()) {
+        hr = extract_parameter_sets();
+        if (FAILED(hr)) return hr;
+    }
+    BYTE* bytes = nullptr;
+    DWORD length = 0;
+    hr = buffer->Lock(&bytes, nullptr, &length);
+    if (FAILED(hr)) return hr;
+    encoded_frame_ptr frame = make_encoded_frame(encoded_frame::type_h264, bytes, static_cast<std::int32_t>(length));
+    buffer->Unlock();
+    if (!frame) return E_OUTOFMEMORY;
+    LONGLONG time = 0;
+    if (SUCCEEDED(sample->GetSampleTime(&time))) frame->time = time;
+    UINT64 decode_time = 0;
+    if (SUCCEEDED(sample->GetUINT64(MFSampleExtension_DecodeTimestamp, &decode_time)))
+        frame->decode_time = static_cast<std::int64_t>(decode_time);
+    frame->key = key ? 1 : 0;
+    output.push_back(std::move(frame));
+    return S_OK;
+}
+
+// Once: a header that cannot be split stays, and is not tried again.
+HRESULT live_encoder_h264::extract_parameter_sets() {
+    ComPtr<IMFMediaType> type;
+    HRESULT hr = encoder->GetOutputCurrentType(0, type.Put());
+    UINT32 size = 0;
+    if (SUCCEEDED(hr)) hr = type->GetBlobSize(MF_MT_MPEG_SEQUENCE_HEADER, &size);
+    if (FAILED(hr)) return hr;
+    sequence_header.resize(size);
+    hr = type->GetBlob(MF_MT_MPEG_SEQUENCE_HEADER, sequence_header.data(), size, nullptr);
+    if (FAILED(hr)) return hr;
+    constexpr std::size_t start_code_size = 4;
+    if (sequence_header.size() <= start_code_size) return S_OK;
+    const start_code second = find_start_code(sequence_header, start_code_size + 1);
+    if (!second) return S_OK;
+    const auto split = sequence_header.begin() + static_cast<std::ptrdiff_t>(second.place);
+    sps.assign(sequence_header.begin(), split);
+    pps.assign(split, sequence_header.end());
+    return S_OK;
+}
+
+void live_encoder_h264::on_stop() {
+    if (encoder) {
+        encoder->ProcessMessage(MFT_MESSAGE_NOTIFY_END_OF_STREAM, 0);
+        encoder->ProcessMessage(MFT_MESSAGE_COMMAND_DRAIN, 0);
+    }
+    rgb_type.Reset();
+    nv12_type.Reset();
+    h264_type.Reset();
+    event_generator.Reset();
+    rgb_buffer.Reset();
+    rgb_sample.Reset();
+    codec_api.Reset();
+    converter.Reset();
+    encoder.Reset();
+    pending_input.clear();
+    fitting.release();
+}
+
+}  // namespace Vimbrel

@@ -1,0 +1,244 @@
+// Casts to real servers, read back by foreign programs.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <thread>
+
+#include "tests/live/Proxy.h"
+#include "tests/live/RtmpServer.h"
+#include "vimbrel/MediaRTMPCast.h"
+
+namespace Vimbrel::test {
+namespace {
+
+using namespace std::chrono_literals;
+using Framing = RTMPCastOptions::Framing;
+
+constexpr int width = 320;
+constexpr int height = 240;
+
+// Red in the upper half, blue in the lower, and a white bar that moves to the right.
+std::vector<unsigned char> Picture(int number, int wide = width, int high = height) {
+    std::vector<unsigned char> pixels(static_cast<std::size_t>(wide) * static_cast<std::size_t>(high) * 4);
+    for (int y = 0; y < high; ++y) {
+        for (int x = 0; x < wide; ++x) {
+            unsigned char* pixel =
+                &pixels[(static_cast<std::size_t>(y) * static_cast<std::size_t>(wide) + static_cast<std::size_t>(x)) * 4];
+            const bool bar = x / 16 == number % (wide / 16);
+            pixel[0] = bar || y >= high / 2 ? 255 : 0;
+            pixel[1] = bar ? 255 : 0;
+            pixel[2] = bar || y < high / 2 ? 255 : 0;
+            pixel[3] = 255;
+        }
+    }
+    return pixels;
+}
+
+// 1024 sample frames of a tone, 16 bits, stereo.
+std::vector<std::int16_t> Tone(int block) {
+    std::vector<std::int16_t> samples(2048);
+    for (int i = 0; i < 1024; ++i) {
+        const double phase = (block * 1024 + i) * 2 * std::numbers::pi * 440 / 44100;
+        samples[static_cast<std::size_t>(2 * i)] = samples[static_cast<std::size_t>(2 * i + 1)] =
+            static_cast<std::int16_t>(8000 * std::sin(phase));
+    }
+    return samples;
+}
+
+// Pictures and sound, each at its own pace.
+void Play(CMediaRTMPCast& cast, int frames, int wide = width, int high = height, std::int64_t begin = 10'000'000) {
+    const auto start = std::chrono::steady_clock::now();
+    std::thread sound([&] {
+        for (int block = 0; block * 1024.0 / 44100 < frames / 30.0; ++block) {
+            std::this_thread::sleep_until(start + block * 23220us);
+            std::vector<std::int16_t> tone = Tone(block);
+            cast.SetAudioSample(reinterpret_cast<unsigned char*>(tone.data()), 4096, 0, 0, 0);
+        }
+    });
+    for (int number = 0; number < frames; ++number) {
+        std::this_thread::sleep_until(start + number * 33333us);
+        std::vector<unsigned char> picture = Picture(number, wide, high);
+        cast.SetVideoSample(picture.data(), static_cast<unsigned>(wide), static_cast<unsigned>(high), wide * 4, begin + number * 333'333LL);
+    }
+    sound.join();
+    // What the encoders and the network still hold.
+    std::this_thread::sleep_for(500ms);
+}
+
+std::unique_ptr<CMediaRTMPCast> MakeCast(const std::string& url, Framing framing = Framing::Native) {
+    std::unique_ptr<CMediaRTMPCast> cast = CreateRTMPCast({.framing = framing});
+    cast->SetServer(url, "", "");
+    cast->SetVideoOutputFormat(width, height, 30, 1);
+    cast->SetVideoQuality(2);
+    cast->SetAudioOutputFormat(2, 44100, 16000);
+    return cast;
+}
+
+std::string Probe(const RtmpServer& server, const std::string& file, const std::string& stream, const std::string& entries) {
+    return server.folder.Run("ffprobe -v quiet -select_streams " + stream + " -count_frames -show_entries stream=" + entries +
+                             " -of csv=p=0 " + file);
+}
+
+TEST(RTMPCast, ArrivesWholeAtARealServer) {
+    for (const Framing framing : {Framing::Native, Framing::Standard}) {
+        RtmpServer server;
+        constexpr int frames = 90;
+        const auto cast = MakeCast(server.Url("live", "key"), framing);
+        ASSERT_EQ(cast->Start(), 0);
+        Play(*cast, frames);
+        EXPECT_GT(cast->GetCurrentBitRate(), 0);
+        EXPECT_GT(cast->GetAverageBitRate(), 0);
+        cast->Stop();
+        std::this_thread::sleep_for(300ms);
+
+        const std::string file = server.Recording("key").string();
+        EXPECT_EQ(Probe(server, file, "v", "codec_name,profile,width,height,nb_read_frames"),
+                  "h264,Main,320,240," + std::to_string(frames) + "\n");
+        EXPECT_EQ(Probe(server, file, "a", "codec_name,profile,sample_rate,channels"), "aac,LC,44100,2\n");
+        const int sound_frames = std::stoi(Probe(server, file, "a", "nb_read_frames"));
+        EXPECT_NEAR(sound_frames, 3.0 * 44100 / 1024, 3);
+        // The picture is upright and its colours are right.
+        std::string pictures;
+        for (int i = 0; i < frames; ++i) {
+            const auto picture = Picture(i);
+            pictures.append(picture.begin(), picture.end());
+        }
+        server.folder.Write("pictures", pictures);
+        const std::string psnr = server.folder.Run(
+            "ffmpeg -v quiet -i " + file +
+            " -f rawvideo -pix_fmt bgra -s 320x240 -framerate 30 -i pictures -vsync passthrough -lavfi "
+            "'[0:v]settb=1/30,setpts=N,format=yuv420p[a];[1:v]settb=1/30,setpts=N,format=yuv420p[b];[a][b]psnr=stats_file=psnr' -f null - "
+            "; "
+            "awk '{sub(/.*psnr_avg:/, \"\"); sum += $1; n++} END {print (n == 90 && sum / n > 30) ? \"good\" : sum / n \" \" n}' psnr");
+        EXPECT_EQ(psnr, "good\n");
+        if (framing == Framing::Standard) {
+            EXPECT_EQ(server.folder.Run("ffmpeg -v error -i " + file + " -f null -"), "");
+        }
+    }
+}
+
+// A server that looks into the payload.
+TEST(RTMPCast, StandardFramingIsCutIntoHls) {
+    RtmpServer server;
+    const auto cast = MakeCast(server.Url("hls", "key"), Framing::Standard);
+    ASSERT_EQ(cast->Start(), 0);
+    Play(*cast, 120);
+    cast->Stop();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(server.folder.Run("cat hls/key-*.ts > all.ts; ffprobe -v error -select_streams v -count_frames -show_entries "
+                                "stream=nb_read_frames -of csv=p=0 all.ts | head -1"),
+              "120\n");
+}
+
+TEST(RTMPCast, FramesOfOtherSizesAreFitted) {
+    RtmpServer server;
+    const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
+    ASSERT_EQ(cast->Start(), 0);
+    Play(*cast, 30, 641, 361);
+    Play(*cast, 30, 90, 160, 30'000'000);
+    cast->Stop();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(Probe(server, server.Recording("key").string(), "v", "width,height,nb_read_frames"), "320,240,60\n");
+    // 641 x 361 in 320 x 240 leaves 30 rows of black above and below; 90 x 160 leaves 92 columns on both sides.
+    const auto pixel = [&](const std::string& time, int x, int y) {
+        return server.folder.Run(
+            "ffmpeg -v error -ss " + time + " -i " + server.Recording("key").string() + " -frames:v 1 -vf crop=2:2:" + std::to_string(x) +
+            ":" + std::to_string(y) +
+            ",scale=1:1 -pix_fmt rgb24 -f rawvideo - | od -An -tu1 | awk '{print ($1 > 200), ($2 > 200), ($3 > 200)}'");
+    };
+    EXPECT_EQ(pixel("0.5", 160, 10), "0 0 0\n");
+    EXPECT_EQ(pixel("0.5", 300, 50), "1 0 0\n");
+    EXPECT_EQ(pixel("0.5", 300, 190), "0 0 1\n");
+    EXPECT_EQ(pixel("0.5", 160, 230), "0 0 0\n");
+}
+
+TEST(RTMPCast, FailuresOfTheStartHaveTheirCodes) {
+    RtmpServer server;
+    const struct {
+        const char* what;
+        std::string url;
+        int status;
+    } cases[] = {
+        {"no URL", "", RTMPCAST_BAD_URL},
+        {"no protocol", "127.0.0.1/live/key", RTMPCAST_BAD_URL},
+        {"nobody listens", "rtmp://127.0.0.1:" + std::to_string(FreePort()) + "/live/key", RTMPCAST_CONNECTION_FAILED},
+        {"no such host", "rtmp://host.invalid/live/key", RTMPCAST_CONNECTION_FAILED},
+        {"no such application", server.Url("nowhere", "key"), RTMPCAST_STREAM_FAILED},
+    };
+    for (const auto& row : cases) {
+        const auto cast = MakeCast(row.url);
+        std::atomic<int> calls{0};
+        cast->SetCallback([&](int) { ++calls; });
+        EXPECT_EQ(cast->Start(), row.status) << row.what;
+        Play(*cast, 2);
+        cast->Stop();
+        EXPECT_EQ(calls, 0) << row.what;
+    }
+}
+
+TEST(RTMPCast, ALostLinkIsToldOnce) {
+    RtmpServer server;
+    for (const long cut_after : {20000L, 50001L}) {
+        Proxy proxy(server.port);
+        const auto cast = MakeCast(proxy.Url("live", "key"));
+        std::atomic<int> calls{0};
+        std::atomic<int> status{0};
+        CMediaRTMPCast* const inside = cast.get();
+        cast->SetCallback([&, inside](int code) {
+            status = code;
+            ++calls;
+            inside->Stop();
+        });
+        proxy.cut_after = cut_after;
+        ASSERT_EQ(cast->Start(), 0);
+        for (int i = 0; i < 20 && calls == 0; ++i) Play(*cast, 30);
+        EXPECT_EQ(calls, 1);
+        EXPECT_EQ(status, RTMPCAST_CONNECTION_FAILED);
+        Play(*cast, 2);
+        cast->Stop();
+        EXPECT_EQ(calls, 1);
+    }
+}
+
+// This server says yes to the publisher, and then hangs up.
+TEST(RTMPCast, ARefusalAfterTheStartIsALostLink) {
+    RtmpServer server;
+    const auto cast = MakeCast(server.Url("closed", "key"));
+    std::atomic<int> status{0};
+    cast->SetCallback([&](int code) { status = code; });
+    ASSERT_EQ(cast->Start(), 0);
+    for (int i = 0; i < 20 && status == 0; ++i) Play(*cast, 5);
+    EXPECT_EQ(status, RTMPCAST_CONNECTION_FAILED);
+}
+
+// What is encoded waits, and all of it comes when the server reads again.
+TEST(RTMPCast, AServerThatPausesLosesNothing) {
+    RtmpServer server;
+    Proxy proxy(server.port);
+    const auto cast = MakeCast(proxy.Url("live", "key"), Framing::Standard);
+    ASSERT_EQ(cast->Start(), 0);
+    Play(*cast, 15);
+    proxy.paused = true;
+    Play(*cast, 60);
+    proxy.paused = false;
+    Play(*cast, 15);
+    std::this_thread::sleep_for(500ms);
+    cast->Stop();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(Probe(server, server.Recording("key").string(), "v", "nb_read_frames"), "90\n");
+}
+
+TEST(RTMPCast, StopsBeforeStartAndWithoutSamples) {
+    RtmpServer server;
+    const auto idle = MakeCast(server.Url("live", "key"));
+    idle->Stop();
+    for (int round = 0; round < 20; ++round) {
+        const auto cast = MakeCast(server.Url("live", "key"), round % 2 == 0 ? Framing::Native : Framing::Standard);
+        ASSERT_EQ(cast->Start(), 0);
+        if (round % 4 < 2) cast->Stop();
+    }
+}
+
+}  // namespace
+}  // namespace Vimbrel::test
