@@ -1,11 +1,15 @@
-// Clocks, thread ids, the main module, the console, the debugger, log files. Inside the library only; applications do not
-// get this header.
+// Clocks, thread ids, the main module, the console, the debugger, log files, windows and the screen. Inside the library only; applications
+// do not get this header.
 #pragma once
 
 #include "debugapi.h"
 #include "fileapi.h"
 #include "wincon.h"
 #include "winerror.h"
+#include "wingdi.h"
+#include "winnt.h"
+#include "winuser.h"
+#include "winver.h"
 
 extern "C" {
 
@@ -28,5 +32,8 @@ DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size);
 // The address of a dynamic symbol that `module` itself defines, null if it has none. Symbols of the libraries that the
 // module loads do not count.
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
+
+// number * numerator / denominator in 64 bits, rounded to the nearest, halves away from 0; -1 if that cannot be told.
+int WINAPI MulDiv(int number, int numerator, int denominator);
 
 }  // extern "C"
