@@ -1,5 +1,6 @@
 #include "platform/linux/screen/XConnection.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <xcb/composite.h>
 #include <xcb/damage.h>
@@ -100,6 +101,12 @@ std::shared_ptr<XConnection> XConnection::Shared() {
 }
 
 XConnection::~XConnection() { xcb_disconnect(connection_); }
+
+bool XConnection::Lost() const {
+    if (xcb_connection_has_error(connection_)) return true;
+    pollfd descriptor{xcb_get_file_descriptor(connection_), 0, 0};
+    return poll(&descriptor, 1, 0) == 1 && (descriptor.revents & (POLLHUP | POLLERR)) != 0;
+}
 
 bool XConnection::FindScreen(int number) {
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection_));

@@ -27,7 +27,8 @@ public:
     xcb_connection_t* Get() const { return connection_; }
     const xcb_screen_t& Screen() const { return *screen_; }
     xcb_window_t Root() const { return screen_->root; }
-    bool Lost() const { return xcb_connection_has_error(connection_) != 0; }
+    // Also before a request has failed.
+    bool Lost() const;
 
     bool HasSharedMemory() const { return shared_memory_; }
     bool HasRandr() const { return randr_; }
