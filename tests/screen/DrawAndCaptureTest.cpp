@@ -1,7 +1,6 @@
 // Real windows with known pixels, captured by each back end of the system and compared pixel by pixel.
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <functional>
 
 #include "ScreenCapture/CaptureSystem.h"
@@ -10,6 +9,7 @@
 #include "ScreenCapture/WindowCapture.h"
 #include "tests/fakes/CapturingLog.h"
 #include "tests/fakes/RecordingDispatcher.h"
+#include "tests/support/CapturedPicture.h"
 #include "tests/support/TestScreen.h"
 #include "tests/support/TestWindow.h"
 #include "vimbrel/MediaSourceScreen.h"
@@ -37,10 +37,7 @@ protected:
         int different = 0;
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
-                std::uint32_t pixel = 0;
-                std::memcpy(&pixel,
-                            bits + (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)) * 4, 4);
-                if ((pixel & 0xFFFFFF) != expected(x, y)) ++different;
+                different += ColorAt(bits, width * 4, x, y) != expected(x, y);
             }
         }
         return different;

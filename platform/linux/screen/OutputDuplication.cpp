@@ -44,12 +44,15 @@ HRESULT OutputDuplication::Create(const XOutput& output, IDXGIOutputDuplication*
 }
 
 HRESULT OutputDuplication::Start() {
+    // Seen on the connection that there is already, so that none is opened in vain.
+    const std::shared_ptr<XConnection> shared = XConnection::Shared();
+    if (!shared) return Unsupported(output_, "there is no server");
+    if (!shared->HasFixes()) return Unsupported(output_, "the server lacks the XFIXES extension");
+    if (!shared->HasDamage()) return Unsupported(output_, "the server lacks the DAMAGE extension");
+    if (!shared->RootFormat().Usable()) return Unsupported(output_, "its pixels are of a kind that is not read");
     connection_ = XConnection::Open();
-    if (!connection_) return Unsupported(output_, "there is no server");
-    if (!connection_->HasDamage()) return Unsupported(output_, "the server lacks the DAMAGE extension");
-    if (!connection_->HasFixes()) return Unsupported(output_, "the server lacks the XFIXES extension");
+    if (!connection_) return Unsupported(output_, "the server takes no further connection");
     format_ = connection_->RootFormat();
-    if (!format_.Usable()) return Unsupported(output_, "its pixels are of a kind that is not read");
     reader_ = std::make_unique<DrawableReader>(connection_);
     if (!MakePictures()) return E_OUTOFMEMORY;
 
@@ -65,6 +68,8 @@ HRESULT OutputDuplication::Start() {
     if (connection_->HasRandr()) {
         xcb_randr_select_input(c, connection_->Root(), XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
     }
+    // What changes from here on is told.
+    xcb_flush(c);
     return S_OK;
 }
 

@@ -125,7 +125,9 @@ void XConnection::FindExtensions() {
     }
     randr_ = IsPresent(c, xcb_randr_id, &randr_event_) && Agree(c, xcb_randr_query_version(c, 1, 5), xcb_randr_query_version_reply);
     fixes_ = IsPresent(c, xcb_xfixes_id, &fixes_event_) && Agree(c, xcb_xfixes_query_version(c, 5, 0), xcb_xfixes_query_version_reply);
-    damage_ = IsPresent(c, xcb_damage_id, &damage_event_) && Agree(c, xcb_damage_query_version(c, 1, 1), xcb_damage_query_version_reply);
+    // Some servers without XFIXES end when they are asked about what builds on it.
+    damage_ = fixes_ && IsPresent(c, xcb_damage_id, &damage_event_) &&
+              Agree(c, xcb_damage_query_version(c, 1, 1), xcb_damage_query_version_reply);
     composite_ =
         IsPresent(c, xcb_composite_id, nullptr) && Agree(c, xcb_composite_query_version(c, 0, 4), xcb_composite_query_version_reply);
 }
