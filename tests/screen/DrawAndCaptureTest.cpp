@@ -12,6 +12,7 @@
 #include "tests/support/CapturedPicture.h"
 #include "tests/support/TestScreen.h"
 #include "tests/support/TestWindow.h"
+#include "tests/support/Wine.h"
 #include "vimbrel/MediaSourceScreen.h"
 
 namespace Vimbrel::test {
@@ -63,7 +64,10 @@ TEST_F(DrawAndCaptureTest, BitBltOfTheDesktop) {
     capture.Start({-7, -5, TestScreen::width + 9, TestScreen::height + 3});
     capture.Capture();
     const int row = TestScreen::width + 16;
-    EXPECT_EQ(Differences(capture.GetBits() + ((5 + 10) * row + 7 + 20) * 4, 1, 1, [&](int, int) { return lower.Expected(0, 0); }), 0);
+    // Wine gives nothing at all where a part is outside.
+    if (!RunsUnderWine()) {
+        EXPECT_EQ(ColorAt(capture.GetBits(), row * 4, 7 + 20, 5 + 10), lower.Expected(0, 0));
+    }
     EXPECT_EQ(Differences(capture.GetBits(), row, 5, [](int, int) { return 0; }), 0);
 }
 
@@ -74,6 +78,8 @@ TEST_F(DrawAndCaptureTest, TheFrontBuffer) {
     ASSERT_GE(hr, 0) << std::hex << hr;
     const BYTE* bits = capture.Capture();
     ASSERT_TRUE(bits);
+    // The front buffer of Wine is that of the device's own window: it has no picture of the desktop, and locks what is outside.
+    if (RunsUnderWine()) return;
     EXPECT_EQ(Differences(bits, 127, 101, [&](int x, int y) { return Desktop(33 + x, 21 + y); }), 0);
     // The part inside the screen goes to the corner; nothing else is written.
     ASSERT_GE(capture.InitCapture({-20, -10, 30, 40}), 0);
@@ -142,16 +148,18 @@ TEST_F(DrawAndCaptureTest, TheSourceOfTheDesktop) {
     settings.rect = {33, 21, 160, 122};
     settings.drawCursor = 0;
     ASSERT_TRUE(source.Open(&settings));
-    std::string method;
-    for (const LogLine& line : TakeLog()) {
-        if (line.text.rfind("Screen Capture - Method: ", 0) == 0) method = line.text;
-        if (line.level >= 4) std::printf("[ log      ] %s\n", line.text.c_str());
+    std::vector<std::string> log;
+    for (LogLine& line : TakeLog()) log.push_back(std::move(line.text));
+    if (RunsUnderWine()) {
+        EXPECT_THAT(log, testing::IsSupersetOf({"Failed to duplicate output hr=0x80004001", "DXGICapture GetOutputRect failed!",
+                                                "Screen Capture - Method: 1, [33, 21], 127 x 101"}));
+    } else {
+        EXPECT_EQ(log.back(), "Screen Capture - Method: 2, [33, 21], 127 x 101");
     }
-    std::printf("[ log      ] %s\n", method.c_str());
-    EXPECT_THAT(method, testing::MatchesRegex("Screen Capture - Method: [012], .33, 21., 127 x 101"));
     source.Play();
     source.RequestSample();
     ASSERT_EQ(dispatcher.video.size(), 1u);
+    if (RunsUnderWine()) return;
     EXPECT_EQ(Differences(dispatcher.video[0].pixels, 127, 101, [&](int x, int y) { return Desktop(33 + x, 21 + y); }), 0);
 }
 
@@ -180,7 +188,10 @@ TEST_F(DrawAndCaptureTest, TheCursorIsWithinTheRectangleOnly) {
         return Differences(capture.GetBits(), 100, 100, [&](int x, int y) { return Desktop(30 + x, 20 + y); });
     };
     MovePointer(80, 70);
-    EXPECT_GT(differences(), 0);
+    // Wine gives a handle of its desktop's process here, whose shape cannot be asked for.
+    if (!RunsUnderWine()) {
+        EXPECT_GT(differences(), 0);
+    }
     capture.drawCursor = FALSE;
     EXPECT_EQ(differences(), 0);
     capture.drawCursor = TRUE;

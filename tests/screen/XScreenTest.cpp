@@ -291,16 +291,33 @@ TEST(XScreenTest, MissingExtensions) {
     }
 }
 
+// Fills the root with a pixel of the server's own format.
+void FillRoot(std::uint32_t pixel) {
+    xcb_connection_t* const c = xcb_connect(nullptr, nullptr);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    const xcb_gcontext_t context = xcb_generate_id(c);
+    const xcb_rectangle_t all{0, 0, 64, 32};
+    xcb_create_gc(c, context, root, XCB_GC_FOREGROUND, &pixel);
+    xcb_poly_fill_rectangle(c, root, context, 1, &all);
+    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+    xcb_disconnect(c);
+}
+
 TEST(XScreenTest, OddPixels) {
-    // A row of white pixels on black is the same in every depth; which colours survive a depth is shown on formats below.
-    for (const char* const geometry : {"64x32x16", "64x32x15", "64x32x30"}) {
-        XServer server(Xvfb(geometry));
-        const xcb_connection_t* const none = nullptr;
-        ASSERT_NE(xcb_connect(nullptr, nullptr), none);
+    struct Row {
+        const char* geometry;
+        std::uint32_t pixel;
+        std::uint32_t color;
+    };
+    const Row rows[] = {{"64x32x16", 0xFBE0, 0xFF7D00}, {"64x32x15", 0x7DE0, 0xFF7B00}, {"64x32x30", 0x3FF80000, 0xFF8000}};
+    for (const Row& row : rows) {
+        XServer server(Xvfb(row.geometry));
         Screen screen({0, 0, 64, 32});
-        EXPECT_EQ(screen.method, 2) << geometry;
+        EXPECT_EQ(screen.method, 2) << row.geometry;
+        FillRoot(row.pixel);
         EXPECT_THAT(screen.Request(), IsEmpty());
-        EXPECT_EQ(screen.At(5, 5), 0u);
+        EXPECT_EQ(screen.At(5, 5), row.color) << row.geometry << std::hex << " " << screen.At(5, 5);
+        EXPECT_EQ(screen.dispatcher.video.back().pixels[3], 0xFF);
     }
     XServer server(Xvfb("64x32x8"));
     Screen screen({0, 0, 64, 32});
