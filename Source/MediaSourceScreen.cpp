@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "ScreenCapture/CaptureSystem.h"
 #include "ScreenCapture/DXCapture.h"
@@ -197,6 +198,11 @@ void MediaSourceScreen::CaptureOutputs() {
     const std::int64_t row_pixels = outputRect.right - outputRect.left;
     if (rect.left < 0 || rect.top < 0 || rect.right > row_pixels || rect.bottom > outputRect.bottom - outputRect.top) return;
     if (rect.right <= rect.left) return;
+    // Of the whole output nothing is left to cut out: the buffers change places, and the next capture writes the other one anew.
+    if (std::memcmp(&rect, &outputRect, sizeof rect) == 0) {
+        std::swap(dxgiBuffer, frameBuffer);
+        return;
+    }
     const std::size_t row_bytes = static_cast<std::size_t>(rect.right - rect.left) * pixel_size;
     unsigned char* to = frameBuffer.get();
     for (LONG y = rect.top; y < rect.bottom; ++y, to += row_bytes) {

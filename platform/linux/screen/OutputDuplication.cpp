@@ -60,7 +60,7 @@ HRESULT OutputDuplication::Start() {
     damage_ = xcb_generate_id(c);
     // Waited for, since it makes an event for the whole screen, which belongs to the first frame.
     if (!XConnection::Succeeded(
-            xcb_request_check(c, xcb_damage_create_checked(c, damage_, connection_->Root(), XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX)),
+            xcb_request_check(c, xcb_damage_create_checked(c, damage_, connection_->Root(), XCB_DAMAGE_REPORT_LEVEL_DELTA_RECTANGLES)),
             "watch the screen")) {
         return Unsupported(output_, "its changes are not told");
     }
@@ -134,8 +134,7 @@ void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
             return;
         }
         OffsetRect(&area, -output_.place.left, -output_.place.top);
-        const RECT before = dirty_;
-        UnionRect(&dirty_, &before, &area);
+        AddDirty(area);
         ++changes_;
     } else if (type == connection_->FixesEvent() + XCB_XFIXES_CURSOR_NOTIFY) {
         shape_changed_ = true;
@@ -143,6 +142,20 @@ void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
                                            type == connection_->RandrEvent() + XCB_RANDR_NOTIFY)) {
         lost_ = lost_ || PlaceChanged();
     }
+}
+
+// Areas that lie together are read as one, and so is what comes when there are too many.
+void OutputDuplication::AddDirty(const RECT& area) {
+    const auto size = [](const RECT& rect) { return LONGLONG{Width(rect)} * Height(rect); };
+    for (std::size_t i = 0; i < dirty_count_; ++i) {
+        RECT both{};
+        UnionRect(&both, &dirty_[i], &area);
+        const bool together = size(both) <= size(dirty_[i]) + size(area) + 4096;
+        if (!together && (i + 1 < dirty_count_ || dirty_count_ < dirty_.size())) continue;
+        dirty_[i] = both;
+        return;
+    }
+    dirty_[dirty_count_++] = area;
 }
 
 bool OutputDuplication::PlaceChanged() const {
@@ -179,15 +192,25 @@ bool OutputDuplication::EnsureSingleUse() {
 bool OutputDuplication::ReadDamage() {
     if (!EnsureSingleUse()) return false;
     xcb_damage_subtract(connection_->Get(), damage_, XCB_NONE, XCB_NONE);
-    XRectangle area{dirty_.left, dirty_.top, Width(dirty_), Height(dirty_)};
+    if (first_) {
+        dirty_[0] = {0, 0, picture_->Width(), picture_->Height()};
+        dirty_count_ = 1;
+    }
+    for (std::size_t i = 0; i < dirty_count_; ++i) {
+        if (!ReadArea(dirty_[i])) return false;
+    }
+    first_ = false;
+    dirty_count_ = 0;
+    return true;
+}
+
+bool OutputDuplication::ReadArea(const RECT& dirty) {
+    XRectangle area{dirty.left, dirty.top, Width(dirty), Height(dirty)};
     // Whole rows go straight to their place, which is worth reading some pixels more.
-    if (first_) area = {0, 0, picture_->Width(), picture_->Height()};
     if (area.width > picture_->Width() / 2) area = {0, area.y, picture_->Width(), area.height};
     const XRectangle on_root{area.x + output_.place.left, area.y + output_.place.top, area.width, area.height};
     if (!reader_->Read(connection_->Root(), format_, on_root, DrawableReader::Alpha::Opaque, *picture_, area.x, area.y)) return false;
     if (turned_) TurnBack(area);
-    first_ = false;
-    dirty_ = {};
     return true;
 }
 

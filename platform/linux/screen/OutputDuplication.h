@@ -4,6 +4,7 @@
 #include <dxgi1_2.h>
 #include <xcb/damage.h>
 
+#include <array>
 #include <chrono>
 #include <memory>
 
@@ -35,7 +36,9 @@ private:
     void TakeEvents();
     void TakeEvent(const xcb_generic_event_t& event);
     bool WaitForEvents(std::chrono::steady_clock::time_point deadline) const;
+    void AddDirty(const RECT& area);
     bool ReadDamage();
+    bool ReadArea(const RECT& dirty);
     bool EnsureSingleUse();
     void TurnBack(const XRectangle& area);
     void ReadShape();
@@ -52,7 +55,9 @@ private:
     std::shared_ptr<PixelBuffer> picture_;  // upright
     std::shared_ptr<PixelBuffer> turned_;   // as the output has it; only if that is turned
     ComPtr<Texture> texture_;
-    RECT dirty_{};  // what has changed since the last frame, within the output
+    // What has changed since the last frame, within the output.
+    std::array<RECT, 8> dirty_{};
+    std::size_t dirty_count_ = 0;
     UINT changes_ = 0;
 
     XPointerPlace place_;
