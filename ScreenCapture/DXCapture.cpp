@@ -30,8 +30,8 @@ HRESULT DXCapture::InitCapture(const RECT& capture_rect) {
 
 HRESULT DXCapture::MakeBitmap() {
     Gdi& gdi = system.gdi;
-    const HWND desktop = gdi.GetDesktopWindow();
-    const HDC screen = gdi.GetDC(desktop);
+    HWND desktop = gdi.GetDesktopWindow();
+    HDC screen = gdi.GetDC(desktop);
     memoryDC = gdi.CreateCompatibleDC(screen);
     if (memoryDC && !IsRectEmpty(&rect)) {
         const BITMAPINFO info = TopDownBitmap(rect.right - rect.left, rect.bottom - rect.top);

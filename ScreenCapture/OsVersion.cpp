@@ -43,7 +43,7 @@ std::int32_t MonitorDpiPercent(WindowSystem& system, HWND window) {
     const Library library(system, L"Shcore.dll");
     RECT place{};
     system.GetWindowRect(window, &place);
-    const HMONITOR monitor = system.MonitorFromRect(&place, MONITOR_DEFAULTTONEAREST);
+    HMONITOR monitor = system.MonitorFromRect(&place, MONITOR_DEFAULTTONEAREST);
     const auto get_dpi = library.Entry<GetDpiForMonitorFunction>("GetDpiForMonitor");
     UINT dpi_x = 0;
     UINT dpi_y = 0;
@@ -83,7 +83,7 @@ std::int32_t DpiPercent(WindowSystem& system, Gdi& gdi, const OsVersion& version
     if (major == 6 && (minor == 0 || (minor == 1 && build < 7600))) return normal_percent;
     if (major >= 10 && !(major == 10 && minor == 0 && build < 14955)) return WindowDpiPercent(system, window);
     if (major >= 7 || minor >= 3) return MonitorDpiPercent(system, window);
-    const HDC context = gdi.GetDC(window);
+    HDC context = gdi.GetDC(window);
     const std::int32_t dpi = gdi.GetDeviceCaps(context, LOGPIXELSX);
     if (context) gdi.ReleaseDC(window, context);
     return dpi * normal_percent / normal_dpi;

@@ -50,7 +50,7 @@ void WindowCapture::Start(HWND captured_window) {
     gdi.SelectObject(memoryDC, bitmap);
     gdi.SetStretchBltMode(memoryDC, HALFTONE);
 
-    const HDC screen = gdi.GetDC(nullptr);
+    HDC screen = gdi.GetDC(nullptr);
     const std::int32_t system_percent = gdi.GetDeviceCaps(screen, LOGPIXELSX) * 100 / 96;
     if (screen) gdi.ReleaseDC(nullptr, screen);
     const std::int32_t window_percent = DpiPercent(system.windows, gdi, *this, window);
@@ -74,7 +74,7 @@ const BYTE* WindowCapture::Capture(LONG* captured_width, LONG* captured_height) 
     *captured_width = width;
     *captured_height = height;
     HWND top = window;
-    while (const HWND parent = system.windows.GetParent(top)) top = parent;
+    while (HWND parent = system.windows.GetParent(top)) top = parent;
     if (system.windows.IsIconic(top)) return static_cast<const BYTE*>(bits);
     RECT client{};
     if (!system.windows.GetClientRect(window, &client) || IsRectEmpty(&client)) return static_cast<const BYTE*>(bits);

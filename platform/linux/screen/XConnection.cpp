@@ -8,6 +8,7 @@
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -173,7 +174,7 @@ int XConnection::Dpi() const {
     if (const int dpi = SettingDpi(); sensible(dpi)) return dpi;
     for (const XOutput& output : ListOutputs(*this)) {
         if (!output.primary || !output.attached || output.width_mm == 0) continue;
-        const int dpi = static_cast<int>((output.place.right - output.place.left) * 25.4 / output.width_mm + 0.5);
+        const int dpi = static_cast<int>(std::lround((output.place.right - output.place.left) * 25.4 / output.width_mm));
         if (sensible(dpi)) return dpi;
     }
     return normal;
