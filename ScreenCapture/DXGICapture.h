@@ -35,6 +35,7 @@ public:
     // Captures into `buffer`, 32-bit rows of the size of `frame`. Waits up to 100 ms for a change of each output; on failure what
     // the outputs before the failing one gave is in the buffer.
     HRESULT GetOutputBits(BYTE* buffer, const RECT* frame);
+    bool HasSingleOutput() const { return outputs.size() == 1; }
 
 private:
     HRESULT Initialize();

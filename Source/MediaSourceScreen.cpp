@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <utility>
 
 #include "ScreenCapture/CaptureSystem.h"
 #include "ScreenCapture/DXCapture.h"
@@ -189,8 +188,14 @@ void MediaSourceScreen::CopyFrame(const unsigned char* pixels) {
 }
 
 void MediaSourceScreen::CaptureOutputs() {
-    if (FAILED(dxgiCapture->GetOutputBits(dxgiBuffer.get(), &outputRect))) return;
     const RECT& rect = settings.rect;
+    // Of a whole output nothing has to be cut out. Of one only: it fails before anything is written, so the frame stays whole.
+    const bool at_origin = outputRect.left == 0 && outputRect.top == 0;
+    if (dxgiCapture->HasSingleOutput() && at_origin && std::memcmp(&rect, &outputRect, sizeof rect) == 0) {
+        dxgiCapture->GetOutputBits(frameBuffer.get(), &outputRect);
+        return;
+    }
+    if (FAILED(dxgiCapture->GetOutputBits(dxgiBuffer.get(), &outputRect))) return;
     if (rect.left < outputRect.left || rect.top < outputRect.top || rect.right > outputRect.right || rect.bottom > outputRect.bottom)
         return;
     // Rows and columns count from the origin of the desktop, by design, which is that of a single monitor. Where it is not, or the
@@ -198,11 +203,6 @@ void MediaSourceScreen::CaptureOutputs() {
     const std::int64_t row_pixels = outputRect.right - outputRect.left;
     if (rect.left < 0 || rect.top < 0 || rect.right > row_pixels || rect.bottom > outputRect.bottom - outputRect.top) return;
     if (rect.right <= rect.left) return;
-    // Of the whole output nothing is left to cut out: the buffers change places, and the next capture writes the other one anew.
-    if (std::memcmp(&rect, &outputRect, sizeof rect) == 0) {
-        std::swap(dxgiBuffer, frameBuffer);
-        return;
-    }
     const std::size_t row_bytes = static_cast<std::size_t>(rect.right - rect.left) * pixel_size;
     unsigned char* to = frameBuffer.get();
     for (LONG y = rect.top; y < rect.bottom; ++y, to += row_bytes) {
