@@ -18,8 +18,10 @@ if(NOT WIN32)
     # business: names too common to stand on an application's include path, or functions that are not exported.
     install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vimbrel/platform FILES_MATCHING PATTERN "*.h"
         PATTERN "windows.h" EXCLUDE PATTERN "mmsystem.h" EXCLUDE
-        PATTERN "wincon.h" EXCLUDE PATTERN "fileapi.h" EXCLUDE PATTERN "debugapi.h" EXCLUDE
-        PATTERN "heapapi.h" EXCLUDE PATTERN "synchapi.h" EXCLUDE PATTERN "wingdi.h" EXCLUDE PATTERN "mf*.h" EXCLUDE)
+        PATTERN "wincon.h" EXCLUDE PATTERN "wingdi.h" EXCLUDE PATTERN "winnt.h" EXCLUDE PATTERN "winver.h" EXCLUDE
+        PATTERN "d3d*.h" EXCLUDE PATTERN "dxgi*.h" EXCLUDE PATTERN "fileapi.h" EXCLUDE PATTERN "debugapi.h" EXCLUDE
+        PATTERN "heapapi.h" EXCLUDE PATTERN "synchapi.h" EXCLUDE PATTERN "mf*.h" EXCLUDE PATTERN "codecapi.h" EXCLUDE
+        PATTERN "oaidl.h" EXCLUDE PATTERN "strmif.h" EXCLUDE PATTERN "wmcodecdsp.h" EXCLUDE)
     set(VIMBREL_PC_PLATFORM_CFLAGS " -I\${includedir}/vimbrel/platform")
 endif()
 

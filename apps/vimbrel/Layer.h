@@ -26,6 +26,7 @@ protected:
 };
 
 // Opens what the layer shows. Null with `error` set to "place: what is wrong". The factory outlives the layer.
-std::unique_ptr<Layer> OpenLayer(const LayerDescription& description, IWICImagingFactory* factory, std::string& error);
+// `fps` is how often the layer will be drawn in a second.
+std::unique_ptr<Layer> OpenLayer(const LayerDescription& description, int fps, IWICImagingFactory* factory, std::string& error);
 
 }  // namespace studio

@@ -38,9 +38,14 @@ bool Log::Start(const LogOptions& options, std::string& error) {
         }
         manager->SetLevel(HalvorixAppLog::LOGGER_MAIN, static_cast<int>(found - std::begin(level_words)));
     }
+    asked_for = !options.config_file.empty() || !options.level.empty();
     started = manager->Start();
     if (!started) error = "the log cannot be started";
     return started;
+}
+
+void Log::ExpectStillScreens() {
+    if (!asked_for) HalvorixAppLog::GetAppLogger()->SetLevel(HalvorixAppLog::LOGGER_MAIN, HalvorixAppLog::LOG_LEVEL_ALARM);
 }
 
 }  // namespace studio

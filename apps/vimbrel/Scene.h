@@ -48,11 +48,26 @@ struct ColorDescription {
     Color color;
 };
 
+struct ScreenDescription {
+    std::optional<Rect> region;  // desktop pixels; the primary output without one
+    bool cursor = true;
+    Fit fit = Fit::Contain;
+};
+
+// Found by one of the three.
+struct WindowDescription {
+    std::string title;  // UTF-8, as the class
+    std::string window_class;
+    std::optional<std::uint32_t> number;
+    bool cursor = true;
+    Fit fit = Fit::Contain;
+};
+
 struct LayerDescription {
     std::string place;  // as in "layers[2]", for messages
     Rect rect;
     double opacity = 1.0;
-    std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription> content;
+    std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription, ScreenDescription, WindowDescription> content;
 };
 
 struct SoundDescription {
@@ -92,6 +107,9 @@ struct Scene {
     std::vector<SoundDescription> sound;  // mixed
     std::vector<OutputDescription> outputs;
 };
+
+// Whether a layer shows what is on the desktop.
+bool ShowsDesktop(const Scene& scene);
 
 // Reads a document. Null with `error` set to "file: place: what is wrong" if it is not a good scene. Whether the files it names
 // are good is seen when they are opened.

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <initializer_list>
 #include <nlohmann/json.hpp>
@@ -56,6 +57,12 @@ public:
         return value.get<std::string>();
     }
 
+    bool Flag(const std::string& name) const {
+        const Json& value = At(name);
+        if (!value.is_boolean()) Fail(PlaceOf(name), "must be true or false");
+        return value.get<bool>();
+    }
+
     int Integer(const std::string& name, int lowest, int highest) const { return ToInteger(At(name), PlaceOf(name), lowest, highest); }
 
     double Number(const std::string& name, double lowest, double highest) const {
@@ -97,9 +104,9 @@ Color ReadColor(const Node& node, const std::string& name) {
     return {channel(1), channel(3), channel(5), text.size() == 9 ? channel(7) : std::uint8_t{255}};
 }
 
-Rect ReadRect(const Node& node) {
-    const Json& list = node.List("rect");
-    const std::string place = node.PlaceOf("rect");
+Rect ReadRect(const Node& node, const std::string& name) {
+    const Json& list = node.List(name);
+    const std::string place = node.PlaceOf(name);
     if (list.size() != 4) Fail(place, "must hold 4 numbers: x, y, width, height");
     const auto part = [&](std::size_t i, int lowest, int highest) {
         return Node::ToInteger(list[i], place + "[" + std::to_string(i) + "]", lowest, highest);
@@ -123,6 +130,36 @@ std::filesystem::path ReadFile(const Node& node, const std::filesystem::path& fo
     return std::filesystem::absolute(folder / std::filesystem::path(std::u8string(name.begin(), name.end()))).lexically_normal();
 }
 
+// A number, or a text with one as "vimbrel windows" prints it.
+std::uint32_t ReadWindowNumber(const Node& node) {
+    const Json& value = node.At("id");
+    const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    char* end = nullptr;
+    const unsigned long long number = std::strtoull(text.c_str(), &end, 0);
+    const bool begins_well = !text.empty() && std::isdigit(static_cast<unsigned char>(text[0]));
+    if (!begins_well || *end != '\0' || number == 0 || number > UINT32_MAX) {
+        Fail(node.PlaceOf("id"), "must be a window's number, as in \"0x1400003\"");
+    }
+    return static_cast<std::uint32_t>(number);
+}
+
+WindowDescription ReadWindow(const Node& node) {
+    node.AllowOnly({"type", "title", "class", "id", "cursor", "rect", "fit", "opacity"});
+    if (node.Has("title") + node.Has("class") + node.Has("id") != 1) Fail(node.Place(), "must have one of \"title\", \"class\" and \"id\"");
+    WindowDescription window;
+    const auto text = [&](const std::string& name) {
+        std::string value = node.Text(name);
+        if (value.empty()) Fail(node.PlaceOf(name), "must not be empty");
+        return value;
+    };
+    if (node.Has("title")) window.title = text("title");
+    if (node.Has("class")) window.window_class = text("class");
+    if (node.Has("id")) window.number = ReadWindowNumber(node);
+    if (node.Has("cursor")) window.cursor = node.Flag("cursor");
+    window.fit = ReadFit(node);
+    return window;
+}
+
 LayerDescription ReadLayer(const Node& node, const std::filesystem::path& folder) {
     LayerDescription layer;
     layer.place = node.Place();
@@ -143,10 +180,19 @@ LayerDescription ReadLayer(const Node& node, const std::filesystem::path& folder
     } else if (type == "color") {
         node.AllowOnly({"type", "color", "rect", "opacity"});
         layer.content = ColorDescription{ReadColor(node, "color")};
+    } else if (type == "screen") {
+        node.AllowOnly({"type", "region", "cursor", "rect", "fit", "opacity"});
+        ScreenDescription screen;
+        if (node.Has("region")) screen.region = ReadRect(node, "region");
+        if (node.Has("cursor")) screen.cursor = node.Flag("cursor");
+        screen.fit = ReadFit(node);
+        layer.content = screen;
+    } else if (type == "window") {
+        layer.content = ReadWindow(node);
     } else {
-        Fail(node.PlaceOf("type"), "unknown layer type \"" + type + "\"; there are picture, gif, text and color");
+        Fail(node.PlaceOf("type"), "unknown layer type \"" + type + "\"; there are picture, gif, text, color, screen and window");
     }
-    layer.rect = ReadRect(node);
+    layer.rect = ReadRect(node, "rect");
     if (node.Has("opacity")) layer.opacity = node.Number("opacity", 0.0, 1.0);
     return layer;
 }
@@ -240,6 +286,12 @@ Scene ReadDocument(const Json& json, const std::filesystem::path& folder) {
 }
 
 }  // namespace
+
+bool ShowsDesktop(const Scene& scene) {
+    return std::any_of(scene.layers.begin(), scene.layers.end(), [](const LayerDescription& layer) {
+        return std::holds_alternative<ScreenDescription>(layer.content) || std::holds_alternative<WindowDescription>(layer.content);
+    });
+}
 
 std::optional<Scene> ReadScene(const std::filesystem::path& document, std::string& error) {
     const std::string name = document.string();

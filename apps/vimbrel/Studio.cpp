@@ -162,7 +162,7 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
     std::string error;
     std::vector<std::unique_ptr<Layer>> layers;
     for (const LayerDescription& description : scene.layers) {
-        layers.push_back(OpenLayer(description, factory.get(), error));
+        layers.push_back(OpenLayer(description, scene.canvas.fps, factory.get(), error));
         if (!layers.back()) {
             std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), error.c_str());
             return exit_bad_input;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Desktop.h"
 #include "Log.h"
 #include "Scene.h"
 #include "Studio.h"
@@ -25,7 +26,7 @@ struct RunOptions {
     std::string password_file;
 };
 
-int Run(const RunOptions& options) {
+int Run(const RunOptions& options, studio::Log& log) {
     std::string error;
     auto scene = studio::ReadScene(std::filesystem::path(options.scene), error);
     if (!scene) return Complain(error);
@@ -43,13 +44,14 @@ int Run(const RunOptions& options) {
         return Complain(options.scene + ": there is no output; name one in \"outputs\" or with --out FILE or --url URL");
     }
     if (studio::OutputsCollide(scene->outputs, error)) return Complain(options.scene + ": " + error);
+    if (studio::ShowsDesktop(*scene)) log.ExpectStillScreens();
     return studio::RunScene(*scene, options.scene, options.seconds);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Composes a live picture from pictures, GIFs, text and colours, and records it.", "vimbrel");
+    CLI::App app("Composes a live picture from pictures, GIFs, text, colours, screens and windows, and records it.", "vimbrel");
     app.set_version_flag("--version", "vimbrel " VIMBREL_VERSION);
     app.require_subcommand(1);
     // So that the options for all commands may stand behind the command as well.
@@ -64,6 +66,8 @@ int main(int argc, char** argv) {
     run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")->check(CLI::PositiveNumber);
     run->add_option("--out", options.outputs, "A further output; its ending says what to write (.gif or .mp4). May be given several times")
         ->allow_extra_args(false);
+    const CLI::App* screens = app.add_subcommand("screens", "List the outputs of the screen, for \"region\"");
+    const CLI::App* windows = app.add_subcommand("windows", "List the windows with their numbers, sizes, classes and titles");
     CLI::Option* url = run->add_option("--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
     run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
     run->add_option("--password-file", options.password_file, "A file with the publisher's password as its first line")->needs(url);
@@ -79,5 +83,9 @@ int main(int argc, char** argv) {
     std::string error;
     studio::Log log;
     if (!log.Start(log_options, error)) return Complain(error);
-    return Run(options);
+    if (screens->parsed() || windows->parsed()) {
+        if (screens->parsed() ? studio::PrintScreens() : studio::PrintWindows()) return studio::exit_done;
+        return Complain("there is no screen: DISPLAY names no X server that answers");
+    }
+    return Run(options, log);
 }

@@ -194,7 +194,8 @@ struct IWICImagingFactory : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE CreateFormatConverter(IWICFormatConverter** converter) = 0;
     virtual HRESULT STDMETHODCALLTYPE CreateBitmapScaler(IWICBitmapScaler** scaler) = 0;
     virtual HRESULT STDMETHODCALLTYPE CreateStream(IWICStream** stream) = 0;
-    // Copies the pixels. Format GUID_WICPixelFormat32bppPBGRA only. `stride` and `size` as in CopyPixels.
+    // Copies the pixels. Formats GUID_WICPixelFormat32bppPBGRA and GUID_WICPixelFormat32bppBGRA; the latter can be scaled only. `stride`
+    // and `size` as in CopyPixels.
     virtual HRESULT STDMETHODCALLTYPE CreateBitmapFromMemory(UINT width, UINT height, REFWICPixelFormatGUID format, UINT stride, UINT size,
                                                              BYTE* pixels, IWICBitmap** bitmap) = 0;
 };

@@ -37,7 +37,16 @@ using LPCWSTR = const wchar_t*;
 using LPVOID = void*;
 using LPCVOID = const void*;
 using HANDLE = void*;
+using HGDIOBJ = void*;
 using HMODULE = struct HINSTANCE__*;
+using HWND = struct HWND__*;
+using HDC = struct HDC__*;
+using HBITMAP = struct HBITMAP__*;
+using HICON = struct HICON__*;
+using HCURSOR = HICON;
+using HMONITOR = struct HMONITOR__*;
+using LPARAM = std::intptr_t;
+using ULONG_PTR = std::uintptr_t;
 using FARPROC = std::intptr_t (*)();
 using HWND = struct HWND__*;
 using WPARAM = std::uintptr_t;
@@ -70,7 +79,16 @@ struct POINT {
     LONG y;
 };
 
+// Right and bottom are excluded.
+struct RECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+};
+
 #define STDMETHODCALLTYPE
+#define CALLBACK
 #define WINAPI
 
 #ifndef TRUE

@@ -1,5 +1,5 @@
-// Clocks, thread ids, the main module, the console, the debugger, log files, locks, events, messages. Inside the library only;
-// applications do not get this header.
+// Clocks, thread ids, the main module, the console, the debugger, log files, locks, events, messages, windows and the screen. Inside the
+// library only; applications do not get this header.
 #pragma once
 
 #include "debugapi.h"
@@ -8,7 +8,10 @@
 #include "synchapi.h"
 #include "wincon.h"
 #include "winerror.h"
+#include "wingdi.h"
+#include "winnt.h"
 #include "winuser.h"
+#include "winver.h"
 
 extern "C" {
 
@@ -31,5 +34,8 @@ DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size);
 // The address of a dynamic symbol that `module` itself defines, null if it has none. Symbols of the libraries that the
 // module loads do not count.
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
+
+// number * numerator / denominator in 64 bits, rounded to the nearest, halves away from 0; -1 if that cannot be told.
+int WINAPI MulDiv(int number, int numerator, int denominator);
 
 }  // extern "C"

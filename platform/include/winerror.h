@@ -39,6 +39,14 @@ inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 // A code of the system's error list as a result code.
 inline constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) { return error == 0 ? S_OK : VimbrelResult((error & 0xFFFFu) | 0x80070000u); }
 
+// Screens and devices.
+inline constexpr HRESULT DXGI_ERROR_INVALID_CALL = VimbrelResult(0x887A0001u);
+inline constexpr HRESULT DXGI_ERROR_NOT_FOUND = VimbrelResult(0x887A0002u);
+inline constexpr HRESULT DXGI_ERROR_MORE_DATA = VimbrelResult(0x887A0003u);
+inline constexpr HRESULT DXGI_ERROR_UNSUPPORTED = VimbrelResult(0x887A0004u);
+inline constexpr HRESULT DXGI_ERROR_ACCESS_LOST = VimbrelResult(0x887A0026u);
+inline constexpr HRESULT DXGI_ERROR_WAIT_TIMEOUT = VimbrelResult(0x887A0027u);
+
 // Imaging.
 inline constexpr HRESULT WINCODEC_ERR_WRONGSTATE = VimbrelResult(0x88982F04u);
 inline constexpr HRESULT WINCODEC_ERR_VALUEOUTOFRANGE = VimbrelResult(0x88982F05u);

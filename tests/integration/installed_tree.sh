@@ -13,9 +13,9 @@ cmake --install "$build" --prefix "$prefix" >"$work/install.log"
 
 echo "Only the public names are exported"
 # C functions of the system's names, and the classes of the two namespaces; nothing else, and not the host's symbol. (Weak
-# symbols of the standard library's templates are visible in every program that uses them.)
+# symbols of the standard library's templates are visible in every program that uses them, and the linker marks the ends of the data.)
 nm -D --defined-only "$(find "$prefix" -name libvimbrel.so)" | grep -vE ' [WVu] ' | awk '{print $3}' | c++filt >"$work/exports"
-if grep -vE '^(Co(InitializeEx|Uninitialize|CreateInstance|TaskMemAlloc|TaskMemFree)|PropVariantClear|MultiByteToWideChar|WideCharToMultiByte|(Peek|Get|Dispatch)Message[AW]|TranslateMessage|PostThreadMessageW|PostQuitMessage|MsgWaitForMultipleObjectsEx|IsWindowUnicode|VimbrelMessageDescriptor)$|(Vimbrel|HalvorixAppLog)::' "$work/exports"; then
+if grep -vE '^(Co(InitializeEx|Uninitialize|CreateInstance|TaskMemAlloc|TaskMemFree)|PropVariantClear|MultiByteToWideChar|WideCharToMultiByte|(Peek|Get|Dispatch)Message[AW]|TranslateMessage|PostThreadMessageW|PostQuitMessage|MsgWaitForMultipleObjectsEx|IsWindowUnicode|VimbrelMessageDescriptor|Enum(Windows|DisplayMonitors)|Get(WindowTextW|ClassNameW|ClientRect|MonitorInfoW)|IsIconic)$|^(__bss_start|_edata|_end)$|(Vimbrel|HalvorixAppLog)::' "$work/exports"; then
     echo "unexpected exports" >&2
     exit 1
 fi

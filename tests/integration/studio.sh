@@ -3,6 +3,7 @@
 # Usage: studio.sh PATH-OF-VIMBREL
 set -u
 vimbrel=$1
+unset DISPLAY
 work=$(mktemp -d)
 server=
 trap '[ -z "$server" ] || kill $server 2>/dev/null; rm -rf "$work"' EXIT
@@ -264,6 +265,51 @@ if unshare -m true 2>/dev/null; then
 else
     echo "(not tried: no mount namespaces here)"
 fi
+
+echo "The screen and windows"
+expect 2 "there is no screen" screens
+expect 2 "there is no screen" windows
+scene '{"type": "screen", "rect": [0, 0, 80, 60]}'
+expect 2 "scene.json: layers[0]: there is no screen to show" run scene.json --seconds 1
+Xvfb -screen 0 320x240x24 -nolisten tcp -noreset -displayfd 3 3>display 2>server.log &
+server=$!
+for _ in $(seq 100); do
+    [ -s display ] && break
+    sleep 0.1
+done
+export DISPLAY=":$(cat display)"
+xsetroot -solid '#ff0000'
+# A window of known colour, without a window manager: the clock's background.
+xclock -digital -bg '#0000ff' -fg '#0000ff' -geometry 120x60+200+100 -title 'Blue clock' 2>/dev/null &
+clock=$!
+for _ in $(seq 100); do
+    "$vimbrel" windows | grep -q 'Blue clock' && break
+    sleep 0.1
+done
+expect 0 "320x240 at 0,0 (primary)" screens
+expect 0 "120x60" windows
+number=$("$vimbrel" windows | awk '/Blue clock/ { print $1 }')
+scene '{"type": "screen", "region": [120, 60, 160, 120], "rect": [0, 0, 80, 60]}, {"type": "screen", "cursor": false, "rect": [0, 60, 80, 60]},
+    {"type": "window", "title": "lue cl", "rect": [80, 0, 80, 40]}, {"type": "window", "id": "'"$number"'", "rect": [80, 40, 80, 40]},
+    {"type": "window", "class": "XClock", "rect": [80, 80, 80, 40]}'
+# The screen keeps still, which the source waits for; the picture goes on at its own pace and the terminal stays readable.
+expect 0 "15 frames, 0 dropped" run scene.json --seconds 1.5
+[ "$(grep -c ERROR output)" = 0 ] || complain "waiting fills the terminal: $(cat output)"
+ffmpeg -v error -y -i out.gif -vf 'select=eq(n\,10)' -frames:v 1 shot3.png
+close 5,5 shot3.png 255 0 0
+close 70,40 shot3.png 0 0 255
+close 5,70 shot3.png 255 0 0
+for at in 120,20 120,60 120,100; do close $at shot3.png 0 0 255; done
+scene '{"type": "screen", "region": [300, 0, 40, 40], "rect": [0, 0, 80, 60]}'
+expect 2 "layers[0].region: is not within the screen, which is 320x240 at 0,0" run scene.json --seconds 1
+scene '{"type": "window", "title": "no such", "rect": [0, 0, 80, 60]}'
+expect 2 "layers[0]: there is no such window" run scene.json --seconds 1
+scene '{"type": "window", "title": "Blue clock", "rect": [0, 0, 80, 60]}'
+(sleep 0.7; kill $clock) &
+expect 0 "layers[0]: the window was closed" run scene.json --seconds 1.5
+kill $server
+wait $server 2>/dev/null
+unset DISPLAY
 
 [ $failures = 0 ] || { echo "$failures failed"; exit 1; }
 echo "All well"

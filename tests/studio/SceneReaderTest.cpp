@@ -15,7 +15,9 @@ constexpr const char* whole_scene = R"({
     "layers": [{"type": "picture", "file": "a.png", "rect": [0, 0, 320, 180], "fit": "cover", "opacity": 0.25},
                {"type": "gif", "file": "sub/b.gif", "rect": [320, -5, 320, 180]},
                {"type": "text", "text": "H\u00e9llo", "font": "Serif 12", "color": "#ffffff80", "rect": [0, 180, 640, 60]},
-               {"type": "color", "color": "#ff000080", "rect": [10, 300, 50, 50]}],
+               {"type": "color", "color": "#ff000080", "rect": [10, 300, 50, 50]},
+               {"type": "screen", "region": [-5, 6, 70, 80], "cursor": false, "rect": [0, 0, 9, 9]},
+               {"type": "window", "id": "0x1400003", "rect": [0, 0, 9, 9], "fit": "stretch"}],
     "sound": [{"type": "file", "file": "a.flac", "volume": 50}, {"type": "file", "file": "b.wav"}],
     "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0}, {"type": "mp4", "file": "out.mp4", "quality": 2},
                 {"type": "rtmp", "url": "rtmp://host/live/key", "user": "me", "password-file": "word", "framing": "native"}]})";
@@ -27,7 +29,7 @@ TEST(SceneReader, ReadsEveryName) {
     const auto scene = ReadScene(folder.Write("scene.json", std::string(whole_scene)), error);
     ASSERT_TRUE(scene) << error;
     EXPECT_EQ(scene->canvas.background.green, 0x20);
-    ASSERT_EQ(scene->layers.size(), 4u);
+    ASSERT_EQ(scene->layers.size(), 6u);
     EXPECT_EQ(std::get<PictureDescription>(scene->layers[0].content).fit, Fit::Cover);
     EXPECT_EQ(scene->layers[0].opacity, 0.25);
     const auto& gif = std::get<GifDescription>(scene->layers[1].content);
@@ -37,6 +39,14 @@ TEST(SceneReader, ReadsEveryName) {
     const auto& text = std::get<TextDescription>(scene->layers[2].content);
     EXPECT_EQ(text.text, "H\xC3\xA9llo");
     EXPECT_EQ(text.color.alpha, 0x80);
+    const auto& screen = std::get<ScreenDescription>(scene->layers[4].content);
+    EXPECT_EQ(screen.region->x, -5);
+    EXPECT_EQ(screen.region->height, 80);
+    EXPECT_FALSE(screen.cursor);
+    const auto& window = std::get<WindowDescription>(scene->layers[5].content);
+    EXPECT_EQ(window.number, 0x1400003u);
+    EXPECT_TRUE(window.cursor);
+    EXPECT_TRUE(ShowsDesktop(*scene));
     ASSERT_EQ(scene->sound.size(), 2u);
     EXPECT_EQ(scene->sound[0].file, folder.path / "a.flac");
     EXPECT_EQ(scene->sound[0].volume, 0.5);
@@ -71,6 +81,13 @@ TEST(SceneReader, SaysWhereAndWhatIsWrong) {
         {"[0, 0, 320, 180]", "[0, 0, 0, 180]", "layers[0].rect[2]: must be a whole number from 1"},
         {"[0, 0, 320, 180]", "7", "layers[0].rect: must be a list"},
         {"\"cover\"", "\"covre\"", "layers[0].fit: must be \"contain\", \"cover\" or \"stretch\""},
+        {"[-5, 6, 70, 80]", "[0, 0, 0, 5]", "layers[4].region[2]: must be a whole number from 1"},
+        {"false", "0", "layers[4].cursor: must be true or false"},
+        {"\"0x1400003\"", "\"x12\"", "layers[5].id: must be a window's number"},
+        {"\"0x1400003\"", "4294967296", "layers[5].id: must be a window's number"},
+        {"\"id\": \"0x1400003\"", "\"title\": \"\"", "layers[5].title: must not be empty"},
+        {"\"id\": \"0x1400003\"", "\"title\": \"a\", \"class\": \"b\"", "layers[5]: must have one of"},
+        {"\"id\": \"0x1400003\", ", "", "layers[5]: must have one of"},
         {"0.25", "1.5", "layers[0].opacity: must be a number from 0"},
         {"\"opacity\"", "\"opactiy\"", "layers[0].opactiy: is not a known name"},
         {"\"a.png\"", "\"\"", "layers[0].file: must not be empty"},

@@ -10,12 +10,17 @@ namespace {
 
 class Bitmap final : public FrameSource<Implements<IWICBitmap, IWICBitmapSource>> {
 public:
-    using FrameSource::FrameSource;
+    Bitmap(FfmpegPtr<AVFrame> frame, bool straight) : FrameSource(std::move(frame)), straight_(straight) {}
+
+    bool Straight() const override { return straight_; }
+
+private:
+    const bool straight_;
 };
 
 }  // namespace
 
-HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels, IWICBitmap** bitmap) {
+HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels, IWICBitmap** bitmap, bool straight) {
     *bitmap = nullptr;
     if (width == 0 || height == 0) return E_INVALIDARG;
     HRESULT hr = CheckPictureSize(width, height);
@@ -29,7 +34,7 @@ HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE
         std::memcpy(frame->data[0] + static_cast<std::ptrdiff_t>(frame->linesize[0]) * y, pixels + std::size_t{stride} * y,
                     std::size_t{width} * 4);
     }
-    *bitmap = MakeCom<Bitmap>(std::move(frame)).Detach();
+    *bitmap = MakeCom<Bitmap>(std::move(frame), straight).Detach();
     return S_OK;
 }
 

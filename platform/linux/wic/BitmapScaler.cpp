@@ -32,6 +32,7 @@ public:
 
     UINT Width() const override { return width_; }
     UINT Height() const override { return height_; }
+    bool Straight() const override { return renderer_ && renderer_->Straight(); }
 
     HRESULT RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode, std::uint8_t* pixels, std::size_t stride) override {
         if (width == width_ && height == height_) return renderer_->RenderPbgra(width, height, mode_, pixels, stride);

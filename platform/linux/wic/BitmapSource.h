@@ -16,7 +16,11 @@ public:
     virtual UINT Width() const = 0;
     virtual UINT Height() const = 0;
 
-    // Writes the picture, scaled to width x height, as premultiplied BGRA. `stride` in bytes, at least width * 4.
+    // The colours are not multiplied with alpha: GUID_WICPixelFormat32bppBGRA. Such a picture can be scaled, not converted.
+    virtual bool Straight() const { return false; }
+
+    // Writes the picture, scaled to width x height, as premultiplied BGRA, or as it is if it is straight. `stride` in bytes, at least width
+    // * 4.
     virtual HRESULT RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode, std::uint8_t* pixels, std::size_t stride) = 0;
 
 protected:

@@ -31,6 +31,7 @@ public:
         BitmapSource* renderer = AsBitmapSource(source);
         if (!renderer) return E_INVALIDARG;
         if (renderer->Width() == 0) return WINCODEC_ERR_NOTINITIALIZED;
+        if (renderer->Straight()) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
         if (indexed) {
             // Asked for nothing but whether it is initialised: its colours may still have to be found, and that is for later.
             BOOL has_alpha = FALSE;

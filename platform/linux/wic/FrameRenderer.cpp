@@ -206,6 +206,22 @@ FfmpegPtr<AVFrame> AllocateBgra(UINT width, UINT height) {
     return av_frame_get_buffer(frame.get(), 0) < 0 ? nullptr : std::move(frame);
 }
 
+namespace {
+
+// The nearest pixel as it is, which the scaling library would take through another colour space.
+void CopyNearest(const AVFrame& frame, UINT width, UINT height, std::uint8_t* pixels, std::size_t stride) {
+    const auto nearest = [](UINT i, UINT length, int all) {
+        return static_cast<std::ptrdiff_t>((std::uint64_t{i} * 2 + 1) * static_cast<unsigned>(all) / (std::uint64_t{length} * 2));
+    };
+    for (UINT y = 0; y < height; ++y) {
+        const std::uint8_t* from = frame.data[0] + frame.linesize[0] * nearest(y, height, frame.height);
+        for (UINT x = 0; x < width; ++x)
+            std::memcpy(pixels + stride * y + std::size_t{x} * 4, from + nearest(x, width, frame.width) * 4, 4);
+    }
+}
+
+}  // namespace
+
 HRESULT RenderFrame(const AVFrame& frame, UINT width, UINT height, WICBitmapInterpolationMode mode, std::uint8_t* pixels,
                     std::size_t stride) {
     if (FAILED(CheckPictureSize(width, height))) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
@@ -215,6 +231,10 @@ HRESULT RenderFrame(const AVFrame& frame, UINT width, UINT height, WICBitmapInte
         for (UINT y = 0; y < height; ++y) {
             std::memcpy(pixels + stride * y, frame.data[0] + static_cast<std::ptrdiff_t>(frame.linesize[0]) * y, std::size_t{width} * 4);
         }
+        return S_OK;
+    }
+    if (frame.format == AV_PIX_FMT_BGRA && mode == WICBitmapInterpolationModeNearestNeighbor) {
+        CopyNearest(frame, width, height, pixels, stride);
         return S_OK;
     }
     if (mode != WICBitmapInterpolationModeNearestNeighbor &&

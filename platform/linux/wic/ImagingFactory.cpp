@@ -71,8 +71,9 @@ public:
                                                      BYTE* pixels, IWICBitmap** bitmap) override {
         if (!bitmap) return E_INVALIDARG;
         *bitmap = nullptr;
-        if (format != GUID_WICPixelFormat32bppPBGRA) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
-        return CreateBitmap(width, height, stride, size, pixels, bitmap);
+        const bool straight = format == GUID_WICPixelFormat32bppBGRA;
+        if (!straight && format != GUID_WICPixelFormat32bppPBGRA) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+        return CreateBitmap(width, height, stride, size, pixels, bitmap, straight);
     }
 };
 

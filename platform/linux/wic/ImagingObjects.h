@@ -20,7 +20,7 @@ HRESULT CreatePalette(IWICPalette** palette);
 HRESULT CreateFormatConverter(IWICFormatConverter** converter);
 HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler);
 HRESULT CreateFileStream(IWICStream** stream);
-// Copies `height` rows of premultiplied BGRA.
-HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels, IWICBitmap** bitmap);
+// Copies `height` rows of BGRA, premultiplied or `straight`.
+HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels, IWICBitmap** bitmap, bool straight = false);
 
 }  // namespace Vimbrel

@@ -23,7 +23,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetPixelFormat(WICPixelFormatGUID* format) override {
         if (!format) return E_INVALIDARG;
         if (Width() == 0) return WINCODEC_ERR_NOTINITIALIZED;
-        *format = GUID_WICPixelFormat32bppPBGRA;
+        *format = Straight() ? GUID_WICPixelFormat32bppBGRA : GUID_WICPixelFormat32bppPBGRA;
         return S_OK;
     }
 

@@ -1,0 +1,47 @@
+#include "platform/linux/screen/DeviceContext.h"
+
+#include <xcb/composite.h>
+
+#include <algorithm>
+
+#include "platform/linux/screen/XWindows.h"
+
+namespace Vimbrel {
+
+bool DeviceContext::Print(xcb_window_t printed) {
+    if (!connection || !connection->HasComposite() || !selected) return false;
+    XWindowPlace place;
+    if (!ReadWindowPlace(*connection, printed, place) || !place.viewable) return false;
+    xcb_connection_t* const c = connection->Get();
+    if (redirected_ != printed) {
+        StopRedirecting();
+        if (!XConnection::Succeeded(
+                xcb_request_check(c, xcb_composite_redirect_window_checked(c, printed, XCB_COMPOSITE_REDIRECT_AUTOMATIC)),
+                "keep a window's pixels")) {
+            return false;
+        }
+        redirected_ = printed;
+    }
+    // Named afresh each time: the window has another pixmap after each change of its size.
+    const xcb_pixmap_t pixmap = xcb_generate_id(c);
+    if (!XConnection::Succeeded(xcb_request_check(c, xcb_composite_name_window_pixmap_checked(c, printed, pixmap)), "name a pixmap")) {
+        return false;
+    }
+    PixelBuffer& target = *selected->pixels;
+    const XRectangle area{place.border, place.border, std::min(place.width, target.Width()), std::min(place.height, target.Height())};
+    const bool read =
+        reader.Read(pixmap, connection->FormatOf(place.visual, place.depth), area, DrawableReader::Alpha::Clear, target, 0, 0);
+    xcb_free_pixmap(c, pixmap);
+    return read;
+}
+
+void DeviceContext::StopRedirecting() {
+    if (!redirected_) return;
+    xcb_connection_t* const c = connection->Get();
+    // Checked, so that the error for a window that is gone does not stay in the queue.
+    XConnection::Succeeded(xcb_request_check(c, xcb_composite_unredirect_window_checked(c, redirected_, XCB_COMPOSITE_REDIRECT_AUTOMATIC)),
+                           "give a window back to the screen");
+    redirected_ = 0;
+}
+
+}  // namespace Vimbrel

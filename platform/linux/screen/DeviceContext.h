@@ -1,0 +1,46 @@
+// What a device context and a bitmap are here.
+#pragma once
+
+#include <wingdi.h>
+#include <xcb/xcb.h>
+
+#include <memory>
+
+#include "platform/linux/screen/DrawableReader.h"
+#include "platform/linux/screen/PixelBuffer.h"
+
+namespace Vimbrel {
+
+struct DibSection {
+    std::shared_ptr<PixelBuffer> pixels;
+};
+
+// Of the screen or a window (to read from), or of a bitmap.
+class DeviceContext {
+public:
+    // `source_window` 0 makes one for a bitmap. The connection may be null there.
+    DeviceContext(std::shared_ptr<XConnection> server, xcb_window_t source_window)
+        : connection(std::move(server)), window(source_window), reader(connection) {}
+    ~DeviceContext() { StopRedirecting(); }
+    DeviceContext(const DeviceContext&) = delete;
+    DeviceContext& operator=(const DeviceContext&) = delete;
+
+    // Copies the window's pixels, whatever covers it, to the selected bitmap. The window is kept apart from the screen from then on
+    // until the context ends; its program draws it anew once.
+    bool Print(xcb_window_t printed);
+
+    const std::shared_ptr<XConnection> connection;
+    const xcb_window_t window;
+    DibSection* selected = nullptr;
+    DrawableReader reader;
+
+private:
+    void StopRedirecting();
+
+    xcb_window_t redirected_ = 0;
+};
+
+inline DeviceContext* FromHandle(HDC context) { return reinterpret_cast<DeviceContext*>(context); }
+inline DibSection* FromHandle(HGDIOBJ bitmap) { return static_cast<DibSection*>(bitmap); }
+
+}  // namespace Vimbrel

@@ -1,0 +1,85 @@
+// The one adapter and its outputs.
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "com/ComObject.h"
+#include "platform/linux/screen/OutputDuplication.h"
+#include "platform/linux/screen/XConnection.h"
+#include "platform/linux/screen/XOutputs.h"
+
+namespace Vimbrel {
+
+namespace {
+
+class DxgiOutput final : public ComObject<Implements<IDXGIOutput1, IDXGIOutput>> {
+public:
+    explicit DxgiOutput(const XOutput& output) : output_(output) {}
+
+    HRESULT STDMETHODCALLTYPE GetDesc(DXGI_OUTPUT_DESC* description) override {
+        if (!description) return E_INVALIDARG;
+        *description = {};
+        output_.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
+        description->DesktopCoordinates = output_.place;
+        description->AttachedToDesktop = output_.attached ? TRUE : FALSE;
+        description->Rotation = output_.rotation;
+        description->Monitor = reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(output_.id));
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE DuplicateOutput(IUnknown* device, IDXGIOutputDuplication** duplication) override {
+        if (!duplication) return E_INVALIDARG;
+        *duplication = nullptr;
+        return device ? OutputDuplication::Create(output_, duplication) : E_INVALIDARG;
+    }
+
+private:
+    const XOutput output_;
+};
+
+class DxgiAdapter final : public ComObject<Implements<IDXGIAdapter1, IDXGIAdapter>> {
+public:
+    explicit DxgiAdapter(std::vector<XOutput> outputs) : outputs_(std::move(outputs)) {}
+
+    HRESULT STDMETHODCALLTYPE EnumOutputs(UINT index, IDXGIOutput** output) override {
+        if (!output) return E_INVALIDARG;
+        *output = nullptr;
+        if (index >= outputs_.size()) return DXGI_ERROR_NOT_FOUND;
+        *output = MakeCom<DxgiOutput>(outputs_[index]).Detach();
+        return S_OK;
+    }
+
+private:
+    const std::vector<XOutput> outputs_;
+};
+
+class DxgiFactory final : public ComObject<Implements<IDXGIFactory1>> {
+public:
+    explicit DxgiFactory(std::vector<XOutput> outputs) : adapter_(MakeCom<DxgiAdapter>(std::move(outputs))) {}
+
+    HRESULT STDMETHODCALLTYPE EnumAdapters1(UINT index, IDXGIAdapter1** adapter) override {
+        if (!adapter) return E_INVALIDARG;
+        *adapter = nullptr;
+        if (index > 0) return DXGI_ERROR_NOT_FOUND;
+        adapter_->AddRef();
+        *adapter = adapter_.Get();
+        return S_OK;
+    }
+
+private:
+    ComPtr<DxgiAdapter> adapter_;
+};
+
+}  // namespace
+
+}  // namespace Vimbrel
+
+extern "C" HRESULT WINAPI CreateDXGIFactory1(REFIID iid, void** factory) {
+    using namespace Vimbrel;
+    if (!factory) return E_INVALIDARG;
+    *factory = nullptr;
+    const std::shared_ptr<XConnection> connection = XConnection::Shared();
+    if (!connection) return E_FAIL;
+    return MakeCom<DxgiFactory>(ListOutputs(*connection))->QueryInterface(iid, factory);
+}

@@ -1,0 +1,297 @@
+#include "platform/linux/screen/OutputDuplication.h"
+
+#include <poll.h>
+#include <windows.h>
+#include <xcb/randr.h>
+#include <xcb/xfixes.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "vimbrel/AppLog.h"
+
+namespace Vimbrel {
+
+namespace {
+
+using HalvorixAppLog::LOG_LEVEL_WARN;
+using SteadyClock = std::chrono::steady_clock;
+
+// The server tells when something is drawn or the pointer's shape changes, but not that the pointer moves.
+constexpr std::chrono::milliseconds pointer_interval{20};
+
+int Width(const RECT& rect) { return rect.right - rect.left; }
+int Height(const RECT& rect) { return rect.bottom - rect.top; }
+
+LONGLONG Now() {
+    LARGE_INTEGER count;
+    QueryPerformanceCounter(&count);
+    return count.QuadPart;
+}
+
+HRESULT Unsupported(const XOutput& output, const char* what) {
+    APPLOG_STREAM(LOG_LEVEL_WARN, "X11 - output " << output.name << " cannot be duplicated: " << what);
+    return DXGI_ERROR_UNSUPPORTED;
+}
+
+}  // namespace
+
+HRESULT OutputDuplication::Create(const XOutput& output, IDXGIOutputDuplication** duplication) {
+    ComPtr<OutputDuplication> created = MakeCom<OutputDuplication>(output);
+    const HRESULT hr = created->Start();
+    *duplication = FAILED(hr) ? nullptr : created.Detach();
+    return hr;
+}
+
+HRESULT OutputDuplication::Start() {
+    // Seen on the connection that there is already, so that none is opened in vain.
+    const std::shared_ptr<XConnection> shared = XConnection::Shared();
+    if (!shared) return Unsupported(output_, "there is no server");
+    if (!shared->HasFixes()) return Unsupported(output_, "the server lacks the XFIXES extension");
+    if (!shared->HasDamage()) return Unsupported(output_, "the server lacks the DAMAGE extension");
+    if (!shared->RootFormat().Usable()) return Unsupported(output_, "its pixels are of a kind that is not read");
+    connection_ = XConnection::Open();
+    if (!connection_) return Unsupported(output_, "the server takes no further connection");
+    format_ = connection_->RootFormat();
+    reader_ = std::make_unique<DrawableReader>(connection_);
+    if (!MakePictures()) return E_OUTOFMEMORY;
+
+    xcb_connection_t* const c = connection_->Get();
+    damage_ = xcb_generate_id(c);
+    // Waited for, since it makes an event for the whole screen, which belongs to the first frame.
+    if (!XConnection::Succeeded(
+            xcb_request_check(c, xcb_damage_create_checked(c, damage_, connection_->Root(), XCB_DAMAGE_REPORT_LEVEL_DELTA_RECTANGLES)),
+            "watch the screen")) {
+        return Unsupported(output_, "its changes are not told");
+    }
+    xcb_xfixes_select_cursor_input(c, connection_->Root(), XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
+    if (connection_->HasRandr()) {
+        xcb_randr_select_input(c, connection_->Root(), XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
+    }
+    // What changes from here on is told.
+    xcb_flush(c);
+    return S_OK;
+}
+
+OutputDuplication::~OutputDuplication() = default;
+
+bool OutputDuplication::MakePictures() {
+    const int width = Width(output_.place);
+    const int height = Height(output_.place);
+    picture_ = PixelBuffer::Make(connection_, width, height);
+    if (!picture_) return false;
+    if (output_.rotation != DXGI_MODE_ROTATION_IDENTITY) {
+        const bool upright = output_.rotation == DXGI_MODE_ROTATION_ROTATE180;
+        turned_ = PixelBuffer::Make(nullptr, upright ? width : height, upright ? height : width);
+        if (!turned_) return false;
+    }
+    const PixelBuffer& shown = turned_ ? *turned_ : *picture_;
+    texture_ = MakeCom<Texture>(TextureDescription(shown.Width(), shown.Height(), D3D11_USAGE_DEFAULT));
+    texture_->SetPixels(turned_ ? turned_ : picture_);
+    return true;
+}
+
+HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms, DXGI_OUTDUPL_FRAME_INFO* info, IDXGIResource** resource) {
+    if (!info || !resource) return E_INVALIDARG;
+    *resource = nullptr;
+    if (acquired_) return DXGI_ERROR_INVALID_CALL;
+    const auto deadline = SteadyClock::now() + std::chrono::milliseconds(timeout_ms);
+    while (!lost_) {
+        const auto pointer = AskPointerPlace(*connection_);
+        TakeEvents();
+        const bool picture_changed = first_ || changes_ > 0;
+        // Asked for behind the pointer, so that one way to the server serves both.
+        if (picture_changed && !ReadDamage()) lost_ = true;
+        place_ = WaitPointerPlace(*connection_, pointer);
+        lost_ = lost_ || connection_->Lost();
+        if (lost_) break;
+        if (shape_changed_) ReadShape();
+        const bool pointer_moved = place_ != told_place_ && (told_visible_ || PointerIsOnOutput());
+        if (picture_changed || shape_news_ || pointer_moved) {
+            Describe(picture_changed, *info);
+            texture_->AddRef();
+            *resource = static_cast<IDXGIResource*>(texture_.Get());
+            acquired_ = true;
+            return S_OK;
+        }
+        if (!WaitForEvents(deadline)) return DXGI_ERROR_WAIT_TIMEOUT;
+    }
+    return DXGI_ERROR_ACCESS_LOST;
+}
+
+void OutputDuplication::TakeEvents() {
+    while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->Get())}) TakeEvent(*event);
+}
+
+void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
+    const int type = event.response_type & 0x7F;
+    if (type == connection_->DamageEvent() + XCB_DAMAGE_NOTIFY) {
+        const auto& notify = reinterpret_cast<const xcb_damage_notify_event_t&>(event);
+        RECT area{notify.area.x, notify.area.y, notify.area.x + notify.area.width, notify.area.y + notify.area.height};
+        // What is drawn elsewhere has to be taken off the server's list, too, or it would tell no more.
+        if (!IntersectRect(&area, &area, &output_.place)) {
+            xcb_damage_subtract(connection_->Get(), damage_, XCB_NONE, XCB_NONE);
+            return;
+        }
+        OffsetRect(&area, -output_.place.left, -output_.place.top);
+        AddDirty(area);
+        ++changes_;
+    } else if (type == connection_->FixesEvent() + XCB_XFIXES_CURSOR_NOTIFY) {
+        shape_changed_ = true;
+    } else if (connection_->HasRandr() && (type == connection_->RandrEvent() + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                                           type == connection_->RandrEvent() + XCB_RANDR_NOTIFY)) {
+        lost_ = lost_ || PlaceChanged();
+    }
+}
+
+// Areas that lie together are read as one, and so is what comes when there are too many.
+void OutputDuplication::AddDirty(const RECT& area) {
+    const auto size = [](const RECT& rect) { return LONGLONG{Width(rect)} * Height(rect); };
+    for (std::size_t i = 0; i < dirty_count_; ++i) {
+        RECT both{};
+        UnionRect(&both, &dirty_[i], &area);
+        const bool together = size(both) <= size(dirty_[i]) + size(area) + 4096;
+        if (!together && (i + 1 < dirty_count_ || dirty_count_ < dirty_.size())) continue;
+        dirty_[i] = both;
+        return;
+    }
+    dirty_[dirty_count_++] = area;
+}
+
+bool OutputDuplication::PlaceChanged() const {
+    for (const XOutput& output : ListOutputs(*connection_)) {
+        if (output.id != output_.id) continue;
+        return !output.attached || output.rotation != output_.rotation ||
+               std::memcmp(&output.place, &output_.place, sizeof output.place) != 0;
+    }
+    return true;
+}
+
+bool OutputDuplication::WaitForEvents(SteadyClock::time_point deadline) const {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - SteadyClock::now());
+    if (left.count() <= 0) return false;
+    pollfd descriptor{xcb_get_file_descriptor(connection_->Get()), POLLIN, 0};
+    xcb_flush(connection_->Get());
+    poll(&descriptor, 1, static_cast<int>(std::min(left, pointer_interval).count()));
+    return true;
+}
+
+// Pixels that a copy shares are never written into: who holds the copy sees what was copied.
+bool OutputDuplication::EnsureSingleUse() {
+    std::shared_ptr<PixelBuffer>& shown = turned_ ? turned_ : picture_;
+    constexpr long own_uses = 2;  // this object's and the texture's
+    if (shown.use_count() <= own_uses) return true;
+    std::shared_ptr<PixelBuffer> fresh = PixelBuffer::Make(turned_ ? nullptr : connection_, shown->Width(), shown->Height());
+    if (!fresh) return false;
+    std::memcpy(fresh->At(0, 0), shown->At(0, 0), shown->Stride() * static_cast<std::size_t>(shown->Height()));
+    shown = std::move(fresh);
+    texture_->SetPixels(shown);
+    return true;
+}
+
+bool OutputDuplication::ReadDamage() {
+    if (!EnsureSingleUse()) return false;
+    xcb_damage_subtract(connection_->Get(), damage_, XCB_NONE, XCB_NONE);
+    if (first_) {
+        dirty_[0] = {0, 0, picture_->Width(), picture_->Height()};
+        dirty_count_ = 1;
+    }
+    for (std::size_t i = 0; i < dirty_count_; ++i) {
+        if (!ReadArea(dirty_[i])) return false;
+    }
+    first_ = false;
+    dirty_count_ = 0;
+    return true;
+}
+
+bool OutputDuplication::ReadArea(const RECT& dirty) {
+    XRectangle area{dirty.left, dirty.top, Width(dirty), Height(dirty)};
+    // Whole rows go straight to their place, which is worth reading some pixels more.
+    if (area.width > picture_->Width() / 2) area = {0, area.y, picture_->Width(), area.height};
+    const XRectangle on_root{area.x + output_.place.left, area.y + output_.place.top, area.width, area.height};
+    if (!reader_->Read(connection_->Root(), format_, on_root, DrawableReader::Alpha::Opaque, *picture_, area.x, area.y)) return false;
+    if (turned_) TurnBack(area);
+    return true;
+}
+
+// The opposite of what the rotation asks the user of the texture to do.
+void OutputDuplication::TurnBack(const XRectangle& area) {
+    const int last_x = picture_->Width() - 1;
+    const int last_y = picture_->Height() - 1;
+    for (int y = area.y; y < area.y + area.height; ++y) {
+        const std::uint8_t* from = picture_->At(area.x, y);
+        for (int x = area.x; x < area.x + area.width; ++x, from += 4) {
+            std::uint8_t* to = nullptr;
+            switch (output_.rotation) {
+                case DXGI_MODE_ROTATION_ROTATE90:
+                    to = turned_->At(y, last_x - x);
+                    break;
+                case DXGI_MODE_ROTATION_ROTATE180:
+                    to = turned_->At(last_x - x, last_y - y);
+                    break;
+                default:
+                    to = turned_->At(last_y - y, x);
+                    break;
+            }
+            std::memcpy(to, from, 4);
+        }
+    }
+}
+
+void OutputDuplication::ReadShape() {
+    shape_changed_ = false;
+    if (!ReadPointerShape(*connection_, shape_)) return;
+    shape_news_ = true;
+    shape_untold_ = true;
+}
+
+bool OutputDuplication::PointerIsOnOutput() const { return place_.on_screen && PtInRect(&output_.place, {place_.x, place_.y}); }
+
+void OutputDuplication::Describe(bool picture_changed, DXGI_OUTDUPL_FRAME_INFO& info) {
+    info = {};
+    const LONGLONG now = Now();
+    if (picture_changed) info.LastPresentTime.QuadPart = now;
+    info.AccumulatedFrames = picture_changed ? std::max(changes_, 1U) : 0;
+    info.RectsCoalesced = TRUE;
+    changes_ = 0;
+
+    const bool visible = PointerIsOnOutput() && shape_.visible;
+    if (shape_news_ || visible != told_visible_ || place_ != told_place_) info.LastMouseUpdateTime.QuadPart = now;
+    info.PointerPosition.Visible = visible ? TRUE : FALSE;
+    info.PointerPosition.Position = {place_.x - shape_.hot_x - output_.place.left, place_.y - shape_.hot_y - output_.place.top};
+    // A shape that changes while nobody sees it is told once it is seen.
+    shape_told_ = shape_untold_ && visible;
+    if (shape_told_) info.PointerShapeBufferSize = static_cast<UINT>(shape_.pixels.size());
+    shape_untold_ = shape_untold_ && !visible;
+    shape_news_ = false;
+    told_visible_ = visible;
+    told_place_ = place_;
+}
+
+HRESULT STDMETHODCALLTYPE OutputDuplication::GetFramePointerShape(UINT size, void* buffer, UINT* required,
+                                                                  DXGI_OUTDUPL_POINTER_SHAPE_INFO* info) {
+    if (!required || !info) return E_INVALIDARG;
+    *required = 0;
+    *info = {};
+    if (!acquired_) return DXGI_ERROR_INVALID_CALL;
+    if (!shape_told_) return S_OK;
+    *required = static_cast<UINT>(shape_.pixels.size());
+    if (size < *required) return DXGI_ERROR_MORE_DATA;
+    if (!buffer) return E_INVALIDARG;
+    std::memcpy(buffer, shape_.pixels.data(), shape_.pixels.size());
+    info->Type = DXGI_OUTDUPL_POINTER_SHAPE_TYPE_COLOR;
+    info->Width = static_cast<UINT>(shape_.width);
+    info->Height = static_cast<UINT>(shape_.height);
+    info->Pitch = info->Width * 4;
+    info->HotSpot = {shape_.hot_x, shape_.hot_y};
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE OutputDuplication::ReleaseFrame() {
+    if (!acquired_) return DXGI_ERROR_INVALID_CALL;
+    acquired_ = false;
+    shape_told_ = false;
+    return S_OK;
+}
+
+}  // namespace Vimbrel

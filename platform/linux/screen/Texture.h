@@ -1,0 +1,45 @@
+// A texture: a description and pixels that several textures may share.
+#pragma once
+
+#include <d3d11.h>
+
+#include <memory>
+
+#include "com/ComObject.h"
+#include "platform/linux/screen/PixelBuffer.h"
+
+namespace Vimbrel {
+
+class Texture final : public ComObject<Implements<ID3D11Texture2D, ID3D11Resource>, Implements<IDXGISurface1>, Implements<IDXGIResource>> {
+public:
+    // Without pixels until some are set or mapped.
+    explicit Texture(const D3D11_TEXTURE2D_DESC& description) : description_(description) {}
+
+    void STDMETHODCALLTYPE GetDesc(D3D11_TEXTURE2D_DESC* description) override { *description = description_; }
+    HRESULT STDMETHODCALLTYPE Map(DXGI_MAPPED_RECT* mapped, UINT flags) override;
+    HRESULT STDMETHODCALLTYPE Unmap() override;
+
+    // One that its maker keeps to use it again gives up its pixels when nobody else holds it.
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG left = ComObject::Release();
+        if (left == 1 && kept_by_maker_) pixels_.reset();
+        return left;
+    }
+    void SetKeptByMaker() { kept_by_maker_ = true; }
+
+    // Whoever writes into pixels sees to it that no other texture holds them (their use count).
+    void SetPixels(std::shared_ptr<PixelBuffer> pixels) { pixels_ = std::move(pixels); }
+    const std::shared_ptr<PixelBuffer>& Pixels() const { return pixels_; }
+    const D3D11_TEXTURE2D_DESC& Description() const { return description_; }
+
+private:
+    D3D11_TEXTURE2D_DESC description_;
+    std::shared_ptr<PixelBuffer> pixels_;
+    bool mapped_ = false;
+    bool kept_by_maker_ = false;
+};
+
+// Of a picture in the format that all textures here have.
+D3D11_TEXTURE2D_DESC TextureDescription(int width, int height, D3D11_USAGE usage);
+
+}  // namespace Vimbrel
