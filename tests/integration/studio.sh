@@ -120,7 +120,10 @@ expect 2 "nowhere/out.mp4: cannot be written" run bare.json --seconds 1 --out no
 echo "A killed run leaves an MP4 that plays"
 "$vimbrel" run movie.json >output 2>&1 &
 pid=$!
-sleep 5
+for _ in $(seq 300); do
+    grep -q '^00:05' output && break
+    sleep 0.1
+done
 kill -9 $pid
 { wait $pid; } 2>/dev/null
 length=$(ffprobe -v error -show_entries format=duration -of csv=p=0 out.mp4)
