@@ -1,5 +1,7 @@
 #include "Source/RtmpSession.h"
 
+#include <gnutls/gnutls.h>
+#include <librtmp/amf.h>
 #include <librtmp/log.h>
 #include <pthread.h>
 #include <sys/socket.h>
@@ -8,16 +10,29 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 
+#include "Source/PublisherLogin.h"
 #include "vimbrel/AppLog.h"
 #include "vimbrel/MediaRTMPCast.h"
+
+// The library's settings for TLS: exported, and not in its headers.
+struct RtmpTlsSettings {
+    gnutls_certificate_credentials_t credentials;
+    gnutls_priority_t priorities;
+};
+extern "C" RtmpTlsSettings* RTMP_TLS_ctx;
 
 namespace Vimbrel {
 namespace {
 
 constexpr int media_channel = 4;
 constexpr int control_channel = 2;
+
+std::string Text(const AVal& value) {
+    return value.av_val == nullptr ? std::string() : std::string(value.av_val, static_cast<std::size_t>(value.av_len));
+}
 
 AVal View(const std::string& text) { return {const_cast<char*>(text.data()), static_cast<int>(text.size())}; }
 
@@ -27,6 +42,13 @@ void Log(int level, const char* format, va_list arguments) {
     char text[512];
     std::vsnprintf(text, sizeof text, format, arguments);
     APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_TRACE, "RTMP: " << text);
+}
+
+// The library takes a session ticket of TLS 1.3, which comes when it likes, for a failure to read. So it must not speak 1.3.
+void LimitTls() {
+    if (RTMP_TLS_ctx == nullptr) return;
+    gnutls_priority_t priorities = nullptr;
+    if (gnutls_priority_init(&priorities, "NORMAL:-VERS-TLS1.3", nullptr) == GNUTLS_E_SUCCESS) RTMP_TLS_ctx->priorities = priorities;
 }
 
 // What the library does once in a process, it does unguarded when the first session is made.
@@ -39,6 +61,7 @@ void InitializeOnce() {
             RTMP_Init(session);
             RTMP_Free(session);
         }
+        LimitTls();
     });
 }
 
@@ -57,31 +80,86 @@ void RtmpSession::Closer::operator()(RTMP* session) const {
     RTMP_Free(session);
 }
 
+// Servers with a login refuse twice: for the user's name, and with a question. Each answer takes a new connection.
 int RtmpSession::Connect(std::string& url, const std::string& user, const std::string& password) {
     InitializeOnce();
     KeepLostLinksQuiet();
-    rtmp.reset(RTMP_Alloc());
-    if (!rtmp) return RTMPCAST_CONNECTION_FAILED;
-    RTMP_Init(rtmp.get());
-    const int status = Publish(url, user, password);
-    if (status != RTMPCAST_OK) Close();
-    return status;
+    const PublisherLogin publisher(user, password);
+    const std::string given_url = url;
+    login.clear();
+    for (;;) {
+        refusal.clear();
+        rtmp.reset(RTMP_Alloc());
+        if (!rtmp) return RTMPCAST_CONNECTION_FAILED;
+        RTMP_Init(rtmp.get());
+        url = given_url;
+        const int status = Publish(url);
+        if (status == RTMPCAST_OK) return status;
+        const std::string answer = refusal.empty() ? std::string() : publisher.Answer(refusal, application);
+        Close();
+        if (answer.empty()) return status;
+        login += answer;
+    }
 }
 
-int RtmpSession::Publish(std::string& url, const std::string& user, const std::string& password) {
+int RtmpSession::Publish(std::string& url) {
     if (RTMP_SetupURL(rtmp.get(), url.data()) == 0) return RTMPCAST_BAD_URL;
     RTMP_EnableWrite(rtmp.get());
     auto& link = rtmp->Link;
     if (send_timeout != 0) link.timeout = send_timeout;
     link.lFlags |= RTMP_LF_LIVE | RTMP_LF_BUFX;
-    if (!user.empty()) link.pubUser = View(user);
-    if (!password.empty()) link.pubPasswd = View(password);
     flash_version = "FMLE/3.0 (compatible; FMSc/1.0)";
     link.flashVer = View(flash_version);
-    link.swfUrl = link.tcUrl;
+    SetTarget();
     if (RTMP_Connect(rtmp.get(), nullptr) == 0) return RTMPCAST_CONNECTION_FAILED;
-    if (RTMP_ConnectStream(rtmp.get(), 0) == 0 || RTMP_Socket(rtmp.get()) < 0 || !LimitSending()) return RTMPCAST_STREAM_FAILED;
+    if (!OpenStream() || RTMP_Socket(rtmp.get()) < 0 || !LimitSending()) return RTMPCAST_STREAM_FAILED;
     return RTMPCAST_OK;
+}
+
+// Copies, since the library frees some of its own and not others. The player's address is the target without the login.
+void RtmpSession::SetTarget() {
+    auto& link = rtmp->Link;
+    application = Text(link.app) + login;
+    player_url = Text(link.tcUrl);
+    target_url = player_url + login;
+    if ((link.lFlags & RTMP_LF_FAPU) != 0) std::free(link.app.av_val);
+    if ((link.lFlags & RTMP_LF_FTCU) != 0) std::free(link.tcUrl.av_val);
+    link.lFlags &= ~(RTMP_LF_FAPU | RTMP_LF_FTCU);
+    link.app = View(application);
+    link.tcUrl = View(target_url);
+    link.swfUrl = View(player_url);
+}
+
+// What RTMP_ConnectStream does, but for servers that ask for a login: its answer to them writes beyond its memory.
+bool RtmpSession::OpenStream() {
+    RTMPPacket packet{};
+    while (rtmp->m_bPlaying == 0 && RTMP_IsConnected(rtmp.get()) != 0 && RTMP_ReadPacket(rtmp.get(), &packet) != 0) {
+        if (!RTMPPacket_IsReady(&packet) || packet.m_nBodySize == 0) continue;
+        const bool asked = IsLoginAsked(packet);
+        if (!asked) RTMP_ClientPacket(rtmp.get(), &packet);
+        RTMPPacket_Free(&packet);
+        if (asked) return false;
+    }
+    return rtmp->m_bPlaying != 0;
+}
+
+bool RtmpSession::IsLoginAsked(const RTMPPacket& packet) {
+    if (packet.m_packetType != RTMP_PACKET_TYPE_INVOKE) return false;
+    AMFObject command{};
+    if (AMF_Decode(&command, packet.m_body, static_cast<int>(packet.m_nBodySize), FALSE) < 0) return false;
+    AVal name{};
+    AVal words{};
+    AMFProp_GetString(AMF_GetProp(&command, nullptr, 0), &name);
+    if (Text(name) == "_error" && AMFProp_GetType(AMF_GetProp(&command, nullptr, 3)) == AMF_OBJECT) {
+        AMFObject status{};
+        AMFProp_GetObject(AMF_GetProp(&command, nullptr, 3), &status);
+        const std::string key = "description";
+        const AVal description = View(key);
+        AMFProp_GetString(AMF_GetProp(&status, &description, -1), &words);
+        if (Text(words).find("authmod=") != std::string::npos) refusal = Text(words);
+    }
+    AMF_Reset(&command);
+    return !refusal.empty();
 }
 
 bool RtmpSession::LimitSending() const {

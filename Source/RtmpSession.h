@@ -32,10 +32,16 @@ private:
         void operator()(RTMP* session) const;
     };
 
-    int Publish(std::string& url, const std::string& user, const std::string& password);
+    int Publish(std::string& url);
+    bool OpenStream();
+    bool IsLoginAsked(const RTMPPacket& packet);
+    void SetTarget();
     bool LimitSending() const;
 
     std::string flash_version;
+    std::string login;    // behind the application's name
+    std::string refusal;  // the server's words, if it asked for a login
+    std::string application, target_url, player_url;
     std::unique_ptr<RTMP, Closer> rtmp;
     // Seconds. Nothing sets it: sending waits as long as the network takes.
     const int send_timeout = 0;

@@ -181,11 +181,10 @@ bool live_encoder_aac::collect_output(std::uint32_t& total) {
         DWORD length = 0;
         if (SUCCEEDED(output_sample->ConvertToContiguousBuffer(contiguous.Put())) &&
             SUCCEEDED(contiguous->Lock(&bytes, nullptr, &length))) {
-            if (total + length < scratch_size) {
-                std::memcpy(scratch.get() + total, bytes, length);
-                total += length;
-            }
+            if (total + length < scratch_size) std::memcpy(scratch.get() + total, bytes, length);
             contiguous->Unlock();
+            // What finds no room counts as well.
+            total = std::min<std::uint32_t>(total + length, scratch_size);
         }
         if (data.pEvents != nullptr) data.pEvents->Release();
         data.pEvents = nullptr;

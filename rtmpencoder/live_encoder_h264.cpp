@@ -66,9 +66,9 @@ const std::uint8_t* live_encoder_h264::fit(const packet_video& frame) {
         fitting.resize(frame.data.get(), scaled_frame.get());
         return scaled_frame.get();
     }
-    const bool same_size = source_width == static_cast<std::uint32_t>(width) && source_height == static_cast<std::uint32_t>(height);
-    // No resize could be planned for the size: black, rather than to read beyond the frame.
-    return same_size ? frame.data.get() : scaled_frame.get();
+    // As it is, even if it has another size and no resize could be planned for that; black, rather than to read beyond its end.
+    const bool enough = std::size_t{bytes_per_pixel} * frame.width * frame.height >= frame_bytes();
+    return enough ? frame.data.get() : scaled_frame.get();
 }
 
 HRESULT live_encoder_h264::convert(const std::uint8_t* pixels, ComPtr<IMFSample>& nv12) {

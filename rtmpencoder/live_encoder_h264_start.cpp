@@ -1,4 +1,6 @@
 // How the live H.264 encoder makes its transforms.
+#include <windows.h>
+
 #include <codecapi.h>
 #include <mfapi.h>
 #include <mferror.h>

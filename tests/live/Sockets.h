@@ -7,7 +7,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <thread>
 #include <utility>
 
 namespace Vimbrel::test {
@@ -60,6 +65,22 @@ inline Socket Connect(std::uint16_t port) {
     const sockaddr_in address = Loopback(port);
     if (connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return Socket();
     return connection;
+}
+
+// Waits for somebody who listens, without a connection: some servers take one only.
+inline bool WaitForListener(std::uint16_t port) {
+    char local[16];
+    std::snprintf(local, sizeof local, ":%04X 00000000", port);
+    for (int i = 0; i < 1000; ++i) {
+        std::ifstream table("/proc/net/tcp");
+        for (std::string line; std::getline(table, line);) {
+            const std::size_t place = line.find(local);
+            // State 0A listens.
+            if (place != std::string::npos && line.find(" 0A ", place) != std::string::npos) return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
 }
 
 inline std::uint16_t FreePort() {
