@@ -15,12 +15,15 @@ echo "Only the public names are exported"
 # C functions of the system's names, and the classes of the two namespaces; nothing else, and not the host's symbol. (Weak
 # symbols of the standard library's templates are visible in every program that uses them.)
 nm -D --defined-only "$(find "$prefix" -name libvimbrel.so)" | grep -vE ' [WVu] ' | awk '{print $3}' | c++filt >"$work/exports"
-if grep -vE '^(Co(InitializeEx|Uninitialize|CreateInstance|TaskMemAlloc|TaskMemFree)|PropVariantClear|MultiByteToWideChar|WideCharToMultiByte)$|(Vimbrel|HalvorixAppLog)::' "$work/exports"; then
+if grep -vE '^(Co(InitializeEx|Uninitialize|CreateInstance|TaskMemAlloc|TaskMemFree)|PropVariantClear|MultiByteToWideChar|WideCharToMultiByte|(Peek|Get|Dispatch)Message[AW]|TranslateMessage|PostThreadMessageW|PostQuitMessage|MsgWaitForMultipleObjectsEx|IsWindowUnicode|VimbrelMessageDescriptor)$|(Vimbrel|HalvorixAppLog)::' "$work/exports"; then
     echo "unexpected exports" >&2
     exit 1
 fi
-grep -q 'Vimbrel::MediaSourcePicture::RequestSample()' "$work/exports"
-! grep -qE 'Vimbrel::(MediaTranscodeGIF|ComPtr|BitmapSource|Clock)\b' "$work/exports"
+for name in 'Vimbrel::MediaSourcePicture::RequestSample()' 'Vimbrel::CreateRTMPCast()' 'Vimbrel::CMediaRTMPCast::CMediaRTMPCast()'; do
+    grep -qF "$name" "$work/exports"
+done
+[ -f "$prefix/include/vimbrel/MediaRTMPCast.h" ]
+! grep -qE 'Vimbrel::(CRTMPCastImpl|RtmpSession|live_encoder|MediaTranscodeGIF|ComPtr|BitmapSource|Clock)\b' "$work/exports"
 
 echo "Each public header compiles alone"
 for header in $(cd "$prefix/include" && find vimbrel -name '*.h'); do
