@@ -178,6 +178,23 @@ TEST(LiveH264Start, LevelsAndKeyFramesFollowTheFormat) {
     }
 }
 
+// So long and thin that they would have no height: shown as they lie in memory, and black where that is too little.
+TEST(LiveH264Frames, WithoutAFitAreEncodedAllTheSame) {
+    Collector collector;
+    live_encoder_h264 encoder;
+    encoder.dispatcher = &collector;
+    encoder.width = 160;
+    encoder.height = 120;
+    ASSERT_TRUE(encoder.start());
+    Post(encoder, 30000, 1, 0);
+    Post(encoder, 1000, 1, 1);
+    EXPECT_TRUE(collector.WaitFor(2));
+    encoder.stop();
+    // The first is a picture, and the second is none.
+    EXPECT_GT(collector.frames.at(0)->size, 2000);
+    EXPECT_LT(collector.frames.at(1)->size, 1000);
+}
+
 // Its user has to know that it works by events.
 TEST(AsyncTransform, IsLockedUntilItIsUnlocked) {
     void* made = nullptr;
