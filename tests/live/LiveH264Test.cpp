@@ -89,6 +89,8 @@ const Case cases[] = {
     {"refuses the types", true, {{L"a", hardware_by_events, CreateRefusing}}, false},
 };
 
+void PrintTo(const Case& row, std::ostream* out) { *out << row.name; }
+
 class LiveH264 : public testing::TestWithParam<Case> {};
 
 TEST_P(LiveH264, EncodesEachFrameIntoOneSliceWithoutDelay) {
