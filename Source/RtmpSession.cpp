@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <utility>
 
 #include "Source/PublisherLogin.h"
 #include "vimbrel/AppLog.h"
@@ -48,7 +49,9 @@ void Log(int level, const char* format, va_list arguments) {
 void LimitTls() {
     if (RTMP_TLS_ctx == nullptr) return;
     gnutls_priority_t priorities = nullptr;
-    if (gnutls_priority_init(&priorities, "NORMAL:-VERS-TLS1.3", nullptr) == GNUTLS_E_SUCCESS) RTMP_TLS_ctx->priorities = priorities;
+    if (gnutls_priority_init(&priorities, "NORMAL:-VERS-TLS1.3", nullptr) != GNUTLS_E_SUCCESS) return;
+    std::swap(RTMP_TLS_ctx->priorities, priorities);
+    if (priorities != nullptr) gnutls_priority_deinit(priorities);
 }
 
 // What the library does once in a process, it does unguarded when the first session is made.

@@ -19,8 +19,11 @@ if grep -vE '^(Co(InitializeEx|Uninitialize|CreateInstance|TaskMemAlloc|TaskMemF
     echo "unexpected exports" >&2
     exit 1
 fi
-grep -q 'Vimbrel::MediaSourcePicture::RequestSample()' "$work/exports"
-! grep -qE 'Vimbrel::(MediaTranscodeGIF|ComPtr|BitmapSource|Clock)\b' "$work/exports"
+for name in 'Vimbrel::MediaSourcePicture::RequestSample()' 'Vimbrel::CreateRTMPCast()' 'Vimbrel::CMediaRTMPCast::CMediaRTMPCast()'; do
+    grep -qF "$name" "$work/exports"
+done
+[ -f "$prefix/include/vimbrel/MediaRTMPCast.h" ]
+! grep -qE 'Vimbrel::(CRTMPCastImpl|RtmpSession|live_encoder|MediaTranscodeGIF|ComPtr|BitmapSource|Clock)\b' "$work/exports"
 
 echo "Each public header compiles alone"
 for header in $(cd "$prefix/include" && find vimbrel -name '*.h'); do

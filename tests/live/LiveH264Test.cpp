@@ -89,6 +89,8 @@ const Case cases[] = {
     {"refuses the types", true, {{L"a", hardware_by_events, CreateRefusing}}, false},
 };
 
+void PrintTo(const Case& row, std::ostream* out) { *out << row.name; }
+
 class LiveH264 : public testing::TestWithParam<Case> {};
 
 TEST_P(LiveH264, EncodesEachFrameIntoOneSliceWithoutDelay) {
@@ -176,6 +178,23 @@ TEST(LiveH264Start, LevelsAndKeyFramesFollowTheFormat) {
         ASSERT_GT(encoder.sps.size(), 8U);
         EXPECT_EQ(encoder.sps[7], format.level) << format.width << " x " << format.height;
     }
+}
+
+// So long and thin that they would have no height: shown as they lie in memory, and black where that is too little.
+TEST(LiveH264Frames, WithoutAFitAreEncodedAllTheSame) {
+    Collector collector;
+    live_encoder_h264 encoder;
+    encoder.dispatcher = &collector;
+    encoder.width = 160;
+    encoder.height = 120;
+    ASSERT_TRUE(encoder.start());
+    Post(encoder, 30000, 1, 0);
+    Post(encoder, 1000, 1, 1);
+    EXPECT_TRUE(collector.WaitFor(2));
+    encoder.stop();
+    // The first is a picture, and the second is none.
+    EXPECT_GT(collector.frames.at(0)->size, 2000);
+    EXPECT_LT(collector.frames.at(1)->size, 1000);
 }
 
 // Its user has to know that it works by events.

@@ -32,6 +32,8 @@ struct Login {
     std::function<std::string(const std::string&)> response;  // that is right, for an application
 };
 
+void PrintTo(const Login& login, std::ostream* out) { *out << login.mode; }
+
 class RTMPLogin : public testing::TestWithParam<Login> {
 protected:
     // Refuses once for the user and once for the question, and then looks at the answer.
