@@ -54,7 +54,9 @@ Sample Locate(std::int32_t position, std::int32_t source_length, std::int32_t de
 
 // The least number of parts that all weights of an axis are whole ones of. A place is (2 x + 1) * source / (2 * destination) - 1 / 2.
 std::int64_t WholeParts(std::int64_t source_length, std::int64_t destination_length) {
-    return 2 * destination_length / std::gcd(std::gcd(2 * source_length, source_length - destination_length), 2 * destination_length);
+    const std::int64_t common = std::gcd(std::gcd(2 * source_length, source_length - destination_length), 2 * destination_length);
+    // Lengths are at least 1, and so are these; the analyzer does not know it.
+    return std::max<std::int64_t>(2 * destination_length / std::max<std::int64_t>(common, 1), 1);
 }
 
 std::int32_t InParts(float weight, std::int32_t parts) {

@@ -88,7 +88,7 @@ extern "C" HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags, const MFT_REGIS
     if (category != MFT_CATEGORY_VIDEO_ENCODER || !Lists(input, MFVideoFormat_NV12) || !Lists(output, MFVideoFormat_H264)) return S_OK;
     const std::vector<ListedEncoder> found = (flags & MFT_ENUM_FLAG_HARDWARE) != 0 ? Hardware() : Software();
     if (found.empty()) return S_OK;
-    auto* const list = static_cast<IMFActivate**>(CoTaskMemAlloc(found.size() * sizeof(IMFActivate*)));
+    auto* const list = static_cast<IMFActivate**>(CoTaskMemAlloc(found.size() * sizeof(void*)));
     if (!list) return E_OUTOFMEMORY;
     for (std::size_t i = 0; i < found.size(); ++i) list[i] = MakeCom<EncoderActivate>(found[i]).Detach();
     *activates = list;
