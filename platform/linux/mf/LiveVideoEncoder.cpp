@@ -79,7 +79,7 @@ HRESULT LiveVideoEncoder::Open(const LiveVideoSettings& settings, const Hardware
     if (hardware) {
         context.bit_rate = settings.bit_rate;
         if (settings.level != 0) context.level = static_cast<int>(settings.level);
-        if (const HRESULT hr = SetupDevice(*hardware); FAILED(hr)) return hr;
+        if (const HRESULT hr = upload_.Open(context, *hardware); FAILED(hr)) return hr;
     } else {
         if (settings.quality_percent != 0) {
             av_opt_set_int(context.priv_data, "crf", RateFactor(settings.quality_percent), 0);
@@ -91,31 +91,6 @@ HRESULT LiveVideoEncoder::Open(const LiveVideoSettings& settings, const Hardware
     }
     const int error = avcodec_open2(&context, codec, nullptr);
     return error < 0 ? ResultFromFfmpeg(error, codec->name, FfmpegUse::encode) : S_OK;
-}
-
-HRESULT LiveVideoEncoder::SetupDevice(const HardwareEncoder& hardware) {
-    const std::string path = FindDevice(hardware);
-    if (path.empty()) return E_FAIL;
-    if (hardware.device == AV_HWDEVICE_TYPE_NONE) return S_OK;
-    AVBufferRef* device = nullptr;
-    if (const int error = av_hwdevice_ctx_create(&device, hardware.device, path.c_str(), nullptr, 0); error < 0) {
-        return ResultFromFfmpeg(error, "av_hwdevice_ctx_create", FfmpegUse::encode);
-    }
-    device_.reset(device);
-    FfmpegPtr<AVBufferRef> pool(av_hwframe_ctx_alloc(device));
-    uploaded_.reset(av_frame_alloc());
-    if (!pool || !uploaded_) return E_OUTOFMEMORY;
-    auto& frames = *reinterpret_cast<AVHWFramesContext*>(pool->data);
-    frames.format = AV_PIX_FMT_VAAPI;
-    frames.sw_format = hardware.input;
-    frames.width = context_->width;
-    frames.height = context_->height;
-    frames.initial_pool_size = 16;
-    if (const int error = av_hwframe_ctx_init(pool.get()); error < 0)
-        return ResultFromFfmpeg(error, "av_hwframe_ctx_init", FfmpegUse::encode);
-    context_->pix_fmt = frames.format;
-    context_->hw_frames_ctx = pool.release();
-    return S_OK;
 }
 
 // On the caller's bytes if the encoder takes them as they are.
@@ -148,10 +123,8 @@ AVFrame* LiveVideoEncoder::Fill(const std::uint8_t* nv12) {
             }
         }
     }
-    if (!device_) return frame_.get();
-    av_frame_unref(uploaded_.get());
-    if (av_hwframe_get_buffer(context_->hw_frames_ctx, uploaded_.get(), 0) < 0) return nullptr;
-    return av_hwframe_transfer_data(uploaded_.get(), frame_.get(), 0) < 0 ? nullptr : uploaded_.get();
+    AVFrame* frame = frame_.get();
+    return SUCCEEDED(upload_.Upload(*context_, frame)) ? frame : nullptr;
 }
 
 HRESULT LiveVideoEncoder::Encode(const std::uint8_t* nv12, std::vector<std::uint8_t>& access_unit, bool& key) {

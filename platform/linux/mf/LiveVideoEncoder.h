@@ -8,6 +8,7 @@
 
 #include "platform/linux/ffmpeg/FfmpegHandles.h"
 #include "platform/linux/mf/HardwareEncoders.h"
+#include "platform/linux/mf/HardwareUpload.h"
 
 namespace Vimbrel {
 
@@ -33,14 +34,12 @@ public:
     HRESULT Encode(const std::uint8_t* nv12, std::vector<std::uint8_t>& access_unit, bool& key);
 
 private:
-    HRESULT SetupDevice(const HardwareEncoder& hardware);
     AVFrame* Fill(const std::uint8_t* nv12);
 
-    FfmpegPtr<AVBufferRef> device_;
     FfmpegPtr<AVCodecContext> context_;
     FfmpegPtr<AVPacket> packet_;
     FfmpegPtr<AVFrame> frame_;
-    FfmpegPtr<AVFrame> uploaded_;
+    HardwareUpload upload_;
     std::int64_t frames_ = 0;
 };
 

@@ -124,7 +124,7 @@ HRESULT VideoEncoder::Setup(const VideoInput& input, const VideoOutput& output, 
     if (hardware) {
         // Their files need no lookahead, and not all of them can reorder.
         context.max_b_frames = 0;
-        if (const HRESULT hr = SetupDevice(*hardware); FAILED(hr)) return hr;
+        if (const HRESULT hr = upload_.Open(context, *hardware); FAILED(hr)) return hr;
     } else {
         av_opt_set(context.priv_data, "preset", "veryfast", 0);
         av_opt_set(context.priv_data, "x264-params", LibX264Delay(output).c_str(), 0);
@@ -135,33 +135,6 @@ HRESULT VideoEncoder::Setup(const VideoInput& input, const VideoOutput& output, 
     if (context.extradata_size > 0) {
         configuration_ = H264Configuration({context.extradata, static_cast<std::size_t>(context.extradata_size)});
     }
-    return S_OK;
-}
-
-HRESULT VideoEncoder::SetupDevice(const HardwareEncoder& hardware) {
-    const std::string path = FindDevice(hardware);
-    if (path.empty()) return E_FAIL;
-    if (hardware.device == AV_HWDEVICE_TYPE_NONE) return S_OK;
-
-    AVBufferRef* device = nullptr;
-    if (const int error = av_hwdevice_ctx_create(&device, hardware.device, path.c_str(), nullptr, 0); error < 0) {
-        return ResultFromFfmpeg(error, "av_hwdevice_ctx_create", FfmpegUse::encode);
-    }
-    device_.reset(device);
-    FfmpegPtr<AVBufferRef> pool(av_hwframe_ctx_alloc(device));
-    uploaded_.reset(av_frame_alloc());
-    if (!pool || !uploaded_) return E_OUTOFMEMORY;
-    auto& frames = *reinterpret_cast<AVHWFramesContext*>(pool->data);
-    frames.format = AV_PIX_FMT_VAAPI;
-    frames.sw_format = hardware.input;
-    frames.width = context_->width;
-    frames.height = context_->height;
-    frames.initial_pool_size = 16;
-    if (const int error = av_hwframe_ctx_init(pool.get()); error < 0) {
-        return ResultFromFfmpeg(error, "av_hwframe_ctx_init", FfmpegUse::encode);
-    }
-    context_->pix_fmt = frames.format;
-    context_->hw_frames_ctx = pool.release();
     return S_OK;
 }
 
@@ -181,13 +154,7 @@ HRESULT VideoEncoder::Probe(const VideoInput& input) {
 HRESULT VideoEncoder::Encode(const std::uint8_t* pixels, std::int64_t time, std::int64_t duration, const PacketSink& sink) {
     AVFrame* frame = converter_.Convert(pixels);
     if (!frame) return E_OUTOFMEMORY;
-    if (device_) {
-        av_frame_unref(uploaded_.get());
-        int error = av_hwframe_get_buffer(context_->hw_frames_ctx, uploaded_.get(), 0);
-        if (error >= 0) error = av_hwframe_transfer_data(uploaded_.get(), frame, 0);
-        if (error < 0) return ResultFromFfmpeg(error, "av_hwframe_transfer_data", FfmpegUse::encode);
-        frame = uploaded_.get();
-    }
+    if (const HRESULT hr = upload_.Upload(*context_, frame); FAILED(hr)) return hr;
     frame->pts = time;
     frame->pkt_duration = duration;
     // The encoder counts frames between key frames, which tells nothing of the time if they come irregularly.

@@ -11,6 +11,7 @@
 
 #include "platform/linux/ffmpeg/FfmpegHandles.h"
 #include "platform/linux/mf/HardwareEncoders.h"
+#include "platform/linux/mf/HardwareUpload.h"
 #include "platform/linux/mf/PictureConverter.h"
 
 namespace Vimbrel {
@@ -59,14 +60,12 @@ public:
 private:
     VideoEncoder() = default;
     HRESULT Setup(const VideoInput& input, const VideoOutput& output, const HardwareEncoder* hardware);
-    HRESULT SetupDevice(const HardwareEncoder& hardware);
     HRESULT Probe(const VideoInput& input);
     HRESULT Send(AVFrame* frame, const PacketSink& sink);
 
-    FfmpegPtr<AVBufferRef> device_;
     FfmpegPtr<AVCodecContext> context_;
     FfmpegPtr<AVPacket> packet_;
-    FfmpegPtr<AVFrame> uploaded_;
+    HardwareUpload upload_;
     PictureConverter converter_;
     std::vector<std::uint8_t> configuration_;
     bool has_key_ = false;
