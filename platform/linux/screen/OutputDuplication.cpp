@@ -114,13 +114,17 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms, D
             acquired_ = true;
             return S_OK;
         }
+        // Events that came in front of the pointer's place are off the socket already: waiting for that would miss them.
+        if (TakeEvents()) continue;
         if (!WaitForEvents(deadline)) return DXGI_ERROR_WAIT_TIMEOUT;
     }
     return DXGI_ERROR_ACCESS_LOST;
 }
 
-void OutputDuplication::TakeEvents() {
-    while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->Get())}) TakeEvent(*event);
+bool OutputDuplication::TakeEvents() {
+    bool any = false;
+    for (; const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->Get())}; any = true) TakeEvent(*event);
+    return any;
 }
 
 void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
