@@ -54,15 +54,7 @@ constexpr DwordOrder TurnedPackedOrder() {
     return order;
 }
 
-// And for a single vector of such a format.
-constexpr DwordOrder TurnedYuy2Order() {
-    DwordOrder order{};
-    for (int i = 0; i < vector_bytes / 4; ++i) order.from[i] = i % 4 / 2 * 2 * vector_blocks + i / 4 * 2 + i % 2;
-    return order;
-}
-
 constexpr DwordOrder turned_order = TurnedOrder();
-constexpr DwordOrder turned_yuy2_order = TurnedYuy2Order();
 constexpr DwordOrder turned_packed_order = TurnedPackedOrder();
 
 // What chroma adds to red and blue, or takes from green: a whole number, and the fraction of luma beyond which it carries.
@@ -226,19 +218,17 @@ HWY_INLINE BlockColors ColorsOf(ByteVec luma, const ChromaParts& chroma) {
 
 template <const Matrix&>
 HWY_INLINE BlockColors ColorsOf(ByteVec luma, const studio::Chroma& chroma) {
-    using studio::HighestBitTurned;
-    const ByteVec turned = HighestBitTurned(luma);
+    const ByteVec turned = studio::HighestBitTurned(luma);
     const SignedWordVec even = studio::Luma<false>(turned);
     const SignedWordVec odd = studio::Luma<true>(turned);
-    return {HighestBitTurned(studio::UpperBytes(studio::Red(even, chroma), studio::Red(odd, chroma))),
-            HighestBitTurned(studio::UpperBytes(studio::Green(even, chroma), studio::Green(odd, chroma))),
-            HighestBitTurned(studio::UpperBytes(studio::Blue(even, chroma), studio::Blue(odd, chroma)))};
+    return {ColorBytes(studio::Whole(even, chroma.red), studio::Whole(odd, chroma.red)),
+            ColorBytes(studio::Whole(even, chroma.green), studio::Whole(odd, chroma.green)),
+            ColorBytes(studio::Whole(even, chroma.blue), studio::Whole(odd, chroma.blue))};
 }
 
-// Converts a block of turned luma; `reversed` writes red, green, blue instead of blue, green, red.
-template <const Matrix& matrix, bool reversed = false, class ChromaKind>
-HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaKind& chroma, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
-    const BlockColors colors = ColorsOf<matrix>(turned_luma, chroma);
+// `reversed` writes red, green, blue instead of blue, green, red.
+template <bool reversed>
+HWY_INLINE void PutColors(const BlockColors& colors, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
     const ByteVec first = reversed ? colors.red : colors.blue;
     const ByteVec third = reversed ? colors.blue : colors.red;
     const ByteVec fourth = hn::Set(bytes, alpha);
@@ -252,21 +242,24 @@ HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaKind& chroma, std::uin
     hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_upper, back_upper)), bytes, destination + 3 * vector_bytes);
 }
 
-// One vector of YUY2, rounded: half a vector's bytes of pixels, which stay in order, with chroma repeated for both of a pair.
-// The coefficients are exchanged, which is meant: the first chroma byte is taken for Cr, and red is written first.
-HWY_INLINE void PutRoundedYuy2(const std::uint8_t* HWY_RESTRICT source, std::uint8_t* HWY_RESTRICT destination, std::uint8_t alpha) {
-    static constexpr std::uint8_t first_chroma[16] = {0x80, 1, 0x80, 1, 0x80, 5, 0x80, 5, 0x80, 9, 0x80, 9, 0x80, 13, 0x80, 13};
-    static constexpr std::uint8_t second_chroma[16] = {0x80, 3, 0x80, 3, 0x80, 7, 0x80, 7, 0x80, 11, 0x80, 11, 0x80, 15, 0x80, 15};
-    const ByteVec turned = studio::HighestBitTurned(Reorder(hn::LoadU(bytes, source), turned_yuy2_order));
-    const studio::Chroma chroma = studio::ChromaOf(hn::BitCast(signed_words, hn::TableLookupBytesOr0(turned, EachBlock(second_chroma))),
-                                                   hn::BitCast(signed_words, hn::TableLookupBytesOr0(turned, EachBlock(first_chroma))));
+// Converts a block of turned luma.
+template <const Matrix& matrix, bool reversed = false, class ChromaKind>
+HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaKind& chroma, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
+    PutColors<reversed>(ColorsOf<matrix>(turned_luma, chroma), alpha, destination);
+}
+
+// The rounded colours of one vector of YUY2, half as many pixels as it has bytes.
+struct HalfBlockColors {
+    SignedWordVec red, green, blue;
+};
+
+// The coefficients are exchanged, which is meant: the first chroma byte is taken for Cr.
+HWY_INLINE HalfBlockColors RoundedYuy2(const std::uint8_t* HWY_RESTRICT source) {
+    const ByteVec turned = studio::HighestBitTurned(LoadInnerExchanged(source));
+    const WordVec cr_cb = hn::And(hn::BitCast(words, turned), hn::Set(words, 0xFF00));
+    const studio::Chroma chroma = studio::ChromaOfPairs(hn::BitCast(signed_words, cr_cb));
     const SignedWordVec luma = studio::Luma<false>(turned);
-    const ByteVec front = studio::HighestBitTurned(studio::UpperBytes(studio::Red(luma, chroma), studio::Green(luma, chroma)));
-    const WordVec third = hn::ShiftRight<8>(hn::BitCast(words, studio::Blue(luma, chroma)));
-    const WordVec back = hn::Xor(third, hn::Set(words, static_cast<std::uint16_t>(alpha << 8 | 0x80)));
-    const WordVec front_words = hn::BitCast(words, front);
-    hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_words, back)), bytes, destination);
-    hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_words, back)), bytes, destination + vector_bytes);
+    return {studio::Whole(luma, chroma.red), studio::Whole(luma, chroma.green), studio::Whole(luma, chroma.blue)};
 }
 
 // Formats of which a double word holds two pixels. `luma_low` is YUY2, with its exchanged colours; else it is UYVY.
@@ -274,8 +267,11 @@ template <const Matrix& matrix, bool luma_low>
 HWY_INLINE void PutPackedBlock(const std::uint8_t* HWY_RESTRICT source, std::uint8_t* HWY_RESTRICT destination, std::uint8_t alpha) {
     if constexpr (!exact<matrix>) {
         static_assert(luma_low);
-        PutRoundedYuy2(source, destination, alpha);
-        PutRoundedYuy2(source + vector_bytes, destination + 2 * vector_bytes, alpha);
+        const HalfBlockColors front = RoundedYuy2(source);
+        const HalfBlockColors back = RoundedYuy2(source + vector_bytes);
+        PutColors<true>(
+            {SaturatedBytes(front.red, back.red), SaturatedBytes(front.green, back.green), SaturatedBytes(front.blue, back.blue)}, alpha,
+            destination);
         return;
     }
     // Luma in the lower half of each 16-byte block, chroma in the upper.
