@@ -148,6 +148,8 @@ TEST(LiveH264Start, FailsWithItsWordsForFormatsThatNobodyTakes) {
     } formats[] = {
         {641, 480, 30, "Live - Create clrspace convert failed - 0x%08X"},
         {0, 480, 30, "Live - Create clrspace convert failed - 0x%08X"},
+        {-2, 240, 30, "Live - Create clrspace convert failed - 0x%08X"},
+        {100000, 100000, 30, "Live - Create clrspace convert failed - 0x%08X"},
         {640, 480, 0, "Live - Create video encoder failed - 0x%08X"},
     };
     for (const auto& format : formats) {
