@@ -100,8 +100,9 @@ void CRTMPCastImpl::SetAudioInputFormat(const WAVEFORMATEX& format, const unsign
 }
 
 int CRTMPCastImpl::Start() {
-    bit_rate.Reset();
+    // They start once, so that a second call ends here.
     if (!aac.start() || !h264.start()) return RTMPCAST_ENCODER_FAILED;
+    bit_rate.Reset();
     send_thread = std::thread([this] { SendFrames(); });
     WaitForSingleObject(send_started, INFINITE);
     return status;
