@@ -14,7 +14,6 @@
 #include <mutex>
 #include <utility>
 
-#include "Source/PublisherLogin.h"
 #include "vimbrel/AppLog.h"
 #include "vimbrel/MediaRTMPCast.h"
 
@@ -87,7 +86,6 @@ void RtmpSession::Closer::operator()(RTMP* session) const {
 int RtmpSession::Connect(std::string& url, const std::string& user, const std::string& password) {
     InitializeOnce();
     KeepLostLinksQuiet();
-    const PublisherLogin publisher(user, password);
     const std::string given_url = url;
     login.clear();
     for (;;) {
@@ -98,11 +96,17 @@ int RtmpSession::Connect(std::string& url, const std::string& user, const std::s
         url = given_url;
         const int status = Publish(url);
         if (status == RTMPCAST_OK) return status;
-        const std::string answer = refusal.empty() ? std::string() : publisher.Answer(refusal, application);
+        const std::string answer = refusal.empty() ? std::string() : Publisher(user, password).Answer(refusal, application);
         Close();
         if (answer.empty()) return status;
         login += answer;
     }
+}
+
+// The URL's options may name one too.
+PublisherLogin RtmpSession::Publisher(const std::string& user, const std::string& password) const {
+    const auto& link = rtmp->Link;
+    return {user.empty() ? Text(link.pubUser) : user, password.empty() ? Text(link.pubPasswd) : password};
 }
 
 int RtmpSession::Publish(std::string& url) {

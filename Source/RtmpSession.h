@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "Source/PublisherLogin.h"
 #include "Source/RtmpMessage.h"
 
 namespace Vimbrel {
@@ -33,6 +34,7 @@ private:
     };
 
     int Publish(std::string& url);
+    PublisherLogin Publisher(const std::string& user, const std::string& password) const;
     bool OpenStream();
     bool IsLoginAsked(const RTMPPacket& packet);
     void SetTarget();
