@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "Source/Clock.h"
@@ -103,7 +104,11 @@ int CRTMPCastImpl::Start() {
     // They start once, so that a second call ends here.
     if (!aac.start() || !h264.start()) return RTMPCAST_ENCODER_FAILED;
     bit_rate.Reset();
-    send_thread = std::thread([this] { SendFrames(); });
+    try {
+        send_thread = std::thread([this] { SendFrames(); });
+    } catch (const std::system_error&) {
+        // There is no result for this: the wait below has no end. That is meant.
+    }
     WaitForSingleObject(send_started, INFINITE);
     return status;
 }
