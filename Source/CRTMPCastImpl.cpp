@@ -250,7 +250,8 @@ bool CRTMPCastImpl::SendVideoHeader() {
 }
 
 bool CRTMPCastImpl::SendVideo(const encoded_frame& frame) {
-    video_time = static_cast<std::uint32_t>(static_cast<std::int64_t>(static_cast<float>(frame.time) / 10000.0F));
+    // Single precision for the time, and double for the division. Both show on the wire, and are meant.
+    video_time = static_cast<std::uint32_t>(static_cast<std::int64_t>(double{static_cast<float>(frame.time)} / 10000.0));
     if (!video_header_sent) {
         if (!SendVideoHeader()) return false;
         video_header_sent = true;
