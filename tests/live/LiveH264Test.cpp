@@ -166,7 +166,7 @@ TEST(LiveH264Start, FailsWithItsWordsForFormatsThatNobodyTakes) {
 }
 
 TEST(LiveH264Start, LevelsAndKeyFramesFollowTheFormat) {
-    const struct { int width, height, level; } formats[] = {{2048, 1080, 41}, {2050, 1080, 51}, {1920, 1088, 51}};
+    const struct { int width, height, level; } formats[] = {{2, 2, 41}, {16, 16, 41}, {2048, 1080, 41}, {2050, 1080, 51}, {1920, 1088, 51}};
     for (const auto& format : formats) {
         Collector collector;
         live_encoder_h264 encoder;
