@@ -162,6 +162,17 @@ TEST(RTMPCast, FailuresOfTheStartHaveTheirCodes) {
     }
 }
 
+// This server keeps the connection; its word counts and not the end of a wait.
+TEST(RTMPCast, AKeyThatIsTakenIsRefusedAtOnce) {
+    RtmpServer server;
+    const auto first = MakeCast(server.Url("live", "key"));
+    ASSERT_EQ(first->Start(), 0);
+    const auto second = MakeCast(server.Url("live", "key"));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(second->Start(), RTMPCAST_STREAM_FAILED);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 15s);
+}
+
 TEST(RTMPCast, ALostLinkIsToldOnce) {
     RtmpServer server;
     for (const long cut_after : {20000L, 50001L}) {
