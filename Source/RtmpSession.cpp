@@ -14,7 +14,6 @@
 #include <mutex>
 #include <utility>
 
-#include "Source/PublisherLogin.h"
 #include "vimbrel/AppLog.h"
 #include "vimbrel/MediaRTMPCast.h"
 
@@ -36,6 +35,13 @@ std::string Text(const AVal& value) {
 }
 
 AVal View(const std::string& text) { return {const_cast<char*>(text.data()), static_cast<int>(text.size())}; }
+
+std::string Member(AMFObject& object, const std::string& name) {
+    const AVal key = View(name);
+    AVal value{};
+    AMFProp_GetString(AMF_GetProp(&object, &key, -1), &value);
+    return Text(value);
+}
 
 // The library's own words, which would go to the standard error. What it says at its lower levels may hold passwords.
 void Log(int level, const char* format, va_list arguments) {
@@ -87,22 +93,27 @@ void RtmpSession::Closer::operator()(RTMP* session) const {
 int RtmpSession::Connect(std::string& url, const std::string& user, const std::string& password) {
     InitializeOnce();
     KeepLostLinksQuiet();
-    const PublisherLogin publisher(user, password);
     const std::string given_url = url;
     login.clear();
     for (;;) {
-        refusal.clear();
+        login_question.clear();
         rtmp.reset(RTMP_Alloc());
         if (!rtmp) return RTMPCAST_CONNECTION_FAILED;
         RTMP_Init(rtmp.get());
         url = given_url;
         const int status = Publish(url);
         if (status == RTMPCAST_OK) return status;
-        const std::string answer = refusal.empty() ? std::string() : publisher.Answer(refusal, application);
+        const std::string answer = login_question.empty() ? std::string() : Publisher(user, password).Answer(login_question, application);
         Close();
         if (answer.empty()) return status;
         login += answer;
     }
+}
+
+// The URL's options may name one too.
+PublisherLogin RtmpSession::Publisher(const std::string& user, const std::string& password) const {
+    const auto& link = rtmp->Link;
+    return {user.empty() ? Text(link.pubUser) : user, password.empty() ? Text(link.pubPasswd) : password};
 }
 
 int RtmpSession::Publish(std::string& url) {
@@ -133,36 +144,37 @@ void RtmpSession::SetTarget() {
     link.swfUrl = View(player_url);
 }
 
-// What RTMP_ConnectStream does, but for servers that ask for a login: its answer to them writes beyond its memory.
+// What RTMP_ConnectStream does, but for servers that ask for a login, its answer to which writes beyond its memory, and for those that
+// do not take the stream: it would wait for another word until its time is up.
 bool RtmpSession::OpenStream() {
     RTMPPacket packet{};
     while (rtmp->m_bPlaying == 0 && RTMP_IsConnected(rtmp.get()) != 0 && RTMP_ReadPacket(rtmp.get(), &packet) != 0) {
         if (!RTMPPacket_IsReady(&packet) || packet.m_nBodySize == 0) continue;
-        const bool asked = IsLoginAsked(packet);
-        if (!asked) RTMP_ClientPacket(rtmp.get(), &packet);
+        const bool refused = IsRefusal(packet);
+        if (!refused) RTMP_ClientPacket(rtmp.get(), &packet);
         RTMPPacket_Free(&packet);
-        if (asked) return false;
+        if (refused) return false;
     }
     return rtmp->m_bPlaying != 0;
 }
 
-bool RtmpSession::IsLoginAsked(const RTMPPacket& packet) {
+bool RtmpSession::IsRefusal(const RTMPPacket& packet) {
     if (packet.m_packetType != RTMP_PACKET_TYPE_INVOKE) return false;
     AMFObject command{};
     if (AMF_Decode(&command, packet.m_body, static_cast<int>(packet.m_nBodySize), FALSE) < 0) return false;
-    AVal name{};
-    AVal words{};
-    AMFProp_GetString(AMF_GetProp(&command, nullptr, 0), &name);
-    if (Text(name) == "_error" && AMFProp_GetType(AMF_GetProp(&command, nullptr, 3)) == AMF_OBJECT) {
+    AVal value{};
+    AMFProp_GetString(AMF_GetProp(&command, nullptr, 0), &value);
+    const std::string name = Text(value);
+    bool refused = false;
+    if (AMFProp_GetType(AMF_GetProp(&command, nullptr, 3)) == AMF_OBJECT) {
         AMFObject status{};
         AMFProp_GetObject(AMF_GetProp(&command, nullptr, 3), &status);
-        const std::string key = "description";
-        const AVal description = View(key);
-        AMFProp_GetString(AMF_GetProp(&status, &description, -1), &words);
-        if (Text(words).find("authmod=") != std::string::npos) refusal = Text(words);
+        const std::string description = Member(status, "description");
+        if (name == "_error" && description.find("authmod=") != std::string::npos) login_question = description;
+        refused = !login_question.empty() || (name == "onStatus" && Member(status, "level") == "error");
     }
     AMF_Reset(&command);
-    return !refusal.empty();
+    return refused;
 }
 
 bool RtmpSession::LimitSending() const {

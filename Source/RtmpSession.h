@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "Source/PublisherLogin.h"
 #include "Source/RtmpMessage.h"
 
 namespace Vimbrel {
@@ -33,14 +34,15 @@ private:
     };
 
     int Publish(std::string& url);
+    PublisherLogin Publisher(const std::string& user, const std::string& password) const;
     bool OpenStream();
-    bool IsLoginAsked(const RTMPPacket& packet);
+    bool IsRefusal(const RTMPPacket& packet);
     void SetTarget();
     bool LimitSending() const;
 
     std::string flash_version;
-    std::string login;    // behind the application's name
-    std::string refusal;  // the server's words, if it asked for a login
+    std::string login;           // behind the application's name
+    std::string login_question;  // the server's words, if it asked for a login
     std::string application, target_url, player_url;
     std::unique_ptr<RTMP, Closer> rtmp;
     // Seconds. Nothing sets it: sending waits as long as the network takes.

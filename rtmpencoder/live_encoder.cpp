@@ -66,6 +66,8 @@ std::int32_t live_encoder::consume() {
 }
 
 bool live_encoder::start() {
+    // A second run would have no dispatcher, and nothing would tell when it has begun.
+    if (WaitForSingleObject(start_event, 0) == WAIT_OBJECT_0) return false;
     try {
         thread = std::thread([this] { run(); });
     } catch (const std::system_error&) {

@@ -51,7 +51,7 @@ public:
     virtual bool on_start() = 0;
     virtual void on_stop() = 0;
 
-    // Whether the thread runs and on_start succeeded. Waits for on_start without limit.
+    // Whether the thread runs and on_start succeeded. Waits for on_start without limit. False, and nothing else, for a second time.
     bool start();
     // Waits for the packet at work; those that wait in the queue are dropped, and nothing is dispatched from here on. Not from
     // the encoder's own thread.

@@ -168,13 +168,13 @@ HRESULT live_encoder_h264::take_output() {
         if (have_output == 0) return S_OK;
         --have_output;
     }
+    ComPtr<IMFSample> ours;
+    if (allocates_output) {
+        encoder->GetOutputStreamInfo(0, &output_info);
+        const HRESULT hr = MakeSample(output_info.cbSize, false, ours);
+        if (FAILED(hr)) return hr;
+    }
     for (;;) {
-        ComPtr<IMFSample> ours;
-        if (allocates_output) {
-            encoder->GetOutputStreamInfo(0, &output_info);
-            const HRESULT hr = MakeSample(output_info.cbSize, false, ours);
-            if (FAILED(hr)) return hr;
-        }
         ComPtr<IMFSample> sample;
         HRESULT hr = ProcessOutput(encoder.Get(), ours.Get(), sample);
         if (SUCCEEDED(hr)) return sample ? keep_output(sample.Get()) : E_UNEXPECTED;

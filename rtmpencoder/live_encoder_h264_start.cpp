@@ -52,9 +52,11 @@ bool live_encoder_h264::on_start() {
     if (quality == 2) bit_rate = pixels * 2;
     bit_rate /= 2;
 
+    // The transforms first: they refuse sizes that no memory would do for.
+    if (FAILED(create_transforms())) return false;
     scaled_frame = std::make_unique<std::uint8_t[]>(frame_bytes());
     InitializePixelOperations();
-    if (FAILED(create_transforms()) || FAILED(create_rgb_sample())) return false;
+    if (FAILED(create_rgb_sample())) return false;
     for (const auto message : {MFT_MESSAGE_COMMAND_FLUSH, MFT_MESSAGE_NOTIFY_BEGIN_STREAMING, MFT_MESSAGE_NOTIFY_START_OF_STREAM}) {
         if (FAILED(encoder->ProcessMessage(message, 0))) return false;
     }

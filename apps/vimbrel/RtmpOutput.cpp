@@ -25,7 +25,7 @@ std::string RateText(int bits_per_second) {
 OutputFailure FailureOf(int status, const std::string& place, const std::string& target) {
     switch (status) {
         case Vimbrel::RTMPCAST_BAD_URL:
-            return {place + ": this is no URL of a stream; one is rtmp://HOST/APPLICATION/KEY", exit_bad_input};
+            return {place + ": the URL's options, behind its blank, are not known", exit_bad_input};
         case Vimbrel::RTMPCAST_CONNECTION_FAILED:
             return {place + ": " + target + ": no connection to the server", exit_no_connection};
         case Vimbrel::RTMPCAST_STREAM_FAILED:

@@ -119,7 +119,7 @@ std::optional<Scene> ReadScene(const std::filesystem::path& document, std::strin
 std::optional<OutputDescription> OutputFromFileName(const std::string& name, std::string& error);
 
 // An output named on the command line by its URL. The password is the first line of `password_file`, if that is not empty. Null with
-// `error` set if it cannot be read.
+// `error` set if that cannot be read, or if this is no URL.
 std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user, const std::string& password_file,
                                                std::string& error);
 

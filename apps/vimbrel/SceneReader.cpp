@@ -200,19 +200,52 @@ LayerDescription ReadLayer(const Node& node, const std::filesystem::path& folder
 // The first line, so that the file may be an editor's. Null with `error` set if there is none.
 std::optional<std::string> ReadPassword(const std::filesystem::path& file, std::string& error) {
     std::ifstream stream(file);
-    std::string line;
-    if (stream && std::getline(stream, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        return line;
+    if (!stream) {
+        error = file.string() + ": cannot be read: " + std::generic_category().message(errno);
+        return std::nullopt;
     }
+    std::string line;
+    std::getline(stream, line);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (!line.empty()) return line;
     error = file.string() + ": has no password to read";
     return std::nullopt;
 }
+
+bool IsHostWithPort(std::string_view host) {
+    const std::size_t colon = host.find(':');
+    if (host.empty() || colon == 0 || host.find('@') != host.npos) return false;
+    if (colon == host.npos) return true;
+    const std::string port(host.substr(colon + 1));
+    const bool digits =
+        !port.empty() && port.size() <= 5 && std::all_of(port.begin(), port.end(), [](unsigned char c) { return std::isdigit(c); });
+    return digits && std::stoi(port) >= 1 && std::stoi(port) <= 65535;
+}
+
+// More narrowly than the protocol's library, which takes other protocols, connects to a default port instead of a bad one, and
+// publishes without a key.
+bool IsStreamUrl(std::string_view url) {
+    const std::size_t blank = url.find(' ');
+    std::string_view target = url.substr(0, blank);
+    const std::size_t scheme = target.find("://");
+    if (scheme == target.npos || (target.substr(0, scheme) != "rtmp" && target.substr(0, scheme) != "rtmps")) return false;
+    target.remove_prefix(scheme + 3);
+    const std::size_t application = target.find('/');
+    if (!IsHostWithPort(target.substr(0, application))) return false;
+    // The options may name application and key.
+    if (blank != url.npos) return url.find('=', blank) != url.npos;
+    if (application == target.npos) return false;
+    const std::size_t key = target.find('/', application + 1);
+    return key != target.npos && key > application + 1 && target.back() != '/';
+}
+
+constexpr const char* no_url = "this is no URL of a stream; one is rtmp://HOST[:PORT]/APPLICATION/KEY, or rtmps";
 
 StreamDescription ReadStream(const Node& node, const std::filesystem::path& folder) {
     node.AllowOnly({"type", "url", "quality", "user", "password-file", "framing"});
     StreamDescription stream;
     stream.url = node.Text("url");
+    if (!IsStreamUrl(stream.url)) Fail(node.PlaceOf("url"), no_url);
     if (node.Has("user")) stream.user = node.Text("user");
     if (node.Has("password-file")) {
         std::string error;
@@ -336,6 +369,10 @@ std::optional<OutputDescription> OutputFromFileName(const std::string& name, std
 
 std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user, const std::string& password_file,
                                                std::string& error) {
+    if (!IsStreamUrl(url)) {
+        error = std::string("--url: ") + no_url;
+        return std::nullopt;
+    }
     OutputDescription output;
     output.place = "--url";
     output.type = OutputType::Rtmp;

@@ -1,7 +1,9 @@
 // vimbrel: composes a scene and writes it.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,10 +23,17 @@ struct RunOptions {
     std::string scene;
     double seconds = 0;
     std::vector<std::string> outputs;
-    std::string url;
+    std::optional<std::string> url;
     std::string user;
     std::string password_file;
 };
+
+std::string CheckSeconds(const std::string& text) {
+    char* end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    constexpr double most = 1e9;
+    return *end == '\0' && seconds > 0 && seconds <= most ? std::string() : "must be a number above 0 and up to 1e9, not \"" + text + "\"";
+}
 
 int Run(const RunOptions& options, studio::Log& log) {
     std::string error;
@@ -35,8 +44,8 @@ int Run(const RunOptions& options, studio::Log& log) {
         if (!output) return Complain(error);
         scene->outputs.push_back(*output);
     }
-    if (!options.url.empty()) {
-        const auto output = studio::OutputFromUrl(options.url, options.user, options.password_file, error);
+    if (options.url) {
+        const auto output = studio::OutputFromUrl(*options.url, options.user, options.password_file, error);
         if (!output) return Complain(error);
         scene->outputs.push_back(*output);
     }
@@ -63,14 +72,16 @@ int main(int argc, char** argv) {
     RunOptions options;
     CLI::App* run = app.add_subcommand("run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
     run->add_option("SCENE", options.scene, "The scene, a JSON document")->required();
-    run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")->check(CLI::PositiveNumber);
+    run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")->check(CheckSeconds);
     run->add_option("--out", options.outputs, "A further output; its ending says what to write (.gif or .mp4). May be given several times")
         ->allow_extra_args(false);
     const CLI::App* screens = app.add_subcommand("screens", "List the outputs of the screen, for \"region\"");
     const CLI::App* windows = app.add_subcommand("windows", "List the windows with their numbers, sizes, classes and titles");
     CLI::Option* url = run->add_option("--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
     run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
-    run->add_option("--password-file", options.password_file, "A file with the publisher's password as its first line")->needs(url);
+    run->add_option("--password-file", options.password_file, "A file with the publisher's password as its first line")
+        ->needs(url)
+        ->check(CLI::ExistingFile);
     app.footer(
         "Exit codes: 0 done, 1 an output failed, 2 the arguments or the scene are wrong, 3 a stream found no server or lost it, 4 its "
         "server did not take it.");

@@ -16,7 +16,7 @@ namespace Vimbrel {
 // What Start returns, and what the callback gets.
 enum RTMPCastStatus : int {
     RTMPCAST_OK = 0,                 // connected and publishing
-    RTMPCAST_ENCODER_FAILED = 1,     // an encoder did not start; from Start only
+    RTMPCAST_ENCODER_FAILED = 1,     // an encoder did not start, or Start was called before; from Start only
     RTMPCAST_BAD_URL = 2,            // the URL could not be parsed
     RTMPCAST_CONNECTION_FAILED = 3,  // no connection; or, in the callback, the link was lost while streaming
     RTMPCAST_STREAM_FAILED = 4,      // the server did not take the stream

@@ -201,7 +201,7 @@ echo '{"canvas": {"width": 160,' >scene.json
 expect 2 "scene.json: parse error at line" run scene.json --seconds 1
 expect 2 "nothere.json: cannot be read" run nothere.json
 expect 2 "SCENE is required" run
-expect 2 "--seconds" run scene.json --seconds -3
+for seconds in -3 nan 1e400; do expect 2 "--seconds: must be a number above 0" run scene.json --seconds $seconds; done
 expect 0 "Exit codes" --help
 expect 0 "SCENE" run --help
 expect 0 "vimbrel 0." --version
@@ -246,6 +246,8 @@ counted=$(ffprobe -v quiet -select_streams v -count_frames -show_entries stream=
 [ -s out.gif ] && [ -s out.mp4 ] || complain "the other outputs are missing"
 expect 4 "does not take the stream" run scene.json --seconds 1 --url "rtmp://127.0.0.1:$port/nowhere/key"
 expect 2 "is no URL of a stream" run scene.json --seconds 1 --url nonsense
+expect 2 "is no URL of a stream" run scene.json --seconds 1 --url ""
+expect 2 "options, behind its blank, are not known" run scene.json --seconds 1 --url "rtmp://127.0.0.1:$port/live/key a=b"
 (sleep 1.5; kill $server) &
 timeout 60 "$vimbrel" run scene.json --seconds 4 --url "rtmp://127.0.0.1:$port/live/other" >output 2>&1
 [ $? = 3 ] || complain "a lost link gives another exit code than 3: $(cat output)"

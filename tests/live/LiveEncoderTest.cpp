@@ -126,6 +126,19 @@ TEST(LiveEncoder, AFailingStartIsTheResultAndIsNotTakenDown) {
     EXPECT_EQ(encoder.stops, 0);
 }
 
+TEST(LiveEncoder, RunsOnce) {
+    for (const bool starts : {true, false}) {
+        SteeredEncoder encoder;
+        encoder.starts = starts;
+        EXPECT_EQ(encoder.start(), starts);
+        EXPECT_FALSE(encoder.start());
+        EXPECT_EQ(encoder.running, starts);
+        encoder.stop();
+        EXPECT_FALSE(encoder.start());
+        EXPECT_FALSE(encoder.running);
+    }
+}
+
 TEST(LiveEncoder, TwoThreadsMayStopIt) {
     for (int round = 0; round < 50; ++round) {
         SteeredEncoder encoder;

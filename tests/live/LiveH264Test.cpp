@@ -148,6 +148,8 @@ TEST(LiveH264Start, FailsWithItsWordsForFormatsThatNobodyTakes) {
     } formats[] = {
         {641, 480, 30, "Live - Create clrspace convert failed - 0x%08X"},
         {0, 480, 30, "Live - Create clrspace convert failed - 0x%08X"},
+        {-2, 240, 30, "Live - Create clrspace convert failed - 0x%08X"},
+        {100000, 100000, 30, "Live - Create clrspace convert failed - 0x%08X"},
         {640, 480, 0, "Live - Create video encoder failed - 0x%08X"},
     };
     for (const auto& format : formats) {
@@ -164,7 +166,7 @@ TEST(LiveH264Start, FailsWithItsWordsForFormatsThatNobodyTakes) {
 }
 
 TEST(LiveH264Start, LevelsAndKeyFramesFollowTheFormat) {
-    const struct { int width, height, level; } formats[] = {{2048, 1080, 41}, {2050, 1080, 51}, {1920, 1088, 51}};
+    const struct { int width, height, level; } formats[] = {{2, 2, 41}, {16, 16, 41}, {2048, 1080, 41}, {2050, 1080, 51}, {1920, 1088, 51}};
     for (const auto& format : formats) {
         Collector collector;
         live_encoder_h264 encoder;

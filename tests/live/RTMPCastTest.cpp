@@ -156,9 +156,21 @@ TEST(RTMPCast, FailuresOfTheStartHaveTheirCodes) {
         cast->SetCallback([&](int) { ++calls; });
         EXPECT_EQ(cast->Start(), row.status) << row.what;
         Play(*cast, 2);
+        EXPECT_EQ(cast->Start(), RTMPCAST_ENCODER_FAILED) << row.what;
         cast->Stop();
         EXPECT_EQ(calls, 0) << row.what;
     }
+}
+
+// This server keeps the connection; its word counts and not the end of a wait.
+TEST(RTMPCast, AKeyThatIsTakenIsRefusedAtOnce) {
+    RtmpServer server;
+    const auto first = MakeCast(server.Url("live", "key"));
+    ASSERT_EQ(first->Start(), 0);
+    const auto second = MakeCast(server.Url("live", "key"));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(second->Start(), RTMPCAST_STREAM_FAILED);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 15s);
 }
 
 TEST(RTMPCast, ALostLinkIsToldOnce) {
@@ -213,7 +225,7 @@ TEST(RTMPCast, AServerThatPausesLosesNothing) {
     EXPECT_EQ(Probe(server, server.Recording("key").string(), "v", "nb_read_frames"), "90\n");
 }
 
-TEST(RTMPCast, StopsBeforeStartAndWithoutSamples) {
+TEST(RTMPCast, StartsOnceAndStopsAtAnyTime) {
     RtmpServer server;
     const auto idle = MakeCast(server.Url("live", "key"));
     idle->Stop();
@@ -221,6 +233,7 @@ TEST(RTMPCast, StopsBeforeStartAndWithoutSamples) {
         const auto cast = MakeCast(server.Url("live", "key"), round % 2 == 0 ? Framing::Native : Framing::Standard);
         ASSERT_EQ(cast->Start(), 0);
         if (round % 4 < 2) cast->Stop();
+        EXPECT_EQ(cast->Start(), RTMPCAST_ENCODER_FAILED);
     }
 }
 

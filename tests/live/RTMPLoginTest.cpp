@@ -48,18 +48,21 @@ protected:
 };
 
 TEST_P(RTMPLogin, IsAnswered) {
-    FakeRtmpServer server(Judge);
-    const auto cast = MakeCast(server.Url());
-    cast->SetServer(server.Url(), "joe", "secret");
-    EXPECT_EQ(cast->Start(), 0);
-    Play(*cast, 5);
-    cast->Stop();
-    const std::vector<std::string> applications = server.Applications();
-    ASSERT_EQ(applications.size(), 3U);
-    EXPECT_EQ(applications[0], "live");
-    EXPECT_EQ(applications[1], std::string("live?authmod=") + GetParam().mode + "&user=joe");
-    EXPECT_EQ(applications[2].rfind(applications[1] + "&", 0), 0U) << applications[2];
-    EXPECT_GT(server.media_messages, 5);
+    // Given as such, or as options of the URL.
+    for (const bool in_url : {false, true}) {
+        FakeRtmpServer server(Judge);
+        const auto cast = MakeCast(server.Url() + " pubUser=joe pubPasswd=secret");
+        if (!in_url) cast->SetServer(server.Url() + " pubUser=jim", "joe", "secret");
+        EXPECT_EQ(cast->Start(), 0);
+        Play(*cast, 5);
+        cast->Stop();
+        const std::vector<std::string> applications = server.Applications();
+        ASSERT_EQ(applications.size(), 3U);
+        EXPECT_EQ(applications[0], "live");
+        EXPECT_EQ(applications[1], std::string("live?authmod=") + GetParam().mode + "&user=joe");
+        EXPECT_EQ(applications[2].rfind(applications[1] + "&", 0), 0U) << applications[2];
+        EXPECT_GT(server.media_messages, 5);
+    }
 }
 
 // The wrong word, and none at all.

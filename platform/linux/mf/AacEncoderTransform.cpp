@@ -5,6 +5,8 @@
 #include <array>
 #include <cstring>
 
+#include "platform/linux/mf/MediaType.h"
+
 namespace Vimbrel {
 namespace {
 
@@ -15,10 +17,7 @@ struct AudioFormat {
 };
 
 bool ReadFormat(IMFMediaType* type, const GUID& subtype, AudioFormat& format) {
-    GUID found{};
-    if (FAILED(type->GetGUID(MF_MT_MAJOR_TYPE, &found)) || found != MFMediaType_Audio) return false;
-    if (FAILED(type->GetGUID(MF_MT_SUBTYPE, &found)) || found != subtype) return false;
-    return SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_SAMPLES_PER_SECOND, &format.rate)) &&
+    return IsMediaType(type, MFMediaType_Audio, subtype) && SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_SAMPLES_PER_SECOND, &format.rate)) &&
            SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_NUM_CHANNELS, &format.channels)) &&
            SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_BITS_PER_SAMPLE, &format.bits));
 }

@@ -3,15 +3,10 @@
 #include <mfapi.h>
 
 #include "platform/linux/mf/BgraToYuv.h"
+#include "platform/linux/mf/MediaType.h"
 
 namespace Vimbrel {
 namespace {
-
-bool IsVideo(IMFMediaType* type, const GUID& subtype) {
-    GUID found{};
-    if (FAILED(type->GetGUID(MF_MT_MAJOR_TYPE, &found)) || found != MFMediaType_Video) return false;
-    return SUCCEEDED(type->GetGUID(MF_MT_SUBTYPE, &found)) && found == subtype;
-}
 
 // Simple enough for the compiler to make vectors of.
 void Interleave(const BYTE* __restrict cb, const BYTE* __restrict cr, BYTE* __restrict both, std::size_t count) {
@@ -39,7 +34,7 @@ HRESULT STDMETHODCALLTYPE ColorConverter::SetInputType(DWORD stream, IMFMediaTyp
     if (!type) return S_OK;
     UINT32 width = 0;
     UINT32 height = 0;
-    if (!IsVideo(type, MFVideoFormat_RGB32) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height))) {
+    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_RGB32) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height))) {
         return MF_E_INVALIDMEDIATYPE;
     }
     constexpr UINT32 longest = 16384;
@@ -58,8 +53,8 @@ HRESULT STDMETHODCALLTYPE ColorConverter::SetOutputType(DWORD stream, IMFMediaTy
     if (!input_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
     UINT32 width = 0;
     UINT32 height = 0;
-    if (!IsVideo(type, MFVideoFormat_NV12) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height)) || width != width_ ||
-        height != height_) {
+    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_NV12) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height)) ||
+        width != width_ || height != height_) {
         return MF_E_INVALIDMEDIATYPE;
     }
     chroma_.resize(std::size_t{width_} * height_ / 2);

@@ -3,35 +3,13 @@
 #include <codecapi.h>
 #include <mfapi.h>
 
+#include <algorithm>
 #include <cstring>
-#include <span>
+
+#include "platform/linux/mf/H264Stream.h"
+#include "platform/linux/mf/MediaType.h"
 
 namespace Vimbrel {
-namespace {
-
-bool IsVideo(IMFMediaType* type, const GUID& subtype) {
-    GUID found{};
-    if (FAILED(type->GetGUID(MF_MT_MAJOR_TYPE, &found)) || found != MFMediaType_Video) return false;
-    return SUCCEEDED(type->GetGUID(MF_MT_SUBTYPE, &found)) && found == subtype;
-}
-
-// Appends the units of one kind, each with a start code of 4 bytes.
-void AppendUnits(std::span<const std::uint8_t> access_unit, int kind, std::vector<std::uint8_t>& result) {
-    const auto starts_at = [&](std::size_t i) {
-        return i + 3 < access_unit.size() && access_unit[i] == 0 && access_unit[i + 1] == 0 && access_unit[i + 2] == 1;
-    };
-    for (std::size_t i = 0; i < access_unit.size(); ++i) {
-        if (!starts_at(i) || (access_unit[i + 3] & 0x1F) != kind) continue;
-        std::size_t end = i + 3;
-        while (end < access_unit.size() && !starts_at(end)) ++end;
-        while (end > i + 3 && access_unit[end - 1] == 0) --end;
-        result.insert(result.end(), {0, 0, 0, 1});
-        result.insert(result.end(), access_unit.begin() + static_cast<std::ptrdiff_t>(i) + 3,
-                      access_unit.begin() + static_cast<std::ptrdiff_t>(end));
-    }
-}
-
-}  // namespace
 
 HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) {
     if (!info) return E_POINTER;
@@ -56,7 +34,8 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetOutputType(DWORD stream, IMFM
     open_ = false;
     if (!type) return S_OK;
     LiveVideoSettings settings;
-    if (!IsVideo(type, MFVideoFormat_H264) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &settings.width, &settings.height)) ||
+    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_H264) ||
+        FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &settings.width, &settings.height)) ||
         FAILED(MFGetAttributeRatio(type, MF_MT_FRAME_RATE, &settings.fps_num, &settings.fps_den)) ||
         FAILED(type->GetUINT32(MF_MT_AVG_BITRATE, &settings.bit_rate))) {
         return MF_E_INVALIDMEDIATYPE;
@@ -77,7 +56,7 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetInputType(DWORD stream, IMFMe
     if (!output_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
     UINT32 width = 0;
     UINT32 height = 0;
-    if (!IsVideo(type, MFVideoFormat_NV12) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height)) ||
+    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_NV12) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height)) ||
         width != settings_.width || height != settings_.height) {
         return MF_E_INVALIDMEDIATYPE;
     }
@@ -134,11 +113,7 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessInput(DWORD stream, IMFSa
 }
 
 HRESULT H264EncoderTransform::KeepSequenceHeader() {
-    constexpr int sps = 7;
-    constexpr int pps = 8;
-    std::vector<std::uint8_t> header;
-    AppendUnits(access_unit_, sps, header);
-    AppendUnits(access_unit_, pps, header);
+    const std::vector<std::uint8_t> header = H264ParameterSets(access_unit_);
     has_sequence_header_ = true;
     return output_type_->SetBlob(MF_MT_MPEG_SEQUENCE_HEADER, header.data(), static_cast<UINT32>(header.size()));
 }

@@ -48,6 +48,18 @@ void PutSized(Unit unit, unsigned size_bytes, std::vector<std::uint8_t>& bytes) 
 
 }  // namespace
 
+std::vector<std::uint8_t> H264ParameterSets(Unit annex_b) {
+    std::vector<std::uint8_t> result;
+    for (const unsigned wanted : {unit_sps, unit_pps}) {
+        ForEachUnit(annex_b, [&](Unit unit) {
+            if ((unit[0] & 31u) != wanted) return;
+            result.insert(result.end(), {0, 0, 0, 1});
+            result.insert(result.end(), unit.begin(), unit.end());
+        });
+    }
+    return result;
+}
+
 std::vector<std::uint8_t> H264Configuration(Unit annex_b) {
     Unit sps;
     Unit pps;

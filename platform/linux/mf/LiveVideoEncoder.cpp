@@ -73,18 +73,20 @@ HRESULT LiveVideoEncoder::Open(const LiveVideoSettings& settings, const Hardware
     context.profile = static_cast<int>(settings.profile);
     av_opt_set(context.priv_data, "profile", ProfileName(settings.profile), 0);
     av_opt_set(context.priv_data, "forced-idr", "1", 0);
+    // libx264 counts in thousands, and would have none for the smallest pictures.
+    const std::int64_t bit_rate = std::max(settings.bit_rate, 1000U);
     // The rate is a limit over two seconds, whatever the quality would take.
-    context.rc_max_rate = settings.bit_rate;
-    context.rc_buffer_size = static_cast<int>(std::min<std::int64_t>(std::int64_t{settings.bit_rate} * 2, INT_MAX));
+    context.rc_max_rate = bit_rate;
+    context.rc_buffer_size = static_cast<int>(std::min<std::int64_t>(bit_rate * 2, INT_MAX));
     if (hardware) {
-        context.bit_rate = settings.bit_rate;
+        context.bit_rate = bit_rate;
         if (settings.level != 0) context.level = static_cast<int>(settings.level);
         if (const HRESULT hr = upload_.Open(context, *hardware); FAILED(hr)) return hr;
     } else {
         if (settings.quality_percent != 0) {
             av_opt_set_int(context.priv_data, "crf", RateFactor(settings.quality_percent), 0);
         } else {
-            context.bit_rate = settings.bit_rate;
+            context.bit_rate = bit_rate;
         }
         av_opt_set(context.priv_data, "preset", "veryfast", 0);
         av_opt_set(context.priv_data, "x264-params", LibX264Options(settings).c_str(), 0);

@@ -12,6 +12,12 @@ HRESULT STDMETHODCALLTYPE MediaTypeObject<List>::GetMajorType(GUID* type) {
     return this->GetGUID(MF_MT_MAJOR_TYPE, type);
 }
 
+bool IsMediaType(IMFMediaType* type, const GUID& major_type, const GUID& subtype) {
+    GUID found{};
+    if (FAILED(type->GetGUID(MF_MT_MAJOR_TYPE, &found)) || found != major_type) return false;
+    return SUCCEEDED(type->GetGUID(MF_MT_SUBTYPE, &found)) && found == subtype;
+}
+
 namespace {
 
 // Attributes set one after the other, with the first failure kept.

@@ -17,4 +17,6 @@ using MediaType = MediaTypeObject<Implements<IMFMediaType, IMFAttributes>>;
 using AudioMediaType = MediaTypeObject<Implements<IMFAudioMediaType, IMFMediaType, IMFAttributes>>;
 using VideoMediaType = MediaTypeObject<Implements<IMFVideoMediaType, IMFMediaType, IMFAttributes>>;
 
+bool IsMediaType(IMFMediaType* type, const GUID& major_type, const GUID& subtype);
+
 }  // namespace Vimbrel
