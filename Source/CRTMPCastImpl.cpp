@@ -38,7 +38,9 @@ std::unique_ptr<CMediaRTMPCast> CreateRTMPCast() { return CreateRTMPCast(RTMPCas
 std::unique_ptr<CMediaRTMPCast> CreateRTMPCast(const RTMPCastOptions& options) { return std::make_unique<CRTMPCastImpl>(options); }
 
 CRTMPCastImpl::CRTMPCastImpl(const RTMPCastOptions& options)
-    : framing(options.framing), send_started(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+    : framing(options.framing),
+      progress(options.progress ? options.progress : std::make_shared<RTMPCastProgress>()),
+      send_started(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
     aac.dispatcher = this;
     h264.dispatcher = this;
 }
@@ -140,7 +142,9 @@ void CRTMPCastImpl::SetVideoSample(unsigned char* data, unsigned width, unsigned
         std::memcpy(frame->data.get() + row * (height - 1 - y), data + static_cast<std::size_t>(stride) * y, row);
     }
     std::unique_ptr<live_encoder::packet> packet = std::move(frame);
+    ++progress->taken;
     h264.post(packet);
+    progress->dropped = h264.dropped.load();
 }
 
 void CRTMPCastImpl::SetAudioSample(unsigned char* data, int size, std::int64_t time, std::int64_t duration, unsigned flags) {
@@ -257,25 +261,29 @@ bool CRTMPCastImpl::SendVideo(const encoded_frame& frame) {
         video_header_sent = true;
     }
     if (frame.size < 1) return true;
-    if (!IsStandard()) {
-        SendPieces(Bytes(frame), frame.key != 0);
-    } else if (video_buffer.PutAccessUnit(Bytes(frame), frame.key != 0)) {
-        SendVideoMessage(Bytes(frame).size());
-    }
+    // A lost link shows at the next frame.
+    const bool key = frame.key != 0;
+    const bool sent = IsStandard() ? video_buffer.PutAccessUnit(Bytes(frame), key) && SendVideoMessage(Bytes(frame).size())
+                                   : SendPieces(Bytes(frame), key);
+    if (sent) ++progress->sent;
     return true;
 }
 
-void CRTMPCastImpl::SendPieces(ByteSpan access_unit, bool key) {
+// Whether all of them went out.
+bool CRTMPCastImpl::SendPieces(ByteSpan access_unit, bool key) {
     ByteSpan piece;
+    bool sent = true;
     for (AccessUnitPieces pieces(access_unit); pieces.Next(piece);) {
         video_buffer.PutVideoPiece(piece, key);
-        SendVideoMessage(piece.size());
+        sent = SendVideoMessage(piece.size()) && sent;
     }
+    return sent;
 }
 
-void CRTMPCastImpl::SendVideoMessage(std::size_t counted_bytes) {
-    if (session.Send(video_buffer, RTMP_PACKET_SIZE_LARGE, video_time) == 0) return;
+bool CRTMPCastImpl::SendVideoMessage(std::size_t counted_bytes) {
+    if (session.Send(video_buffer, RTMP_PACKET_SIZE_LARGE, video_time) == 0) return false;
     bit_rate.Add(static_cast<std::int64_t>(counted_bytes), video_time);
+    return true;
 }
 
 bool CRTMPCastImpl::SendMetadata() {

@@ -54,12 +54,13 @@ private:
     std::uint32_t SteadyAudioTime(std::uint32_t clock);
     bool SendVideo(const encoded_frame& frame);
     bool SendVideoHeader();
-    void SendPieces(ByteSpan access_unit, bool key);
-    void SendVideoMessage(std::size_t counted_bytes);
+    bool SendPieces(ByteSpan access_unit, bool key);
+    bool SendVideoMessage(std::size_t counted_bytes);
     bool SendMetadata();
     bool IsStandard() const { return framing == RTMPCastOptions::Framing::Standard; }
 
     const RTMPCastOptions::Framing framing;
+    const std::shared_ptr<RTMPCastProgress> progress;  // not null
     std::function<void(int)> callback;
     live_encoder_aac aac;
     live_encoder_h264 h264;

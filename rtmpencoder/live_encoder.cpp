@@ -18,14 +18,15 @@ live_encoder::~live_encoder() {
 
 void live_encoder::post(std::unique_ptr<packet>& packet) {
     // What is dropped is freed outside the lock.
-    std::deque<std::unique_ptr<live_encoder::packet>> dropped;
+    std::deque<std::unique_ptr<live_encoder::packet>> freed;
     {
         const std::lock_guard lock(mutex);
         // The end overtakes all that waits.
-        if (packet->type == packet::type_stop) dropped.swap(queue);
+        if (packet->type == packet::type_stop) freed.swap(queue);
         if (queue.size() >= max_queue) {
-            dropped.push_back(std::move(queue.front()));
+            freed.push_back(std::move(queue.front()));
             queue.pop_front();
+            ++dropped;
         }
         queue.push_back(std::move(packet));
         queue_changed.notify_all();

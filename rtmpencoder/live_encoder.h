@@ -65,6 +65,8 @@ public:
     bool hardware = false;
     // Written by the thread and by stop.
     std::atomic<bool> running = false;
+    // How often post has dropped the oldest packet.
+    std::atomic<std::uint64_t> dropped = 0;
 
 protected:
     // One unit of the input's time, as the fraction time_step / time_scale of a second. Set by on_start.

@@ -51,7 +51,8 @@ std::string PublicUrl(const std::string& url) {
 RtmpOutput::RtmpOutput(const OutputDescription& description, const CanvasDescription& canvas, int rate_of_sound)
     : target(PublicUrl(description.stream.url)), sound_rate(rate_of_sound) {
     using Framing = Vimbrel::RTMPCastOptions::Framing;
-    cast = Vimbrel::CreateRTMPCast({.framing = description.stream.standard_framing ? Framing::Standard : Framing::Native});
+    cast = Vimbrel::CreateRTMPCast(
+        {.framing = description.stream.standard_framing ? Framing::Standard : Framing::Native, .progress = progress});
     cast->SetServer(description.stream.url, description.stream.user, description.stream.password);
     cast->SetVideoOutputFormat(canvas.width, canvas.height, canvas.fps, 1);
     cast->SetVideoQuality(description.quality);
@@ -97,22 +98,40 @@ void RtmpOutput::PushSound(const std::int16_t* frames, std::size_t count, std::i
     sound.erase(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(sent));
 }
 
+// What waits when a cast is stopped is not sent.
+void RtmpOutput::WaitUntilSent() const {
+    using Clock = std::chrono::steady_clock;
+    using namespace std::chrono_literals;
+    constexpr auto longest = 15s;
+    constexpr auto longest_still = 3s;
+    const auto start = Clock::now();
+    auto still_since = start;
+    for (std::uint64_t last = 0; !lost && progress->sent + progress->dropped < progress->taken;) {
+        const auto now = Clock::now();
+        if (progress->sent != last) still_since = now;
+        last = progress->sent;
+        if (now - start > longest || now - still_since > longest_still) break;
+        std::this_thread::sleep_for(10ms);
+    }
+    // The last sound, which nothing counts.
+    if (!lost) std::this_thread::sleep_for(100ms);
+}
+
 bool RtmpOutput::Finish(std::string& error) {
-    // What waits when a cast is stopped is not sent, and nothing tells what waits.
-    constexpr std::chrono::milliseconds last_frames{300};
-    if (!lost) std::this_thread::sleep_for(last_frames);
+    WaitUntilSent();
     cast->Stop();
     if (!lost) return true;
-    error = target + ": the link was lost after " + std::to_string(pushed) + " frames";
+    error = target + ": the link was lost after " + std::to_string(progress->sent) + " frames";
     return false;
 }
 
-OutputStatus RtmpOutput::Status() const { return {.pushed = pushed, .written = pushed}; }
+OutputStatus RtmpOutput::Status() const { return {.pushed = pushed, .written = progress->sent, .dropped = progress->dropped}; }
 
 std::string RtmpOutput::State() const { return lost ? "lost" : RateText(cast->GetCurrentBitRate()); }
 
 std::string RtmpOutput::Summary(std::uint64_t skipped) const {
-    return "cast to " + target + ": " + std::to_string(pushed) + " frames, " + std::to_string(skipped) + " dropped, " +
+    const std::uint64_t sent = progress->sent;
+    return "cast to " + target + ": " + std::to_string(sent) + " frames, " + std::to_string(pushed - sent + skipped) + " dropped, " +
            RateText(cast->GetAverageBitRate());
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,11 +29,13 @@ public:
 
 private:
     RtmpOutput(const OutputDescription& description, const CanvasDescription& canvas, int rate_of_sound);
+    void WaitUntilSent() const;
 
     const std::string target;  // without the key, which is as good as a password
     const int sound_rate;
     std::atomic<bool> lost{false};
     std::uint64_t pushed = 0;
+    const std::shared_ptr<Vimbrel::RTMPCastProgress> progress = std::make_shared<Vimbrel::RTMPCastProgress>();
     std::vector<std::int16_t> sound;  // less than a block
     std::unique_ptr<Vimbrel::CMediaRTMPCast> cast;
 };

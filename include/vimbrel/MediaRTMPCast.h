@@ -1,6 +1,7 @@
 // The live stream: raw pictures and sound in, one RTMP publishing session out (H.264 and AAC).
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -75,6 +76,13 @@ public:
     virtual int GetAverageBitRate() = 0;
 };
 
+// Frames of picture, counted as they pass. For any thread, and for longer than the cast.
+struct RTMPCastProgress {
+    std::atomic<std::uint64_t> taken{0};    // by SetVideoSample
+    std::atomic<std::uint64_t> dropped{0};  // of these, because too many waited for the encoder
+    std::atomic<std::uint64_t> sent{0};     // of these, given to the network whole
+};
+
 struct RTMPCastOptions {
     enum class Framing {
         // Each piece of an access unit is a message of its own, with its start code kept behind the length.
@@ -84,6 +92,8 @@ struct RTMPCastOptions {
         Standard,
     };
     Framing framing = Framing::Native;
+    // Shared with the cast, which only adds to it. May be null.
+    std::shared_ptr<RTMPCastProgress> progress = nullptr;
 };
 
 VIMBREL_API std::unique_ptr<CMediaRTMPCast> CreateRTMPCast();

@@ -77,6 +77,7 @@ TEST(LiveEncoder, DropsTheOldestOfTwelveAndNothingElse) {
     for (int i = 0; i < 1000 && dispatcher.count < 13; ++i) std::this_thread::sleep_for(10ms);
     encoder.stop();
     EXPECT_EQ(encoder.got, (std::vector<int>{0, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}));
+    EXPECT_EQ(encoder.dropped, 2U);
     EXPECT_EQ(encoder.stops, 1);
     EXPECT_EQ(NumberedPacket::alive, 0);
 }
