@@ -3,7 +3,10 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <functional>
+#include <thread>
 
 #include "ScreenCapture/DXGICapture.h"
 #include "ScreenCapture/GdiCapture.h"
@@ -291,9 +294,14 @@ TEST(XScreenTest, MissingExtensions) {
     }
 }
 
-// Fills the root with a pixel of the server's own format.
-void FillRoot(std::uint32_t pixel) {
+// Fills the root with a pixel of the server's own format. While `grabbed` runs, nobody else is served.
+void FillRoot(std::uint32_t pixel, const std::function<void()>& grabbed = {}) {
     xcb_connection_t* const c = xcb_connect(nullptr, nullptr);
+    if (grabbed) {
+        xcb_grab_server(c);
+        std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+        grabbed();
+    }
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
     const xcb_gcontext_t context = xcb_generate_id(c);
     const xcb_rectangle_t all{0, 0, 64, 32};
@@ -325,6 +333,27 @@ TEST(XScreenTest, OddPixels) {
     EXPECT_THAT(screen.opening, Contains("X11 - output screen cannot be duplicated: its pixels are of a kind that is not read"));
     EXPECT_THAT(screen.Request(), IsEmpty());
     EXPECT_EQ(screen.At(5, 5), 0u);
+}
+
+TEST(XScreenTest, AChangeThatComesWithTheReplyIsAFrame) {
+    XServer server(Xvfb("64x32x24"));
+    const auto connection = XConnection::Shared();
+    ASSERT_TRUE(connection);
+    ComPtr<IDXGIOutputDuplication> duplication;
+    ASSERT_EQ(OutputDuplication::Create(ListOutputs(*connection).at(0), duplication.Put()), S_OK);
+    DXGI_OUTDUPL_FRAME_INFO info{};
+    ComPtr<IDXGIResource> resource;
+    while (duplication->AcquireNextFrame(0, &info, resource.Put()) == S_OK) duplication->ReleaseFrame();
+    // The frame is asked for while the server serves the painter only, so it tells of the paint before it answers.
+    HRESULT result = E_FAIL;
+    std::jthread asking;
+    FillRoot(0x112233, [&] {
+        asking = std::jthread([&] { result = duplication->AcquireNextFrame(0, &info, resource.Put()); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    });
+    asking.join();
+    EXPECT_EQ(result, S_OK);
+    EXPECT_NE(info.LastPresentTime.QuadPart, 0);
 }
 
 TEST(XScreenTest, Formats) {
