@@ -464,9 +464,12 @@ TEST(XScreenTest, ATurnedScreen) {
     XServer server({"Xephyr", "-screen", "301x203", "-noreset"});
     const TempFolder folder;
     for (const auto& [angle, rotation] : {std::pair{"left", 2}, std::pair{"inverted", 3}, std::pair{"right", 4}, std::pair{"normal", 1}}) {
-        folder.Run(std::string("xrandr -o ") + angle);
         const auto connection = XConnection::Shared();
         ASSERT_TRUE(connection);
+        const XOutput before = ListOutputs(*connection).at(0);
+        folder.Run(std::string("xrandr -o ") + angle);
+        ComPtr<IDXGIOutputDuplication> duplication;
+        EXPECT_EQ(OutputDuplication::Create(before, duplication.Put()), DXGI_ERROR_UNSUPPORTED);
         EXPECT_EQ(ListOutputs(*connection).at(0).rotation, rotation);
         const bool upright = rotation == 1 || rotation == 3;
         const int width = upright ? 301 : 203;

@@ -67,6 +67,8 @@ HRESULT OutputDuplication::Start() {
     xcb_xfixes_select_cursor_input(c, connection_->Root(), XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
     if (connection_->HasRandr()) {
         xcb_randr_select_input(c, connection_->Root(), XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
+        // What was changed between the listing of the outputs and this, no event tells.
+        if (PlaceChanged()) return Unsupported(output_, "it has just been changed");
     }
     // What changes from here on is told.
     xcb_flush(c);
