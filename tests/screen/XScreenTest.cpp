@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <thread>
@@ -30,7 +31,6 @@ namespace Vimbrel::test {
 namespace {
 
 using testing::Contains;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr char timed_out[] = "DXGIOutputDuplication->AcquireNextFrame failed with hr=0x887a0027";
@@ -109,7 +109,7 @@ TEST(XScreenTest, PointersBlendTheSameEverywhere) {
         const std::uint32_t below = window.Expected(49 + x, 39 + y);
         for (int shift = 0; shift < 24; shift += 8) {
             const double value = (over >> shift & 0xFF) + (below >> shift & 0xFF) * (255 - (over >> 24)) / 255.0;
-            result |= static_cast<std::uint32_t>(value + 0.5) << shift;
+            result |= static_cast<std::uint32_t>(std::lround(value)) << shift;
         }
         return result;
     };
