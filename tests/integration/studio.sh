@@ -326,8 +326,11 @@ export DISPLAY=":$(cat turned)"
 expect 0 "35 frames" run scene.json --seconds 3.5
 ffmpeg -v error -y -i out.gif -vf 'select=eq(n\,32)' -frames:v 1 shot4.png
 for at in 5,5 70,50; do close $at shot4.png 0 255 0; done
+# One that ends while it is turned crashes.
+xrandr -o normal
 export DISPLAY=$outer
 kill $xephyr
+wait $xephyr
 (sleep 0.7; kill $server) &
 expect 0 "layers[0]: there is no screen to show: DISPLAY names no X server that answers; the last picture stays" run scene.json --seconds 3
 wait $server 2>/dev/null
