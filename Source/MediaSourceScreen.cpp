@@ -122,7 +122,8 @@ void MediaSourceScreen::StartBackEnd() {
             method = method_front_buffer;
         } else {
             const std::int64_t pixels = Length(outputRect.left, outputRect.right) * Length(outputRect.top, outputRect.bottom);
-            dxgiBuffer.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(pixels * pixel_size)]);
+            // Zeros: places that no output covers, or that cannot be mapped, are never written.
+            dxgiBuffer.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(pixels * pixel_size)]());
         }
     }
     if (method == method_front_buffer) {
@@ -165,6 +166,8 @@ void MediaSourceScreen::RequestSample() {
 }
 
 void MediaSourceScreen::CaptureFrame() {
+    // What an earlier open left has no place to go if there was no memory for this one's frames.
+    if (!frameBuffer) return;
     const bool cursor = settings.drawCursor != 0;
     if (method == method_bitblt && gdiCapture) {
         gdiCapture->drawCursor = cursor;

@@ -60,6 +60,13 @@ BOOL CALLBACK AddWindow(HWND handle, LPARAM list) {
     return TRUE;
 }
 
+// Programs choose their titles: they are neither to break the list's lines nor to command the terminal.
+std::string Printable(std::string text) {
+    const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
+    std::replace_if(text.begin(), text.end(), is_control, ' ');
+    return text;
+}
+
 unsigned long long NumberOf(HWND handle) { return static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(handle)); }
 
 }  // namespace
@@ -123,8 +130,8 @@ bool PrintScreens() {
 bool PrintWindows() {
     if (!DesktopArea()) return false;
     for (const DesktopWindow& window : ListWindows()) {
-        std::printf("0x%-10llx %5dx%-5d %-20s %s%s\n", NumberOf(window.handle), window.width, window.height, window.window_class.c_str(),
-                    window.title.c_str(), window.minimised ? " (minimised)" : "");
+        std::printf("0x%-10llx %5dx%-5d %-20s %s%s\n", NumberOf(window.handle), window.width, window.height,
+                    Printable(window.window_class).c_str(), Printable(window.title).c_str(), window.minimised ? " (minimised)" : "");
     }
     return true;
 }

@@ -23,6 +23,8 @@ struct Rect {
     int y = 0;
     int width = 0;
     int height = 0;
+
+    bool operator==(const Rect&) const = default;
 };
 
 enum class Fit { Contain, Cover, Stretch };

@@ -11,6 +11,12 @@
 
 namespace studio {
 
+namespace {
+
+constexpr char no_screen[] = ": there is no screen to show: DISPLAY names no X server that answers";
+
+}  // namespace
+
 ScreenLayer::ScreenLayer(const LayerDescription& description, Fit screen_fit, int frames_per_second)
     : place(description.place),
       rect(description.rect),
@@ -19,6 +25,7 @@ ScreenLayer::ScreenLayer(const LayerDescription& description, Fit screen_fit, in
       fps(frames_per_second),
       scaled(rect.width, rect.height),
       shown(rect.width, rect.height) {
+    settings.fps = fps;
     source.SetDispatcher(this);
 }
 
@@ -30,49 +37,69 @@ ScreenLayer::~ScreenLayer() {
 
 std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description, const ScreenDescription& content, int fps,
                                          std::string& error) {
-    const auto desktop = DesktopArea();
-    if (!desktop) {
-        error = description.place + ": there is no screen to show: DISPLAY names no X server that answers";
-        return nullptr;
-    }
-    const Rect region = content.region.value_or(*PrimaryArea());
-    const bool inside = region.x >= desktop->x && region.y >= desktop->y && region.x + region.width <= desktop->x + desktop->width &&
-                        region.y + region.height <= desktop->y + desktop->height;
-    if (!inside) {
-        error = description.place + ".region: is not within the screen, which is " + AreaText(*desktop);
-        return nullptr;
-    }
-    Vimbrel::MediaSourceScreen::Settings settings;
-    settings.rect = {region.x, region.y, region.x + region.width, region.y + region.height};
-    settings.drawCursor = content.cursor;
-    settings.fps = fps;
     std::unique_ptr<ScreenLayer> layer(new ScreenLayer(description, content.fit, fps));
-    return layer->Start(settings, error) ? std::move(layer) : nullptr;
+    layer->screen = content;
+    layer->settings.drawCursor = content.cursor;
+    return layer->TakePart(error) && layer->Start(error) ? std::move(layer) : nullptr;
 }
 
 std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description, const WindowDescription& content, int fps,
                                          std::string& error) {
+    if (!DesktopArea()) {
+        error = description.place + no_screen;
+        return nullptr;
+    }
     const auto window = FindWindow(content);
     if (!window) {
         error = description.place + ": there is no such window; \"vimbrel windows\" lists those that there are";
         return nullptr;
     }
-    Vimbrel::MediaSourceScreen::Settings settings;
-    settings.window = window->handle;
-    settings.drawCursor = content.cursor;
-    settings.fps = fps;
     std::unique_ptr<ScreenLayer> layer(new ScreenLayer(description, content.fit, fps));
-    return layer->Start(settings, error) ? std::move(layer) : nullptr;
+    layer->settings.window = window->handle;
+    layer->settings.drawCursor = content.cursor;
+    return layer->Start(error) ? std::move(layer) : nullptr;
 }
 
-bool ScreenLayer::Start(const Vimbrel::MediaSourceScreen::Settings& settings, std::string& error) {
+bool ScreenLayer::TakePart(std::string& error) {
+    const auto whole = DesktopArea();
+    const auto region = screen->region ? screen->region : PrimaryArea();
+    if (!whole || !region) {
+        error = place + no_screen;
+        return false;
+    }
+    const bool inside = region->x >= whole->x && region->y >= whole->y && region->x + region->width <= whole->x + whole->width &&
+                        region->y + region->height <= whole->y + whole->height;
+    if (!inside) {
+        error = place + ".region: is not within the screen, which is " + AreaText(*whole);
+        return false;
+    }
+    desktop = *whole;
+    settings.rect = {region->x, region->y, region->x + region->width, region->y + region->height};
+    return true;
+}
+
+bool ScreenLayer::OpenSource(std::string& error) {
+    source.Close();
     if (!source.Open(&settings)) {
         error = place + ": is too large to be captured";
         return false;
     }
-    source.Play();
+    return source.Play();
+}
+
+bool ScreenLayer::Start(std::string& error) {
+    if (!OpenSource(error)) return false;
     thread = std::jthread([this](const std::stop_token& stop) { Run(stop); });
     return true;
+}
+
+// The source shows what it was opened on: where the screen becomes another, its pictures stop without a word.
+bool ScreenLayer::FollowDesktop() {
+    if (DesktopArea() == desktop) return true;
+    std::string error;
+    if (TakePart(error) && OpenSource(error)) return true;
+    std::fprintf(stderr, "vimbrel: %s; the last picture stays\n", error.c_str());
+    return false;
 }
 
 void ScreenLayer::Run(const std::stop_token& stop) {
@@ -80,7 +107,12 @@ void ScreenLayer::Run(const std::stop_token& stop) {
     const auto interval = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / fps));
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     auto due = Clock::now();
+    auto looked = due;
     while (!stop.stop_requested() && source.GetState() == Vimbrel::MediaSource::State::Playing) {
+        if (screen && due - looked >= std::chrono::seconds(1)) {
+            looked = due;
+            if (!FollowDesktop()) break;
+        }
         source.RequestSample();
         // A screen that kept still has held the request up; what was missed then is not made good.
         due = std::max(due + interval, Clock::now());

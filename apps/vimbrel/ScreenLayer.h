@@ -3,6 +3,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "Layer.h"
@@ -22,7 +23,10 @@ public:
 
 private:
     ScreenLayer(const LayerDescription& description, Fit screen_fit, int frames_per_second);
-    bool Start(const Vimbrel::MediaSourceScreen::Settings& settings, std::string& error);
+    bool TakePart(std::string& error);  // of the screen as it is now, into the settings
+    bool OpenSource(std::string& error);
+    bool Start(std::string& error);
+    bool FollowDesktop();
     void Run(const std::stop_token& stop);
 
     void OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State, Vimbrel::MediaSource::State to) override;
@@ -35,8 +39,12 @@ private:
     const double opacity;
     const Fit fit;
     const int fps;
+    std::optional<ScreenDescription> screen;  // null for a window
+    // Of the thread once it runs, as the others up to the lock.
+    Vimbrel::MediaSourceScreen::Settings settings;
+    Rect desktop;  // when the source was opened
     Vimbrel::MediaSourceScreen source;
-    Raster captured;  // of the thread, as the others below
+    Raster captured;
     Raster scaled;
 
     std::mutex lock;

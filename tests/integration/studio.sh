@@ -276,6 +276,8 @@ expect 2 "there is no screen" screens
 expect 2 "there is no screen" windows
 scene '{"type": "screen", "rect": [0, 0, 80, 60]}'
 expect 2 "scene.json: layers[0]: there is no screen to show" run scene.json --seconds 1
+scene '{"type": "window", "title": "any", "rect": [0, 0, 80, 60]}'
+expect 2 "scene.json: layers[0]: there is no screen to show" run scene.json --seconds 1
 Xvfb -screen 0 320x240x24 -nolisten tcp -noreset -displayfd 3 3>display 2>server.log &
 server=$!
 for _ in $(seq 100); do
@@ -312,7 +314,27 @@ expect 2 "layers[0]: there is no such window" run scene.json --seconds 1
 scene '{"type": "window", "title": "Blue clock", "rect": [0, 0, 80, 60]}'
 (sleep 0.7; kill $clock) &
 expect 0 "layers[0]: the window was closed" run scene.json --seconds 1.5
-kill $server
+# A screen that is turned during the run goes on; one that goes away is told.
+Xephyr -screen 160x120 -noreset -displayfd 3 3>turned 2>xephyr.log &
+xephyr=$!
+for _ in $(seq 100); do
+    [ -s turned ] && break
+    sleep 0.1
+done
+scene '{"type": "screen", "cursor": false, "fit": "stretch", "rect": [0, 0, 80, 60]}'
+outer=$DISPLAY
+export DISPLAY=":$(cat turned)"
+(sleep 0.7; xrandr -o left; xsetroot -solid '#00ff00') &
+expect 0 "35 frames" run scene.json --seconds 3.5
+ffmpeg -v error -y -i out.gif -vf 'select=eq(n\,32)' -frames:v 1 shot4.png
+for at in 5,5 70,50; do close $at shot4.png 0 255 0; done
+# One that ends while it is turned crashes.
+xrandr -o normal
+export DISPLAY=$outer
+kill $xephyr
+wait $xephyr
+(sleep 0.7; kill $server) &
+expect 0 "layers[0]: there is no screen to show: DISPLAY names no X server that answers; the last picture stays" run scene.json --seconds 3
 wait $server 2>/dev/null
 unset DISPLAY
 

@@ -3,8 +3,13 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <cstdlib>
+#include <functional>
+#include <thread>
 
+#include "ScreenCapture/Cursor.h"
 #include "ScreenCapture/DXGICapture.h"
 #include "ScreenCapture/GdiCapture.h"
 #include "ScreenCapture/WindowCapture.h"
@@ -26,7 +31,6 @@ namespace Vimbrel::test {
 namespace {
 
 using testing::Contains;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr char timed_out[] = "DXGIOutputDuplication->AcquireNextFrame failed with hr=0x887a0027";
@@ -105,7 +109,7 @@ TEST(XScreenTest, PointersBlendTheSameEverywhere) {
         const std::uint32_t below = window.Expected(49 + x, 39 + y);
         for (int shift = 0; shift < 24; shift += 8) {
             const double value = (over >> shift & 0xFF) + (below >> shift & 0xFF) * (255 - (over >> 24)) / 255.0;
-            result |= static_cast<std::uint32_t>(value + 0.5) << shift;
+            result |= static_cast<std::uint32_t>(std::lround(value)) << shift;
         }
         return result;
     };
@@ -291,9 +295,14 @@ TEST(XScreenTest, MissingExtensions) {
     }
 }
 
-// Fills the root with a pixel of the server's own format.
-void FillRoot(std::uint32_t pixel) {
+// Fills the root with a pixel of the server's own format. While `grabbed` runs, nobody else is served.
+void FillRoot(std::uint32_t pixel, const std::function<void()>& grabbed = {}) {
     xcb_connection_t* const c = xcb_connect(nullptr, nullptr);
+    if (grabbed) {
+        xcb_grab_server(c);
+        std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+        grabbed();
+    }
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
     const xcb_gcontext_t context = xcb_generate_id(c);
     const xcb_rectangle_t all{0, 0, 64, 32};
@@ -325,6 +334,27 @@ TEST(XScreenTest, OddPixels) {
     EXPECT_THAT(screen.opening, Contains("X11 - output screen cannot be duplicated: its pixels are of a kind that is not read"));
     EXPECT_THAT(screen.Request(), IsEmpty());
     EXPECT_EQ(screen.At(5, 5), 0u);
+}
+
+TEST(XScreenTest, AChangeThatComesWithTheReplyIsAFrame) {
+    XServer server(Xvfb("64x32x24"));
+    const auto connection = XConnection::Shared();
+    ASSERT_TRUE(connection);
+    ComPtr<IDXGIOutputDuplication> duplication;
+    ASSERT_EQ(OutputDuplication::Create(ListOutputs(*connection).at(0), duplication.Put()), S_OK);
+    DXGI_OUTDUPL_FRAME_INFO info{};
+    ComPtr<IDXGIResource> resource;
+    while (duplication->AcquireNextFrame(0, &info, resource.Put()) == S_OK) duplication->ReleaseFrame();
+    // The frame is asked for while the server serves the painter only, so it tells of the paint before it answers.
+    HRESULT result = E_FAIL;
+    std::jthread asking;
+    FillRoot(0x112233, [&] {
+        asking = std::jthread([&] { result = duplication->AcquireNextFrame(0, &info, resource.Put()); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    });
+    asking.join();
+    EXPECT_EQ(result, S_OK);
+    EXPECT_NE(info.LastPresentTime.QuadPart, 0);
 }
 
 TEST(XScreenTest, Formats) {
@@ -382,19 +412,23 @@ TEST(XScreenTest, AWindowUnderOthers) {
     XServer server(Xvfb("200x100x24"));
     TestWindow window{10, 10, 60, 40, 1, "under"};
     TestWindow cover{40, 10, 60, 40, 2};
+    // Both ways of reading a window give what is covered. The server has to paint it first, which it does with the next request.
     Screen screen({}, false, window.Handle());
-    // The server does not give a direct read what is covered.
-    screen.source.RequestSample();
-    EXPECT_EQ(screen.At(29, 5), window.Expected(29, 5));
-    EXPECT_NE(screen.At(30, 5), window.Expected(30, 5));
-    // Once its corner is black, its own pixels come. The server has to paint it first, which it does with the next request.
-    TestWindow corner{10, 10, 3, 3, 0};
-    screen.source.RequestSample();
-    EXPECT_EQ(screen.At(0, 0), 0u);
     screen.source.RequestSample();
     screen.source.RequestSample();
-    EXPECT_EQ(screen.At(0, 0), window.Expected(0, 0));
-    EXPECT_EQ(screen.At(30, 5), window.Expected(30, 5));
+    Gdi& gdi = PlatformCaptureSystem().gdi;
+    HDC context = gdi.CreateCompatibleDC(nullptr);
+    const BITMAPINFO info = TopDownBitmap(60, 40);
+    void* printed = nullptr;
+    HBITMAP bitmap = gdi.CreateDIBSection(context, &info, &printed);
+    gdi.SelectObject(context, bitmap);
+    EXPECT_TRUE(gdi.PrintWindow(window.Handle(), context, PW_CLIENTONLY));
+    for (int x = 0; x < 60; ++x) {
+        EXPECT_EQ(screen.At(x, 5), window.Expected(x, 5));
+        EXPECT_EQ(ColorAt(static_cast<const BYTE*>(printed), 240, x, 5), window.Expected(x, 5));
+    }
+    gdi.DeleteDC(context);
+    gdi.DeleteObject(bitmap);
 
     // What the list of windows says of it.
     std::vector<HWND> windows;
@@ -404,12 +438,22 @@ TEST(XScreenTest, AWindowUnderOthers) {
             return TRUE;
         },
         reinterpret_cast<LPARAM>(&windows)));
-    EXPECT_THAT(windows, testing::ElementsAre(corner.Handle(), cover.Handle(), window.Handle()));
+    EXPECT_THAT(windows, testing::ElementsAre(cover.Handle(), window.Handle()));
     wchar_t text[6];
     EXPECT_EQ(GetWindowTextW(window.Handle(), text, 6), 5);
     EXPECT_STREQ(text, L"under");
     EXPECT_EQ(GetClassNameW(window.Handle(), text, 6), 5);
     EXPECT_STREQ(text, L"TestC");
+}
+
+TEST(XScreenTest, AWindowUnderOthersWithoutComposite) {
+    XServer server(Xvfb("200x100x24", {"-extension", "Composite"}));
+    TestWindow window{10, 10, 60, 40, 1};
+    TestWindow cover{40, 10, 60, 40, 2};
+    Screen screen({}, false, window.Handle());
+    screen.source.RequestSample();
+    EXPECT_EQ(screen.At(29, 5), window.Expected(29, 5));
+    EXPECT_EQ(screen.At(30, 5), 0u);
 }
 
 TEST(XScreenTest, TheScaleIsTheDesktops) {
@@ -435,9 +479,12 @@ TEST(XScreenTest, ATurnedScreen) {
     XServer server({"Xephyr", "-screen", "301x203", "-noreset"});
     const TempFolder folder;
     for (const auto& [angle, rotation] : {std::pair{"left", 2}, std::pair{"inverted", 3}, std::pair{"right", 4}, std::pair{"normal", 1}}) {
-        folder.Run(std::string("xrandr -o ") + angle);
         const auto connection = XConnection::Shared();
         ASSERT_TRUE(connection);
+        const XOutput before = ListOutputs(*connection).at(0);
+        folder.Run(std::string("xrandr -o ") + angle);
+        ComPtr<IDXGIOutputDuplication> duplication;
+        EXPECT_EQ(OutputDuplication::Create(before, duplication.Put()), DXGI_ERROR_UNSUPPORTED);
         EXPECT_EQ(ListOutputs(*connection).at(0).rotation, rotation);
         const bool upright = rotation == 1 || rotation == 3;
         const int width = upright ? 301 : 203;

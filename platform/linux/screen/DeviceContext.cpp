@@ -9,19 +9,11 @@
 namespace Vimbrel {
 
 bool DeviceContext::Print(xcb_window_t printed) {
-    if (!connection || !connection->HasComposite() || !selected) return false;
+    if (!connection || !selected) return false;
     XWindowPlace place;
     if (!ReadWindowPlace(*connection, printed, place) || !place.viewable) return false;
+    if (!KeepApart(printed)) return false;
     xcb_connection_t* const c = connection->Get();
-    if (redirected_ != printed) {
-        StopRedirecting();
-        if (!XConnection::Succeeded(
-                xcb_request_check(c, xcb_composite_redirect_window_checked(c, printed, XCB_COMPOSITE_REDIRECT_AUTOMATIC)),
-                "keep a window's pixels")) {
-            return false;
-        }
-        redirected_ = printed;
-    }
     // Named afresh each time: the window has another pixmap after each change of its size.
     const xcb_pixmap_t pixmap = xcb_generate_id(c);
     if (!XConnection::Succeeded(xcb_request_check(c, xcb_composite_name_window_pixmap_checked(c, printed, pixmap)), "name a pixmap")) {
@@ -33,6 +25,20 @@ bool DeviceContext::Print(xcb_window_t printed) {
         reader.Read(pixmap, connection->FormatOf(place.visual, place.depth), area, DrawableReader::Alpha::Clear, target, 0, 0);
     xcb_free_pixmap(c, pixmap);
     return read;
+}
+
+bool DeviceContext::KeepApart(xcb_window_t wanted) {
+    if (redirected_ == wanted) return true;
+    if (refused_ == wanted || !connection->HasComposite()) return false;
+    StopRedirecting();
+    xcb_connection_t* const c = connection->Get();
+    if (!XConnection::Succeeded(xcb_request_check(c, xcb_composite_redirect_window_checked(c, wanted, XCB_COMPOSITE_REDIRECT_AUTOMATIC)),
+                                "keep a window's pixels")) {
+        refused_ = wanted;
+        return false;
+    }
+    redirected_ = wanted;
+    return true;
 }
 
 void DeviceContext::StopRedirecting() {

@@ -25,9 +25,11 @@ public:
     DeviceContext(const DeviceContext&) = delete;
     DeviceContext& operator=(const DeviceContext&) = delete;
 
-    // Copies the window's pixels, whatever covers it, to the selected bitmap. The window is kept apart from the screen from then on
-    // until the context ends; its program draws it anew once.
+    // Copies the window's pixels, whatever covers it, to the selected bitmap.
     bool Print(xcb_window_t printed);
+    // Has the server keep the window's pixels apart from the screen until the context ends, whatever covers it; its program draws
+    // it anew once. False if the server does not do that.
+    bool KeepApart(xcb_window_t wanted);
 
     const std::shared_ptr<XConnection> connection;
     const xcb_window_t window;
@@ -38,6 +40,7 @@ private:
     void StopRedirecting();
 
     xcb_window_t redirected_ = 0;
+    xcb_window_t refused_ = 0;
 };
 
 inline DeviceContext* FromHandle(HDC context) { return reinterpret_cast<DeviceContext*>(context); }

@@ -28,8 +28,8 @@ XRectangle RootArea(const XConnection& connection) {
     return geometry ? XRectangle{0, 0, geometry->width, geometry->height} : XRectangle{};
 }
 
-// The window's pixels as they are on the screen. What is outside of the screen can only be read of windows whose pixels are kept
-// apart (by a compositor); else that part of the target stays.
+// Of a window its own pixels, whatever covers it. Where the server does not keep them apart they are those on the screen: what is
+// covered is black then, and what is outside of the screen stays as it was in the target.
 bool ReadWindow(DeviceContext& source, const XRectangle& wanted, PixelBuffer& target, int x, int y) {
     const XConnection& connection = *source.connection;
     constexpr auto clear = DrawableReader::Alpha::Clear;
@@ -41,6 +41,7 @@ bool ReadWindow(DeviceContext& source, const XRectangle& wanted, PixelBuffer& ta
     }
     XWindowPlace place;
     if (!ReadWindowPlace(connection, source.window, place) || !place.viewable) return false;
+    source.KeepApart(source.window);
     const XPixelFormat format = connection.FormatOf(place.visual, place.depth);
     const XRectangle inside = Common(wanted, {0, 0, place.width, place.height});
     if (IsEmpty(inside)) return false;

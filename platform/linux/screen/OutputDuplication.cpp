@@ -67,6 +67,8 @@ HRESULT OutputDuplication::Start() {
     xcb_xfixes_select_cursor_input(c, connection_->Root(), XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
     if (connection_->HasRandr()) {
         xcb_randr_select_input(c, connection_->Root(), XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
+        // What was changed between the listing of the outputs and this, no event tells.
+        if (PlaceChanged()) return Unsupported(output_, "it has just been changed");
     }
     // What changes from here on is told.
     xcb_flush(c);
@@ -115,16 +117,16 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms, D
             return S_OK;
         }
         // Events that came in front of the pointer's place are off the socket already: waiting for that would miss them.
-        if (TakeEvents()) continue;
+        // Only those that make a frame put the end off: others may come for ever.
+        TakeEvents();
+        if (changes_ > 0 || shape_changed_ || lost_) continue;
         if (!WaitForEvents(deadline)) return DXGI_ERROR_WAIT_TIMEOUT;
     }
     return DXGI_ERROR_ACCESS_LOST;
 }
 
-bool OutputDuplication::TakeEvents() {
-    bool any = false;
-    for (; const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->Get())}; any = true) TakeEvent(*event);
-    return any;
+void OutputDuplication::TakeEvents() {
+    while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->Get())}) TakeEvent(*event);
 }
 
 void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
@@ -174,8 +176,8 @@ bool OutputDuplication::PlaceChanged() const {
 bool OutputDuplication::WaitForEvents(SteadyClock::time_point deadline) const {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - SteadyClock::now());
     if (left.count() <= 0) return false;
+    // What is not sent yet can wait, and has to: sending reads, too, and an event that is read then would be missed.
     pollfd descriptor{xcb_get_file_descriptor(connection_->Get()), POLLIN, 0};
-    xcb_flush(connection_->Get());
     poll(&descriptor, 1, static_cast<int>(std::min(left, pointer_interval).count()));
     return true;
 }

@@ -33,7 +33,7 @@ private:
 
     HRESULT Start();
     bool MakePictures();
-    bool TakeEvents();  // whether there were any
+    void TakeEvents();
     void TakeEvent(const xcb_generic_event_t& event);
     bool WaitForEvents(std::chrono::steady_clock::time_point deadline) const;
     void AddDirty(const RECT& area);
