@@ -49,8 +49,8 @@ inline std::vector<std::int16_t> Tone(int block) {
 
 // Calls for each of so many pictures and for each block of sound beside them, by its first sample, when it is due; the sound on a thread
 // of its own.
-template <class Picture, class Sound>
-void Pace(int frames, int block, Picture give_picture, Sound give_sound) {
+template <class PictureCall, class SoundCall>
+void Pace(int frames, int block, PictureCall give_picture, SoundCall give_sound) {
     const auto start = std::chrono::steady_clock::now();
     std::thread sound([&] {
         for (std::int64_t first = 0; first * 30 < std::int64_t{frames} * 44100; first += block) {

@@ -43,7 +43,7 @@ inline std::vector<unsigned char> NumberedPicture(int number) {
 inline std::int16_t SoundAt(int sample) {
     const double time = sample / 44100.0;
     const double level = IsMarked(sample / samples_per_picture) ? 20000 : 4000;
-    return static_cast<std::int16_t>(level * std::sin(2 * std::numbers::pi * (300 * time + 25 * time * time)));
+    return static_cast<std::int16_t>(level * std::sin(2 * std::numbers::pi * (300 * time + 50 * time * time)));
 }
 
 inline void GivePicture(CMediaRTMPCast& cast, int number) {
@@ -160,7 +160,8 @@ public:
                 place = first;
             }
         }
-        EXPECT_GT(worst, 0.9) << "at " << place / 44100.0 << " s";
+        // Where a mark begins or ends it is less than elsewhere. One sample too few, and it would be 0.98 at 1400 Hz, and ever less above.
+        EXPECT_GT(worst, 0.98) << "at " << place / 44100.0 << " s";
     }
 
     // Moments in the recording, in milliseconds, at which the pictures' and the sound's marks begin.

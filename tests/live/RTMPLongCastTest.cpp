@@ -165,11 +165,11 @@ TEST_F(RTMPLongCast, PictureAndSoundArriveWholeAndInStep) {
 }
 
 TEST_F(RTMPLongCast, AServerThatPausesHalfAMinuteLosesNothing) {
-    constexpr int frames = 33 * 30;
+    constexpr int frames = 32 * 30;
     Start();
     for (auto* one : casts) LimitSendBuffer(one->proxy.port);
     std::thread pause([&] {
-        std::this_thread::sleep_for(1s);
+        std::this_thread::sleep_for(500ms);
         for (auto* one : casts) one->proxy.paused = true;
         const int pictures = given_pictures;
         const int blocks = given_blocks;

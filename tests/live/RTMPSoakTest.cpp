@@ -1,4 +1,4 @@
-// A minute of a full-size cast. It takes most of a core, which no build with a sanitizer has.
+// A minute of a full-size cast, which takes about half a core. Not for builds with a sanitizer: they would measure their own slowness.
 #include <sys/resource.h>
 
 #include "tests/live/MarkedCast.h"
