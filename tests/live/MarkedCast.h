@@ -60,11 +60,11 @@ inline void GiveSound(CMediaRTMPCast& cast, int first) {
     cast.SetAudioSample(reinterpret_cast<unsigned char*>(block.data()), sizeof block, 0, 0, 0);
 }
 
-// What is read waits until it no longer changes.
+// Waits until what is read has been the same for some tenths of a second.
 template <class Read>
-void WaitUntilStill(Read read) {
+void WaitUntilStill(Read read, int tenths = 5) {
     auto last = read();
-    for (int still = 0, i = 0; still < 5 && i < 600; ++i) {
+    for (int still = 0, i = 0; still < tenths && i < 600; ++i) {
         std::this_thread::sleep_for(100ms);
         const auto now = read();
         still = now == last ? still + 1 : 0;
@@ -81,7 +81,12 @@ public:
     };
 
     CastRecording(const RtmpServer& server, const std::string& key) : folder(server.folder), file(server.Recording(key).string()) {
-        WaitUntilStill([&] { return std::filesystem::file_size(file); });
+        WaitUntilStill([&] { return Size(server, key); });
+    }
+    // So far; of a file that may not yet be there.
+    static std::uintmax_t Size(const RtmpServer& server, const std::string& key) {
+        std::error_code ignored;
+        return std::filesystem::file_size(server.Recording(key), ignored);
     }
 
     std::vector<Packet> Packets(const std::string& stream) const {

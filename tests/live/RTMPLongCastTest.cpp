@@ -259,8 +259,8 @@ TEST(RTMPSlowEncoder, CostsTheOldestOfTwelveWaitingPicturesAndNothingElse) {
         },
         [&](int first) { GiveSound(*cast, first); });
     while (!waiting.empty()) take();
-    gate.go_on.release();
-    WaitUntilStill([&] { return std::filesystem::file_size(server.Recording("key")); });
+    gate.go_on.release(frames);
+    WaitUntilStill([&] { return CastRecording::Size(server, "key"); });
     cast->Stop();
 
     const MarkedRecording recording(server, "key");
@@ -279,7 +279,8 @@ TEST(RTMPSlowEncoder, KeepsTheLatestPictures) {
     cast->SetVideoOutputFormat(1440, 1080, 30, 1);
     ASSERT_EQ(cast->Start(), RTMPCAST_OK);
     for (int number = 0; number < frames; ++number) GivePicture(*cast, number);
-    WaitUntilStill([&] { return std::filesystem::file_size(server.Recording("key")); });
+    constexpr int tenths_a_picture = 20;
+    WaitUntilStill([&] { return CastRecording::Size(server, "key"); }, tenths_a_picture);
     cast->Stop();
     const std::vector<int> numbers = MarkedRecording(server, "key").numbers;
     ASSERT_GE(numbers.size(), 12U);
