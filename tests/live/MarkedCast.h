@@ -46,18 +46,20 @@ inline std::int16_t SoundAt(int sample) {
     return static_cast<std::int16_t>(level * std::sin(2 * std::numbers::pi * (300 * time + 50 * time * time)));
 }
 
-inline void GivePicture(CMediaRTMPCast& cast, int number) {
+using Casts = std::vector<CMediaRTMPCast*>;
+
+inline void GivePicture(const Casts& casts, int number) {
     auto picture = NumberedPicture(number);
-    cast.SetVideoSample(picture.data(), width, height, width * 4, 10'000'000 + number * 333'333LL);
+    for (auto* cast : casts) cast->SetVideoSample(picture.data(), width, height, width * 4, 10'000'000 + number * 333'333LL);
 }
 
 // In blocks of 10 ms, as sound cards have them, which are no frames of the encoder's.
 inline constexpr int block_samples = 441;
 
-inline void GiveSound(CMediaRTMPCast& cast, int first) {
+inline void GiveSound(const Casts& casts, int first) {
     std::array<std::int16_t, std::size_t{2} * block_samples> block;
     for (int i = 0; i < block_samples; ++i) block[std::size_t{2} * i] = block[std::size_t{2} * i + 1] = SoundAt(first + i);
-    cast.SetAudioSample(reinterpret_cast<unsigned char*>(block.data()), sizeof block, 0, 0, 0);
+    for (auto* cast : casts) cast->SetAudioSample(reinterpret_cast<unsigned char*>(block.data()), sizeof block, 0, 0, 0);
 }
 
 // Waits until what is read has been the same for some tenths of a second.

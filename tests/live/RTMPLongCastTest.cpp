@@ -93,14 +93,15 @@ protected:
     }
     // The same to both, until all of it has gone out.
     void Play(int frames) {
+        const Casts both{native.cast.get(), standard.cast.get()};
         Pace(
             frames, block_samples,
             [&](int number) {
-                for (auto* one : casts) GivePicture(*one->cast, number);
+                GivePicture(both, number);
                 ++given_pictures;
             },
             [&](int first) {
-                for (auto* one : casts) GiveSound(*one->cast, first);
+                GiveSound(both, first);
                 ++given_blocks;
             });
         for (auto* one : casts) WaitUntilStill([&] { return one->proxy.forwarded.load(); });
@@ -250,14 +251,14 @@ TEST(RTMPSlowEncoder, CostsTheOldestOfTwelveWaitingPicturesAndNothingElse) {
     Pace(
         frames, block_samples,
         [&](int number) {
-            GivePicture(*cast, number);
+            GivePicture({cast.get()}, number);
             waiting.push_back(number);
             if (waiting.size() > 12) waiting.pop_front();
             const bool behind = number < 60 || number >= 90;
             if (!behind) take();
             if (!behind || number % 3 == 0) take();
         },
-        [&](int first) { GiveSound(*cast, first); });
+        [&](int first) { GiveSound({cast.get()}, first); });
     while (!waiting.empty()) take();
     gate.go_on.release(frames);
     WaitUntilStill([&] { return CastRecording::Size(server, "key"); });
@@ -278,7 +279,7 @@ TEST(RTMPSlowEncoder, KeepsTheLatestPictures) {
     const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
     cast->SetVideoOutputFormat(1440, 1080, 30, 1);
     ASSERT_EQ(cast->Start(), RTMPCAST_OK);
-    for (int number = 0; number < frames; ++number) GivePicture(*cast, number);
+    for (int number = 0; number < frames; ++number) GivePicture({cast.get()}, number);
     constexpr int tenths_a_picture = 20;
     WaitUntilStill([&] { return CastRecording::Size(server, "key"); }, tenths_a_picture);
     cast->Stop();
