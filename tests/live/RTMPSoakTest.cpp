@@ -14,7 +14,7 @@ constexpr int high = 1080;
 long ResidentKib() {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmRSS:")) return std::atol(line.c_str() + 6);
+        if (line.starts_with("VmRSS:")) return std::strtol(line.c_str() + 6, nullptr, 10);
     }
     return 0;
 }
