@@ -119,7 +119,7 @@ TEST(RTMPSoak, AMinuteOfFullHdLosesNothingAndHoldsItsMemory) {
     // But for the one that is still in the encoder, and what fills none.
     EXPECT_EQ(recording.Packets("a").size(), std::size_t{frames} * samples_per_picture / samples_per_frame - 1);
     // A raw picture has 8 MiB, and what is encoded from second 15 to 50 has 20.
-    EXPECT_LT(late - early, 4 * 1024);
+    EXPECT_LT(late - early, 8 * 1024);
 }
 
 }  // namespace
