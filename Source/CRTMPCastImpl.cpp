@@ -17,6 +17,7 @@ namespace Vimbrel {
 namespace {
 
 constexpr std::uint32_t standard_chunk_size = 4096;
+constexpr std::int64_t ticks_per_ms = 10'000;
 
 // Profile, compatibility and level stand behind a start code of 4 bytes and the unit's type.
 constexpr std::size_t least_sps_size = 8;
@@ -161,6 +162,7 @@ void CRTMPCastImpl::SetAudioSample(unsigned char* data, int size, std::int64_t t
 }
 
 void CRTMPCastImpl::dispatch(encoded_frame_ptr& frame) {
+    if (frame->type == encoded_frame::type_aac) frame->time = Clock::Current().TimeMilliseconds() * ticks_per_ms;
     std::deque<encoded_frame_ptr> dropped;
     {
         const std::lock_guard lock(mutex);
@@ -212,21 +214,26 @@ bool CRTMPCastImpl::Process(const encoded_frame& frame) {
         status = RTMPCAST_CONNECTION_FAILED;
         return false;
     }
-    return frame.type == encoded_frame::type_aac ? SendAac(Bytes(frame)) : SendVideo(frame);
+    return frame.type == encoded_frame::type_aac ? SendAac(frame) : SendVideo(frame);
 }
 
-bool CRTMPCastImpl::SendAac(ByteSpan frames) {
+bool CRTMPCastImpl::SendAac(const encoded_frame& frame) {
+    // In the standard framing not the time of sending: where that is held up, all of the sound that waited would get the time at which
+    // the network went on, and the picture its own.
+    const auto now = [&] {
+        return IsStandard() ? static_cast<std::uint32_t>(frame.time / ticks_per_ms) : Clock::Current().TimeMilliseconds();
+    };
     if (!audio_header_sent) {
         if (aac.audio_specific_config.empty()) return false;
-        audio_time_base = Clock::Current().TimeMilliseconds();
+        audio_time_base = now();
         RtmpMessage header;
         header.PutAacSequenceHeader(aac.audio_specific_config);
         if (session.Send(header, RTMP_PACKET_SIZE_LARGE, 0) != 1) return false;
         audio_header_sent = true;
     }
-    const std::uint32_t clock = Clock::Current().TimeMilliseconds() - audio_time_base;
+    const std::uint32_t clock = now() - audio_time_base;
     const std::uint32_t time = IsStandard() ? SteadyAudioTime(clock) : clock;
-    audio_buffer.PutAac(frames);
+    audio_buffer.PutAac(Bytes(frame));
     // A lost link shows at the next frame.
     session.Send(audio_buffer, RTMP_PACKET_SIZE_LARGE, time);
     return true;

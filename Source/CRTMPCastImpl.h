@@ -50,7 +50,7 @@ private:
     void SendFrames();
     encoded_frame_ptr NextFrame();
     bool Process(const encoded_frame& frame);
-    bool SendAac(ByteSpan frames);
+    bool SendAac(const encoded_frame& frame);
     std::uint32_t SteadyAudioTime(std::uint32_t clock);
     bool SendVideo(const encoded_frame& frame);
     bool SendVideoHeader();
@@ -70,7 +70,7 @@ private:
     RtmpSession session;
     RtmpMessage audio_buffer;
     RtmpMessage video_buffer;
-    std::uint32_t audio_time_base = 0;  // milliseconds, at the first AAC frame
+    std::uint32_t audio_time_base = 0;  // milliseconds of the clock, at the first AAC frame
     double audio_time = 0;              // milliseconds, of the next AAC message in the standard framing
     std::uint32_t video_time = 0;       // milliseconds, of the frame at work
     bool video_header_sent = false;

@@ -47,22 +47,37 @@ inline std::vector<std::int16_t> Tone(int block) {
     return samples;
 }
 
-// Pictures and sound, each at its own pace.
-inline void Play(CMediaRTMPCast& cast, int frames, int wide = width, int high = height, std::int64_t begin = 10'000'000) {
+// Calls for each of so many pictures and for each block of sound beside them, by its first sample, when it is due; the sound on a thread
+// of its own.
+template <class PictureCall, class SoundCall>
+void Pace(int frames, int block, PictureCall give_picture, SoundCall give_sound) {
     const auto start = std::chrono::steady_clock::now();
     std::thread sound([&] {
-        for (int block = 0; block * 1024.0 / 44100 < frames / 30.0; ++block) {
-            std::this_thread::sleep_until(start + block * 23220us);
-            std::vector<std::int16_t> tone = Tone(block);
-            cast.SetAudioSample(reinterpret_cast<unsigned char*>(tone.data()), 4096, 0, 0, 0);
+        for (std::int64_t first = 0; first * 30 < std::int64_t{frames} * 44100; first += block) {
+            std::this_thread::sleep_until(start + first * 1'000'000us / 44100);
+            give_sound(static_cast<int>(first));
         }
     });
     for (int number = 0; number < frames; ++number) {
         std::this_thread::sleep_until(start + number * 33333us);
-        std::vector<unsigned char> picture = Picture(number, wide, high);
-        cast.SetVideoSample(picture.data(), static_cast<unsigned>(wide), static_cast<unsigned>(high), wide * 4, begin + number * 333'333LL);
+        give_picture(number);
     }
     sound.join();
+}
+
+// Pictures and sound, each at its own pace.
+inline void Play(CMediaRTMPCast& cast, int frames, int wide = width, int high = height, std::int64_t begin = 10'000'000) {
+    Pace(
+        frames, 1024,
+        [&](int number) {
+            std::vector<unsigned char> picture = Picture(number, wide, high);
+            cast.SetVideoSample(picture.data(), static_cast<unsigned>(wide), static_cast<unsigned>(high), wide * 4,
+                                begin + number * 333'333LL);
+        },
+        [&](int first) {
+            std::vector<std::int16_t> tone = Tone(first / 1024);
+            cast.SetAudioSample(reinterpret_cast<unsigned char*>(tone.data()), 4096, 0, 0, 0);
+        });
     // What the encoders and the network still hold.
     std::this_thread::sleep_for(500ms);
 }

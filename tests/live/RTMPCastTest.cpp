@@ -208,23 +208,6 @@ TEST(RTMPCast, ARefusalAfterTheStartIsALostLink) {
     EXPECT_EQ(status, RTMPCAST_CONNECTION_FAILED);
 }
 
-// What is encoded waits, and all of it comes when the server reads again.
-TEST(RTMPCast, AServerThatPausesLosesNothing) {
-    RtmpServer server;
-    Proxy proxy(server.port);
-    const auto cast = MakeCast(proxy.Url("live", "key"), Framing::Standard);
-    ASSERT_EQ(cast->Start(), 0);
-    Play(*cast, 15);
-    proxy.paused = true;
-    Play(*cast, 60);
-    proxy.paused = false;
-    Play(*cast, 15);
-    std::this_thread::sleep_for(500ms);
-    cast->Stop();
-    std::this_thread::sleep_for(300ms);
-    EXPECT_EQ(Probe(server, server.Recording("key").string(), "v", "nb_read_frames"), "90\n");
-}
-
 TEST(RTMPCast, StartsOnceAndStopsAtAnyTime) {
     RtmpServer server;
     const auto idle = MakeCast(server.Url("live", "key"));
