@@ -232,23 +232,35 @@ bool CRTMPCastImpl::SendAac(const encoded_frame& frame) {
         audio_header_sent = true;
     }
     const std::uint32_t clock = now() - audio_time_base;
-    const std::uint32_t time = IsStandard() ? SteadyAudioTime(clock) : clock;
-    audio_buffer.PutAac(Bytes(frame));
-    // A lost link shows at the next frame.
-    session.Send(audio_buffer, RTMP_PACKET_SIZE_LARGE, time);
+    if (IsStandard()) {
+        SendAacFrames(frame, clock);
+    } else {
+        SendAacMessage(Bytes(frame), clock);
+    }
     return true;
 }
 
-// The clock says when a frame was encoded, which comes in bursts where the application's blocks do. Frames follow one another by
-// their length as long as that stays near the clock.
-std::uint32_t CRTMPCastImpl::SteadyAudioTime(std::uint32_t clock) {
+// A lost link shows at the next frame.
+void CRTMPCastImpl::SendAacMessage(ByteSpan frames, std::uint32_t time) {
+    audio_buffer.PutAac(frames);
+    session.Send(audio_buffer, RTMP_PACKET_SIZE_LARGE, time);
+}
+
+// Each frame of a long block has a message of its own, since receivers take a message for one frame. The clock says when the block was
+// encoded, which comes in bursts where the application's blocks do. Frames follow one another by their length as long as that stays near
+// the clock.
+void CRTMPCastImpl::SendAacFrames(const encoded_frame& frame, double clock) {
     constexpr double samples_per_frame = 1024;
     constexpr double tolerance = 100;
     const double frame_duration = samples_per_frame * 1000 / aac.format.nSamplesPerSec;
-    if (std::abs(audio_time - clock) > tolerance) audio_time = std::max<double>(clock, audio_time - frame_duration + 1);
-    const auto time = static_cast<std::uint32_t>(audio_time);
-    audio_time += frame_duration;
-    return time;
+    ByteSpan rest = Bytes(frame);
+    for (const std::int32_t size : frame.aac_frame_sizes) {
+        if (std::abs(audio_time - clock) > tolerance) audio_time = std::max(clock, audio_time - frame_duration + 1);
+        SendAacMessage(rest.first(static_cast<std::size_t>(size)), static_cast<std::uint32_t>(audio_time));
+        rest = rest.subspan(static_cast<std::size_t>(size));
+        audio_time += frame_duration;
+        clock += frame_duration;
+    }
 }
 
 bool CRTMPCastImpl::SendVideoHeader() {

@@ -51,7 +51,8 @@ private:
     encoded_frame_ptr NextFrame();
     bool Process(const encoded_frame& frame);
     bool SendAac(const encoded_frame& frame);
-    std::uint32_t SteadyAudioTime(std::uint32_t clock);
+    void SendAacMessage(ByteSpan frames, std::uint32_t time);
+    void SendAacFrames(const encoded_frame& frame, double clock);
     bool SendVideo(const encoded_frame& frame);
     bool SendVideoHeader();
     bool SendPieces(ByteSpan access_unit, bool key);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 namespace Vimbrel {
 
@@ -21,6 +22,7 @@ struct encoded_frame {
     std::int64_t time = 0;         // in units of 100 ns: of presentation, or of AAC when it was handed on
     std::int64_t decode_time = 0;  // in units of 100 ns, 0 if the encoder gave none
     std::uint8_t key = 0;          // not 0 for a key frame
+    std::vector<std::int32_t> aac_frame_sizes;  // bytes of each of the AAC frames that lie in `data`, one behind the other
 };
 
 struct encoded_frame_deleter {

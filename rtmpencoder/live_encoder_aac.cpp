@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "vimbrel/AppLog.h"
 
@@ -161,15 +162,17 @@ bool live_encoder_aac::encode(const packet_audio& block) {
 
     std::uint32_t total = 0;
     // Most blocks fill no frame of the encoder's, which is no failure.
-    if (!collect_output(total)) return true;
+    std::vector<std::int32_t> sizes;
+    if (!collect_output(total, sizes)) return true;
     encoded_frame_ptr frame = make_encoded_frame(encoded_frame::type_aac, scratch.get(), static_cast<std::int32_t>(total));
+    if (frame) frame->aac_frame_sizes = std::move(sizes);
     auto* const receiver = dispatcher.load();
     if (frame && receiver != nullptr) receiver->dispatch(frame);
     return true;
 }
 
 // Everything that one block yields, one frame behind the other. False if that is nothing.
-bool live_encoder_aac::collect_output(std::uint32_t& total) {
+bool live_encoder_aac::collect_output(std::uint32_t& total, std::vector<std::int32_t>& sizes) {
     bool any = false;
     MFT_OUTPUT_DATA_BUFFER data{};
     data.pSample = output_sample.Get();
@@ -181,7 +184,10 @@ bool live_encoder_aac::collect_output(std::uint32_t& total) {
         DWORD length = 0;
         if (SUCCEEDED(output_sample->ConvertToContiguousBuffer(contiguous.Put())) &&
             SUCCEEDED(contiguous->Lock(&bytes, nullptr, &length))) {
-            if (total + length < scratch_size) std::memcpy(scratch.get() + total, bytes, length);
+            if (total + length < scratch_size) {
+                std::memcpy(scratch.get() + total, bytes, length);
+                sizes.push_back(static_cast<std::int32_t>(length));
+            }
             contiguous->Unlock();
             // What finds no room counts as well.
             total = std::min<std::uint32_t>(total + length, scratch_size);

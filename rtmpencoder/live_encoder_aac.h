@@ -56,7 +56,7 @@ private:
     HRESULT create_buffers();
     HRESULT fill_input(const packet_audio& block);
     bool encode(const packet_audio& block);
-    bool collect_output(std::uint32_t& total);
+    bool collect_output(std::uint32_t& total, std::vector<std::int32_t>& sizes);
     void change_format(packet_audio_changing& change);
 
     const std::uint32_t profile_level = 41;

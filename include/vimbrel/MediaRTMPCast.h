@@ -68,7 +68,7 @@ public:
     // for the encoder; then the oldest is dropped.
     virtual void SetVideoSample(unsigned char* data, unsigned width, unsigned height, int stride, std::int64_t time) = 0;
     // Whole sample frames of 16-bit sound; with bit value 2 in `flags` silence of that size. Copied; never waits. Time and
-    // duration are not used: sound is stamped when it is encoded.
+    // duration are not used: sound has the clock's time at which it is encoded, or sent in the native framing.
     virtual void SetAudioSample(unsigned char* data, int size, std::int64_t time, std::int64_t duration, unsigned flags) = 0;
 
     // Bits of picture a second, over the last second of its times and over all of them; 0 in the first second. On any thread.

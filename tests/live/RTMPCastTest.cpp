@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "rtmpencoder/live_encoder_h264.h"
-#include "tests/live/CastSession.h"
+#include "tests/live/MarkedCast.h"
 #include "tests/live/Proxy.h"
 #include "tests/live/RtmpServer.h"
 
@@ -113,6 +113,26 @@ TEST(RTMPCast, StandardFramingIsCutIntoHls) {
     EXPECT_EQ(server.folder.Run("cat hls/key-*.ts > all.ts; ffprobe -v error -select_streams v -count_frames -show_entries "
                                 "stream=nb_read_frames -of csv=p=0 all.ts | head -1"),
               "120\n");
+}
+
+// Receivers take a message for one frame, whatever blocks the application has.
+TEST(RTMPCast, StandardFramingHasAMessageForEachFrameOfSound) {
+    RtmpServer server;
+    const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
+    ASSERT_EQ(cast->Start(), 0);
+    constexpr int frames = 90;
+    constexpr int block = 8820;
+    Pace(
+        frames, block, [&](int number) { GivePicture({cast.get()}, number); },
+        [&](int) {
+            std::vector<std::int16_t> silence(std::size_t{2} * block);
+            cast->SetAudioSample(reinterpret_cast<unsigned char*>(silence.data()), static_cast<int>(silence.size() * 2), 0, 0, 0);
+        });
+    WaitUntilStill([&] { return CastRecording::Size(server, "key"); });
+    cast->Stop();
+    const auto sound = CastRecording(server, "key").Packets("a");
+    EXPECT_GE(sound.size(), std::size_t{frames * samples_per_picture / samples_per_frame - 2});
+    ExpectRising(sound, 23, 24);
 }
 
 TEST(RTMPCast, FramesOfOtherSizesAreFitted) {
