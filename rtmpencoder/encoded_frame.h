@@ -17,11 +17,11 @@ struct encoded_frame {
     };
 
     std::uint32_t type = type_aac;
-    std::uint8_t* data = nullptr;  // owned, from std::malloc; null if size is 0
-    std::int32_t size = 0;         // bytes
-    std::int64_t time = 0;         // in units of 100 ns: of presentation, or of AAC when it was handed on
-    std::int64_t decode_time = 0;  // in units of 100 ns, 0 if the encoder gave none
-    std::uint8_t key = 0;          // not 0 for a key frame
+    std::uint8_t* data = nullptr;               // owned, from std::malloc; null if size is 0
+    std::int32_t size = 0;                      // bytes
+    std::int64_t time = 0;                      // in units of 100 ns: of presentation, or of AAC when it was handed on
+    std::int64_t decode_time = 0;               // in units of 100 ns, 0 if the encoder gave none
+    std::uint8_t key = 0;                       // not 0 for a key frame
     std::vector<std::int32_t> aac_frame_sizes;  // bytes of each of the AAC frames that lie in `data`, one behind the other
 };
 
