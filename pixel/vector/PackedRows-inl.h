@@ -19,6 +19,14 @@ HWY_INLINE DwordVec WithAlphaOf(DwordVec colors, DwordVec alpha) {
     return hn::Or(hn::AndNot(mask, colors), hn::And(mask, alpha));
 }
 
+// Where a source lies otherwise in its lines of the cache than the destination, loads of 64 bytes are across two of them, and from memory
+// took twice the time of loads of 32.
+HWY_INLINE ByteVec LoadByHalves(const std::uint8_t* place) {
+    if constexpr (vector_bytes < 64) return hn::LoadU(bytes, place);
+    constexpr hn::Half<Bytes> half;
+    return hn::Combine(bytes, hn::LoadU(half, place + vector_bytes / 2), hn::LoadU(half, place));
+}
+
 HWY_INLINE DwordVec LoadPixels(const std::uint8_t* place) { return hn::BitCast(dwords, hn::LoadU(bytes, place)); }
 HWY_INLINE void StorePixels(DwordVec pixels, std::uint8_t* place) { hn::StoreU(hn::BitCast(bytes, pixels), bytes, place); }
 
@@ -91,7 +99,7 @@ HWY_INLINE void PremultiplyBlock(const std::uint8_t* source, std::uint8_t* desti
     static constexpr std::uint8_t first_third[16] = {0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14};
     static constexpr std::uint8_t second_fourth[16] = {1, 1, 3, 3, 5, 5, 7, 7, 9, 9, 11, 11, 13, 13, 15, 15};
     static constexpr std::uint8_t alphas[16] = {0x80, 3, 0x80, 3, 0x80, 7, 0x80, 7, 0x80, 11, 0x80, 11, 0x80, 15, 0x80, 15};
-    const ByteVec pixels = hn::LoadU(bytes, source);
+    const ByteVec pixels = LoadByHalves(source);
     const DwordVec alpha = hn::BitCast(dwords, hn::TableLookupBytesOr0(pixels, EachBlock(alphas)));
     const auto products = [&](const std::uint8_t(&order)[16], std::uint32_t set) HWY_ATTR {
         const WordVec colors = hn::BitCast(words, hn::TableLookupBytes(pixels, EachBlock(order)));
