@@ -145,9 +145,14 @@ inline void FillAlphaRow(std::uint8_t value, std::uint8_t* first, std::int32_t w
     for (const std::int32_t head = 1 + PixelsToAlignment(destination, width - 1); x < head; ++x, destination += 4) destination[3] = value;
     const DwordVec mask = hn::Set(dwords, 0xFF000000U);
     const DwordVec alpha = hn::Set(dwords, static_cast<std::uint32_t>(value) << 24);
-    for (; x + packed_pixels <= width; x += packed_pixels, destination += vector_bytes) {
-        StorePixels(hn::Or(hn::AndNot(mask, LoadPixels(destination)), alpha), destination);
+    const auto filled = [&](const std::uint8_t* place) HWY_ATTR { return hn::Or(hn::AndNot(mask, LoadPixels(place)), alpha); };
+    for (; x + 2 * packed_pixels <= width; x += 2 * packed_pixels, destination += 2 * vector_bytes) {
+        const DwordVec pixels = filled(destination);
+        const DwordVec next_pixels = filled(destination + vector_bytes);
+        StorePixels(pixels, destination);
+        StorePixels(next_pixels, destination + vector_bytes);
     }
+    for (; x + packed_pixels <= width; x += packed_pixels, destination += vector_bytes) StorePixels(filled(destination), destination);
     for (; x < width; ++x, destination += 4) destination[3] = value;
 }
 
