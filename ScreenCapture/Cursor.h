@@ -1,7 +1,7 @@
 // Drawing the system's mouse cursor into a captured picture.
 #pragma once
 
-#include "ScreenCapture/Gdi.h"
+#include "ScreenCapture/system/Gdi.h"
 
 namespace Vimbrel {
 

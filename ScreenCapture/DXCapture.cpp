@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-#include "ScreenCapture/CaptureSystem.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/Cursor.h"
 
 namespace Vimbrel {

@@ -1,8 +1,8 @@
 // A rectangle of the screen out of the Direct3D 9 front buffer.
 #pragma once
 
-#include "ScreenCapture/Gdi.h"
-#include "ScreenCapture/GraphicsSystem.h"
+#include "ScreenCapture/system/Gdi.h"
+#include "ScreenCapture/system/GraphicsSystem.h"
 #include "com/ComPtr.h"
 
 namespace Vimbrel {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "ScreenCapture/CaptureSystem.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/PointerInfo.h"
 #include "com/ComPtr.h"
 

@@ -1,7 +1,7 @@
 // A rectangle of the desktop, copied with BitBlt.
 #pragma once
 
-#include "ScreenCapture/Gdi.h"
+#include "ScreenCapture/system/Gdi.h"
 
 namespace Vimbrel {
 

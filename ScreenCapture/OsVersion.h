@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "ScreenCapture/Gdi.h"
-#include "ScreenCapture/WindowSystem.h"
+#include "ScreenCapture/system/Gdi.h"
+#include "ScreenCapture/system/WindowSystem.h"
 
 namespace Vimbrel {
 

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "ScreenCapture/GdiPlus.h"
+#include "ScreenCapture/system/GdiPlus.h"
 
 namespace Vimbrel {
 

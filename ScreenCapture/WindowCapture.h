@@ -1,7 +1,7 @@
 // The client area of one window, also while others cover it, at its unscaled size.
 #pragma once
 
-#include "ScreenCapture/Gdi.h"
+#include "ScreenCapture/system/Gdi.h"
 #include "ScreenCapture/OsVersion.h"
 
 namespace Vimbrel {

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <new>
 
-#include "Source/Clock.h"
-#include "Source/WideText.h"
+#include "base/Clock.h"
+#include "base/SetText.h"
 #include "com/ComPtr.h"
 #include "vimbrel/AppLog.h"
 

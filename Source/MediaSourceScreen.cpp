@@ -6,12 +6,12 @@
 #include <cstring>
 #include <new>
 
-#include "ScreenCapture/CaptureSystem.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/DXCapture.h"
 #include "ScreenCapture/DXGICapture.h"
 #include "ScreenCapture/GdiCapture.h"
 #include "ScreenCapture/WindowCapture.h"
-#include "Source/Clock.h"
+#include "base/Clock.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {

@@ -1,6 +1,6 @@
 #include "vimbrel/MediaSourceText.h"
 
-#include "Source/WideText.h"
+#include "base/SetText.h"
 
 namespace Vimbrel {
 

@@ -20,7 +20,7 @@
 
 #include <objbase.h>
 
-#include "Source/MediaTranscodeGIF.h"
+#include "Source/record/MediaTranscodeGIF.h"
 #include "bench/ChildProcess.h"
 
 namespace {

@@ -29,8 +29,8 @@
 #include <vector>
 
 #include "bench/ChildProcess.h"
-#include "tests/live/RtmpServer.h"
-#include "tests/live/Sockets.h"
+#include "tests/support/RtmpServer.h"
+#include "tests/support/Sockets.h"
 #include "vimbrel/MediaRTMPCast.h"
 
 namespace {

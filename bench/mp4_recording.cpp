@@ -25,7 +25,7 @@
 
 #include "bench/ChildProcess.h"
 #include "com/Utf8.h"
-#include "platform/linux/mf/BgraToYuv.h"
+#include "pixel/BgraToYuv.h"
 #include "vimbrel/MediaTranscode.h"
 
 namespace {

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "Interrupt.h"
-#include "Layer.h"
-#include "Output.h"
-#include "Progress.h"
-#include "SoundMixer.h"
+#include "layers/Layer.h"
+#include "outputs/Output.h"
+#include "outputs/Progress.h"
+#include "sound/SoundMixer.h"
 
 namespace studio {
 

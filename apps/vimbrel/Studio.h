@@ -1,7 +1,7 @@
 // Composing a scene and feeding its outputs.
 #pragma once
 
-#include "Scene.h"
+#include "scene/Scene.h"
 
 namespace studio {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "Desktop.h"
+#include "layers/Desktop.h"
 #include "Log.h"
-#include "Scene.h"
+#include "scene/Scene.h"
 #include "Studio.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "ScreenCapture/GraphicsSystem.h"
+#include "ScreenCapture/system/GraphicsSystem.h"
 #include "com/ComObject.h"
 
 namespace Vimbrel::test {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ScreenCapture/Gdi.h"
+#include "ScreenCapture/system/Gdi.h"
 
 namespace Vimbrel::test {
 

@@ -1,7 +1,7 @@
 // Direct3D and DXGI that are not there, and count who asked.
 #pragma once
 
-#include "ScreenCapture/CaptureSystem.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "tests/fakes/FakeGdi.h"
 #include "tests/fakes/FakeWindowSystem.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/com/ClassTable.h"
+#include "platform/linux/classes/ClassTable.h"
 
 namespace Vimbrel::test {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ScreenCapture/WindowSystem.h"
+#include "ScreenCapture/system/WindowSystem.h"
 
 namespace Vimbrel::test {
 

@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "Source/Clock.h"
+#include "base/Clock.h"
 
 namespace Vimbrel::test {
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/linux/screen/XWindows.h"
+#include "platform/linux/x11/XWindows.h"
 
 namespace Vimbrel {
 

@@ -6,8 +6,8 @@
 
 #include <memory>
 
-#include "platform/linux/screen/DrawableReader.h"
-#include "platform/linux/screen/PixelBuffer.h"
+#include "platform/linux/x11/DrawableReader.h"
+#include "platform/linux/x11/PixelBuffer.h"
 
 namespace Vimbrel {
 

@@ -6,8 +6,8 @@
 
 #include "com/ComObject.h"
 #include "platform/linux/screen/OutputDuplication.h"
-#include "platform/linux/screen/XConnection.h"
-#include "platform/linux/screen/XOutputs.h"
+#include "platform/linux/x11/XConnection.h"
+#include "platform/linux/x11/XOutputs.h"
 
 namespace Vimbrel {
 

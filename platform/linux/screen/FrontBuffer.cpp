@@ -2,8 +2,8 @@
 #include <d3d9.h>
 
 #include "com/ComObject.h"
-#include "platform/linux/screen/DrawableReader.h"
-#include "platform/linux/screen/XConnection.h"
+#include "platform/linux/x11/DrawableReader.h"
+#include "platform/linux/x11/XConnection.h"
 
 namespace Vimbrel {
 

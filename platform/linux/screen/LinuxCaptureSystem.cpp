@@ -1,5 +1,5 @@
 // The parts of screen capture that this platform has.
-#include "ScreenCapture/CaptureSystem.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "platform/linux/screen/LinuxGdi.h"
 #include "platform/linux/screen/LinuxGdiPlus.h"
 #include "platform/linux/screen/LinuxWindowSystem.h"

@@ -5,8 +5,8 @@
 
 #include "platform/linux/screen/Blend.h"
 #include "platform/linux/screen/DeviceContext.h"
-#include "platform/linux/screen/XPointer.h"
-#include "platform/linux/screen/XWindows.h"
+#include "platform/linux/x11/XPointer.h"
+#include "platform/linux/x11/XWindows.h"
 
 namespace Vimbrel {
 

@@ -1,7 +1,7 @@
 // Device contexts, bitmaps and the cursor on the X server.
 #pragma once
 
-#include "ScreenCapture/Gdi.h"
+#include "ScreenCapture/system/Gdi.h"
 
 namespace Vimbrel {
 

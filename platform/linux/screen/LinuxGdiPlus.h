@@ -1,7 +1,7 @@
 // Blending of pointers, without a drawing library.
 #pragma once
 
-#include "ScreenCapture/GdiPlus.h"
+#include "ScreenCapture/system/GdiPlus.h"
 
 namespace Vimbrel {
 

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/linux/screen/XConnection.h"
-#include "platform/linux/screen/XOutputs.h"
-#include "platform/linux/screen/XWindows.h"
+#include "platform/linux/x11/XConnection.h"
+#include "platform/linux/x11/XOutputs.h"
+#include "platform/linux/x11/XWindows.h"
 
 namespace Vimbrel {
 

@@ -1,7 +1,7 @@
 // Windows, monitors and versions on the X server.
 #pragma once
 
-#include "ScreenCapture/WindowSystem.h"
+#include "ScreenCapture/system/WindowSystem.h"
 
 namespace Vimbrel {
 

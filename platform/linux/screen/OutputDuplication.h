@@ -9,10 +9,10 @@
 #include <memory>
 
 #include "com/ComObject.h"
-#include "platform/linux/screen/DrawableReader.h"
+#include "platform/linux/x11/DrawableReader.h"
 #include "platform/linux/screen/Texture.h"
-#include "platform/linux/screen/XOutputs.h"
-#include "platform/linux/screen/XPointer.h"
+#include "platform/linux/x11/XOutputs.h"
+#include "platform/linux/x11/XPointer.h"
 
 namespace Vimbrel {
 

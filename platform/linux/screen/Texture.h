@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "com/ComObject.h"
-#include "platform/linux/screen/PixelBuffer.h"
+#include "platform/linux/x11/PixelBuffer.h"
 
 namespace Vimbrel {
 

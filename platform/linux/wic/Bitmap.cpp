@@ -2,7 +2,7 @@
 
 #include "platform/linux/wic/FrameSource.h"
 #include "platform/linux/wic/ImagingObjects.h"
-#include "platform/linux/wic/StillLayout.h"
+#include "platform/linux/wic/still/StillLayout.h"
 
 namespace Vimbrel {
 

@@ -5,7 +5,7 @@
 #include "platform/linux/wic/FrameRenderer.h"
 #include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/wic/PbgraSource.h"
-#include "platform/linux/wic/StillLayout.h"
+#include "platform/linux/wic/still/StillLayout.h"
 
 namespace Vimbrel {
 

@@ -8,9 +8,9 @@
 
 #include "platform/linux/wic/FrameRenderer.h"
 #include "platform/linux/wic/ImagingObjects.h"
-#include "platform/linux/wic/IndexedRenderer.h"
+#include "platform/linux/wic/palette/IndexedRenderer.h"
 #include "platform/linux/wic/PbgraSource.h"
-#include "platform/linux/wic/PictureNormalizer.h"
+#include "platform/linux/wic/still/PictureNormalizer.h"
 
 namespace Vimbrel {
 

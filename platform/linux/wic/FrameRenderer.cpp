@@ -11,7 +11,7 @@ extern "C" {
 #include <thread>
 
 #include "platform/linux/ffmpeg/FfmpegError.h"
-#include "platform/linux/wic/StillLayout.h"
+#include "platform/linux/wic/still/StillLayout.h"
 
 namespace Vimbrel {
 

@@ -10,7 +10,7 @@
 #include "com/ComObject.h"
 #include "platform/linux/kernel/ErrnoResult.h"
 #include "platform/linux/wic/ImagingObjects.h"
-#include "platform/linux/wic/NativePath.h"
+#include "platform/linux/kernel/NativePath.h"
 
 namespace Vimbrel {
 

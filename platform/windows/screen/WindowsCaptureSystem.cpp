@@ -1,5 +1,5 @@
 // The parts of screen capture that the system has.
-#include "ScreenCapture/CaptureSystem.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "platform/windows/screen/WindowsGdi.h"
 #include "platform/windows/screen/WindowsGdiPlus.h"
 #include "platform/windows/screen/WindowsWindowSystem.h"

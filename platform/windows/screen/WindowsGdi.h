@@ -1,7 +1,7 @@
 // GDI as it is.
 #pragma once
 
-#include "ScreenCapture/Gdi.h"
+#include "ScreenCapture/system/Gdi.h"
 
 namespace Vimbrel {
 

@@ -1,7 +1,7 @@
 // GDI+ as it is.
 #pragma once
 
-#include "ScreenCapture/GdiPlus.h"
+#include "ScreenCapture/system/GdiPlus.h"
 
 namespace Vimbrel {
 

@@ -1,7 +1,7 @@
 // Windows, monitors and versions as they are.
 #pragma once
 
-#include "ScreenCapture/WindowSystem.h"
+#include "ScreenCapture/system/WindowSystem.h"
 
 namespace Vimbrel {
 

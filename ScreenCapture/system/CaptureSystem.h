@@ -1,0 +1,36 @@
+// The parts of the system that screen capture stands on, behind one point where a test can put its own.
+#pragma once
+
+#include "ScreenCapture/system/Gdi.h"
+#include "ScreenCapture/system/GdiPlus.h"
+#include "ScreenCapture/system/GraphicsSystem.h"
+#include "ScreenCapture/system/WindowSystem.h"
+
+namespace Vimbrel {
+
+struct CaptureSystem {
+    WindowSystem& windows;
+    Gdi& gdi;
+    GdiPlus& gdiplus;
+    GraphicsSystem& graphics;
+
+    // The platform's, or those that a ScopedCaptureSystem put in its place.
+    static const CaptureSystem& Current();
+};
+
+// The platform's own. Lives as long as the process.
+const CaptureSystem& PlatformCaptureSystem();
+
+// Replaces CaptureSystem::Current while it lives. For tests; not while another thread captures.
+class ScopedCaptureSystem {
+public:
+    explicit ScopedCaptureSystem(const CaptureSystem& system);
+    ~ScopedCaptureSystem();
+    ScopedCaptureSystem(const ScopedCaptureSystem&) = delete;
+    ScopedCaptureSystem& operator=(const ScopedCaptureSystem&) = delete;
+
+private:
+    const CaptureSystem* previous;
+};
+
+}  // namespace Vimbrel

@@ -1,0 +1,93 @@
+#include "Source/cast/PublisherLogin.h"
+
+#include <nettle/base64.h>
+#include <nettle/md5.h>
+
+#include <array>
+#include <cstdint>
+#include <random>
+
+namespace Vimbrel {
+namespace {
+
+using Digest = std::array<std::uint8_t, MD5_DIGEST_SIZE>;
+
+bool Has(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
+
+Digest Md5(const std::string& text) {
+    md5_ctx context;
+    md5_init(&context);
+    md5_update(&context, text.size(), reinterpret_cast<const std::uint8_t*>(text.data()));
+    Digest digest;
+    md5_digest(&context, digest.size(), digest.data());
+    return digest;
+}
+
+template <std::size_t Size>
+std::string Base64(const std::array<std::uint8_t, Size>& bytes) {
+    std::string text(BASE64_ENCODE_RAW_LENGTH(Size), '\0');
+    base64_encode_raw(text.data(), bytes.size(), bytes.data());
+    return text;
+}
+
+template <std::size_t Size>
+std::string Hex(const std::array<std::uint8_t, Size>& bytes) {
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
+    }
+    return text;
+}
+
+std::array<std::uint8_t, 4> Random() {
+    std::random_device random;
+    std::array<std::uint8_t, 4> bytes{};
+    for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random());
+    return bytes;
+}
+
+// Of "?reason=needauth&name=value&…".
+std::string Value(const std::string& question, const std::string& name) {
+    const std::string key = "&" + name + "=";
+    const std::size_t place = question.find(key);
+    if (place == std::string::npos) return {};
+    const std::size_t start = place + key.size();
+    return question.substr(start, question.find('&', start) - start);
+}
+
+}  // namespace
+
+std::string PublisherLogin::Answer(const std::string& description, const std::string& application) const {
+    const bool adobe = Has(description, "authmod=adobe");
+    if (user.empty() || password.empty() || !(adobe || Has(description, "authmod=llnw"))) return {};
+    if (Has(description, "code=403 need auth")) {
+        // Asked again: the user is not wanted.
+        if (Has(application, "authmod=")) return {};
+        return std::string(adobe ? "?authmod=adobe" : "?authmod=llnw") + "&user=" + user;
+    }
+    const std::size_t question = description.find("?reason=needauth");
+    if (question == std::string::npos || Has(application, "&response=")) return {};
+    return adobe ? AnswerAdobe(description.substr(question)) : AnswerLlnw(description.substr(question), application);
+}
+
+std::string PublisherLogin::AnswerAdobe(const std::string& question) const {
+    const std::string opaque = Value(question, "opaque");
+    const std::string challenge = Base64(Random());
+    const std::string salted = Base64(Md5(user + Value(question, "salt") + password));
+    const std::string response = Base64(Md5(salted + (opaque.empty() ? Value(question, "challenge") : opaque) + challenge));
+    return "&challenge=" + challenge + "&response=" + response + "&opaque=" + opaque;
+}
+
+// HTTP's digest for a method of its own.
+std::string PublisherLogin::AnswerLlnw(const std::string& question, const std::string& application) const {
+    const std::string nonce = Value(question, "nonce");
+    const std::string count = "00000001";
+    const std::string own_nonce = Hex(Random());
+    std::string place = application.substr(0, application.find('?'));
+    if (!Has(place, "/")) place += "/_definst_";
+    const std::string response = Hex(
+        Md5(Hex(Md5(user + ":live:" + password)) + ":" + nonce + ":" + count + ":" + own_nonce + ":auth:" + Hex(Md5("publish:/" + place))));
+    return "&nonce=" + nonce + "&cnonce=" + own_nonce + "&nc=" + count + "&response=" + response;
+}
+
+}  // namespace Vimbrel

@@ -1,0 +1,76 @@
+// The GIF recorder. What its settings mean stands with CreateMediaTranscodeGIF.
+#pragma once
+
+#include <wincodec.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "Source/record/TranscodeCounters.h"
+#include "com/ComPtr.h"
+#include "vimbrel/MediaTranscode.h"
+
+namespace Vimbrel {
+
+// A queued frame; width 0 is the mark that ends the recording.
+struct GifSample {
+    std::unique_ptr<unsigned char[]> data;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t stride = 0;
+};
+
+class MediaTranscodeGIF final : public MediaTranscode, public TranscodeCounters {
+public:
+    MediaTranscodeGIF() = default;
+    ~MediaTranscodeGIF() override;
+
+    OutputType GetOutputType() const override { return OutputType::GIF; }
+    void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride, std::int64_t time, std::int64_t duration) override;
+    void SetVideoOutputFormat(int width, int height) override;
+    void SetVideoFps(int framesPerSecond, int) override;
+    void SetVideoQuality(int newQuality) override;
+
+    // Takes every sample, without the limit by the clock; the delay written stays that of the rate.
+    void SetVideoFpsAsVideo(bool on) { fpsAsVideo = on; }
+    // Pixels less opaque than this become transparent, in frames that have a transparent colour.
+    void SetAlphaThresholdPercent(float percent) { alphaThresholdPercent = percent; }
+    bool IsWorking() const { return running; }
+
+private:
+    void OnCleanup() override;
+    bool OnStart() override;
+    void OnStop() override;
+
+    bool Intialize();
+    bool WriteGlobalMetadata();
+    void OnProc();
+    void SetSample(void* data, unsigned width, unsigned height, unsigned stride);
+    bool WriteFrame(void* data, unsigned width, unsigned height, unsigned stride, bool transparent);
+
+    ComPtr<IWICImagingFactory2> wicFactory;
+    ComPtr<IWICStream> stream;
+    ComPtr<IWICBitmapEncoder> encoder;
+    std::uint32_t videoWidth = 0;
+    std::uint32_t videoHeight = 0;
+    float alphaThresholdPercent = 90.0f;
+    bool initialized = false;  // the file's header is written
+    bool quality = true;       // error diffusion
+    bool fpsAsVideo = false;
+    std::uint32_t fps = 0;
+    std::uint32_t sampleCount = 0;
+    std::uint32_t startTime = 0;
+    std::condition_variable startedOrStopped;
+    std::condition_variable sampleReady;
+    std::unique_ptr<std::thread> thread;
+    std::mutex lock;
+    std::atomic<bool> running{false};
+    std::deque<std::unique_ptr<GifSample>> queue;  // guarded by lock
+    bool finished = true;                          // the thread is past its loop; guarded by lock
+};
+
+}  // namespace Vimbrel

@@ -1,0 +1,80 @@
+// The MP4 recorder. What its settings mean stands with CreateMediaTranscodeMP4.
+#pragma once
+
+#include <mfidl.h>
+#include <mmreg.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "Source/record/MFMemorySource.h"
+#include "base/MediaStartup.h"
+#include "Source/record/TranscodeCounters.h"
+#include "Source/record/TranscodeSession.h"
+#include "com/ComPtr.h"
+#include "vimbrel/MediaTranscode.h"
+
+namespace Vimbrel {
+
+class VIMBREL_API MediaTranscodeMP4 final : public MediaTranscode, public TranscodeCounters {
+public:
+    explicit MediaTranscodeMP4(bool audio_only);
+    ~MediaTranscodeMP4() override;
+    MediaTranscodeMP4(const MediaTranscodeMP4&) = delete;
+    MediaTranscodeMP4& operator=(const MediaTranscodeMP4&) = delete;
+
+    OutputType GetOutputType() const override { return output_type; }
+    void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride, std::int64_t time, std::int64_t duration) override;
+    void SetAudioSample(void* data, unsigned size, std::int64_t time, std::int64_t duration) override;
+    void SetVideoOutputFormat(int width, int height) override;
+    void SetVideoFps(int numerator, int denominator) override;
+    void SetVideoQuality(int quality) override;
+    void SetAudioOutputFormat(const WAVEFORMATEX* format, const unsigned char* extra) override;
+
+protected:
+    bool OnCreate() override;
+    void OnCleanup() override;
+    bool OnStart() override;
+    void OnStop() override;
+
+private:
+    void CalculateAudioVideoBitRate();
+    HRESULT CreateSource(ComPtr<IMFMediaSource>& result);
+    HRESULT CreateTranscodeProfile(bool hardware, ComPtr<IMFTranscodeProfile>& profile);
+    HRESULT CreateAACProfile(ComPtr<IMFAttributes>& attributes);
+    HRESULT CreateH264Profile(ComPtr<IMFAttributes>& attributes);
+    HRESULT CreateContainerAttributes(bool hardware, ComPtr<IMFAttributes>& attributes);
+    HRESULT CreateTopology(IMFMediaSource* media_source, ComPtr<IMFTopology>& topology);
+    HRESULT CreateAudioType(ComPtr<IMFMediaType>& type) const;
+    HRESULT CreateVideoType(ComPtr<IMFMediaType>& type) const;
+    ComPtr<MFMemorySource> Source();
+    void ReplaceSource(ComPtr<MFMemorySource> replacement);
+
+    // First, so that it ends last.
+    MediaPlatform platform;
+    const OutputType output_type;
+    std::atomic<bool> is_running{false};
+    bool is_created = false;
+    std::uint32_t video_width = 0;
+    std::uint32_t video_height = 0;
+    std::uint32_t video_fps_num = 25;
+    std::uint32_t video_fps_den = 1;
+    std::uint32_t video_quality = 1;
+    WAVEFORMATEX audio_format{};
+    std::unique_ptr<unsigned char[]> audio_extra;  // audio_format.cbSize bytes, or null
+    std::uint32_t video_bit_rate = 0;              // bits a second
+    std::uint32_t audio_bytes_per_second = 12000;
+    std::int64_t first_audio_time = 0;
+    std::int64_t audio_samples = 0;
+    std::int64_t first_video_time = 0;
+    std::int64_t video_samples = 0;
+    HANDLE source_started_event;
+    std::mutex source_lock;
+    ComPtr<MFMemorySource> source;  // guarded by source_lock
+    ComPtr<TranscodeSession> session;
+};
+
+}  // namespace Vimbrel

@@ -1,0 +1,59 @@
+// A queue of operations that run one at a time on the platform's work queue.
+#pragma once
+
+#include <mfapi.h>
+#include <mfidl.h>
+#include <windows.h>
+
+#include "com/AsyncCallback.h"
+#include "com/ComPtrList.h"
+#include "base/CriticalSectionLock.h"
+#include "com/ComPtr.h"
+
+namespace Vimbrel {
+
+template <class Op>
+class OpQueue : public IUnknown {
+public:
+    OpQueue(const OpQueue&) = delete;
+    OpQueue& operator=(const OpQueue&) = delete;
+
+    HRESULT QueueOperation(Op* operation) {
+        const CriticalSectionLock lock(critical_section);
+        const HRESULT hr = queue.PushBack(operation);
+        return SUCCEEDED(hr) ? ProcessQueue() : hr;
+    }
+
+protected:
+    // The section belongs to the owner and guards the queue; it is held throughout ValidateOperation and DispatchOperation.
+    explicit OpQueue(CRITICAL_SECTION* section) : critical_section(section), on_process_queue(this, &OpQueue::ProcessQueueAsync) {}
+
+    virtual HRESULT DispatchOperation(Op* operation) = 0;
+    // A failure leaves the operation at the head of the queue, until ProcessQueue is called again.
+    virtual HRESULT ValidateOperation(Op* operation) = 0;
+    virtual ~OpQueue() = default;
+
+    // Has the next operation run, if there is one. With the section held.
+    HRESULT ProcessQueue() {
+        if (queue.IsEmpty()) return S_OK;
+        return MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, &on_process_queue, nullptr);
+    }
+
+    HRESULT ProcessQueueAsync(IMFAsyncResult*) {
+        const CriticalSectionLock lock(critical_section);
+        ComPtr<Op> operation;
+        if (queue.IsEmpty() || FAILED(queue.Front(operation.Put()))) return S_OK;
+        const HRESULT hr = ValidateOperation(operation.Get());
+        if (FAILED(hr)) return hr;
+        queue.PopFront(operation.Put());
+        return DispatchOperation(operation.Get());
+    }
+
+    ComPtrList<Op, false> queue;
+    CRITICAL_SECTION* const critical_section;
+
+private:
+    AsyncCallback<OpQueue> on_process_queue;
+};
+
+}  // namespace Vimbrel

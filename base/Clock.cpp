@@ -1,0 +1,38 @@
+#include "base/Clock.h"
+
+#include <windows.h>
+
+#include <mmsystem.h>
+
+namespace Vimbrel {
+
+namespace {
+
+class SystemClock final : public Clock {
+public:
+    std::int64_t PerformanceCounter() override {
+        LARGE_INTEGER count;
+        QueryPerformanceCounter(&count);
+        return count.QuadPart;
+    }
+
+    std::int64_t PerformanceFrequency() override {
+        LARGE_INTEGER frequency;
+        QueryPerformanceFrequency(&frequency);
+        return frequency.QuadPart;
+    }
+
+    std::uint32_t TimeMilliseconds() override { return timeGetTime(); }
+};
+
+SystemClock system_clock;
+Clock* current_clock = &system_clock;
+
+}  // namespace
+
+Clock& Clock::Current() { return *current_clock; }
+
+ScopedClock::ScopedClock(Clock& clock) : previous(current_clock) { current_clock = &clock; }
+ScopedClock::~ScopedClock() { current_clock = previous; }
+
+}  // namespace Vimbrel

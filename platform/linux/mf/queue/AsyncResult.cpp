@@ -1,0 +1,30 @@
+#include "platform/linux/mf/queue/AsyncResult.h"
+
+#include <mfapi.h>
+
+namespace Vimbrel {
+
+HRESULT STDMETHODCALLTYPE AsyncResult::GetState(IUnknown** state) {
+    if (!state) return E_POINTER;
+    *state = nullptr;
+    return state_ ? state_.CopyTo(state) : E_POINTER;
+}
+
+HRESULT STDMETHODCALLTYPE AsyncResult::SetStatus(HRESULT status) {
+    status_ = status;
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE AsyncResult::GetObject(IUnknown** object) {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    return object_ ? object_.CopyTo(object) : E_POINTER;
+}
+
+}  // namespace Vimbrel
+
+extern "C" HRESULT WINAPI MFCreateAsyncResult(IUnknown* object, IMFAsyncCallback* callback, IUnknown* state, IMFAsyncResult** result) {
+    if (!result) return E_POINTER;
+    *result = Vimbrel::MakeCom<Vimbrel::AsyncResult>(object, callback, state).Detach();
+    return S_OK;
+}

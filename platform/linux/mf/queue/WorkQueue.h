@@ -1,0 +1,55 @@
+// Threads that run work items, as many as there are items that want to run.
+//
+// Items may block for as long as they like: those of a live source do, until the application gives them a frame. So a thread is
+// added whenever an item would have to wait for one. Threads that found nothing to do for a while end.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "platform/linux/mf/queue/AsyncResult.h"
+
+namespace Vimbrel {
+
+class WorkQueue : public std::enable_shared_from_this<WorkQueue> {
+public:
+    // A recording keeps about ten of them blocked while it waits for a frame. With all of them blocked, items wait until the application
+    // gives the next frame to one of its recordings.
+    static constexpr std::size_t most_threads = 256;
+    static constexpr std::chrono::milliseconds idle_time{5000};
+
+    WorkQueue(std::size_t thread_limit, std::chrono::milliseconds idle) : thread_limit_(thread_limit), idle_time_(idle) {}
+    ~WorkQueue();
+    WorkQueue(const WorkQueue&) = delete;
+    WorkQueue& operator=(const WorkQueue&) = delete;
+
+    // Begins in order of the calls. MF_E_SHUTDOWN after Close; E_OUTOFMEMORY if there is no thread at all.
+    HRESULT Put(ComPtr<AsyncResult> item);
+    // Returns when all items are done and all threads have ended; from within an item at once, and they end on their own.
+    void Close();
+
+    std::size_t ThreadCount() const;
+
+private:
+    using Threads = std::list<std::thread>;
+
+    void Run(Threads::iterator self);
+    HRESULT AddThread();
+
+    const std::size_t thread_limit_;
+    const std::chrono::milliseconds idle_time_;
+    mutable std::mutex lock_;
+    std::condition_variable wake_;
+    std::deque<ComPtr<AsyncResult>> items_;
+    Threads threads_;
+    Threads ended_;  // or about to
+    std::size_t idle_ = 0;
+    bool closed_ = false;
+};
+
+}  // namespace Vimbrel

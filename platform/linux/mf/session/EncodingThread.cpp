@@ -1,0 +1,102 @@
+#include "platform/linux/mf/session/EncodingThread.h"
+
+#include <mferror.h>
+
+#include <system_error>
+
+#include "vimbrel/AppLog.h"
+
+namespace Vimbrel {
+
+EncodingThread::EncodingThread(std::unique_ptr<TranscodePipeline> pipeline, Listener& listener)
+    : pipeline_(std::move(pipeline)), listener_(listener) {}
+
+EncodingThread::~EncodingThread() {
+    Join();
+    if (pipeline_) pipeline_->Finish();  // the thread could not be started
+}
+
+HRESULT EncodingThread::Start() {
+    try {
+        thread_ = std::thread([this] { Run(); });
+    } catch (const std::system_error&) {
+        return E_OUTOFMEMORY;
+    }
+    return S_OK;
+}
+
+void EncodingThread::Push(std::size_t track, bool video, ComPtr<IMFSample> sample) {
+    {
+        const std::lock_guard guard(lock_);
+        if (!ended_) {
+            jobs_.push_back({track, video, std::move(sample)});
+            wake_.notify_one();
+            return;
+        }
+    }
+    listener_.OnSampleDone(track);
+}
+
+void EncodingThread::End() {
+    const std::lock_guard guard(lock_);
+    end_ = true;
+    wake_.notify_one();
+}
+
+void EncodingThread::Join() {
+    End();
+    const std::lock_guard guard(join_lock_);
+    if (thread_.joinable()) thread_.join();
+}
+
+void EncodingThread::Run() {
+    HRESULT hr = S_OK;
+    std::unique_lock guard(lock_);
+    while (SUCCEEDED(hr)) {
+        wake_.wait(guard, [this] { return end_ || !jobs_.empty(); });
+        if (jobs_.empty()) break;
+        Job job = std::move(jobs_.front());
+        jobs_.pop_front();
+        guard.unlock();
+        hr = Encode(job);
+        job.sample.Reset();  // its memory is free for the sample that is asked for now
+        listener_.OnSampleDone(job.track);
+        guard.lock();
+    }
+    guard.unlock();
+    const HRESULT end_result = pipeline_->Finish();
+    pipeline_.reset();
+    if (SUCCEEDED(hr)) hr = end_result;
+    std::deque<Job> left;
+    guard.lock();
+    ended_ = true;
+    left.swap(jobs_);
+    guard.unlock();
+    listener_.OnFileEnded(hr);
+    for (const Job& job : left) listener_.OnSampleDone(job.track);
+}
+
+// What a sample is refused for does not end the recording: later ones may be good.
+HRESULT EncodingThread::Encode(const Job& job) {
+    ComPtr<IMFMediaBuffer> buffer;
+    BYTE* data = nullptr;
+    DWORD size = 0;
+    LONGLONG time = 0;
+    LONGLONG duration = 0;
+    HRESULT hr = job.sample->GetSampleTime(&time);
+    if (SUCCEEDED(hr)) hr = job.sample->ConvertToContiguousBuffer(buffer.Put());
+    if (SUCCEEDED(hr)) hr = buffer->Lock(&data, nullptr, &size);
+    if (SUCCEEDED(hr)) {
+        if (FAILED(job.sample->GetSampleDuration(&duration))) duration = 0;
+        hr = job.video ? pipeline_->WriteVideo(data, size, time, duration) : pipeline_->WriteAudio(data, size, time, duration);
+        buffer->Unlock();
+        if (FAILED(hr) && hr != E_INVALIDARG) return hr;
+    }
+    if (FAILED(hr)) {
+        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE, "media session: a sample of %s left out: %u bytes at %lld - 0x%08X",
+                      job.video ? "picture" : "sound", size, static_cast<long long>(time), static_cast<unsigned>(hr));
+    }
+    return S_OK;
+}
+
+}  // namespace Vimbrel

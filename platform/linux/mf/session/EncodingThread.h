@@ -1,0 +1,66 @@
+// The thread on which a session encodes and writes.
+#pragma once
+
+#include <mfobjects.h>
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "com/ComPtr.h"
+#include "platform/linux/mf/session/TranscodePipeline.h"
+
+namespace Vimbrel {
+
+class EncodingThread {
+public:
+    // Called without a lock, on the thread; OnSampleDone on that of Push too once the file is ended. Neither may wait for anything.
+    class Listener {
+    public:
+        // A sample was encoded, or dropped because the file is ended.
+        virtual void OnSampleDone(std::size_t track) = 0;
+        // Once. A failure is the first of encoders and file.
+        virtual void OnFileEnded(HRESULT result) = 0;
+
+    protected:
+        ~Listener() = default;
+    };
+
+    EncodingThread(std::unique_ptr<TranscodePipeline> pipeline, Listener& listener);
+    // Ends the file, and returns when that is done.
+    ~EncodingThread();
+    EncodingThread(const EncodingThread&) = delete;
+    EncodingThread& operator=(const EncodingThread&) = delete;
+
+    // E_OUTOFMEMORY if there is no thread to be had.
+    HRESULT Start();
+    void Push(std::size_t track, bool video, ComPtr<IMFSample> sample);
+    // Ends the file behind the samples that wait.
+    void End();
+    // Ends the file and waits. It takes as long as those samples and the end of the file need; the source has no part in it.
+    void Join();
+
+private:
+    struct Job {
+        std::size_t track;
+        bool video;
+        ComPtr<IMFSample> sample;
+    };
+
+    void Run();
+    HRESULT Encode(const Job& job);
+
+    std::unique_ptr<TranscodePipeline> pipeline_;
+    Listener& listener_;
+    std::mutex lock_;
+    std::condition_variable wake_;
+    std::deque<Job> jobs_;  // at most one of each track: the next is asked for when one is done
+    bool end_ = false;
+    bool ended_ = false;
+    std::mutex join_lock_;
+    std::thread thread_;
+};
+
+}  // namespace Vimbrel

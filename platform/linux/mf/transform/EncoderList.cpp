@@ -1,0 +1,97 @@
+#include "platform/linux/mf/transform/EncoderList.h"
+
+#include <mfapi.h>
+#include <mftransform.h>
+#include <objbase.h>
+
+#include <cstdlib>
+#include <optional>
+#include <utility>
+
+#include "platform/linux/mf/transform/AsyncTransform.h"
+#include "platform/linux/mf/objects/AttributesObject.h"
+#include "platform/linux/mf/transform/H264EncoderTransform.h"
+#include "platform/linux/codec/HardwareEncoders.h"
+
+namespace Vimbrel {
+namespace {
+
+class EncoderActivate final : public AttributesObject<Implements<IMFActivate, IMFAttributes>> {
+public:
+    explicit EncoderActivate(ListedEncoder encoder) : encoder_(std::move(encoder)) {
+        SetUINT32(MF_TRANSFORM_FLAGS_Attribute, encoder_.flags);
+        SetString(MFT_FRIENDLY_NAME_Attribute, encoder_.name.c_str());
+    }
+
+    HRESULT STDMETHODCALLTYPE ActivateObject(REFIID iid, void** object) override {
+        if (!object) return E_POINTER;
+        *object = nullptr;
+        if (!made_) {
+            void* made = nullptr;
+            if (const HRESULT hr = encoder_.create(__uuidof(IUnknown), &made); FAILED(hr)) return hr;
+            made_.Attach(static_cast<IUnknown*>(made));
+        }
+        return made_->QueryInterface(iid, object);
+    }
+    HRESULT STDMETHODCALLTYPE ShutdownObject() override {
+        made_.Reset();
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE DetachObject() override { return ShutdownObject(); }
+
+private:
+    const ListedEncoder encoder_;
+    ComPtr<IUnknown> made_;
+};
+
+std::optional<std::vector<ListedEncoder>>& Override() {
+    static std::optional<std::vector<ListedEncoder>> encoders;
+    return encoders;
+}
+
+std::wstring Wide(const char* text) { return {text, text + std::char_traits<char>::length(text)}; }
+
+// Those whose devices are there. Whether one really encodes shows when its types are set.
+std::vector<ListedEncoder> Hardware() {
+    if (Override()) return *Override();
+    std::vector<ListedEncoder> found;
+    for (const HardwareEncoder& encoder : HardwareEncoders()) {
+        if (FindDevice(encoder).empty()) continue;
+        found.push_back({Wide(encoder.codec), MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_ASYNCMFT, [&encoder](REFIID iid, void** object) {
+                             const ComPtr<H264EncoderTransform> inner = MakeCom<H264EncoderTransform>(&encoder);
+                             return MakeCom<AsyncTransform>(inner.As<IMFTransform>())->QueryInterface(iid, object);
+                         }});
+    }
+    return found;
+}
+
+std::vector<ListedEncoder> Software() { return {{L"libx264", MFT_ENUM_FLAG_SYNCMFT, CreateSoftwareH264Encoder}}; }
+
+bool Lists(const MFT_REGISTER_TYPE_INFO* type, const GUID& subtype) {
+    return !type || (type->guidMajorType == MFMediaType_Video && type->guidSubtype == subtype);
+}
+
+}  // namespace
+
+ScopedHardwareEncoders::ScopedHardwareEncoders(std::vector<ListedEncoder> encoders) { Override() = std::move(encoders); }
+
+ScopedHardwareEncoders::~ScopedHardwareEncoders() { Override().reset(); }
+
+}  // namespace Vimbrel
+
+extern "C" HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags, const MFT_REGISTER_TYPE_INFO* input, const MFT_REGISTER_TYPE_INFO* output,
+                                    IMFActivate*** activates, UINT32* count) {
+    using namespace Vimbrel;
+    if (!activates || !count) return E_POINTER;
+    *activates = nullptr;
+    *count = 0;
+    if (category != MFT_CATEGORY_VIDEO_ENCODER || !Lists(input, MFVideoFormat_NV12) || !Lists(output, MFVideoFormat_H264)) return S_OK;
+    const std::vector<ListedEncoder> found = (flags & MFT_ENUM_FLAG_HARDWARE) != 0 ? Hardware() : Software();
+    if (found.empty()) return S_OK;
+    auto* const list = static_cast<IMFActivate**>(CoTaskMemAlloc(found.size() * sizeof(void*)));
+    if (!list) return E_OUTOFMEMORY;
+    for (std::size_t i = 0; i < found.size(); ++i) list[i] = MakeCom<EncoderActivate>(found[i]).Detach();
+    *activates = list;
+    *count = static_cast<UINT32>(found.size());
+    return S_OK;
+}

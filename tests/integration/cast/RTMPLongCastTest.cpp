@@ -1,0 +1,311 @@
+// Casts of some length, and what of them arrives at a real server.
+#include <gtest/gtest.h>
+
+#include <mfapi.h>
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <future>
+#include <semaphore>
+
+#include "platform/linux/mf/transform/EncoderList.h"
+#include "platform/linux/mf/transform/H264EncoderTransform.h"
+#include "tests/support/MarkedCast.h"
+#include "tests/support/Proxy.h"
+
+namespace Vimbrel::test {
+namespace {
+
+// A cast in one of the framings, through a proxy of its own.
+struct ProxiedCast {
+    ProxiedCast(const RtmpServer& server, Framing framing, std::string key)
+        : key(std::move(key)), proxy(server.port), cast(MakeCast(proxy.Url("live", this->key), framing)) {
+        cast->SetCallback([this](int) { ++calls; });
+    }
+
+    const std::string key;
+    std::atomic<int> calls{0};
+    Proxy proxy;
+    const std::unique_ptr<CMediaRTMPCast> cast;
+};
+
+// Of the connection from this process to the port. By itself the kernel may take half a minute of a small cast.
+void LimitSendBuffer(std::uint16_t port) {
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) != 0 || peer.sin_port != htons(port)) continue;
+        const int bytes = 32768;
+        EXPECT_EQ(setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes), 0);
+    }
+}
+
+// This system's encoder, which waits before each picture until the test lets it go on.
+class HeldEncoder final : public TransformObject<Implements<IMFTransform>> {
+public:
+    struct Gate {
+        std::counting_semaphore<> begun{0};
+        std::counting_semaphore<> go_on{0};
+    };
+
+    explicit HeldEncoder(Gate& gate) : gate(gate), inner(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>()) {}
+
+    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) override {
+        return inner->GetOutputStreamInfo(stream, info);
+    }
+    HRESULT STDMETHODCALLTYPE GetOutputCurrentType(DWORD stream, IMFMediaType** type) override {
+        return inner->GetOutputCurrentType(stream, type);
+    }
+    HRESULT STDMETHODCALLTYPE SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) override {
+        return inner->SetInputType(stream, type, flags);
+    }
+    HRESULT STDMETHODCALLTYPE SetOutputType(DWORD stream, IMFMediaType* type, DWORD flags) override {
+        return inner->SetOutputType(stream, type, flags);
+    }
+    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR parameter) override {
+        return inner->ProcessMessage(message, parameter);
+    }
+    HRESULT STDMETHODCALLTYPE ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override {
+        gate.begun.release();
+        gate.go_on.acquire();
+        return inner->ProcessInput(stream, sample, flags);
+    }
+    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples, DWORD* status) override {
+        return inner->ProcessOutput(flags, count, samples, status);
+    }
+
+private:
+    Gate& gate;
+    const ComPtr<IMFTransform> inner;
+};
+
+std::size_t CountThreads() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+// A thread that was joined is still listed for a moment.
+std::size_t CountThreadsAtRest() {
+    WaitUntilStill(CountThreads);
+    return CountThreads();
+}
+
+// With the one that a sanitizer starts beside the first of the program's.
+std::size_t CountOwnThreads() {
+    std::thread([] {}).join();
+    return CountThreadsAtRest();
+}
+
+using Packets = std::vector<CastRecording::Packet>;
+
+class RTMPLongCast : public testing::Test {
+protected:
+    void Start() {
+        for (auto* one : casts) ASSERT_EQ(one->cast->Start(), RTMPCAST_OK);
+    }
+    // The same to both, until all of it has gone out.
+    void Play(int frames) {
+        const Casts both{native.cast.get(), standard.cast.get()};
+        Pace(
+            frames, block_samples,
+            [&](int number) {
+                GivePicture(both, number);
+                ++given_pictures;
+            },
+            [&](int first) {
+                GiveSound(both, first);
+                ++given_blocks;
+            });
+        for (auto* one : casts) WaitUntilStill([&] { return one->proxy.forwarded.load(); });
+    }
+
+    const std::size_t threads = CountOwnThreads();
+    RtmpServer server;
+    ProxiedCast native{server, Framing::Native, "native"};
+    ProxiedCast standard{server, Framing::Standard, "standard"};
+    const std::array<ProxiedCast*, 2> casts{&native, &standard};
+    std::atomic<int> given_pictures{0};
+    std::atomic<int> given_blocks{0};
+};
+
+TEST_F(RTMPLongCast, PictureAndSoundArriveWholeAndInStep) {
+    constexpr int frames = 600;
+    Start();
+    Play(frames);
+    for (auto* one : casts) {
+        SCOPED_TRACE(one->key);
+        one->cast->Stop();
+        const MarkedRecording recording(server, one->key);
+        EXPECT_EQ(recording.numbers, NumbersUpTo(frames));
+        recording.ExpectSound(frames * samples_per_picture);
+
+        const Packets pictures = recording.Pictures();
+        ASSERT_EQ(pictures.size(), std::size_t{frames});
+        ExpectRising(pictures, 33, 34);
+        const Packets sound = recording.Packets("a");
+        if (one == &standard) {
+            // A packet of picture a frame, and the sound by its length.
+            EXPECT_EQ(recording.Packets("v").size(), pictures.size());
+            ExpectSteadySound(sound);
+        } else {
+            // By the clock, at which blocks of another length than the encoder's come.
+            ExpectRising(sound, 0, 400);
+        }
+        // They must not drift.
+        EXPECT_NEAR(sound.back().time, static_cast<double>(sound.size() - 1) * samples_per_frame * 10 / 441, 150);
+
+        const std::vector<int> picture_marks = recording.PictureMarks();
+        const std::vector<int> sound_marks = recording.SoundMarks();
+        ASSERT_EQ(picture_marks.size(), 10U);
+        ASSERT_EQ(sound_marks.size(), 10U);
+        std::vector<int> apart;
+        std::transform(sound_marks.begin(), sound_marks.end(), picture_marks.begin(), std::back_inserter(apart), std::minus());
+        std::sort(apart.begin(), apart.end());
+        // The encoder's frame of silence is 23 ms, and the sound may be a tenth of a second off the clock; some marks may come from a
+        // moment at which the machine was held up.
+        EXPECT_NEAR(apart[apart.size() / 2], 23, 100);
+        EXPECT_NEAR(apart.front(), 23, 300);
+        EXPECT_NEAR(apart.back(), 23, 300);
+
+        // A second is over with the 31st picture after its start.
+        constexpr std::size_t window = 31;
+        constexpr std::size_t last = (frames - 1) / window * window;
+        const auto bit_rate = [&](std::size_t from, int more_bytes = 0) {
+            double bytes = more_bytes;
+            for (std::size_t i = from + 1; i <= last; ++i) bytes += pictures[i].size;
+            return bytes * 8000 / (pictures[last].time - pictures[from].time);
+        };
+        // The meter starts with the first message: of this framing, the first small piece of the first picture.
+        const double average = bit_rate(0, one == &native ? pictures[0].size : 0);
+        EXPECT_NEAR(one->cast->GetCurrentBitRate(), bit_rate(last - window), bit_rate(last - window) / 100);
+        EXPECT_NEAR(one->cast->GetAverageBitRate(), average, average / 100);
+    }
+}
+
+TEST_F(RTMPLongCast, AServerThatPausesHalfAMinuteLosesNothing) {
+    constexpr int frames = 32 * 30;
+    Start();
+    for (auto* one : casts) LimitSendBuffer(one->proxy.port);
+    std::thread pause([&] {
+        std::this_thread::sleep_for(500ms);
+        for (auto* one : casts) one->proxy.paused = true;
+        const int pictures = given_pictures;
+        const int blocks = given_blocks;
+        std::this_thread::sleep_for(8s);
+        const std::array<int, 2> rates{native.cast->GetAverageBitRate(), standard.cast->GetAverageBitRate()};
+        std::this_thread::sleep_for(22s);
+        // Nothing has gone out since the network was full.
+        EXPECT_EQ(native.cast->GetAverageBitRate(), rates[0]);
+        EXPECT_EQ(standard.cast->GetAverageBitRate(), rates[1]);
+        // The application has gone on all the while.
+        EXPECT_GT(given_pictures - pictures, 30 * 30 - 60);
+        EXPECT_GT(given_blocks - blocks, 30 * 44 - 100);
+        for (auto* one : casts) one->proxy.paused = false;
+    });
+    Play(frames);
+    pause.join();
+    for (auto* one : casts) one->cast->Stop();
+    // Those of the proxies go with the casts'.
+    EXPECT_EQ(CountThreadsAtRest(), threads);
+    for (auto* one : casts) {
+        SCOPED_TRACE(one->key);
+        EXPECT_EQ(one->calls, 0);
+        const MarkedRecording recording(server, one->key);
+        EXPECT_EQ(recording.numbers, NumbersUpTo(frames));
+        recording.ExpectSound(frames * samples_per_picture);
+        ExpectRising(recording.Pictures(), 33, 34);
+        // In the other framing sound is stamped when it is sent.
+        if (one == &standard) ExpectSteadySound(recording.Packets("a"));
+    }
+}
+
+// One goes on when its server reads again, and the other's server hangs up.
+TEST_F(RTMPLongCast, StopInAPauseWaitsForTheServerAndDropsWhatWaits) {
+    constexpr int frames = 120;
+    Start();
+    for (auto* one : casts) {
+        LimitSendBuffer(one->proxy.port);
+        one->proxy.paused = true;
+    }
+    Play(frames);
+    std::vector<std::future<void>> stops;
+    for (auto* one : casts) stops.push_back(std::async(std::launch::async, [one] { one->cast->Stop(); }));
+    for (auto& stop : stops) EXPECT_EQ(stop.wait_for(300ms), std::future_status::timeout);
+    standard.proxy.cut_after = 0;
+    for (auto* one : casts) one->proxy.paused = false;
+    for (auto& stop : stops) EXPECT_EQ(stop.wait_for(20s), std::future_status::ready);
+    stops.clear();
+    EXPECT_EQ(CountThreadsAtRest(), threads);
+    for (auto* one : casts) EXPECT_EQ(one->calls, 0);
+    const MarkedRecording recording(server, native.key);
+    EXPECT_LT(recording.numbers.size(), std::size_t{frames});
+    EXPECT_EQ(recording.numbers, NumbersUpTo(static_cast<int>(recording.numbers.size())));
+}
+
+// Against a queue of the test's own. The encoder takes one of three pictures, catches up, and falls behind again.
+TEST(RTMPSlowEncoder, CostsTheOldestOfTwelveWaitingPicturesAndNothingElse) {
+    constexpr int frames = 150;
+    HeldEncoder::Gate gate;
+    const ScopedHardwareEncoders listed({{L"held", MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT, [&](REFIID iid, void** object) {
+                                              return MakeCom<HeldEncoder>(gate)->QueryInterface(iid, object);
+                                          }}});
+    RtmpServer server;
+    const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
+    cast->SetHardwareEncoder(true);
+    ASSERT_EQ(cast->Start(), RTMPCAST_OK);
+    std::deque<int> waiting;
+    std::vector<int> taken;
+    // The encoder has always one at work, and is let go on only if there is another.
+    const auto take = [&] {
+        if (waiting.empty()) return;
+        if (!taken.empty()) gate.go_on.release();
+        EXPECT_TRUE(gate.begun.try_acquire_for(20s));
+        taken.push_back(waiting.front());
+        waiting.pop_front();
+    };
+    Pace(
+        frames, block_samples,
+        [&](int number) {
+            GivePicture({cast.get()}, number);
+            waiting.push_back(number);
+            if (waiting.size() > 12) waiting.pop_front();
+            const bool behind = number < 60 || number >= 90;
+            if (!behind) take();
+            if (!behind || number % 3 == 0) take();
+        },
+        [&](int first) { GiveSound({cast.get()}, first); });
+    while (!waiting.empty()) take();
+    gate.go_on.release(frames);
+    WaitUntilStill([&] { return CastRecording::Size(server, "key"); });
+    cast->Stop();
+
+    const MarkedRecording recording(server, "key");
+    EXPECT_EQ(recording.numbers, taken);
+    const Packets pictures = recording.Pictures();
+    ASSERT_EQ(pictures.size(), taken.size());
+    for (std::size_t i = 0; i < taken.size(); ++i) EXPECT_NEAR(pictures[i].time, taken[i] * 1000.0 / 30, 1);
+    recording.ExpectSound(frames * samples_per_picture);
+}
+
+// By its own slowness: pictures come faster than these can be scaled and encoded.
+TEST(RTMPSlowEncoder, KeepsTheLatestPictures) {
+    constexpr int frames = 90;
+    RtmpServer server;
+    const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
+    cast->SetVideoOutputFormat(1440, 1080, 30, 1);
+    ASSERT_EQ(cast->Start(), RTMPCAST_OK);
+    for (int number = 0; number < frames; ++number) GivePicture({cast.get()}, number);
+    constexpr int tenths_a_picture = 20;
+    WaitUntilStill([&] { return CastRecording::Size(server, "key"); }, tenths_a_picture);
+    cast->Stop();
+    const std::vector<int> numbers = MarkedRecording(server, "key").numbers;
+    ASSERT_GE(numbers.size(), 12U);
+    EXPECT_LT(numbers.size(), std::size_t{frames});
+    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+    const std::vector<int> all = NumbersUpTo(frames);
+    EXPECT_EQ(std::vector<int>(numbers.end() - 12, numbers.end()), std::vector<int>(all.end() - 12, all.end()));
+}
+
+}  // namespace
+}  // namespace Vimbrel::test

@@ -1,0 +1,72 @@
+// Casts to servers of other kinds, and to one that dies.
+#include <gtest/gtest.h>
+
+#include "tests/support/CastSession.h"
+#include "tests/support/RtmpServer.h"
+
+namespace Vimbrel::test {
+namespace {
+
+TEST(RTMPServers, AServerThatDiesIsALostLink) {
+    RtmpServer server;
+    const auto cast = MakeCast(server.Url("live", "key"));
+    std::atomic<int> calls{0};
+    std::atomic<int> status{0};
+    cast->SetCallback([&](int code) {
+        status = code;
+        ++calls;
+    });
+    ASSERT_EQ(cast->Start(), 0);
+    Play(*cast, 15);
+    EXPECT_EQ(calls, 0);
+    server.Stop();
+    for (int i = 0; i < 20 && calls == 0; ++i) Play(*cast, 5);
+    cast->Stop();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(status, RTMPCAST_CONNECTION_FAILED);
+}
+
+// With a certificate that nobody vouches for: it is not looked at, and so the cast stands.
+TEST(RTMPServers, TlsIsSpokenAndTheCertificateNotVerified) {
+    RtmpServer server;
+    server.folder.Run("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=elsewhere.invalid -keyout key.pem -out cert.pem");
+    const std::uint16_t port = FreePort();
+    const std::string place = server.folder.path.string();
+    server.folder.Write("stunnel.conf", "foreground = yes\npid =\n[rtmps]\naccept = 127.0.0.1:" + std::to_string(port) +
+                                            "\nconnect = 127.0.0.1:" + std::to_string(server.port) + "\ncert = " + place +
+                                            "/cert.pem\nkey = " + place + "/key.pem\n");
+    ChildProcess tunnel({"stunnel4", place + "/stunnel.conf"}, place + "/stunnel.log");
+    ASSERT_TRUE(WaitForListener(port)) << ReadText(server.folder / "stunnel.log");
+    const auto cast = MakeCast("rtmps://127.0.0.1:" + std::to_string(port) + "/live/key");
+    ASSERT_EQ(cast->Start(), 0);
+    Play(*cast, 30);
+    cast->Stop();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(server.folder.Run("ffprobe -v quiet -select_streams v -count_frames -show_entries stream=nb_read_frames -of csv=p=0 " +
+                                server.Recording("key").string()),
+              "30\n");
+}
+
+TEST(RTMPServers, FfmpegsListenerDecodesEveryFrame) {
+    for (const Framing framing : {Framing::Native, Framing::Standard}) {
+        const TempFolder folder;
+        const std::uint16_t port = FreePort();
+        const std::string url = "rtmp://127.0.0.1:" + std::to_string(port) + "/live/key";
+        ChildProcess listener({"ffmpeg", "-v",          "error", "-y",       "-listen",
+                               "1",      "-i",          url,     "-map",     "0:v",
+                               "-vsync", "passthrough", "-f",    "framecrc", (folder / "frames").string(),
+                               "-map",   "0:a",         "-f",    "framecrc", (folder / "sound").string()},
+                              (folder / "printed").string());
+        ASSERT_TRUE(WaitForListener(port)) << ReadText(folder / "printed");
+        const auto cast = MakeCast(url, framing);
+        ASSERT_EQ(cast->Start(), 0);
+        Play(*cast, 60);
+        cast->Stop();
+        EXPECT_TRUE(listener.WaitForEnd(20s)) << ReadText(folder / "printed");
+        EXPECT_EQ(folder.Run("grep -vc '^#' frames"), "60\n") << ReadText(folder / "printed");
+        EXPECT_NEAR(std::stoi(folder.Run("grep -vc '^#' sound")), 2.0 * 44100 / 1024, 4);
+    }
+}
+
+}  // namespace
+}  // namespace Vimbrel::test

@@ -1,9 +1,0 @@
-vimbrel_add_tests(mf_tests
-    EventQueueTest.cpp
-    MediaObjectsTest.cpp
-    MediaSessionTest.cpp
-    Mp4TestKit.cpp
-    ../support/Mp4Kit.cpp
-    TestSource.cpp
-    WorkQueueTest.cpp
-)

@@ -1,1 +1,0 @@
-vimbrel_add_tests(stills_tests BitmapSourcesTest.cpp StillDecoderTest.cpp)
