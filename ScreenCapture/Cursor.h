@@ -5,7 +5,8 @@
 
 namespace Vimbrel {
 
-// Draws the cursor on `context`, whose corner shows the corner of `rect`, in screen coordinates; nothing if it is outside or hidden.
+// Draws the cursor on `context`, whose corner shows the corner of `rect`, in screen coordinates;
+// nothing if it is outside or hidden.
 void DrawSystemCursor(Gdi& gdi, HDC context, const RECT& rect);
 
 // The header of every bitmap here: 32 bits a pixel, rows top down.

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <utility>
 
-#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/Cursor.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 
 namespace Vimbrel {
 
@@ -66,10 +66,11 @@ HRESULT DXCapture::MakeDevice() {
     parameters.EnableAutoDepthStencil = FALSE;
     parameters.Flags = D3DPRESENTFLAG_LOCKABLE_BACKBUFFER;
     parameters.PresentationInterval = D3DPRESENT_INTERVAL_DEFAULT;
-    hr = d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, system.windows.GetActiveWindow(), D3DCREATE_SOFTWARE_VERTEXPROCESSING,
-                           &parameters, device.Put());
+    hr = d3d->CreateDevice(D3DADAPTER_DEFAULT, D3DDEVTYPE_HAL, system.windows.GetActiveWindow(),
+                           D3DCREATE_SOFTWARE_VERTEXPROCESSING, &parameters, device.Put());
     if (FAILED(hr)) return hr;
-    hr = device->CreateOffscreenPlainSurface(mode.Width, mode.Height, D3DFMT_A8R8G8B8, D3DPOOL_SCRATCH, surface.Put(), nullptr);
+    hr = device->CreateOffscreenPlainSurface(mode.Width, mode.Height, D3DFMT_A8R8G8B8,
+                                             D3DPOOL_SCRATCH, surface.Put(), nullptr);
     return FAILED(hr) ? hr : S_OK;
 }
 
@@ -87,8 +88,10 @@ const BYTE* DXCapture::Capture() {
     const std::size_t bitmap_row = static_cast<std::size_t>(rect.right - rect.left) * 4;
     const BYTE* from = static_cast<const BYTE*>(locked.pBits);
     BYTE* to = static_cast<BYTE*>(bits);
-    // Rows go to the bitmap's corner, also where the rectangle begins outside of the screen: by design.
-    for (LONG y = inside.top; y < inside.bottom; ++y, from += locked.Pitch, to += bitmap_row) std::memcpy(to, from, row_bytes);
+    // Rows go to the bitmap's corner, also where the rectangle begins outside of the screen: by
+    // design.
+    for (LONG y = inside.top; y < inside.bottom; ++y, from += locked.Pitch, to += bitmap_row)
+        std::memcpy(to, from, row_bytes);
     surface->UnlockRect();
     if (drawCursor) DrawSystemCursor(system.gdi, memoryDC, rect);
     return static_cast<const BYTE*>(bits);

@@ -22,9 +22,12 @@ unsigned Printed(HRESULT hr) { return static_cast<unsigned>(hr); }
 void LogOutput(const DXGI_OUTPUT_DESC& description) {
     const RECT& place = description.DesktopCoordinates;
     APPLOG_FORMAT(LOG_LEVEL_TRACE,
-                  "Display output found. DeviceName=%ls AttachedToDesktop=%d Rotation=%d DesktopCoordinates={(%d,%d),(%d,%d)}",
-                  description.DeviceName, static_cast<int>(description.AttachedToDesktop), static_cast<int>(description.Rotation),
-                  static_cast<int>(place.left), static_cast<int>(place.top), static_cast<int>(place.right), static_cast<int>(place.bottom));
+                  "Display output found. DeviceName=%ls AttachedToDesktop=%d Rotation=%d "
+                  "DesktopCoordinates={(%d,%d),(%d,%d)}",
+                  description.DeviceName, static_cast<int>(description.AttachedToDesktop),
+                  static_cast<int>(description.Rotation), static_cast<int>(place.left),
+                  static_cast<int>(place.top), static_cast<int>(place.right),
+                  static_cast<int>(place.bottom));
 }
 
 }  // namespace
@@ -52,7 +55,8 @@ HRESULT DXGICapture::Initialize() {
         if (FAILED(hr)) return hr;
     }
     if (outputs.empty()) return last_failure;
-    hr = CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_ALL, IID_PPV_ARGS(wicFactory.Put()));
+    hr = CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_ALL,
+                          IID_PPV_ARGS(wicFactory.Put()));
     if (FAILED(hr)) {
         APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to create WICImagingFactory hr=0x%08x", Printed(hr));
         return hr;
@@ -74,8 +78,9 @@ HRESULT DXGICapture::DuplicateOutputs(IDXGIAdapter1* adapter, HRESULT& last_fail
 
     DuplicatedOutput duplicated;
     duplicated.adapter = ComPtr<IDXGIAdapter1>(adapter);
-    HRESULT hr = system.graphics.D3D11CreateDevice(adapter, D3D_DRIVER_TYPE_UNKNOWN, nullptr, 0, nullptr, 0, D3D11_SDK_VERSION,
-                                                   duplicated.device.Put(), nullptr, duplicated.context.Put());
+    HRESULT hr = system.graphics.D3D11CreateDevice(
+        adapter, D3D_DRIVER_TYPE_UNKNOWN, nullptr, 0, nullptr, 0, D3D11_SDK_VERSION,
+        duplicated.device.Put(), nullptr, duplicated.context.Put());
     if (FAILED(hr)) {
         APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to create D3D11CreateDevice hr=0x%08x", Printed(hr));
         return hr;
@@ -105,12 +110,13 @@ HRESULT DXGICapture::DuplicateOne(DuplicatedOutput& duplicated, IDXGIOutput* out
         return hr;
     }
     hr = duplicated.output->DuplicateOutput(dxgi_device.Get(), duplicated.duplication.Put());
-    if (FAILED(hr)) APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to duplicate output hr=0x%08x", Printed(hr));
+    if (FAILED(hr))
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to duplicate output hr=0x%08x", Printed(hr));
     return hr;
 }
 
-// The result is valid until the next call. Pointers rather than added references, in a vector that stays: a request shall not
-// allocate, and the outputs cannot go while it runs.
+// The result is valid until the next call. Pointers rather than added references, in a vector that
+// stays: a request shall not allocate, and the outputs cannot go while it runs.
 std::vector<const DuplicatedOutput*>& DXGICapture::SelectOutputs() {
     selected.clear();
     if (captureSource < 1 || captureSource > 3) return selected;
@@ -158,8 +164,9 @@ HRESULT DXGICapture::GetOutputBits(BYTE* buffer, const RECT* frame) {
     TurnTarget target{buffer, width, height};
     if (!direct) {
         if (!composeBuffer || std::memcmp(&composeRect, &desktop, sizeof desktop) != 0) {
-            composeBuffer.reset(new (
-                std::nothrow) BYTE[std::size_t{4} * static_cast<std::size_t>(desktop_width) * static_cast<std::size_t>(desktop_height)]());
+            composeBuffer.reset(new (std::nothrow)
+                                    BYTE[std::size_t{4} * static_cast<std::size_t>(desktop_width) *
+                                         static_cast<std::size_t>(desktop_height)]());
             if (!composeBuffer) return E_OUTOFMEMORY;
             composeRect = desktop;
         }
@@ -174,27 +181,33 @@ HRESULT DXGICapture::GetOutputBits(BYTE* buffer, const RECT* frame) {
         hr = AcquireFrame(*output, description, surface, texture);
         if (FAILED(hr)) return hr;
         DXGI_MAPPED_RECT mapped{};
-        // The result is not looked at, by design: without pixels nothing is copied, and the frame is released all the same.
+        // The result is not looked at, by design: without pixels nothing is copied, and the frame
+        // is released all the same.
         surface->Map(&mapped, DXGI_MAP_READ);
         RECT place = description.DesktopCoordinates;
         OffsetRect(&place, -desktop.left, -desktop.top);
-        TurnOutput({mapped.pBits, mapped.Pitch / 4, texture.Width, texture.Height}, description.Rotation, place, target);
+        TurnOutput({mapped.pBits, mapped.Pitch / 4, texture.Width, texture.Height},
+                   description.Rotation, place, target);
         surface->Unmap();
         output->duplication->ReleaseFrame();
     }
 
-    if (drawCursor && pointer) DrawPointer(*pointer, system.gdiplus, target.pixels, desktop, direct ? *frame : desktop);
+    if (drawCursor && pointer)
+        DrawPointer(*pointer, system.gdiplus, target.pixels, desktop, direct ? *frame : desktop);
     return direct ? S_OK : ScaleDown(desktop, buffer, width, height);
 }
 
-HRESULT DXGICapture::AcquireFrame(const DuplicatedOutput& output, const DXGI_OUTPUT_DESC& description, ComPtr<IDXGISurface1>& surface,
-                                  D3D11_TEXTURE2D_DESC& texture) {
+HRESULT DXGICapture::AcquireFrame(const DuplicatedOutput& output,
+                                  const DXGI_OUTPUT_DESC& description,
+                                  ComPtr<IDXGISurface1>& surface, D3D11_TEXTURE2D_DESC& texture) {
     DXGI_OUTDUPL_FRAME_INFO frame_info{};
     ComPtr<IDXGIResource> resource;
-    HRESULT hr = output.duplication->AcquireNextFrame(frame_timeout_ms, &frame_info, resource.Put());
+    HRESULT hr =
+        output.duplication->AcquireNextFrame(frame_timeout_ms, &frame_info, resource.Put());
     if (FAILED(hr)) {
         // A wait without a change is told like any failure, by design.
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "DXGIOutputDuplication->AcquireNextFrame failed with hr=0x%08x", Printed(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR,
+                      "DXGIOutputDuplication->AcquireNextFrame failed with hr=0x%08x", Printed(hr));
         return hr;
     }
     // From here on a failure gives the frame back: a frame that is kept would end the duplication.
@@ -216,7 +229,8 @@ HRESULT DXGICapture::AcquireFrame(const DuplicatedOutput& output, const DXGI_OUT
     ComPtr<ID3D11Texture2D> staging;
     hr = output.device->CreateTexture2D(&staging_description, nullptr, staging.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "DXGIOutputDuplication->CreateTexture2D failed with hr=0x%08x", Printed(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR,
+                      "DXGIOutputDuplication->CreateTexture2D failed with hr=0x%08x", Printed(hr));
         output.duplication->ReleaseFrame();
         return hr;
     }
@@ -234,13 +248,16 @@ HRESULT DXGICapture::AcquireFrame(const DuplicatedOutput& output, const DXGI_OUT
 void DXGICapture::ReadPointer(const DuplicatedOutput& output, const DXGI_OUTPUT_DESC& description,
                               const DXGI_OUTDUPL_FRAME_INFO& frame_info) {
     UINT size = frame_info.PointerShapeBufferSize;
-    const auto allocate = [](UINT bytes) { return std::unique_ptr<BYTE[]>(bytes ? new (std::nothrow) BYTE[bytes] : nullptr); };
+    const auto allocate = [](UINT bytes) {
+        return std::unique_ptr<BYTE[]>(bytes ? new (std::nothrow) BYTE[bytes] : nullptr);
+    };
     // A shape that has not changed has no size, and needs no memory.
     std::unique_ptr<BYTE[]> shape = allocate(size);
     if (size && !shape) return;
     UINT required = 0;
     DXGI_OUTDUPL_POINTER_SHAPE_INFO shape_info{};
-    HRESULT hr = output.duplication->GetFramePointerShape(size, shape.get(), &required, &shape_info);
+    HRESULT hr =
+        output.duplication->GetFramePointerShape(size, shape.get(), &required, &shape_info);
     if (hr == DXGI_ERROR_MORE_DATA) {
         // The first buffer is not freed here, by design; it goes with the object.
         if (shape) outgrownShapes.push_back(std::move(shape));
@@ -261,8 +278,10 @@ void DXGICapture::ReadPointer(const DuplicatedOutput& output, const DXGI_OUTPUT_
         pointer->frameInfo = frame_info;
     }
     if (pointer) {
-        pointer->frameInfo.PointerPosition.Position.x = description.DesktopCoordinates.left + frame_info.PointerPosition.Position.x;
-        pointer->frameInfo.PointerPosition.Position.y = description.DesktopCoordinates.top + frame_info.PointerPosition.Position.y;
+        pointer->frameInfo.PointerPosition.Position.x =
+            description.DesktopCoordinates.left + frame_info.PointerPosition.Position.x;
+        pointer->frameInfo.PointerPosition.Position.y =
+            description.DesktopCoordinates.top + frame_info.PointerPosition.Position.y;
     }
 }
 
@@ -270,18 +289,23 @@ HRESULT DXGICapture::ScaleDown(const RECT& desktop, BYTE* buffer, LONG width, LO
     const UINT desktop_width = static_cast<UINT>(desktop.right - desktop.left);
     const UINT desktop_height = static_cast<UINT>(desktop.bottom - desktop.top);
     ComPtr<IWICBitmap> bitmap;
-    HRESULT hr = wicFactory->CreateBitmapFromMemory(desktop_width, desktop_height, GUID_WICPixelFormat32bppBGRA, desktop_width * 4,
-                                                    desktop_width * desktop_height * 4, composeBuffer.get(), bitmap.Put());
+    HRESULT hr = wicFactory->CreateBitmapFromMemory(
+        desktop_width, desktop_height, GUID_WICPixelFormat32bppBGRA, desktop_width * 4,
+        desktop_width * desktop_height * 4, composeBuffer.get(), bitmap.Put());
     if (FAILED(hr)) return hr;
     ComPtr<IWICBitmapScaler> scaler;
     hr = wicFactory->CreateBitmapScaler(scaler.Put());
     if (FAILED(hr)) return hr;
     const double aspect = static_cast<double>(desktop_width) / static_cast<double>(desktop_height);
-    const UINT new_width = aspect > 1 ? static_cast<UINT>(width) : static_cast<UINT>(height * aspect);
-    const UINT new_height = aspect > 1 ? static_cast<UINT>(width / aspect) : static_cast<UINT>(height);
-    hr = scaler->Initialize(bitmap.Get(), new_width, new_height, WICBitmapInterpolationModeNearestNeighbor);
+    const UINT new_width =
+        aspect > 1 ? static_cast<UINT>(width) : static_cast<UINT>(height * aspect);
+    const UINT new_height =
+        aspect > 1 ? static_cast<UINT>(width / aspect) : static_cast<UINT>(height);
+    hr = scaler->Initialize(bitmap.Get(), new_width, new_height,
+                            WICBitmapInterpolationModeNearestNeighbor);
     if (FAILED(hr)) return hr;
-    return scaler->CopyPixels(nullptr, new_width * 4, static_cast<UINT>(width) * static_cast<UINT>(height) * 4, buffer);
+    return scaler->CopyPixels(nullptr, new_width * 4,
+                              static_cast<UINT>(width) * static_cast<UINT>(height) * 4, buffer);
 }
 
 }  // namespace Vimbrel

@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/PointerInfo.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "com/ComPtr.h"
 
 namespace Vimbrel {
@@ -21,8 +21,8 @@ struct DuplicatedOutput {
     ComPtr<IDXGIOutputDuplication> duplication;
 };
 
-// All calls come from one thread at a time. A duplication that is lost stays lost: every capture then logs it and fails, until
-// the owner makes a new object.
+// All calls come from one thread at a time. A duplication that is lost stays lost: every capture
+// then logs it and fails, until the owner makes a new object.
 class DXGICapture {
 public:
     explicit DXGICapture(const CaptureSystem& capture_system);
@@ -30,10 +30,11 @@ public:
     DXGICapture(const DXGICapture&) = delete;
     DXGICapture& operator=(const DXGICapture&) = delete;
 
-    // Starts the duplication until that has once succeeded; *out becomes the rectangle that the selected outputs span.
+    // Starts the duplication until that has once succeeded; *out becomes the rectangle that the
+    // selected outputs span.
     HRESULT GetOutputRect(RECT* out);
-    // Captures into `buffer`, 32-bit rows of the size of `frame`. Waits up to 100 ms for a change of each output; on failure what
-    // the outputs before the failing one gave is in the buffer.
+    // Captures into `buffer`, 32-bit rows of the size of `frame`. Waits up to 100 ms for a change
+    // of each output; on failure what the outputs before the failing one gave is in the buffer.
     HRESULT GetOutputBits(BYTE* buffer, const RECT* frame);
     bool HasSingleOutput() const { return outputs.size() == 1; }
 
@@ -42,9 +43,10 @@ private:
     HRESULT DuplicateOutputs(IDXGIAdapter1* adapter, HRESULT& last_failure);
     HRESULT DuplicateOne(DuplicatedOutput& duplicated, IDXGIOutput* output);
     std::vector<const DuplicatedOutput*>& SelectOutputs();
-    HRESULT AcquireFrame(const DuplicatedOutput& output, const DXGI_OUTPUT_DESC& description, ComPtr<IDXGISurface1>& surface,
-                         D3D11_TEXTURE2D_DESC& texture);
-    void ReadPointer(const DuplicatedOutput& output, const DXGI_OUTPUT_DESC& description, const DXGI_OUTDUPL_FRAME_INFO& frame_info);
+    HRESULT AcquireFrame(const DuplicatedOutput& output, const DXGI_OUTPUT_DESC& description,
+                         ComPtr<IDXGISurface1>& surface, D3D11_TEXTURE2D_DESC& texture);
+    void ReadPointer(const DuplicatedOutput& output, const DXGI_OUTPUT_DESC& description,
+                     const DXGI_OUTDUPL_FRAME_INFO& frame_info);
     HRESULT ScaleDown(const RECT& desktop, BYTE* buffer, LONG width, LONG height);
 
     ComPtr<IDXGIFactory1> factory;
@@ -52,7 +54,8 @@ private:
     BOOL initialized = FALSE;
 
 public:
-    // 1 the primary output, 2 the first that is not, 3 all, others none. Set before the first GetOutputRect.
+    // 1 the primary output, 2 the first that is not, 3 all, others none. Set before the first
+    // GetOutputRect.
     INT captureSource = 0;
 
 private:

@@ -34,8 +34,9 @@ void GdiCapture::Start(const RECT& capture_rect) {
 
 void GdiCapture::Capture() {
     if (!bits || !memoryDC) return;
-    gdi.BitBlt(memoryDC, 0, 0, static_cast<int>(rect.right - rect.left), static_cast<int>(rect.bottom - rect.top), screenDC,
-               static_cast<int>(rect.left), static_cast<int>(rect.top), SRCCOPY | CAPTUREBLT);
+    gdi.BitBlt(memoryDC, 0, 0, static_cast<int>(rect.right - rect.left),
+               static_cast<int>(rect.bottom - rect.top), screenDC, static_cast<int>(rect.left),
+               static_cast<int>(rect.top), SRCCOPY | CAPTUREBLT);
     if (drawCursor) DrawSystemCursor(gdi, memoryDC, rect);
 }
 

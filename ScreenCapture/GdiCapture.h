@@ -13,7 +13,8 @@ public:
     GdiCapture(const GdiCapture&) = delete;
     GdiCapture& operator=(const GdiCapture&) = delete;
 
-    // Frees an earlier bitmap and makes one for the rectangle, in desktop coordinates. Without success GetBits stays null.
+    // Frees an earlier bitmap and makes one for the rectangle, in desktop coordinates. Without
+    // success GetBits stays null.
     void Start(const RECT& capture_rect);
     // Into GetBits. Without success they stay as they were.
     void Capture();

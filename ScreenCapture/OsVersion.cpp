@@ -11,12 +11,15 @@ constexpr std::int32_t normal_percent = 100;
 constexpr int effective_dpi = 0;
 
 using GetDpiForWindowFunction = UINT(WINAPI*)(HWND window);
-using GetDpiForMonitorFunction = HRESULT(WINAPI*)(HMONITOR monitor, int type, UINT* dpi_x, UINT* dpi_y);
+using GetDpiForMonitorFunction = HRESULT(WINAPI*)(HMONITOR monitor, int type, UINT* dpi_x,
+                                                  UINT* dpi_y);
 
-// A library for as long as one of its entries is used: by design it is looked up and freed again on each call.
+// A library for as long as one of its entries is used: by design it is looked up and freed again on
+// each call.
 class Library {
 public:
-    Library(WindowSystem& window_system, LPCWSTR name) : system(window_system), handle(system.LoadLibraryW(name)) {}
+    Library(WindowSystem& window_system, LPCWSTR name)
+        : system(window_system), handle(system.LoadLibraryW(name)) {}
     ~Library() {
         if (handle) system.FreeLibrary(handle);
     }
@@ -25,7 +28,9 @@ public:
 
     template <class Function>
     Function Entry(LPCSTR name) const {
-        return handle ? reinterpret_cast<Function>(reinterpret_cast<void*>(system.GetProcAddress(handle, name))) : nullptr;
+        return handle ? reinterpret_cast<Function>(
+                            reinterpret_cast<void*>(system.GetProcAddress(handle, name)))
+                      : nullptr;
     }
 
 private:
@@ -36,7 +41,8 @@ private:
 std::int32_t WindowDpiPercent(WindowSystem& system, HWND window) {
     const Library library(system, L"User32.dll");
     const auto get_dpi = library.Entry<GetDpiForWindowFunction>("GetDpiForWindow");
-    return get_dpi ? static_cast<std::int32_t>(get_dpi(window)) * normal_percent / normal_dpi : normal_percent;
+    return get_dpi ? static_cast<std::int32_t>(get_dpi(window)) * normal_percent / normal_dpi
+                   : normal_percent;
 }
 
 std::int32_t MonitorDpiPercent(WindowSystem& system, HWND window) {
@@ -56,7 +62,8 @@ std::uint16_t LowWord(DWORD value) { return static_cast<std::uint16_t>(value & 0
 
 }  // namespace
 
-bool GetOsVersion(WindowSystem& system, std::uint16_t& major, std::uint16_t& minor, std::uint16_t& build, std::uint16_t& revision) {
+bool GetOsVersion(WindowSystem& system, std::uint16_t& major, std::uint16_t& minor,
+                  std::uint16_t& build, std::uint16_t& revision) {
     constexpr LPCWSTR library = L"ntdll.dll";
     DWORD ignored = 0;
     const DWORD size = system.GetFileVersionInfoSizeW(library, &ignored);
@@ -64,8 +71,9 @@ bool GetOsVersion(WindowSystem& system, std::uint16_t& major, std::uint16_t& min
     std::vector<BYTE> block(size);
     void* value = nullptr;
     UINT value_size = 0;
-    if (system.GetFileVersionInfoW(library, 0, size, block.data()) && system.VerQueryValueW(block.data(), L"\\", &value, &value_size) &&
-        value && value_size >= sizeof(VS_FIXEDFILEINFO)) {
+    if (system.GetFileVersionInfoW(library, 0, size, block.data()) &&
+        system.VerQueryValueW(block.data(), L"\\", &value, &value_size) && value &&
+        value_size >= sizeof(VS_FIXEDFILEINFO)) {
         const auto* info = static_cast<const VS_FIXEDFILEINFO*>(value);
         major = HighWord(info->dwFileVersionMS);
         minor = LowWord(info->dwFileVersionMS);
@@ -81,7 +89,8 @@ std::int32_t DpiPercent(WindowSystem& system, Gdi& gdi, const OsVersion& version
     const unsigned build = version.versionBuild;
     if (major < 6) return normal_percent;
     if (major == 6 && (minor == 0 || (minor == 1 && build < 7600))) return normal_percent;
-    if (major >= 10 && !(major == 10 && minor == 0 && build < 14955)) return WindowDpiPercent(system, window);
+    if (major >= 10 && !(major == 10 && minor == 0 && build < 14955))
+        return WindowDpiPercent(system, window);
     if (major >= 7 || minor >= 3) return MonitorDpiPercent(system, window);
     HDC context = gdi.GetDC(window);
     const std::int32_t dpi = gdi.GetDeviceCaps(context, LOGPIXELSX);

@@ -20,12 +20,16 @@ struct Walk {
 
 }  // namespace
 
-void TurnOutput(const MappedPicture& source, int rotation, const RECT& place, const TurnTarget& target) {
+void TurnOutput(const MappedPicture& source, int rotation, const RECT& place,
+                const TurnTarget& target) {
     const std::int64_t width = std::int64_t{place.right} - place.left;
     const std::int64_t height = std::int64_t{place.bottom} - place.top;
-    const bool upright = rotation == DXGI_MODE_ROTATION_IDENTITY || rotation == DXGI_MODE_ROTATION_ROTATE180;
+    const bool upright =
+        rotation == DXGI_MODE_ROTATION_IDENTITY || rotation == DXGI_MODE_ROTATION_ROTATE180;
     // The texture of an output that is just being changed may not fit what its description says.
-    if (!source.pixels || source.width < (upright ? width : height) || source.height < (upright ? height : width)) return;
+    if (!source.pixels || source.width < (upright ? width : height) ||
+        source.height < (upright ? height : width))
+        return;
 
     const std::int64_t first_x = std::max<std::int64_t>(0, -std::int64_t{place.left});
     const std::int64_t first_y = std::max<std::int64_t>(0, -std::int64_t{place.top});
@@ -52,8 +56,10 @@ void TurnOutput(const MappedPicture& source, int rotation, const RECT& place, co
             return;
     }
     for (std::int64_t y = first_y; y < end_y; ++y) {
-        const BYTE* from = source.pixels + (walk.start + first_x * walk.across + y * walk.down) * pixel_size;
-        BYTE* to = target.pixels + ((place.top + y) * target.row_length + place.left + first_x) * pixel_size;
+        const BYTE* from =
+            source.pixels + (walk.start + first_x * walk.across + y * walk.down) * pixel_size;
+        BYTE* to = target.pixels +
+                   ((place.top + y) * target.row_length + place.left + first_x) * pixel_size;
         if (walk.across == 1) {
             std::memcpy(to, from, static_cast<std::size_t>((end_x - first_x) * pixel_size));
             continue;

@@ -7,7 +7,8 @@
 
 namespace Vimbrel {
 
-// A mapped picture of an output: `width` x `height` pixels of 4 bytes in the output's own orientation.
+// A mapped picture of an output: `width` x `height` pixels of 4 bytes in the output's own
+// orientation.
 struct MappedPicture {
     const BYTE* pixels;
     std::int64_t pitch;  // pixels
@@ -22,8 +23,9 @@ struct TurnTarget {
     std::int64_t rows;
 };
 
-// Writes `source`, turned by `rotation` (a DXGI_MODE_ROTATION), into `place` of the target. Other rotations write nothing; what
-// lies outside of the target or has no source pixel is left out.
-void TurnOutput(const MappedPicture& source, int rotation, const RECT& place, const TurnTarget& target);
+// Writes `source`, turned by `rotation` (a DXGI_MODE_ROTATION), into `place` of the target. Other
+// rotations write nothing; what lies outside of the target or has no source pixel is left out.
+void TurnOutput(const MappedPicture& source, int rotation, const RECT& place,
+                const TurnTarget& target);
 
 }  // namespace Vimbrel

@@ -16,7 +16,9 @@ struct PointerInfo {
     DXGI_OUTDUPL_FRAME_INFO frameInfo{};  // its pointer position is in desktop coordinates
 };
 
-// Draws the pointer on `target`, 32-bit rows of the width of `frame`. `clip` is the desktop rectangle that the target shows.
-void DrawPointer(const PointerInfo& pointer, GdiPlus& gdiplus, BYTE* target, const RECT& clip, const RECT& frame);
+// Draws the pointer on `target`, 32-bit rows of the width of `frame`. `clip` is the desktop
+// rectangle that the target shows.
+void DrawPointer(const PointerInfo& pointer, GdiPlus& gdiplus, BYTE* target, const RECT& clip,
+                 const RECT& frame);
 
 }  // namespace Vimbrel

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <utility>
 
-#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/Cursor.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 
 namespace Vimbrel {
 
@@ -77,7 +77,8 @@ const BYTE* WindowCapture::Capture(LONG* captured_width, LONG* captured_height) 
     while (HWND parent = system.windows.GetParent(top)) top = parent;
     if (system.windows.IsIconic(top)) return static_cast<const BYTE*>(bits);
     RECT client{};
-    if (!system.windows.GetClientRect(window, &client) || IsRectEmpty(&client)) return static_cast<const BYTE*>(bits);
+    if (!system.windows.GetClientRect(window, &client) || IsRectEmpty(&client))
+        return static_cast<const BYTE*>(bits);
     if (client.right - client.left != width || client.bottom - client.top != height) {
         Start(window);
         *captured_width = width;
@@ -87,14 +88,16 @@ const BYTE* WindowCapture::Capture(LONG* captured_width, LONG* captured_height) 
 
     if (scaledDC) {
         CaptureTo(scaledDC);
-        system.gdi.StretchBlt(memoryDC, 0, 0, static_cast<int>(width), static_cast<int>(height), scaledDC, 0, 0,
-                              static_cast<int>(scaledWidth), static_cast<int>(scaledHeight), SRCCOPY);
+        system.gdi.StretchBlt(memoryDC, 0, 0, static_cast<int>(width), static_cast<int>(height),
+                              scaledDC, 0, 0, static_cast<int>(scaledWidth),
+                              static_cast<int>(scaledHeight), SRCCOPY);
     } else {
         CaptureTo(memoryDC);
     }
     std::uint32_t first_pixel = 0;
     std::memcpy(&first_pixel, bits, sizeof first_pixel);
-    // By design one black pixel is enough, even of a window that is black there; a resize begins afresh.
+    // By design one black pixel is enough, even of a window that is black there; a resize begins
+    // afresh.
     if (useBitBlt && first_pixel == 0) useBitBlt = false;
     if (drawCursor) {
         // The outer corner, not that of the client area, by design.
@@ -108,11 +111,13 @@ const BYTE* WindowCapture::Capture(LONG* captured_width, LONG* captured_height) 
 // By design BitBlt copies the unscaled size also where the target is the scaled bitmap.
 void WindowCapture::CaptureTo(HDC context) {
     if (useBitBlt) {
-        system.gdi.BitBlt(context, 0, 0, static_cast<int>(width), static_cast<int>(height), windowDC, 0, 0, SRCCOPY);
+        system.gdi.BitBlt(context, 0, 0, static_cast<int>(width), static_cast<int>(height),
+                          windowDC, 0, 0, SRCCOPY);
         return;
     }
     const bool renders_full_content = versionMajor > 6 || (versionMajor == 6 && versionMinor >= 3);
-    system.gdi.PrintWindow(window, context, renders_full_content ? PW_RENDERFULLCONTENT : PW_CLIENTONLY);
+    system.gdi.PrintWindow(window, context,
+                           renders_full_content ? PW_RENDERFULLCONTENT : PW_CLIENTONLY);
 }
 
 }  // namespace Vimbrel

@@ -1,8 +1,8 @@
 // The client area of one window, also while others cover it, at its unscaled size.
 #pragma once
 
-#include "ScreenCapture/system/Gdi.h"
 #include "ScreenCapture/OsVersion.h"
+#include "ScreenCapture/system/Gdi.h"
 
 namespace Vimbrel {
 
@@ -18,8 +18,8 @@ public:
     WindowCapture& operator=(const WindowCapture&) = delete;
 
     void Start(HWND captured_window);
-    // 32-bit rows of the size that is given back, top down; null only if the window is gone or its bitmap could not be made.
-    // A minimised window gives its last frame.
+    // 32-bit rows of the size that is given back, top down; null only if the window is gone or its
+    // bitmap could not be made. A minimised window gives its last frame.
     const BYTE* Capture(LONG* captured_width, LONG* captured_height);
 
 private:

@@ -45,11 +45,13 @@ void MediaSource::SetState(State newState) {
     if (dispatcher) dispatcher->OnStateChanged(this, oldState, newState);
 }
 
-void MediaSource::SetVideoSample(unsigned char* pixels, int width, int height, int stride, std::int64_t time, std::int64_t duration) {
+void MediaSource::SetVideoSample(unsigned char* pixels, int width, int height, int stride,
+                                 std::int64_t time, std::int64_t duration) {
     if (dispatcher) dispatcher->OnVideoSample(this, pixels, width, height, stride, time, duration);
 }
 
-void MediaSource::SetAudioSample(unsigned char* data, int size, std::int64_t time, std::int64_t duration) {
+void MediaSource::SetAudioSample(unsigned char* data, int size, std::int64_t time,
+                                 std::int64_t duration) {
     if (dispatcher) dispatcher->OnAudioSample(this, data, size, time, duration);
 }
 

@@ -20,14 +20,17 @@ using HalvorixAppLog::LOG_LEVEL_ERROR;
 constexpr double default_duration_ms = 5000.0;
 
 // The memory of a picture, 4 bytes a pixel; null if there is not that much.
-std::unique_ptr<unsigned char[]> AllocatePixels(std::uint64_t width, std::uint64_t height, bool zeroed) {
+std::unique_ptr<unsigned char[]> AllocatePixels(std::uint64_t width, std::uint64_t height,
+                                                bool zeroed) {
     const std::uint64_t size = width * height * 4;
-    return std::unique_ptr<unsigned char[]>(zeroed ? new (std::nothrow) unsigned char[size]() : new (std::nothrow) unsigned char[size]);
+    return std::unique_ptr<unsigned char[]>(zeroed ? new (std::nothrow) unsigned char[size]()
+                                                   : new (std::nothrow) unsigned char[size]);
 }
 
 }  // namespace
 
-MediaSourcePicture::MediaSourcePicture() : counterFrequency(static_cast<double>(Clock::Current().PerformanceFrequency())) {}
+MediaSourcePicture::MediaSourcePicture()
+    : counterFrequency(static_cast<double>(Clock::Current().PerformanceFrequency())) {}
 MediaSourcePicture::~MediaSourcePicture() = default;
 
 MediaSourcePicture::Frame::~Frame() { delete[] pixels; }
@@ -61,10 +64,11 @@ long MediaSourcePicture::OpenPicture(long& width, long& height, long maxWidth, l
     // The prefix goes in front of every name, whatever it looks like; hence absolute paths only.
     const std::wstring path = L"\\\\?\\" + fileName;
     ComPtr<IWICBitmapDecoder> decoder;
-    const HRESULT hr =
-        wicFactory->CreateDecoderFromFilename(path.c_str(), nullptr, GENERIC_READ, WICDecodeMetadataCacheOnDemand, decoder.Put());
+    const HRESULT hr = wicFactory->CreateDecoderFromFilename(
+        path.c_str(), nullptr, GENERIC_READ, WICDecodeMetadataCacheOnDemand, decoder.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - CreateDecoderFromFilename failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - CreateDecoderFromFilename failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return hr;
     }
 
@@ -73,21 +77,25 @@ long MediaSourcePicture::OpenPicture(long& width, long& height, long maxWidth, l
     frameCount = static_cast<std::int32_t>(count);
     GUID container{};
     decoder->GetContainerFormat(&container);
-    if (IsEqualGUID(container, GUID_ContainerFormatGif)) return OpenGif(decoder.Get(), width, height);
+    if (IsEqualGUID(container, GUID_ContainerFormatGif))
+        return OpenGif(decoder.Get(), width, height);
     return OpenStill(decoder.Get(), width, height, maxWidth, maxHeight);
 }
 
-long MediaSourcePicture::OpenStill(IWICBitmapDecoder* decoder, long& width, long& height, long maxWidth, long maxHeight) {
+long MediaSourcePicture::OpenStill(IWICBitmapDecoder* decoder, long& width, long& height,
+                                   long maxWidth, long maxHeight) {
     ComPtr<IWICBitmapFrameDecode> frame;
     HRESULT hr = decoder->GetFrame(0, frame.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - GetFrame failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - GetFrame failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return hr;
     }
     ComPtr<IWICFormatConverter> converter;
     hr = wicFactory->CreateFormatConverter(converter.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - CreateFormatConverter failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - CreateFormatConverter failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return hr;
     }
 
@@ -97,26 +105,36 @@ long MediaSourcePicture::OpenStill(IWICBitmapDecoder* decoder, long& width, long
     const long natural_width = static_cast<long>(frame_width);
     const long natural_height = static_cast<long>(frame_height);
     if (maxWidth > 0 && maxHeight > 0 && (maxWidth < natural_width || maxHeight < natural_height)) {
-        const float scale = std::min(static_cast<float>(maxWidth) / static_cast<float>(frame_width),
-                                     static_cast<float>(maxHeight) / static_cast<float>(frame_height));
-        const UINT scaled_width = static_cast<UINT>(std::ceil(scale * static_cast<float>(frame_width)));
-        const UINT scaled_height = static_cast<UINT>(std::ceil(scale * static_cast<float>(frame_height)));
+        const float scale =
+            std::min(static_cast<float>(maxWidth) / static_cast<float>(frame_width),
+                     static_cast<float>(maxHeight) / static_cast<float>(frame_height));
+        const UINT scaled_width =
+            static_cast<UINT>(std::ceil(scale * static_cast<float>(frame_width)));
+        const UINT scaled_height =
+            static_cast<UINT>(std::ceil(scale * static_cast<float>(frame_height)));
         ComPtr<IWICBitmapScaler> scaler;
         wicFactory->CreateBitmapScaler(scaler.Put());
-        if (scaler) scaler->Initialize(frame.Get(), scaled_width, scaled_height, WICBitmapInterpolationModeCubic);
-        hr = scaler ? converter->Initialize(scaler.Get(), GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone, nullptr, 0.0,
+        if (scaler)
+            scaler->Initialize(frame.Get(), scaled_width, scaled_height,
+                               WICBitmapInterpolationModeCubic);
+        hr = scaler ? converter->Initialize(scaler.Get(), GUID_WICPixelFormat32bppPBGRA,
+                                            WICBitmapDitherTypeNone, nullptr, 0.0,
                                             WICBitmapPaletteTypeCustom)
                     : E_POINTER;
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - Initialize from scaler failed - 0x%08X", static_cast<unsigned>(hr));
-            // Success with sizes of 0 is meant: the open then fails by its size test, unlike the branch below.
+            APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - Initialize from scaler failed - 0x%08X",
+                          static_cast<unsigned>(hr));
+            // Success with sizes of 0 is meant: the open then fails by its size test, unlike the
+            // branch below.
             return S_OK;
         }
     } else {
-        hr = converter->Initialize(frame.Get(), GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone, nullptr, 0.0,
+        hr = converter->Initialize(frame.Get(), GUID_WICPixelFormat32bppPBGRA,
+                                   WICBitmapDitherTypeNone, nullptr, 0.0,
                                    WICBitmapPaletteTypeCustom);
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - Initialize from frame decoder failed - 0x%08X", static_cast<unsigned>(hr));
+            APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - Initialize from frame decoder failed - 0x%08X",
+                          static_cast<unsigned>(hr));
             return hr;
         }
     }
@@ -143,7 +161,8 @@ long MediaSourcePicture::OpenGif(IWICBitmapDecoder* decoder, long& width, long& 
         return E_FAIL;
     }
     // Never written: it is there so that GetPixels is valid.
-    std::unique_ptr<unsigned char[]> buffer = AllocatePixels(gif->displayWidth, gif->displayHeight, true);
+    std::unique_ptr<unsigned char[]> buffer =
+        AllocatePixels(gif->displayWidth, gif->displayHeight, true);
     if (!buffer) {
         gif = std::move(previous);
         return E_OUTOFMEMORY;
@@ -151,14 +170,16 @@ long MediaSourcePicture::OpenGif(IWICBitmapDecoder* decoder, long& width, long& 
     width = static_cast<long>(gif->displayWidth);
     height = static_cast<long>(gif->displayHeight);
     pixels.swap(buffer);
-    const std::size_t counted = std::min(frames.size(), static_cast<std::size_t>(std::max(frameCount, 0)));
+    const std::size_t counted =
+        std::min(frames.size(), static_cast<std::size_t>(std::max(frameCount, 0)));
     gif->totalDelay = 0;
     for (std::size_t i = 0; i < counted; ++i) gif->totalDelay += frames[i]->delay;
     return S_OK;
 }
 
 bool MediaSourcePicture::Play() {
-    if (gif && static_cast<double>(gif->totalDelay) > mediaInfo.duration) mediaInfo.duration = static_cast<double>(gif->totalDelay);
+    if (gif && static_cast<double>(gif->totalDelay) > mediaInfo.duration)
+        mediaInfo.duration = static_cast<double>(gif->totalDelay);
     sampleCount = 0;
     SetState(State::Playing);
     return true;
@@ -172,7 +193,8 @@ void MediaSourcePicture::Stop() {
 void MediaSourcePicture::RequestSample() {
     if (GetState() != State::Playing) return;
     const std::int64_t count = Clock::Current().PerformanceCounter();
-    const std::int64_t now = static_cast<std::int64_t>(static_cast<double>(count * 1000) / counterFrequency);
+    const std::int64_t now =
+        static_cast<std::int64_t>(static_cast<double>(count * 1000) / counterFrequency);
     if (sampleCount++ == 0) firstSampleTime = now;
     const std::int64_t elapsed = now - firstSampleTime;
     if (static_cast<double>(elapsed) >= mediaInfo.duration && (!gif || gif->stopAtEnd)) {
@@ -183,7 +205,8 @@ void MediaSourcePicture::RequestSample() {
     if (gif) {
         SetVideoSample(nullptr, 0, 0, 0, 0, 0);
     } else {
-        SetVideoSample(pixels.get(), mediaInfo.width, mediaInfo.height, mediaInfo.width * 4, elapsed * 10000, 0);
+        SetVideoSample(pixels.get(), mediaInfo.width, mediaInfo.height, mediaInfo.width * 4,
+                       elapsed * 10000, 0);
     }
 }
 

@@ -60,11 +60,15 @@ HRESULT ReadFlag(IWICMetadataQueryReader* reader, const wchar_t* path, bool& fla
 
 void ReadLoopCount(IWICMetadataQueryReader* reader, MediaSourcePicture::Gif& gif) {
     MetadataValue application;
-    if (FAILED(application.Read(reader, L"/appext/application", VT_VECTOR | VT_UI1)) || application.value.caub.cElems != 11) return;
+    if (FAILED(application.Read(reader, L"/appext/application", VT_VECTOR | VT_UI1)) ||
+        application.value.caub.cElems != 11)
+        return;
     const std::string_view name(reinterpret_cast<const char*>(application.value.caub.pElems), 11);
     if (name != "NETSCAPE2.0" && name != "ANIMEXTS1.0") return;
     MetadataValue data;
-    if (FAILED(data.Read(reader, L"/appext/data", VT_VECTOR | VT_UI1)) || data.value.caub.cElems < 4) return;
+    if (FAILED(data.Read(reader, L"/appext/data", VT_VECTOR | VT_UI1)) ||
+        data.value.caub.cElems < 4)
+        return;
     const UCHAR* bytes = data.value.caub.pElems;
     if (bytes[0] > 0 && bytes[1] == 1) {
         gif.loopCount = bytes[2] | static_cast<std::uint32_t>(bytes[3]) << 8;
@@ -72,7 +76,8 @@ void ReadLoopCount(IWICMetadataQueryReader* reader, MediaSourcePicture::Gif& gif
     }
 }
 
-// The display size is the logical size stretched by the aspect ratio that `aspect` codes, never enlarged.
+// The display size is the logical size stretched by the aspect ratio that `aspect` codes, never
+// enlarged.
 void SetDisplaySize(MediaSourcePicture::Gif& gif, std::uint8_t aspect) {
     gif.displayWidth = gif.width;
     gif.displayHeight = gif.height;
@@ -101,14 +106,16 @@ long MediaSourcePicture::GetGifMeta(IWICImagingFactory* factory, IWICBitmapDecod
     if (SUCCEEDED(ReadWord(reader.Get(), L"/logscrdesc/Width", side))) gif->width = side;
     if (SUCCEEDED(ReadWord(reader.Get(), L"/logscrdesc/Height", side))) gif->height = side;
     std::uint8_t aspect = 0;
-    if (SUCCEEDED(ReadByte(reader.Get(), L"/logscrdesc/PixelAspectRatio", aspect))) SetDisplaySize(*gif, aspect);
+    if (SUCCEEDED(ReadByte(reader.Get(), L"/logscrdesc/PixelAspectRatio", aspect)))
+        SetDisplaySize(*gif, aspect);
     ReadLoopCount(reader.Get(), *gif);
 
     for (int index = 0; index < frameCount; ++index) GetGifFrame(factory, decoder, index);
     return S_OK;
 }
 
-long MediaSourcePicture::GetGifBkgColor(IWICImagingFactory* factory, IWICBitmapDecoder* decoder, IWICMetadataQueryReader* reader) {
+long MediaSourcePicture::GetGifBkgColor(IWICImagingFactory* factory, IWICBitmapDecoder* decoder,
+                                        IWICMetadataQueryReader* reader) {
     bool has_table = false;
     HRESULT hr = ReadFlag(reader, L"/logscrdesc/GlobalColorTableFlag", has_table);
     if (FAILED(hr)) return hr;
@@ -131,7 +138,8 @@ long MediaSourcePicture::GetGifBkgColor(IWICImagingFactory* factory, IWICBitmapD
     return S_OK;
 }
 
-long MediaSourcePicture::GetGifFrame(IWICImagingFactory* factory, IWICBitmapDecoder* decoder, int index) {
+long MediaSourcePicture::GetGifFrame(IWICImagingFactory* factory, IWICBitmapDecoder* decoder,
+                                     int index) {
     auto result = std::make_unique<Frame>();
     ComPtr<IWICBitmapFrameDecode> frame;
     HRESULT hr = decoder->GetFrame(static_cast<UINT>(index), frame.Put());
@@ -139,8 +147,8 @@ long MediaSourcePicture::GetGifFrame(IWICImagingFactory* factory, IWICBitmapDeco
     ComPtr<IWICFormatConverter> converter;
     hr = factory->CreateFormatConverter(converter.Put());
     if (FAILED(hr)) return hr;
-    hr = converter->Initialize(frame.Get(), GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone, nullptr, 0.0,
-                               WICBitmapPaletteTypeCustom);
+    hr = converter->Initialize(frame.Get(), GUID_WICPixelFormat32bppPBGRA, WICBitmapDitherTypeNone,
+                               nullptr, 0.0, WICBitmapPaletteTypeCustom);
     if (FAILED(hr)) return hr;
     ComPtr<IWICMetadataQueryReader> reader;
     hr = frame->GetMetadataQueryReader(reader.Put());
@@ -149,15 +157,18 @@ long MediaSourcePicture::GetGifFrame(IWICImagingFactory* factory, IWICBitmapDeco
     std::uint16_t word = 0;
     if (SUCCEEDED(ReadWord(reader.Get(), L"/imgdesc/Left", word))) result->left = word;
     if (SUCCEEDED(ReadWord(reader.Get(), L"/imgdesc/Top", word))) result->top = word;
-    if (SUCCEEDED(ReadWord(reader.Get(), L"/imgdesc/Width", word))) result->right = word + result->left;
-    if (SUCCEEDED(ReadWord(reader.Get(), L"/imgdesc/Height", word))) result->bottom = word + result->top;
+    if (SUCCEEDED(ReadWord(reader.Get(), L"/imgdesc/Width", word)))
+        result->right = word + result->left;
+    if (SUCCEEDED(ReadWord(reader.Get(), L"/imgdesc/Height", word)))
+        result->bottom = word + result->top;
     if (SUCCEEDED(ReadWord(reader.Get(), L"/grctlext/Delay", word))) result->delay = word * 10u;
     if (result->delay < minimum_delay_ms) result->delay = minimum_delay_ms;
     std::uint8_t byte = 0;
     if (SUCCEEDED(ReadByte(reader.Get(), L"/grctlext/Disposal", byte))) result->disposal = byte;
     ReadFlag(reader.Get(), L"/grctlext/TransparencyFlag", result->transparent);
     // Only the result counts: the index itself is already in the pixels' alpha.
-    const HRESULT transparent_index_result = ReadByte(reader.Get(), L"/grctlext/TransparentColorIndex", byte);
+    const HRESULT transparent_index_result =
+        ReadByte(reader.Get(), L"/grctlext/TransparentColorIndex", byte);
 
     UINT width = 0;
     UINT height = 0;

@@ -6,11 +6,11 @@
 #include <cstring>
 #include <new>
 
-#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/DXCapture.h"
 #include "ScreenCapture/DXGICapture.h"
 #include "ScreenCapture/GdiCapture.h"
 #include "ScreenCapture/WindowCapture.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "base/Clock.h"
 #include "vimbrel/AppLog.h"
 
@@ -43,7 +43,8 @@ BOOL CALLBACK CountMonitor(HMONITOR, HDC, RECT*, LPARAM count) {
 // False if the system could not say.
 bool CountMonitors(int& count) {
     count = 0;
-    return CaptureSystem::Current().windows.EnumDisplayMonitors(nullptr, nullptr, CountMonitor, reinterpret_cast<LPARAM>(&count)) != FALSE;
+    return CaptureSystem::Current().windows.EnumDisplayMonitors(
+               nullptr, nullptr, CountMonitor, reinterpret_cast<LPARAM>(&count)) != FALSE;
 }
 
 bool IsAtLeast(DWORD major, DWORD minor, WORD service_pack) {
@@ -54,16 +55,20 @@ bool IsAtLeast(DWORD major, DWORD minor, WORD service_pack) {
     wanted.wServicePackMajor = service_pack;
     ULONGLONG conditions = 0;
     constexpr DWORD types[] = {VER_MAJORVERSION, VER_MINORVERSION, VER_SERVICEPACKMAJOR};
-    for (const DWORD type : types) conditions = VerSetConditionMask(conditions, type, VER_GREATER_EQUAL);
-    return CaptureSystem::Current().windows.VerifyVersionInfoW(&wanted, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR,
-                                                               conditions) != FALSE;
+    for (const DWORD type : types)
+        conditions = VerSetConditionMask(conditions, type, VER_GREATER_EQUAL);
+    return CaptureSystem::Current().windows.VerifyVersionInfoW(
+               &wanted, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR, conditions) !=
+           FALSE;
 }
 
-// Duplication serves single monitors, the front buffer single monitors of older systems; several monitors are always copied.
+// Duplication serves single monitors, the front buffer single monitors of older systems; several
+// monitors are always copied.
 std::uint32_t DesktopMethod() {
     int monitors = 0;
     if (IsAtLeast(6, 2, 0) && (!CountMonitors(monitors) || monitors < 2)) return method_duplication;
-    if (IsAtLeast(6, 1, 1) && !(CountMonitors(monitors) && monitors > 1)) return method_front_buffer;
+    if (IsAtLeast(6, 1, 1) && !(CountMonitors(monitors) && monitors > 1))
+        return method_front_buffer;
     return method_bitblt;
 }
 
@@ -91,8 +96,10 @@ bool MediaSourceScreen::Open() {
     mediaInfo.duration = -1.0;
     if (!AllocateFrame(true)) return false;
     StartBackEnd();
-    APPLOG_STREAM(LOG_LEVEL_TRACE, "Screen Capture - Method: " << method << ", [" << settings.rect.left << ", " << settings.rect.top
-                                                               << "], " << mediaInfo.width << " x " << mediaInfo.height);
+    APPLOG_STREAM(LOG_LEVEL_TRACE,
+                  "Screen Capture - Method: " << method << ", [" << settings.rect.left << ", "
+                                              << settings.rect.top << "], " << mediaInfo.width
+                                              << " x " << mediaInfo.height);
     frameCount = 0;
     startTime = Clock::Current().TimeMilliseconds();
     SetState(State::Opened);
@@ -101,12 +108,14 @@ bool MediaSourceScreen::Open() {
 
 bool MediaSourceScreen::ChooseMethod() {
     if (settings.window) {
-        if (IsRectEmpty(&settings.rect)) CaptureSystem::Current().windows.GetClientRect(settings.window, &settings.rect);
+        if (IsRectEmpty(&settings.rect))
+            CaptureSystem::Current().windows.GetClientRect(settings.window, &settings.rect);
         method = method_window;
         return true;
     }
     // Swapped sides are no empty rectangle here: they give frames of that size.
-    if (settings.rect.left == settings.rect.right || settings.rect.top == settings.rect.bottom) return false;
+    if (settings.rect.left == settings.rect.right || settings.rect.top == settings.rect.bottom)
+        return false;
     method = DesktopMethod();
     return true;
 }
@@ -121,16 +130,19 @@ void MediaSourceScreen::StartBackEnd() {
             dxgiCapture.reset();
             method = method_front_buffer;
         } else {
-            const std::int64_t pixels = Length(outputRect.left, outputRect.right) * Length(outputRect.top, outputRect.bottom);
+            const std::int64_t pixels = Length(outputRect.left, outputRect.right) *
+                                        Length(outputRect.top, outputRect.bottom);
             // Zeros: places that no output covers, or that cannot be mapped, are never written.
-            dxgiBuffer.reset(new (std::nothrow) unsigned char[static_cast<std::size_t>(pixels * pixel_size)]());
+            dxgiBuffer.reset(
+                new (std::nothrow) unsigned char[static_cast<std::size_t>(pixels * pixel_size)]());
         }
     }
     if (method == method_front_buffer) {
         if (!dxCapture) dxCapture = std::make_unique<DXCapture>(system);
         const HRESULT hr = dxCapture->InitCapture(settings.rect);
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "DXCapture InitCapture failed with hr=0x%08x", static_cast<unsigned>(hr));
+            APPLOG_FORMAT(LOG_LEVEL_ERROR, "DXCapture InitCapture failed with hr=0x%08x",
+                          static_cast<unsigned>(hr));
             dxCapture.reset();
             method = method_bitblt;
         }
@@ -145,8 +157,10 @@ void MediaSourceScreen::StartBackEnd() {
 }
 
 bool MediaSourceScreen::AllocateFrame(bool zeroed) {
-    const std::size_t size = static_cast<std::size_t>(mediaInfo.width) * static_cast<std::size_t>(mediaInfo.height) * pixel_size;
-    frameBuffer.reset(zeroed ? new (std::nothrow) unsigned char[size]() : new (std::nothrow) unsigned char[size]);
+    const std::size_t size = static_cast<std::size_t>(mediaInfo.width) *
+                             static_cast<std::size_t>(mediaInfo.height) * pixel_size;
+    frameBuffer.reset(zeroed ? new (std::nothrow) unsigned char[size]()
+                             : new (std::nothrow) unsigned char[size]);
     return frameBuffer != nullptr;
 }
 
@@ -161,8 +175,10 @@ void MediaSourceScreen::RequestSample() {
     CaptureFrame();
     ++frameCount;
     // In 64 bits by design: behind a wrap of the clock the time is negative.
-    const std::int64_t time = (std::int64_t{Clock::Current().TimeMilliseconds()} - startTime) * 10000;
-    SetVideoSample(frameBuffer.get(), mediaInfo.width, mediaInfo.height, mediaInfo.width * 4, time, 0);
+    const std::int64_t time =
+        (std::int64_t{Clock::Current().TimeMilliseconds()} - startTime) * 10000;
+    SetVideoSample(frameBuffer.get(), mediaInfo.width, mediaInfo.height, mediaInfo.width * 4, time,
+                   0);
 }
 
 void MediaSourceScreen::CaptureFrame() {
@@ -187,24 +203,30 @@ void MediaSourceScreen::CaptureFrame() {
 
 void MediaSourceScreen::CopyFrame(const unsigned char* pixels) {
     std::memcpy(frameBuffer.get(), pixels,
-                static_cast<std::size_t>(mediaInfo.width) * static_cast<std::size_t>(mediaInfo.height) * pixel_size);
+                static_cast<std::size_t>(mediaInfo.width) *
+                    static_cast<std::size_t>(mediaInfo.height) * pixel_size);
 }
 
 void MediaSourceScreen::CaptureOutputs() {
     const RECT& rect = settings.rect;
-    // Of a whole output nothing has to be cut out. Of one only: it fails before anything is written, so the frame stays whole.
+    // Of a whole output nothing has to be cut out. Of one only: it fails before anything is
+    // written, so the frame stays whole.
     const bool at_origin = outputRect.left == 0 && outputRect.top == 0;
-    if (dxgiCapture->HasSingleOutput() && at_origin && std::memcmp(&rect, &outputRect, sizeof rect) == 0) {
+    if (dxgiCapture->HasSingleOutput() && at_origin &&
+        std::memcmp(&rect, &outputRect, sizeof rect) == 0) {
         dxgiCapture->GetOutputBits(frameBuffer.get(), &outputRect);
         return;
     }
     if (FAILED(dxgiCapture->GetOutputBits(dxgiBuffer.get(), &outputRect))) return;
-    if (rect.left < outputRect.left || rect.top < outputRect.top || rect.right > outputRect.right || rect.bottom > outputRect.bottom)
+    if (rect.left < outputRect.left || rect.top < outputRect.top || rect.right > outputRect.right ||
+        rect.bottom > outputRect.bottom)
         return;
-    // Rows and columns count from the origin of the desktop, by design, which is that of a single monitor. Where it is not, or the
-    // sides are swapped, there is nothing in the buffer to copy.
+    // Rows and columns count from the origin of the desktop, by design, which is that of a single
+    // monitor. Where it is not, or the sides are swapped, there is nothing in the buffer to copy.
     const std::int64_t row_pixels = outputRect.right - outputRect.left;
-    if (rect.left < 0 || rect.top < 0 || rect.right > row_pixels || rect.bottom > outputRect.bottom - outputRect.top) return;
+    if (rect.left < 0 || rect.top < 0 || rect.right > row_pixels ||
+        rect.bottom > outputRect.bottom - outputRect.top)
+        return;
     if (rect.right <= rect.left) return;
     const std::size_t row_bytes = static_cast<std::size_t>(rect.right - rect.left) * pixel_size;
     unsigned char* to = frameBuffer.get();

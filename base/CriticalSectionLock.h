@@ -21,7 +21,9 @@ private:
 
 class CriticalSectionLock {
 public:
-    explicit CriticalSectionLock(CRITICAL_SECTION* held) : section(held) { EnterCriticalSection(section); }
+    explicit CriticalSectionLock(CRITICAL_SECTION* held) : section(held) {
+        EnterCriticalSection(section);
+    }
     ~CriticalSectionLock() { LeaveCriticalSection(section); }
     CriticalSectionLock(const CriticalSectionLock&) = delete;
     CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;

@@ -5,7 +5,8 @@
 
 namespace Vimbrel {
 
-// Waits for `event` without a time limit and takes and dispatches the calling thread's messages meanwhile. False if the wait fails.
+// Waits for `event` without a time limit and takes and dispatches the calling thread's messages
+// meanwhile. False if the wait fails.
 bool WaitKeepingMessages(HANDLE event);
 
 }  // namespace Vimbrel

@@ -39,9 +39,12 @@ inline ChildCost RunChild(const std::vector<std::string>& command) {
         std::fprintf(stderr, "%s failed\n", command[0].c_str());
         std::exit(1);
     }
-    const auto seconds = [](const timeval& time) { return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6; };
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
     return {std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
-            seconds(usage.ru_utime) + seconds(usage.ru_stime), static_cast<double>(usage.ru_maxrss) / 1024.0};
+            seconds(usage.ru_utime) + seconds(usage.ru_stime),
+            static_cast<double>(usage.ru_maxrss) / 1024.0};
 }
 
 }  // namespace Vimbrel::bench

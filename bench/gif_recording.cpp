@@ -1,4 +1,5 @@
-// The GIF recorder against ffmpeg's palette filters and GIF muxer: the same frames, each side a whole process.
+// The GIF recorder against ffmpeg's palette filters and GIF muxer: the same frames, each side a
+// whole process.
 //
 //     gif_recording [--rounds N] [--width W --height H] [--frames N]
 #include <fcntl.h>
@@ -51,21 +52,27 @@ void WriteSyntheticFrames(const std::string& path, const Shape& shape) {
             for (unsigned x = 0; x < shape.width; ++x, pixel += 4) {
                 const double u = static_cast<double>(x) / shape.width;
                 const double v = static_cast<double>(y) / shape.height;
-                double color[3] = {110 + 80 * std::sin(3 * u + time), 90 + 70 * std::sin(4 * v - time),
+                double color[3] = {110 + 80 * std::sin(3 * u + time),
+                                   90 + 70 * std::sin(4 * v - time),
                                    120 + 90 * std::cos(2 * (u + v) + time)};
                 for (int disc = 0; disc < 5; ++disc) {
                     const double dx = u - 0.5 - 0.4 * std::sin(time * (0.5 + 0.2 * disc) + disc);
-                    const double dy = v - 0.5 - 0.4 * std::cos(time * (0.7 + 0.1 * disc) + 2 * disc);
-                    const double edge = std::clamp((0.11 - std::sqrt(dx * dx + dy * dy)) * 60, 0.0, 1.0);
-                    for (int c = 0; c < 3; ++c) color[c] += edge * ((disc * 70 + c * 90) % 256 - color[c]) * 0.85;
+                    const double dy =
+                        v - 0.5 - 0.4 * std::cos(time * (0.7 + 0.1 * disc) + 2 * disc);
+                    const double edge =
+                        std::clamp((0.11 - std::sqrt(dx * dx + dy * dy)) * 60, 0.0, 1.0);
+                    for (int c = 0; c < 3; ++c)
+                        color[c] += edge * ((disc * 70 + c * 90) % 256 - color[c]) * 0.85;
                 }
                 random = random * 1664525u + 1013904223u;
                 const double grain = static_cast<double>(random >> 24) / 16.0 - 8.0;
-                for (int c = 0; c < 3; ++c) pixel[c] = static_cast<unsigned char>(std::clamp(color[c] + grain, 0.0, 255.0));
+                for (int c = 0; c < 3; ++c)
+                    pixel[c] = static_cast<unsigned char>(std::clamp(color[c] + grain, 0.0, 255.0));
                 pixel[3] = 255;
             }
         }
-        file.write(reinterpret_cast<const char*>(frame.data()), static_cast<std::streamsize>(frame.size()));
+        file.write(reinterpret_cast<const char*>(frame.data()),
+                   static_cast<std::streamsize>(frame.size()));
     }
 }
 
@@ -87,7 +94,8 @@ int Record(const std::string& raw, const Shape& shape, const std::string& gif) {
     recorder.Start();
     Bytes frame(shape.FrameBytes());
     std::uint64_t pushed = 0;
-    while (file.read(reinterpret_cast<char*>(frame.data()), static_cast<std::streamsize>(frame.size()))) {
+    while (file.read(reinterpret_cast<char*>(frame.data()),
+                     static_cast<std::streamsize>(frame.size()))) {
         // The queue holds 5; the one beyond is in work.
         for (;;) {
             const Vimbrel::TranscodeStatistics done = Vimbrel::GetTranscodeStatistics(recorder);
@@ -97,15 +105,16 @@ int Record(const std::string& raw, const Shape& shape, const std::string& gif) {
         recorder.SetVideoSample(frame.data(), shape.width, shape.height, shape.width * 4, 0, 0);
         ++pushed;
     }
-    while (Vimbrel::GetTranscodeStatistics(recorder).videoWritten < pushed && recorder.IsWorking() &&
-           Vimbrel::GetTranscodeStatistics(recorder).videoDropped == 0) {
+    while (Vimbrel::GetTranscodeStatistics(recorder).videoWritten < pushed &&
+           recorder.IsWorking() && Vimbrel::GetTranscodeStatistics(recorder).videoDropped == 0) {
         std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
     recorder.Stop();
     recorder.Cleanup();
     const Vimbrel::TranscodeStatistics done = Vimbrel::GetTranscodeStatistics(recorder);
     if (done.videoWritten != shape.frames || done.videoDropped != 0) {
-        std::fprintf(stderr, "%llu of %u frames written\n", static_cast<unsigned long long>(done.videoWritten), shape.frames);
+        std::fprintf(stderr, "%llu of %u frames written\n",
+                     static_cast<unsigned long long>(done.videoWritten), shape.frames);
         return 1;
     }
     return 0;
@@ -114,7 +123,8 @@ int Record(const std::string& raw, const Shape& shape, const std::string& gif) {
 // Peak signal to noise over red, green and blue of all frames, in decibels.
 double Psnr(const std::string& raw, const std::string& gif, const Shape& shape) {
     const std::string decoded = gif + ".raw";
-    Run({"ffmpeg", "-v", "error", "-y", "-i", gif, "-fps_mode", "passthrough", "-f", "rawvideo", "-pix_fmt", "bgra", decoded});
+    Run({"ffmpeg", "-v", "error", "-y", "-i", gif, "-fps_mode", "passthrough", "-f", "rawvideo",
+         "-pix_fmt", "bgra", decoded});
     std::ifstream one(raw, std::ios::binary);
     std::ifstream other(decoded, std::ios::binary);
     Bytes a(shape.FrameBytes());
@@ -122,7 +132,8 @@ double Psnr(const std::string& raw, const std::string& gif, const Shape& shape) 
     double squares = 0.0;
     for (unsigned n = 0; n < shape.frames; ++n) {
         if (!one.read(reinterpret_cast<char*>(a.data()), static_cast<std::streamsize>(a.size())) ||
-            !other.read(reinterpret_cast<char*>(b.data()), static_cast<std::streamsize>(b.size()))) {
+            !other.read(reinterpret_cast<char*>(b.data()),
+                        static_cast<std::streamsize>(b.size()))) {
             std::fprintf(stderr, "%s has fewer than %u frames\n", gif.c_str(), shape.frames);
             std::exit(1);
         }
@@ -132,15 +143,22 @@ double Psnr(const std::string& raw, const std::string& gif, const Shape& shape) 
         }
     }
     std::filesystem::remove(decoded);
-    return 10.0 * std::log10(255.0 * 255.0 * 3.0 * static_cast<double>(shape.frames) * shape.width * shape.height / squares);
+    return 10.0 * std::log10(255.0 * 255.0 * 3.0 * static_cast<double>(shape.frames) * shape.width *
+                             shape.height / squares);
 }
 
-void Compare(const std::string& self, const char* name, const std::string& raw, const Shape& shape, const std::string& folder, int rounds) {
+void Compare(const std::string& self, const char* name, const std::string& raw, const Shape& shape,
+             const std::string& folder, int rounds) {
     const std::string size = std::to_string(shape.width) + "x" + std::to_string(shape.height);
     const std::string ours = folder + "/ours.gif";
     const std::string theirs = folder + "/theirs.gif";
-    const std::vector<std::string> our_command = {
-        self, "--record", raw, std::to_string(shape.width), std::to_string(shape.height), std::to_string(shape.frames), ours};
+    const std::vector<std::string> our_command = {self,
+                                                  "--record",
+                                                  raw,
+                                                  std::to_string(shape.width),
+                                                  std::to_string(shape.height),
+                                                  std::to_string(shape.frames),
+                                                  ours};
     const std::vector<std::string> their_command = {
         "ffmpeg",
         "-v",
@@ -157,7 +175,8 @@ void Compare(const std::string& self, const char* name, const std::string& raw, 
         "-i",
         raw,
         "-filter_complex",
-        "split[a][b];[a]palettegen=stats_mode=single[p];[b][p]paletteuse=new=1:dither=floyd_steinberg",
+        "split[a][b];[a]palettegen=stats_mode=single[p];[b][p]paletteuse=new=1:dither=floyd_"
+        "steinberg",
         theirs};
     Cost our_best;
     Cost their_best;
@@ -172,18 +191,24 @@ void Compare(const std::string& self, const char* name, const std::string& raw, 
     const double their_psnr = Psnr(raw, theirs, shape);
     const double our_size = static_cast<double>(std::filesystem::file_size(ours)) / 1e6;
     const double their_size = static_cast<double>(std::filesystem::file_size(theirs)) / 1e6;
-    std::printf("%-10s %s, %u frames: wall %.3f s against ffmpeg's %.3f s, ratio %.2f; CPU %.3f s against %.3f s, ratio %.2f\n", name,
-                size.c_str(), shape.frames, our_best.wall, their_best.wall, our_best.wall / their_best.wall, our_best.cpu, their_best.cpu,
-                our_best.cpu / their_best.cpu);
-    std::printf("%-10s PSNR %.2f dB against %.2f dB (%+.2f); %.2f MB against %.2f MB, ratio %.2f\n", "", our_psnr, their_psnr,
-                our_psnr - their_psnr, our_size, their_size, our_size / their_size);
+    std::printf(
+        "%-10s %s, %u frames: wall %.3f s against ffmpeg's %.3f s, ratio %.2f; CPU %.3f s against "
+        "%.3f s, ratio %.2f\n",
+        name, size.c_str(), shape.frames, our_best.wall, their_best.wall,
+        our_best.wall / their_best.wall, our_best.cpu, their_best.cpu,
+        our_best.cpu / their_best.cpu);
+    std::printf("%-10s PSNR %.2f dB against %.2f dB (%+.2f); %.2f MB against %.2f MB, ratio %.2f\n",
+                "", our_psnr, their_psnr, our_psnr - their_psnr, our_size, their_size,
+                our_size / their_size);
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
     if (count == 7 && std::strcmp(arguments[1], "--record") == 0) {
-        const auto number = [&](int i) { return static_cast<unsigned>(std::strtoul(arguments[i], nullptr, 10)); };
+        const auto number = [&](int i) {
+            return static_cast<unsigned>(std::strtoul(arguments[i], nullptr, 10));
+        };
         return Record(arguments[2], {number(3), number(4), number(5)}, arguments[6]);
     }
     Shape shape;
@@ -204,7 +229,8 @@ int main(int count, char** arguments) {
     Compare(self, "synthetic", raw, shape, folder, rounds);
     const std::string size = std::to_string(shape.width) + "x" + std::to_string(shape.height);
     for (const char* source : {"mandelbrot", "testsrc2"}) {
-        Run({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", std::string(source) + "=s=" + size + ":r=25", "-frames:v",
+        Run({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
+             std::string(source) + "=s=" + size + ":r=25", "-frames:v",
              std::to_string(shape.frames), "-f", "rawvideo", "-pix_fmt", "bgra", raw});
         Compare(self, source, raw, shape, folder, rounds);
     }

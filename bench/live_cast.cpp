@@ -1,9 +1,10 @@
-// The cast against `ffmpeg -f flv` with the same encoder at the same settings, to the same nginx; the delay of a frame; and what a frame
-// costs its caller against a copy.
+// The cast against `ffmpeg -f flv` with the same encoder at the same settings, to the same nginx;
+// the delay of a frame; and what a frame costs its caller against a copy.
 //
 //     live_cast [--rounds N] [--frames N]
 //     live_cast --caller 1 [--frames N]
-//     live_cast --soak SECONDS     1920 x 1080 at 30 frames a second and quality 1: frames that went out, and the memory
+//     live_cast --soak SECONDS     1920 x 1080 at 30 frames a second and quality 1: frames that
+//     went out, and the memory
 //
 // nginx with its RTMP module must be installed.
 #include <arpa/inet.h>
@@ -61,9 +62,12 @@ std::vector<unsigned char> Picture(const Shape& shape, unsigned number) {
             const bool disc = dx * dx + dy * dy < 0.02F;
             random = random * 1664525U + 1013904223U;
             const float grain = static_cast<float>(random >> 24) / 32.0F - 4.0F;
-            pixel[0] = static_cast<unsigned char>(std::clamp((disc ? 200 : 110 + 60 * u) + grain, 0.0F, 255.0F));
-            pixel[1] = static_cast<unsigned char>(std::clamp((disc ? 40 : 100 + down) + grain, 0.0F, 255.0F));
-            pixel[2] = static_cast<unsigned char>(std::clamp((disc ? 90 : 140 - 50 * u) + grain, 0.0F, 255.0F));
+            pixel[0] = static_cast<unsigned char>(
+                std::clamp((disc ? 200 : 110 + 60 * u) + grain, 0.0F, 255.0F));
+            pixel[1] = static_cast<unsigned char>(
+                std::clamp((disc ? 40 : 100 + down) + grain, 0.0F, 255.0F));
+            pixel[2] = static_cast<unsigned char>(
+                std::clamp((disc ? 90 : 140 - 50 * u) + grain, 0.0F, 255.0F));
             pixel[3] = 255;
         }
     }
@@ -73,7 +77,8 @@ std::vector<unsigned char> Picture(const Shape& shape, unsigned number) {
 std::unique_ptr<Vimbrel::CMediaRTMPCast> MakeCast(const std::string& url, const Shape& shape) {
     auto cast = Vimbrel::CreateRTMPCast({.framing = Vimbrel::RTMPCastOptions::Framing::Standard});
     cast->SetServer(url, "", "");
-    cast->SetVideoOutputFormat(static_cast<int>(shape.width), static_cast<int>(shape.height), 30, 1);
+    cast->SetVideoOutputFormat(static_cast<int>(shape.width), static_cast<int>(shape.height), 30,
+                               1);
     cast->EnableAudio(false);
     return cast;
 }
@@ -86,9 +91,11 @@ int Cast(const std::string& raw, const std::string& url) {
     const int file = open(raw.c_str(), O_RDONLY);
     std::vector<unsigned char> frame(shape.Bytes());
     const auto start = Clock::now();
-    for (int number = 0; read(file, frame.data(), frame.size()) == static_cast<ssize_t>(frame.size()); ++number) {
+    for (int number = 0;
+         read(file, frame.data(), frame.size()) == static_cast<ssize_t>(frame.size()); ++number) {
         std::this_thread::sleep_until(start + number * 33333us);
-        cast->SetVideoSample(frame.data(), shape.width, shape.height, static_cast<int>(shape.width * 4), 10'000'000 + number * 333'333LL);
+        cast->SetVideoSample(frame.data(), shape.width, shape.height,
+                             static_cast<int>(shape.width * 4), 10'000'000 + number * 333'333LL);
     }
     std::this_thread::sleep_for(500ms);
     cast->Stop();
@@ -96,9 +103,10 @@ int Cast(const std::string& raw, const std::string& url) {
 }
 
 std::string FramesIn(const RtmpServer& server, const std::string& key) {
-    std::string text =
-        server.folder.Run("ffprobe -v quiet -select_streams v -count_packets -show_entries stream=nb_read_packets -of csv=p=0 " +
-                          server.Recording(key).string());
+    std::string text = server.folder.Run(
+        "ffprobe -v quiet -select_streams v -count_packets -show_entries stream=nb_read_packets "
+        "-of csv=p=0 " +
+        server.Recording(key).string());
     return text.substr(0, text.find('\n'));
 }
 
@@ -110,13 +118,15 @@ void CompareCpu(int rounds, unsigned frames) {
         std::ofstream file(raw, std::ios::binary);
         for (unsigned i = 0; i < frames; ++i) {
             const auto frame = Picture(shape, i);
-            file.write(reinterpret_cast<const char*>(frame.data()), static_cast<std::streamsize>(frame.size()));
+            file.write(reinterpret_cast<const char*>(frame.data()),
+                       static_cast<std::streamsize>(frame.size()));
         }
     }
     const std::string rate = std::to_string(shape.width * shape.height * 5 / 2);
     const std::string buffer = std::to_string(shape.width * shape.height * 5);
     const std::vector<std::string> commands[2] = {
-        {std::filesystem::read_symlink("/proc/self/exe").string(), "--cast", raw, server.Url("live", "ours")},
+        {std::filesystem::read_symlink("/proc/self/exe").string(), "--cast", raw,
+         server.Url("live", "ours")},
         {"ffmpeg",
          "-v",
          "error",
@@ -152,25 +162,32 @@ void CompareCpu(int rounds, unsigned frames) {
          "-threads",
          "1",
          "-x264-params",
-         "bframes=0:rc-lookahead=0:sync-lookahead=0:mbtree=0:force-cfr=1:sliced-threads=0:slices=1:threads=1:scenecut=0:level=41",
+         "bframes=0:rc-lookahead=0:sync-lookahead=0:mbtree=0:force-cfr=1:sliced-threads=0:slices=1:"
+         "threads=1:scenecut=0:level=41",
          "-f",
          "flv",
          server.Url("live", "theirs")}};
     double best[2] = {1e9, 1e9};
     for (int round = 0; round < rounds; ++round) {
-        for (int side = 0; side < 2; ++side) best[side] = std::min(best[side], Vimbrel::bench::RunChild(commands[side]).cpu_s);
+        for (int side = 0; side < 2; ++side)
+            best[side] = std::min(best[side], Vimbrel::bench::RunChild(commands[side]).cpu_s);
     }
     std::this_thread::sleep_for(500ms);
-    std::printf("CPU of %u frames: %.2f s against ffmpeg's %.2f s, ratio %.2f; frames recorded: %s and %s; bytes: %ju and %ju\n", frames,
-                best[0], best[1], best[0] / best[1], FramesIn(server, "ours").c_str(), FramesIn(server, "theirs").c_str(),
-                static_cast<std::uintmax_t>(std::filesystem::file_size(server.Recording("ours"))),
-                static_cast<std::uintmax_t>(std::filesystem::file_size(server.Recording("theirs"))));
+    std::printf(
+        "CPU of %u frames: %.2f s against ffmpeg's %.2f s, ratio %.2f; frames recorded: %s and %s; "
+        "bytes: %ju and %ju\n",
+        frames, best[0], best[1], best[0] / best[1], FramesIn(server, "ours").c_str(),
+        FramesIn(server, "theirs").c_str(),
+        static_cast<std::uintmax_t>(std::filesystem::file_size(server.Recording("ours"))),
+        static_cast<std::uintmax_t>(std::filesystem::file_size(server.Recording("theirs"))));
 }
 
-// Passes bytes on to the server, and notes when the last ones of a frame's time came: frames are far apart, their bytes are not.
+// Passes bytes on to the server, and notes when the last ones of a frame's time came: frames are
+// far apart, their bytes are not.
 class TimingProxy {
 public:
-    explicit TimingProxy(std::uint16_t server) : listener(Vimbrel::test::Listen(port)), relay([this, server] { Run(server); }) {}
+    explicit TimingProxy(std::uint16_t server)
+        : listener(Vimbrel::test::Listen(port)), relay([this, server] { Run(server); }) {}
     ~TimingProxy() {
         stopping = true;
         relay.join();
@@ -200,7 +217,9 @@ private:
                     const std::lock_guard guard(lock);
                     last = Clock::now();
                 }
-                if (count <= 0 || send(watched[1 - i].fd, bytes.data(), static_cast<std::size_t>(count), MSG_NOSIGNAL) != count) return;
+                if (count <= 0 || send(watched[1 - i].fd, bytes.data(),
+                                       static_cast<std::size_t>(count), MSG_NOSIGNAL) != count)
+                    return;
             }
         }
     }
@@ -212,13 +231,16 @@ private:
     std::thread relay;
 };
 
-double Milliseconds(Clock::duration duration) { return std::chrono::duration<double, std::milli>(duration).count(); }
+double Milliseconds(Clock::duration duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
 
 void MeasureDelay(unsigned frames) {
     const RtmpServer server;
     const Shape shape;
     TimingProxy proxy(server.port);
-    const auto cast = MakeCast("rtmp://127.0.0.1:" + std::to_string(proxy.port) + "/live/key", shape);
+    const auto cast =
+        MakeCast("rtmp://127.0.0.1:" + std::to_string(proxy.port) + "/live/key", shape);
     if (cast->Start() != 0) return;
     std::vector<double> delays;
     std::vector<std::vector<unsigned char>> pictures;
@@ -227,21 +249,24 @@ void MeasureDelay(unsigned frames) {
     for (unsigned number = 0; number < frames; ++number) {
         std::this_thread::sleep_until(start + number * 33333us);
         const auto given = Clock::now();
-        cast->SetVideoSample(pictures[number % 30].data(), shape.width, shape.height, static_cast<int>(shape.width * 4),
-                             10'000'000 + number * 333'333LL);
+        cast->SetVideoSample(pictures[number % 30].data(), shape.width, shape.height,
+                             static_cast<int>(shape.width * 4), 10'000'000 + number * 333'333LL);
         std::this_thread::sleep_until(start + number * 33333us + 32ms);
         // Nothing came: later than this frame's time.
         delays.push_back(proxy.Last() > given ? Milliseconds(proxy.Last() - given) : 33.3);
     }
     cast->Stop();
     std::sort(delays.begin(), delays.end());
-    std::printf("Delay to the socket's other end: median %.1f ms, maximum %.1f ms, %.2f and %.2f frames\n", delays[delays.size() / 2],
-                delays.back(), delays[delays.size() / 2] / 33.333, delays.back() / 33.333);
+    std::printf(
+        "Delay to the socket's other end: median %.1f ms, maximum %.1f ms, %.2f and %.2f frames\n",
+        delays[delays.size() / 2], delays.back(), delays[delays.size() / 2] / 33.333,
+        delays.back() / 33.333);
 }
 
 void FlippedCopy(unsigned char* to, const unsigned char* from, const Shape& shape) {
     const std::size_t row = std::size_t{shape.width} * 4;
-    for (std::size_t y = 0; y < shape.height; ++y) std::memcpy(to + row * (shape.height - 1 - y), from + row * y, row);
+    for (std::size_t y = 0; y < shape.height; ++y)
+        std::memcpy(to + row * (shape.height - 1 - y), from + row * y, row);
 }
 
 void MeasureCaller(unsigned frames) {
@@ -269,7 +294,8 @@ void MeasureCaller(unsigned frames) {
         picture[number * 4] ^= 255;
         const long before = faults();
         timed(ours, [&] {
-            cast->SetVideoSample(picture.data(), shape.width, shape.height, static_cast<int>(shape.width * 4),
+            cast->SetVideoSample(picture.data(), shape.width, shape.height,
+                                 static_cast<int>(shape.width * 4),
                                  10'000'000 + number * 400'000LL);
         });
         our_faults += faults() - before;
@@ -278,7 +304,8 @@ void MeasureCaller(unsigned frames) {
         // Pages that nobody has touched.
         void* memory = nullptr;
         timed(fresh, [&] {
-            memory = mmap(nullptr, shape.Bytes(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            memory = mmap(nullptr, shape.Bytes(), PROT_READ | PROT_WRITE,
+                          MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
             FlippedCopy(static_cast<unsigned char*>(memory), picture.data(), shape);
         });
         munmap(memory, shape.Bytes());
@@ -288,11 +315,13 @@ void MeasureCaller(unsigned frames) {
     for (auto* times : {&ours, &fresh, &kept}) std::sort(times->begin(), times->end());
     const auto median = [](const std::vector<double>& times) { return times[times.size() / 2]; };
     std::printf(
-        "SetVideoSample: median %.3f ms, best %.3f ms; flipped copy into fresh memory %.3f and %.3f ms (ratio of medians %.2f, of best "
+        "SetVideoSample: median %.3f ms, best %.3f ms; flipped copy into fresh memory %.3f and "
+        "%.3f ms (ratio of medians %.2f, of best "
         "%.2f), "
         "into warm memory %.3f and %.3f ms (ratio %.2f, %.2f); %.1f page faults a call\n",
-        median(ours), ours[0], median(fresh), fresh[0], median(ours) / median(fresh), ours[0] / fresh[0], median(kept), kept[0],
-        median(ours) / median(kept), ours[0] / kept[0], static_cast<double>(our_faults) / frames);
+        median(ours), ours[0], median(fresh), fresh[0], median(ours) / median(fresh),
+        ours[0] / fresh[0], median(kept), kept[0], median(ours) / median(kept), ours[0] / kept[0],
+        static_cast<double>(our_faults) / frames);
 }
 
 long ResidentKib() {
@@ -313,10 +342,11 @@ void Soak(unsigned seconds) {
     const auto start = Clock::now();
     for (unsigned number = 0; number < seconds * 30; ++number) {
         std::this_thread::sleep_until(start + number * 33333us);
-        cast->SetVideoSample(pictures[number % 30].data(), shape.width, shape.height, static_cast<int>(shape.width * 4),
-                             10'000'000 + number * 333'333LL);
+        cast->SetVideoSample(pictures[number % 30].data(), shape.width, shape.height,
+                             static_cast<int>(shape.width * 4), 10'000'000 + number * 333'333LL);
         if (number % 150 == 149)
-            std::printf("after %u s: %ld MiB, %d kbit/s\n", number / 30 + 1, ResidentKib() / 1024, cast->GetCurrentBitRate() / 1000);
+            std::printf("after %u s: %ld MiB, %d kbit/s\n", number / 30 + 1, ResidentKib() / 1024,
+                        cast->GetCurrentBitRate() / 1000);
     }
     std::this_thread::sleep_for(1s);
     cast->Stop();
@@ -327,7 +357,8 @@ void Soak(unsigned seconds) {
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count == 4 && std::strcmp(arguments[1], "--cast") == 0) return Cast(arguments[2], arguments[3]);
+    if (count == 4 && std::strcmp(arguments[1], "--cast") == 0)
+        return Cast(arguments[2], arguments[3]);
     int rounds = 3;
     unsigned frames = 300;
     bool caller_only = false;

@@ -32,7 +32,9 @@ template <class Body>
 double Time(int count, Body&& body) {
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < count; ++i) body(i);
-    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count() / count;
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start)
+               .count() /
+           count;
 }
 
 struct Pair {
@@ -58,7 +60,8 @@ void MeasureDisabledSite(const char* state) {
             APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE, "never written: %d", i);
         },
         [](int i) { benchmark::DoNotOptimize(i); });
-    std::printf("disabled log site, %-28s %6.2f ns over an empty loop of %.2f ns\n", state, pair.ours - pair.other, pair.other);
+    std::printf("disabled log site, %-28s %6.2f ns over an empty loop of %.2f ns\n", state,
+                pair.ours - pair.other, pair.other);
 }
 
 void MeasurePrefix(IAppLogManager& manager) {
@@ -76,8 +79,8 @@ void MeasurePrefix(IAppLogManager& manager) {
         formatter.format(message, line);
         benchmark::DoNotOptimize(line.data());
     });
-    std::printf("record's prefix %.1f ns, spdlog's message and formatter %.1f ns: ratio %.2f\n", whole.ours, whole.other,
-                whole.ours / whole.other);
+    std::printf("record's prefix %.1f ns, spdlog's message and formatter %.1f ns: ratio %.2f\n",
+                whole.ours, whole.other, whole.ours / whole.other);
     // Both on a record whose time and thread are there already.
     const spdlog::details::log_msg ready("Main", spdlog::level::info, "");
     HalvorixAppLog::LogClock& clock = HalvorixAppLog::LogClock::System();
@@ -99,8 +102,8 @@ void MeasurePrefix(IAppLogManager& manager) {
             formatter.format(ready, line);
             benchmark::DoNotOptimize(line.data());
         });
-    std::printf("its text alone %.1f ns, spdlog's formatter alone %.1f ns: ratio %.2f\n", format.ours, format.other,
-                format.ours / format.other);
+    std::printf("its text alone %.1f ns, spdlog's formatter alone %.1f ns: ratio %.2f\n",
+                format.ours, format.other, format.ours / format.other);
 }
 
 void MeasureWrite(IAppLogManager& manager, const std::string& directory) {
@@ -108,7 +111,9 @@ void MeasureWrite(IAppLogManager& manager, const std::string& directory) {
     manager.SetDisplay(0, false);
     // The text of a common line; the bare calls write the same number of bytes.
     const auto record = [&](int i) {
-        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR, "Photo - CreateDecoderFromFilename failed - 0x%08X", static_cast<unsigned>(i));
+        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR,
+                      "Photo - CreateDecoderFromFilename failed - 0x%08X",
+                      static_cast<unsigned>(i));
     };
     const std::uint64_t bytes = manager.TotalWriteBytes();
     record(0);
@@ -119,8 +124,9 @@ void MeasureWrite(IAppLogManager& manager, const std::string& directory) {
         benchmark::DoNotOptimize(write(file, line.data(), line.size()));
         close(file);
     });
-    std::printf("written record of %zu bytes %.0f ns, bare open, write and close %.0f ns: ratio %.2f\n", line.size(), pair.ours, pair.other,
-                pair.ours / pair.other);
+    std::printf(
+        "written record of %zu bytes %.0f ns, bare open, write and close %.0f ns: ratio %.2f\n",
+        line.size(), pair.ours, pair.other, pair.ours / pair.other);
 }
 
 }  // namespace
@@ -132,8 +138,8 @@ int main(int argc, char** argv) {
     MeasureDisabledSite("level filtered out:");
     MeasurePrefix(manager);
     // The directory's file system decides about the last figure.
-    const std::filesystem::path directory =
-        std::filesystem::path(argc > 1 ? argv[1] : "/tmp") / ("vimbrel-bench-log-" + std::to_string(getpid()));
+    const std::filesystem::path directory = std::filesystem::path(argc > 1 ? argv[1] : "/tmp") /
+                                            ("vimbrel-bench-log-" + std::to_string(getpid()));
     std::filesystem::create_directories(directory);
     MeasureWrite(manager, directory.string());
     manager.Stop();

@@ -1,7 +1,8 @@
-// The pixel operations against libyuv's nearest ones: one thread, the same buffers, rounds that alternate between all
-// variants and libyuv, the best of many. Prints our time over libyuv's, so that below 1 is faster. Both use the same instruction
-// sets: beside our AVX2 libyuv does without AVX-512, as on a processor that lacks it.
-// Usage: pixel_bench [rounds] [part of an operation's name]
+// The pixel operations against libyuv's nearest ones: one thread, the same buffers, rounds that
+// alternate between all variants and libyuv, the best of many. Prints our time over libyuv's, so
+// that below 1 is faster. Both use the same instruction sets: beside our AVX2 libyuv does without
+// AVX-512, as on a processor that lacks it. Usage: pixel_bench [rounds] [part of an operation's
+// name]
 #include <libyuv.h>
 
 #include <algorithm>
@@ -28,9 +29,12 @@ struct Buffers {
 
     explicit Buffers(PixelSize size) : size(size), source(Pixels() * 4), destination(Pixels() * 4) {
         std::uint32_t state = 1;
-        for (std::uint8_t& byte : source) byte = static_cast<std::uint8_t>((state = state * 1664525 + 1013904223) >> 24);
+        for (std::uint8_t& byte : source)
+            byte = static_cast<std::uint8_t>((state = state * 1664525 + 1013904223) >> 24);
     }
-    std::size_t Pixels() const { return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height); }
+    std::size_t Pixels() const {
+        return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
+    }
     std::uint8_t* Cb() { return source.data() + Pixels(); }
     std::uint8_t* Cr() { return Cb() + Pixels() / 4; }
 };
@@ -46,10 +50,12 @@ std::vector<Contest> Contests() {
     return {
         {"NV12", 5.5,
          [](Buffers& b) {
-             ConvertNv12ToBgra(b.source.data(), b.size.width, b.Cb(), b.size.width, b.destination.data(), 4 * b.size.width, b.size, 255);
+             ConvertNv12ToBgra(b.source.data(), b.size.width, b.Cb(), b.size.width,
+                               b.destination.data(), 4 * b.size.width, b.size, 255);
          },
          [](Buffers& b) {
-             libyuv::NV12ToARGB(b.source.data(), b.size.width, b.Cb(), b.size.width, b.destination.data(), 4 * b.size.width, b.size.width,
+             libyuv::NV12ToARGB(b.source.data(), b.size.width, b.Cb(), b.size.width,
+                                b.destination.data(), 4 * b.size.width, b.size.width,
                                 b.size.height);
          }},
         // The flat matrix is close to that of full-range data.
@@ -60,8 +66,9 @@ std::vector<Contest> Contests() {
              ConvertI420ToBgra(planes, steps, b.destination.data(), 4 * b.size.width, b.size, 255);
          },
          [](Buffers& b) {
-             libyuv::J420ToARGB(b.source.data(), b.size.width, b.Cb(), b.size.width / 2, b.Cr(), b.size.width / 2, b.destination.data(),
-                                4 * b.size.width, b.size.width, b.size.height);
+             libyuv::J420ToARGB(b.source.data(), b.size.width, b.Cb(), b.size.width / 2, b.Cr(),
+                                b.size.width / 2, b.destination.data(), 4 * b.size.width,
+                                b.size.width, b.size.height);
          }},
         {"YV12", 5.5,
          [](Buffers& b) {
@@ -70,46 +77,69 @@ std::vector<Contest> Contests() {
              ConvertYv12ToBgra(planes, steps, b.destination.data(), 4 * b.size.width, b.size, 255);
          },
          [](Buffers& b) {
-             libyuv::I420ToARGB(b.source.data(), b.size.width, b.Cb(), b.size.width / 2, b.Cr(), b.size.width / 2, b.destination.data(),
-                                4 * b.size.width, b.size.width, b.size.height);
+             libyuv::I420ToARGB(b.source.data(), b.size.width, b.Cb(), b.size.width / 2, b.Cr(),
+                                b.size.width / 2, b.destination.data(), 4 * b.size.width,
+                                b.size.width, b.size.height);
          }},
         {"YUY2", 6,
-         [](Buffers& b) { ConvertYuy2ToBgra(b.source.data(), 2 * b.size.width, b.destination.data(), 4 * b.size.width, b.size, 255); },
          [](Buffers& b) {
-             libyuv::YUY2ToARGB(b.source.data(), 2 * b.size.width, b.destination.data(), 4 * b.size.width, b.size.width, b.size.height);
+             ConvertYuy2ToBgra(b.source.data(), 2 * b.size.width, b.destination.data(),
+                               4 * b.size.width, b.size, 255);
+         },
+         [](Buffers& b) {
+             libyuv::YUY2ToARGB(b.source.data(), 2 * b.size.width, b.destination.data(),
+                                4 * b.size.width, b.size.width, b.size.height);
          }},
         {"UYVY", 6,
-         [](Buffers& b) { ConvertUyvyToBgra(b.source.data(), 2 * b.size.width, b.destination.data(), 4 * b.size.width, b.size, 255); },
          [](Buffers& b) {
-             libyuv::UYVYToARGB(b.source.data(), 2 * b.size.width, b.destination.data(), 4 * b.size.width, b.size.width, b.size.height);
+             ConvertUyvyToBgra(b.source.data(), 2 * b.size.width, b.destination.data(),
+                               4 * b.size.width, b.size, 255);
+         },
+         [](Buffers& b) {
+             libyuv::UYVYToARGB(b.source.data(), 2 * b.size.width, b.destination.data(),
+                                4 * b.size.width, b.size.width, b.size.height);
          }},
-        {"RGB24", 7, [](Buffers& b) { ExpandBgrToBgra(b.source.data(), 3 * b.size.width, b.destination.data(), 4 * b.size.width, b.size); },
+        {"RGB24", 7,
          [](Buffers& b) {
-             libyuv::RGB24ToARGB(b.source.data(), 3 * b.size.width, b.destination.data(), 4 * b.size.width, b.size.width, b.size.height);
+             ExpandBgrToBgra(b.source.data(), 3 * b.size.width, b.destination.data(),
+                             4 * b.size.width, b.size);
+         },
+         [](Buffers& b) {
+             libyuv::RGB24ToARGB(b.source.data(), 3 * b.size.width, b.destination.data(),
+                                 4 * b.size.width, b.size.width, b.size.height);
          }},
         // libyuv's one pass writes the alpha too; ours is two passes by their definition.
         {"RGB24 and FillAlpha", 15,
          [](Buffers& b) {
-             ExpandBgrToBgra(b.source.data(), 3 * b.size.width, b.destination.data(), 4 * b.size.width, b.size);
+             ExpandBgrToBgra(b.source.data(), 3 * b.size.width, b.destination.data(),
+                             4 * b.size.width, b.size);
              FillAlpha(255, b.destination.data() + 3, 4 * b.size.width, b.size);
          },
          [](Buffers& b) {
-             libyuv::RGB24ToARGB(b.source.data(), 3 * b.size.width, b.destination.data(), 4 * b.size.width, b.size.width, b.size.height);
+             libyuv::RGB24ToARGB(b.source.data(), 3 * b.size.width, b.destination.data(),
+                                 4 * b.size.width, b.size.width, b.size.height);
          }},
         // Its nearest to a constant alpha is to copy one from a plane, here always the same row.
         {"RGB32 and FillAlpha", 16,
          [](Buffers& b) {
-             CopyBgrxToBgra(b.source.data(), 4 * b.size.width, b.destination.data(), 4 * b.size.width, b.size);
+             CopyBgrxToBgra(b.source.data(), 4 * b.size.width, b.destination.data(),
+                            4 * b.size.width, b.size);
              FillAlpha(255, b.destination.data() + 3, 4 * b.size.width, b.size);
          },
          [](Buffers& b) {
-             libyuv::ARGBCopy(b.source.data(), 4 * b.size.width, b.destination.data(), 4 * b.size.width, b.size.width, b.size.height);
-             libyuv::ARGBCopyYToAlpha(b.source.data(), 0, b.destination.data(), 4 * b.size.width, b.size.width, b.size.height);
+             libyuv::ARGBCopy(b.source.data(), 4 * b.size.width, b.destination.data(),
+                              4 * b.size.width, b.size.width, b.size.height);
+             libyuv::ARGBCopyYToAlpha(b.source.data(), 0, b.destination.data(), 4 * b.size.width,
+                                      b.size.width, b.size.height);
          }},
         {"premultiply", 8,
-         [](Buffers& b) { PremultiplyBgra(b.source.data(), 4 * b.size.width, b.destination.data(), 4 * b.size.width, b.size); },
          [](Buffers& b) {
-             libyuv::ARGBAttenuate(b.source.data(), 4 * b.size.width, b.destination.data(), 4 * b.size.width, b.size.width, b.size.height);
+             PremultiplyBgra(b.source.data(), 4 * b.size.width, b.destination.data(),
+                             4 * b.size.width, b.size);
+         },
+         [](Buffers& b) {
+             libyuv::ARGBAttenuate(b.source.data(), 4 * b.size.width, b.destination.data(),
+                                   4 * b.size.width, b.size.width, b.size.height);
          }},
     };
 }
@@ -127,8 +157,10 @@ std::vector<const pixel::Kernels*> Variants() {
 
 // What libyuv may use beside a variant of ours.
 int LibyuvFlags(const std::string& variant) {
-    constexpr int avx512 = libyuv::kCpuHasAVX512BW | libyuv::kCpuHasAVX512VL | libyuv::kCpuHasAVX512VNNI | libyuv::kCpuHasAVX512VBMI |
-                           libyuv::kCpuHasAVX512VBMI2 | libyuv::kCpuHasAVX512VBITALG | libyuv::kCpuHasGFNI;
+    constexpr int avx512 = libyuv::kCpuHasAVX512BW | libyuv::kCpuHasAVX512VL |
+                           libyuv::kCpuHasAVX512VNNI | libyuv::kCpuHasAVX512VBMI |
+                           libyuv::kCpuHasAVX512VBMI2 | libyuv::kCpuHasAVX512VBITALG |
+                           libyuv::kCpuHasGFNI;
     if (variant == "avx512") return -1;
     if (variant == "avx2") return ~avx512;
     return ~(avx512 | libyuv::kCpuHasAVX2 | libyuv::kCpuHasAVX | libyuv::kCpuHasFMA3);
@@ -143,7 +175,8 @@ void PrintHead() {
     std::printf("\n");
 }
 
-void Compare(const std::string& name, const std::string& size, int rounds, double bytes, Buffers& memory, const std::function<void()>& ours,
+void Compare(const std::string& name, const std::string& size, int rounds, double bytes,
+             Buffers& memory, const std::function<void()>& ours,
              const std::function<void()>& theirs) {
     const std::vector<const pixel::Kernels*> variants = Variants();
     constexpr double never = std::numeric_limits<double>::max();
@@ -157,13 +190,16 @@ void Compare(const std::string& name, const std::string& size, int rounds, doubl
             libyuv::MaskCpuFlags(LibyuvFlags(variants[i]->name));
             best_theirs[i] = std::min(best_theirs[i], Seconds(theirs));
         }
-        best_copy =
-            std::min(best_copy, Seconds([&] { std::memcpy(memory.destination.data(), memory.source.data(), memory.source.size()); }));
+        best_copy = std::min(best_copy, Seconds([&] {
+                                 std::memcpy(memory.destination.data(), memory.source.data(),
+                                             memory.source.size());
+                             }));
     }
     std::printf("| %s | %s |", name.c_str(), size.c_str());
     for (std::size_t i = 0; i < best.size(); ++i) std::printf(" %.2f |", best[i] / best_theirs[i]);
     for (const double seconds : best) std::printf(" %.1f |", bytes / seconds / 1e9);
-    std::printf(" %.1f | %.1f |\n", bytes / best_theirs.front() / 1e9, 2.0 * static_cast<double>(memory.source.size()) / best_copy / 1e9);
+    std::printf(" %.1f | %.1f |\n", bytes / best_theirs.front() / 1e9,
+                2.0 * static_cast<double>(memory.source.size()) / best_copy / 1e9);
     std::fflush(stdout);
 }
 
@@ -177,16 +213,20 @@ void CompareResize(PixelSize from, PixelSize to, int rounds) {
     ResizeInit(from, to, plan.data());
     ResizeGetBufferSize(plan.data(), to, resize_channels, &other_bytes);
     std::vector<std::uint8_t> work(static_cast<std::size_t>(other_bytes));
-    const std::string size = std::to_string(from.height) + "p to " + std::to_string(to.height) + "p";
+    const std::string size =
+        std::to_string(from.height) + "p to " + std::to_string(to.height) + "p";
     Compare(
-        "resize", size, rounds, 4.0 * static_cast<double>(source.Pixels() + destination.Pixels()), source,
+        "resize", size, rounds, 4.0 * static_cast<double>(source.Pixels() + destination.Pixels()),
+        source,
         [&] {
-            ResizeBilinearBgra(source.source.data(), 4 * from.width, destination.destination.data(), 4 * to.width, {0, 0}, to,
-                               resize_border_replicate, plan.data(), work.data());
+            ResizeBilinearBgra(source.source.data(), 4 * from.width, destination.destination.data(),
+                               4 * to.width, {0, 0}, to, resize_border_replicate, plan.data(),
+                               work.data());
         },
         [&] {
-            libyuv::ARGBScale(source.source.data(), 4 * from.width, from.width, from.height, destination.destination.data(), 4 * to.width,
-                              to.width, to.height, libyuv::kFilterBilinear);
+            libyuv::ARGBScale(source.source.data(), 4 * from.width, from.width, from.height,
+                              destination.destination.data(), 4 * to.width, to.width, to.height,
+                              libyuv::kFilterBilinear);
         });
 }
 
@@ -198,12 +238,13 @@ int main(int argc, char** argv) {
     PrintHead();
     for (const Contest& contest : Contests()) {
         if (std::string(contest.name).find(part) == std::string::npos) continue;
-        for (const PixelSize size : {PixelSize{1280, 720}, PixelSize{1920, 1080}, PixelSize{3840, 2160}}) {
+        for (const PixelSize size :
+             {PixelSize{1280, 720}, PixelSize{1920, 1080}, PixelSize{3840, 2160}}) {
             Buffers buffers(size);
             Compare(
-                contest.name, std::to_string(size.width) + " x " + std::to_string(size.height), rounds,
-                contest.bytes_per_pixel * static_cast<double>(buffers.Pixels()), buffers, [&] { contest.ours(buffers); },
-                [&] { contest.theirs(buffers); });
+                contest.name, std::to_string(size.width) + " x " + std::to_string(size.height),
+                rounds, contest.bytes_per_pixel * static_cast<double>(buffers.Pixels()), buffers,
+                [&] { contest.ours(buffers); }, [&] { contest.theirs(buffers); });
         }
     }
     if (std::string("resize").find(part) == std::string::npos) return 0;

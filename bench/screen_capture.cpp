@@ -1,10 +1,12 @@
-// Capturing a screen of 1920 x 1080 with its pointer, against ffmpeg's x11grab and GStreamer's ximagesrc on the same server, each as a
-// process of its own that takes frames as fast as it can and throws them away.
+// Capturing a screen of 1920 x 1080 with its pointer, against ffmpeg's x11grab and GStreamer's
+// ximagesrc on the same server, each as a process of its own that takes frames as fast as it can
+// and throws them away.
 //
 //     screen_capture [--rounds N] [--frames N]
 //
-// A painter changes the screen: a window of 300 x 200 moves 1000 times a second, or everything changes 120 times a second. Times are those
-// of many frames less those of one, so that starting up does not count. The other two deliver what they read whether it changed or not.
+// A painter changes the screen: a window of 300 x 200 moves 1000 times a second, or everything
+// changes 120 times a second. Times are those of many frames less those of one, so that starting up
+// does not count. The other two deliver what they read whether it changed or not.
 #include <signal.h>
 #include <xcb/xcb.h>
 
@@ -28,14 +30,16 @@ constexpr int height = 1080;
 class Counter final : public MediaSource::Dispatcher {
 public:
     void OnStateChanged(MediaSource*, MediaSource::State, MediaSource::State) override {}
-    void OnVideoSample(MediaSource*, unsigned char* pixels, int, int, int, std::int64_t, std::int64_t) override {
+    void OnVideoSample(MediaSource*, unsigned char* pixels, int, int, int, std::int64_t,
+                       std::int64_t) override {
         sum += pixels[(height / 2 * width + width / 2) * 4];
     }
     void OnAudioSample(MediaSource*, unsigned char*, int, std::int64_t, std::int64_t) override {}
     unsigned sum = 0;
 };
 
-// What this program does as a child: `frames` requests. Since each would wait for something to change, it changes a pixel itself.
+// What this program does as a child: `frames` requests. Since each would wait for something to
+// change, it changes a pixel itself.
 int Capture(int frames, bool changing) {
     Counter counter;
     MediaSourceScreen source;
@@ -47,7 +51,8 @@ int Capture(int frames, bool changing) {
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
     const xcb_window_t window = xcb_generate_id(c);
     const std::uint32_t values[] = {screen->white_pixel, 1};
-    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
                       XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
     xcb_map_window(c, window);
     for (int i = 0; i < frames; ++i) {
@@ -66,8 +71,9 @@ int Capture(int frames, bool changing) {
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
     const xcb_window_t window = xcb_generate_id(c);
     const std::uint32_t values[] = {screen->white_pixel, 1};
-    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, everything ? width : 300, everything ? height : 200, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, everything ? width : 300,
+                      everything ? height : 200, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
     xcb_map_window(c, window);
     auto due = Clock::now();
     for (std::uint32_t i = 0; !xcb_connection_has_error(c); ++i) {
@@ -95,7 +101,8 @@ struct Score {
 Score Measure(const std::function<std::vector<std::string>(int)>& command, int frames) {
     const bench::ChildCost one = bench::RunChild(command(1));
     const bench::ChildCost all = bench::RunChild(command(frames));
-    return {(frames - 1) / (all.wall_s - one.wall_s), (all.cpu_s - one.cpu_s) * 1000 / (frames - 1)};
+    return {(frames - 1) / (all.wall_s - one.wall_s),
+            (all.cpu_s - one.cpu_s) * 1000 / (frames - 1)};
 }
 
 pid_t StartServer() {
@@ -106,7 +113,8 @@ pid_t StartServer() {
         const int null = open("/dev/null", O_RDWR);
         dup2(null, STDERR_FILENO);
         const std::string descriptor = std::to_string(ends[1]);
-        execlp("Xvfb", "Xvfb", "-screen", "0", "1920x1080x24", "-nolisten", "tcp", "-noreset", "-displayfd", descriptor.c_str(), nullptr);
+        execlp("Xvfb", "Xvfb", "-screen", "0", "1920x1080x24", "-nolisten", "tcp", "-noreset",
+               "-displayfd", descriptor.c_str(), nullptr);
         _exit(127);
     }
     close(ends[1]);
@@ -137,35 +145,43 @@ int main(int argc, char** argv) {
     const std::string display_size = std::to_string(width) + "x" + std::to_string(height);
     const pid_t server = StartServer();
     const std::string display = std::getenv("DISPLAY");
-    const std::vector<std::pair<std::string, std::function<std::vector<std::string>(int)>>> sides = {
-        {"ours",
-         [&](int n) {
-             return std::vector<std::string>{"/proc/self/exe", "--capture", std::to_string(n)};
-         }},
-        {"x11grab",
-         [&](int n) {
-             return std::vector<std::string>{
-                 "ffmpeg",     "-v", "error", "-f",        "x11grab",         "-draw_mouse", "1",    "-framerate", "100000", "-video_size",
-                 display_size, "-i", display, "-frames:v", std::to_string(n), "-c",          "copy", "-f",         "null",   "-"};
-         }},
-        {"ximagesrc",
-         [&](int n) {
-             return std::vector<std::string>{"gst-launch-1.0",
-                                             "-q",
-                                             "ximagesrc",
-                                             "use-damage=false",
-                                             "num-buffers=" + std::to_string(n),
-                                             "!",
-                                             "video/x-raw,framerate=100000/1",
-                                             "!",
-                                             "fakesink",
-                                             "sync=false"};
-         }},
-        {"ximagesrc use-damage", [&](int n) {
-             return std::vector<std::string>{
-                 "gst-launch-1.0", "-q",        "ximagesrc", "num-buffers=" + std::to_string(n), "!", "video/x-raw,framerate=100000/1", "!",
-                 "fakesink",       "sync=false"};
-         }}};
+    const std::vector<std::pair<std::string, std::function<std::vector<std::string>(int)>>> sides =
+        {{"ours",
+          [&](int n) {
+              return std::vector<std::string>{"/proc/self/exe", "--capture", std::to_string(n)};
+          }},
+         {"x11grab",
+          [&](int n) {
+              return std::vector<std::string>{
+                  "ffmpeg",      "-v",   "error",      "-f",        "x11grab",
+                  "-draw_mouse", "1",    "-framerate", "100000",    "-video_size",
+                  display_size,  "-i",   display,      "-frames:v", std::to_string(n),
+                  "-c",          "copy", "-f",         "null",      "-"};
+          }},
+         {"ximagesrc",
+          [&](int n) {
+              return std::vector<std::string>{"gst-launch-1.0",
+                                              "-q",
+                                              "ximagesrc",
+                                              "use-damage=false",
+                                              "num-buffers=" + std::to_string(n),
+                                              "!",
+                                              "video/x-raw,framerate=100000/1",
+                                              "!",
+                                              "fakesink",
+                                              "sync=false"};
+          }},
+         {"ximagesrc use-damage", [&](int n) {
+              return std::vector<std::string>{"gst-launch-1.0",
+                                              "-q",
+                                              "ximagesrc",
+                                              "num-buffers=" + std::to_string(n),
+                                              "!",
+                                              "video/x-raw,framerate=100000/1",
+                                              "!",
+                                              "fakesink",
+                                              "sync=false"};
+          }}};
     for (const bool everything : {false, true}) {
         const pid_t painter = fork();
         if (painter == 0) Paint(everything, everything ? 120 : 1000);
@@ -183,17 +199,20 @@ int main(int argc, char** argv) {
         for (const auto& [name, score] : best) {
             if (name != "ours") other = std::max(other, score.frames_per_second);
         }
-        std::printf("%s, %d rounds of %d frames\n", everything ? "everything changes" : "a window moves", rounds, frames);
+        std::printf("%s, %d rounds of %d frames\n",
+                    everything ? "everything changes" : "a window moves", rounds, frames);
         for (const auto& [name, score] : best) {
-            std::printf("  %-22s %7.1f frames/s   %.3f ms CPU a frame\n", name.c_str(), score.frames_per_second, score.cpu_ms);
+            std::printf("  %-22s %7.1f frames/s   %.3f ms CPU a frame\n", name.c_str(),
+                        score.frames_per_second, score.cpu_ms);
         }
-        std::printf("  ours / better of the others: %.2f\n", best["ours"].frames_per_second / other);
+        std::printf("  ours / better of the others: %.2f\n",
+                    best["ours"].frames_per_second / other);
     }
     // A screen that keeps still: what ten waits cost.
     const bench::ChildCost one = bench::RunChild({"/proc/self/exe", "--wait", "1"});
     const bench::ChildCost waits = bench::RunChild({"/proc/self/exe", "--wait", "31"});
-    std::printf("nothing changes\n  ours: %.3f ms CPU and %.1f ms a request\n", (waits.cpu_s - one.cpu_s) * 1000 / 30,
-                (waits.wall_s - one.wall_s) * 1000 / 30);
+    std::printf("nothing changes\n  ours: %.3f ms CPU and %.1f ms a request\n",
+                (waits.cpu_s - one.cpu_s) * 1000 / 30, (waits.wall_s - one.wall_s) * 1000 / 30);
     Stop(server);
     return 0;
 }

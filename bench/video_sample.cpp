@@ -1,4 +1,5 @@
-// What SetVideoSample of the MP4 recorder costs its caller, against memcpy of the same frame into memory that is there.
+// What SetVideoSample of the MP4 recorder costs its caller, against memcpy of the same frame into
+// memory that is there.
 //
 //     video_sample [--rounds N]
 #include <algorithm>
@@ -17,10 +18,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double Microseconds(Clock::time_point start) { return std::chrono::duration<double, std::micro>(Clock::now() - start).count(); }
+double Microseconds(Clock::time_point start) {
+    return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
 
 double Median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
+    std::nth_element(values.begin(),
+                     values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
     return values[values.size() / 2];
 }
 
@@ -36,7 +40,8 @@ double RecorderCost(unsigned width, unsigned height, int frames) {
     for (int i = 0; i < frames; ++i) {
         frame[static_cast<std::size_t>(i)] = static_cast<unsigned char>(i);
         const auto start = Clock::now();
-        recorder->SetVideoSample(frame.data(), width, height, width * 4, std::int64_t{i} * 333'333, 333'333);
+        recorder->SetVideoSample(frame.data(), width, height, width * 4, std::int64_t{i} * 333'333,
+                                 333'333);
         costs.push_back(Microseconds(start));
         for (;;) {
             const auto counts = Vimbrel::GetTranscodeStatistics(*recorder);
@@ -76,7 +81,8 @@ int main(int count, char** arguments) {
             best[0] = std::min(best[0], RecorderCost(width, height, frames));
             best[1] = std::min(best[1], CopyCost(width, height, frames));
         }
-        std::printf("%ux%u: SetVideoSample %.0f us, memcpy %.0f us, ratio %.2f\n", width, height, best[0], best[1], best[0] / best[1]);
+        std::printf("%ux%u: SetVideoSample %.0f us, memcpy %.0f us, ratio %.2f\n", width, height,
+                    best[0], best[1], best[0] / best[1]);
     }
     return 0;
 }

@@ -28,7 +28,9 @@ public:
 
     // Nothing to tell: the default queue and no promise about speed.
     HRESULT STDMETHODCALLTYPE GetParameters(DWORD*, DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(IMFAsyncResult* result) override { return (owner->*function)(result); }
+    HRESULT STDMETHODCALLTYPE Invoke(IMFAsyncResult* result) override {
+        return (owner->*function)(result);
+    }
 
 private:
     Owner* owner;

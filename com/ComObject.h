@@ -8,18 +8,21 @@
 
 namespace Vimbrel {
 
-// One interface that an object answers for, with the interfaces it derives from (which need not be named if they are
-// reached through the same pointer).
+// One interface that an object answers for, with the interfaces it derives from (which need not be
+// named if they are reached through the same pointer).
 template <class Interface, class... Bases>
 struct Implements {
     using Main = Interface;
-    static bool Matches(REFIID iid) { return iid == __uuidof(Interface) || (... || (iid == __uuidof(Bases))); }
+    static bool Matches(REFIID iid) {
+        return iid == __uuidof(Interface) || (... || (iid == __uuidof(Bases)));
+    }
 };
 
-// Base of a counted object. `Lists` are Implements<...>; the object derives from the Main interface of each.
+// Base of a counted object. `Lists` are Implements<...>; the object derives from the Main interface
+// of each.
 //
-//     class Stream final : public ComObject<Implements<IWICStream, IStream, ISequentialStream>> { ... };
-//     ComPtr<Stream> stream = MakeCom<Stream>(arguments...);
+//     class Stream final : public ComObject<Implements<IWICStream, IStream, ISequentialStream>> {
+//     ... }; ComPtr<Stream> stream = MakeCom<Stream>(arguments...);
 //
 // IUnknown is answered through the first list.
 template <class First, class... Rest>
@@ -34,14 +37,17 @@ public:
         if (iid == __uuidof(IUnknown) || First::Matches(iid)) {
             *object = static_cast<typename First::Main*>(this);
         } else {
-            static_cast<void>((... || (Rest::Matches(iid) && (*object = static_cast<typename Rest::Main*>(this), true))));
+            static_cast<void>((... || (Rest::Matches(iid) &&
+                                       (*object = static_cast<typename Rest::Main*>(this), true))));
         }
         if (!*object) return E_NOINTERFACE;
         AddRef();
         return S_OK;
     }
 
-    ULONG STDMETHODCALLTYPE AddRef() override { return references_.fetch_add(1, std::memory_order_relaxed) + 1; }
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        return references_.fetch_add(1, std::memory_order_relaxed) + 1;
+    }
 
     ULONG STDMETHODCALLTYPE Release() override {
         const ULONG left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;

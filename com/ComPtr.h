@@ -37,7 +37,8 @@ public:
     // Gives the reference up to the caller.
     [[nodiscard]] Interface* Detach() { return std::exchange(object_, nullptr); }
 
-    // The pointer is cleared before the release, so that a release that comes back here finds it null.
+    // The pointer is cleared before the release, so that a release that comes back here finds it
+    // null.
     void Reset() {
         if (Interface* object = std::exchange(object_, nullptr)) object->Release();
     }
@@ -48,7 +49,8 @@ public:
         return &object_;
     }
 
-    // Stores an added reference in *target, which is what an operation with a `**` result does at its end.
+    // Stores an added reference in *target, which is what an operation with a `**` result does at
+    // its end.
     HRESULT CopyTo(Interface** target) const {
         if (!target) return E_POINTER;
         if (object_) object_->AddRef();
@@ -61,7 +63,8 @@ public:
     ComPtr<Other> As() const {
         ComPtr<Other> other;
         void* found = nullptr;
-        if (object_ && SUCCEEDED(object_->QueryInterface(__uuidof(Other), &found))) other.Attach(static_cast<Other*>(found));
+        if (object_ && SUCCEEDED(object_->QueryInterface(__uuidof(Other), &found)))
+            other.Attach(static_cast<Other*>(found));
         return other;
     }
 

@@ -5,7 +5,8 @@
 
 namespace Vimbrel {
 
-// Values that are read, or removed with a result, come with a reference of their own. Null is a value only if NULLABLE is true.
+// Values that are read, or removed with a result, come with a reference of their own. Null is a
+// value only if NULLABLE is true.
 template <class T, bool NULLABLE>
 class ComPtrList final : public List<T*> {
 public:

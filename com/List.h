@@ -8,7 +8,8 @@
 
 namespace Vimbrel {
 
-// NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete): it does not see that nobody leads to a node that was removed
+// NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete): it does not see that nobody leads to a node that
+// was removed
 template <class T>
 class List {
 public:

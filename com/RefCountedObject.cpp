@@ -2,7 +2,9 @@
 
 namespace Vimbrel {
 
-ULONG RefCountedObject::AddRef() { return reference_count.fetch_add(1, std::memory_order_relaxed) + 1; }
+ULONG RefCountedObject::AddRef() {
+    return reference_count.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 
 ULONG RefCountedObject::Release() {
     const ULONG left = reference_count.fetch_sub(1, std::memory_order_acq_rel) - 1;

@@ -12,7 +12,8 @@ constexpr char32_t replacement = 0xFFFD;
 constexpr bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 constexpr bool IsLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-// Takes one code point off UTF-8 text that is not empty. A bad sequence costs one byte and gives the replacement.
+// Takes one code point off UTF-8 text that is not empty. A bad sequence costs one byte and gives
+// the replacement.
 char32_t TakeUtf8(std::string_view& text) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char first = byte(0);
@@ -34,18 +35,21 @@ char32_t TakeUtf8(std::string_view& text) {
         good = (byte(i) & 0xC0) == 0x80;
         value = value << 6 | (byte(i) & 0x3F);
     }
-    good = good && value >= lowest && value <= 0x10FFFF && !IsHighSurrogate(value) && !IsLowSurrogate(value);
+    good = good && value >= lowest && value <= 0x10FFFF && !IsHighSurrogate(value) &&
+           !IsLowSurrogate(value);
     text.remove_prefix(good ? length : 1);
     return good ? value : replacement;
 }
 
-// Widens the bytes in front that are below 0x80, by eights while there are as many, and tells how many they are.
+// Widens the bytes in front that are below 0x80, by eights while there are as many, and tells how
+// many they are.
 std::size_t WidenAscii(std::string_view text, wchar_t* wide) {
     std::size_t length = 0;
     for (std::uint64_t eight; length + sizeof eight <= text.size(); length += sizeof eight) {
         std::memcpy(&eight, text.data() + length, sizeof eight);
         if (eight & 0x8080808080808080u) break;
-        for (std::size_t i = 0; i < sizeof eight; ++i) wide[length + i] = static_cast<wchar_t>(text[length + i]);
+        for (std::size_t i = 0; i < sizeof eight; ++i)
+            wide[length + i] = static_cast<wchar_t>(text[length + i]);
     }
     for (; length < text.size() && static_cast<unsigned char>(text[length]) < 0x80; ++length)
         wide[length] = static_cast<wchar_t>(text[length]);
@@ -63,7 +67,8 @@ char32_t TakeCodePoint(std::wstring_view& text) {
         return value;
     }
     text.remove_prefix(1);
-    return IsHighSurrogate(first) || IsLowSurrogate(first) || first > 0x10FFFF ? replacement : first;
+    return IsHighSurrogate(first) || IsLowSurrogate(first) || first > 0x10FFFF ? replacement
+                                                                               : first;
 }
 
 int EncodeUtf8(char32_t code_point, char* bytes) {
@@ -84,7 +89,8 @@ std::string ToUtf8(std::wstring_view text) {
     std::string result;
     result.reserve(text.size());
     char bytes[4];
-    while (!text.empty()) result.append(bytes, static_cast<std::size_t>(EncodeUtf8(TakeCodePoint(text), bytes)));
+    while (!text.empty())
+        result.append(bytes, static_cast<std::size_t>(EncodeUtf8(TakeCodePoint(text), bytes)));
     return result;
 }
 

@@ -1,4 +1,5 @@
-// Wide text to UTF-8 and back, whichever width the platform's wide characters have. Bad input becomes U+FFFD.
+// Wide text to UTF-8 and back, whichever width the platform's wide characters have. Bad input
+// becomes U+FFFD.
 #pragma once
 
 #include <string>
@@ -6,10 +7,12 @@
 
 namespace Vimbrel {
 
-// Takes the first code point off `text`, which must not be empty. A surrogate pair counts as one, a lone surrogate as bad.
+// Takes the first code point off `text`, which must not be empty. A surrogate pair counts as one, a
+// lone surrogate as bad.
 char32_t TakeCodePoint(std::wstring_view& text);
 
-// Writes the UTF-8 form of a valid code point to `bytes`, which has room for 4, and returns its length.
+// Writes the UTF-8 form of a valid code point to `bytes`, which has room for 4, and returns its
+// length.
 int EncodeUtf8(char32_t code_point, char* bytes);
 
 std::string ToUtf8(std::wstring_view text);

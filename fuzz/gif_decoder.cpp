@@ -1,4 +1,5 @@
-// Reads all that a GIF offers: global metadata and palette, then each frame's metadata, palette and pixels.
+// Reads all that a GIF offers: global metadata and palette, then each frame's metadata, palette and
+// pixels.
 #include <objbase.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -57,19 +58,22 @@ void ReadFrame(IWICBitmapFrameDecode* frame) {
     WICColor colors[256];
     UINT count = 0;
     if (FAILED(frame->GetSize(&width, &height)) || FAILED(Vimbrel::CreatePalette(palette.Put())) ||
-        FAILED(frame->CopyPalette(palette.Get())) || FAILED(palette->GetColors(256, colors, &count))) {
+        FAILED(frame->CopyPalette(palette.Get())) ||
+        FAILED(palette->GetColors(256, colors, &count))) {
         std::abort();
     }
     const std::uint64_t size = std::uint64_t{width} * height;
     if (size > rendered_limit) return;
     std::vector<std::uint8_t> indices(size);
-    if (FAILED(frame->CopyPixels(nullptr, width, static_cast<UINT>(size), indices.data()))) std::abort();
+    if (FAILED(frame->CopyPixels(nullptr, width, static_cast<UINT>(size), indices.data())))
+        std::abort();
     for (const std::uint8_t index : indices) {
         if (index >= count) std::abort();
     }
     std::vector<std::uint8_t> pixels(size * 4);
-    if (FAILED(Vimbrel::AsBitmapSource(frame)->RenderPbgra(width, height, WICBitmapInterpolationModeNearestNeighbor, pixels.data(),
-                                                           std::size_t{width} * 4))) {
+    if (FAILED(Vimbrel::AsBitmapSource(frame)->RenderPbgra(
+            width, height, WICBitmapInterpolationModeNearestNeighbor, pixels.data(),
+            std::size_t{width} * 4))) {
         std::abort();
     }
 }
@@ -80,7 +84,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int file = memfd_create("gif", 0);
     if (file < 0 || write(file, data, size) != static_cast<ssize_t>(size)) std::abort();
     ComPtr<IWICBitmapDecoder> decoder;
-    const HRESULT hr = Vimbrel::CreateGifDecoder("/proc/self/fd/" + std::to_string(file), decoder.Put());
+    const HRESULT hr =
+        Vimbrel::CreateGifDecoder("/proc/self/fd/" + std::to_string(file), decoder.Put());
     close(file);
     if (FAILED(hr)) return 0;
     ReadItems(decoder.Get());

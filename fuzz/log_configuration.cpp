@@ -16,7 +16,9 @@ public:
             const std::string& path = loggers[id].path.Get();
             if (path.empty() || (path.back() != '/' && path.back() != '\\')) return false;
             if (loggers[id].limitsize == 0 || loggers[id].reserve != 0) return false;
-            if (loggers[id].level < HalvorixAppLog::LOG_LEVEL_TRACE || loggers[id].level > HalvorixAppLog::LOG_LEVEL_FATAL) return false;
+            if (loggers[id].level < HalvorixAppLog::LOG_LEVEL_TRACE ||
+                loggers[id].level > HalvorixAppLog::LOG_LEVEL_FATAL)
+                return false;
         }
         return lastId < HalvorixAppLog::LOGGER_MAX && loggers[0].key.Get() == "Main";
     }

@@ -15,14 +15,15 @@ namespace {
 
 using HostFunction = IAppLogManager* (*)();
 
-// The main program's exports do not change while it runs, so the look-up is made once; the function itself is asked each
-// time, since its answer may change.
+// The main program's exports do not change while it runs, so the look-up is made once; the function
+// itself is asked each time, since its answer may change.
 HostFunction FindHostFunction() {
-    return reinterpret_cast<HostFunction>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), "GetAppLogger")));
+    return reinterpret_cast<HostFunction>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), "GetAppLogger")));
 }
 
-// The library's own manager. It is destroyed at process exit; a new one, which nobody starts, then takes its place, since
-// objects that are destroyed still later have log sites, too.
+// The library's own manager. It is destroyed at process exit; a new one, which nobody starts, then
+// takes its place, since objects that are destroyed still later have log sites, too.
 class OwnManager {
 public:
     OwnManager() { new (storage) LogerManager; }
@@ -57,10 +58,11 @@ void AppendFormat(LogRecord& record, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     // The terminator falls into the bytes behind the capacity, so that the text itself can fill it.
-    const int length = std::vsnprintf(record.content + record.contentLength, static_cast<std::size_t>(room) + 1, format, arguments);
+    const int length = std::vsnprintf(record.content + record.contentLength,
+                                      static_cast<std::size_t>(room) + 1, format, arguments);
     va_end(arguments);
-    // Negative is a text that could not be made, as a wide one in a narrow locale: nothing is appended, since what an earlier
-    // record left in the memory would come out.
+    // Negative is a text that could not be made, as a wide one in a narrow locale: nothing is
+    // appended, since what an earlier record left in the memory would come out.
     if (length >= 0) record.contentLength += length < room ? length : room;
 }
 

@@ -12,7 +12,10 @@ namespace {
 
 // By level, from LOG_LEVEL_INFO on.
 constexpr WORD attributes[] = {
-    FOREGROUND_BLUE | FOREGROUND_GREEN, FOREGROUND_RED | FOREGROUND_GREEN, FOREGROUND_RED, FOREGROUND_GREEN,
+    FOREGROUND_BLUE | FOREGROUND_GREEN,
+    FOREGROUND_RED | FOREGROUND_GREEN,
+    FOREGROUND_RED,
+    FOREGROUND_GREEN,
     FOREGROUND_RED | FOREGROUND_BLUE,
 };
 
@@ -29,7 +32,8 @@ void PrintColoured(LockHelper& consoleLock, int level, std::string_view text) {
     HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
     CONSOLE_SCREEN_BUFFER_INFO info;
     if (!GetConsoleScreenBufferInfo(console, &info)) return;
-    // The colour applies to what reaches the console from now on, so nothing may wait in the stream's buffer across a change.
+    // The colour applies to what reaches the console from now on, so nothing may wait in the
+    // stream's buffer across a change.
     std::fflush(stdout);
     SetConsoleTextAttribute(console, attributes[level - LOG_LEVEL_INFO]);
     Print(text);

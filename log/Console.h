@@ -7,8 +7,9 @@
 
 namespace HalvorixAppLog {
 
-// Prints `text` in the colour of `level`. Levels with a colour, 2 to 6, print nothing at all where standard output is no
-// console; the others print anywhere. Meant. The lock keeps a text from coming out in another level's colour.
+// Prints `text` in the colour of `level`. Levels with a colour, 2 to 6, print nothing at all where
+// standard output is no console; the others print anywhere. Meant. The lock keeps a text from
+// coming out in another level's colour.
 void PrintColoured(LockHelper& consoleLock, int level, std::string_view text);
 
 }  // namespace HalvorixAppLog

@@ -27,12 +27,15 @@ public:
     std::int64_t Midnight(const std::tm& day) override {
         std::tm start = day;
         start.tm_sec = start.tm_min = start.tm_hour = 0;
-        // Whether daylight saving was in force at midnight is for the calendar to tell, not for the later moment.
+        // Whether daylight saving was in force at midnight is for the calendar to tell, not for the
+        // later moment.
         start.tm_isdst = -1;
         return std::mktime(&start);
     }
 
-    void Sleep(int milliseconds) override { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
+    void Sleep(int milliseconds) override {
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+    }
 };
 
 }  // namespace

@@ -52,11 +52,14 @@ void ApplySetting(LoggerInfo& logger, const std::string& key, const std::string&
 
 std::uint32_t LogConfiguration::Checksum(std::string_view text) {
     return std::accumulate(text.begin(), text.end(), std::uint32_t{0},
-                           [](std::uint32_t sum, char character) { return sum + static_cast<unsigned char>(character); });
+                           [](std::uint32_t sum, char character) {
+                               return sum + static_cast<unsigned char>(character);
+                           });
 }
 
 bool LogConfiguration::Parse(std::string_view text) {
-    // Each CR and each LF ends a line of its own, so in a file with CR LF the numbers run twice as fast as in an editor: meant.
+    // Each CR and each LF ends a line of its own, so in a file with CR LF the numbers run twice as
+    // fast as in an editor: meant.
     int number = 1;
     while (!text.empty()) {
         const std::size_t end = text.find_first_of("\r\n");
@@ -74,7 +77,10 @@ void LogConfiguration::ParseLine(std::string_view line, int number) {
     if (left.front() == '[') {
         ParseSection(left, number);
     } else {
-        ParseSetting(left, equals == std::string_view::npos ? std::string_view() : Trim(line.substr(equals + 1)), number);
+        ParseSetting(
+            left,
+            equals == std::string_view::npos ? std::string_view() : Trim(line.substr(equals + 1)),
+            number);
     }
 }
 
@@ -83,7 +89,8 @@ void LogConfiguration::ParseSection(std::string_view head, int number) {
     if (LowerCase(currentKey) == "main") currentKey = "Main";
     const auto [entry, added] = loggers.try_emplace(currentKey);
     if (!added) {
-        std::printf("AppLog configure warning: duplicate logger key:[%s] at line: %d \r\n", currentKey.c_str(), number);
+        std::printf("AppLog configure warning: duplicate logger key:[%s] at line: %d \r\n",
+                    currentKey.c_str(), number);
         return;
     }
     entry->second.enable = true;
@@ -94,8 +101,10 @@ void LogConfiguration::ParseSection(std::string_view head, int number) {
 void LogConfiguration::ParseSetting(std::string_view key, std::string_view value, int number) {
     const auto entry = loggers.find(currentKey);
     if (entry == loggers.end()) {
-        std::printf("AppLog configure warning: not found current logger name:[%s] at line:%d, key=%s, value=%s \r\n", currentKey.c_str(),
-                    number, std::string(key).c_str(), std::string(value).c_str());
+        std::printf(
+            "AppLog configure warning: not found current logger name:[%s] at line:%d, key=%s, "
+            "value=%s \r\n",
+            currentKey.c_str(), number, std::string(key).c_str(), std::string(value).c_str());
         return;
     }
     const std::string name = LowerCase(key);

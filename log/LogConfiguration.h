@@ -10,8 +10,8 @@
 
 namespace HalvorixAppLog {
 
-// The loggers that one text describes. A section has its own defaults, so a key that it does not mention comes out as the
-// default, not as what the logger has.
+// The loggers that one text describes. A section has its own defaults, so a key that it does not
+// mention comes out as the default, not as what the logger has.
 class LogConfiguration {
 public:
     // Warnings go to standard output. `text` holds no zero byte.

@@ -8,9 +8,13 @@
 namespace HalvorixAppLog {
 
 LogCursor::LogCursor(LogRecord& target)
-    : record(target), position(target.content + target.contentLength), end(target.content + LOG_TEXT_CAPACITY) {}
+    : record(target),
+      position(target.content + target.contentLength),
+      end(target.content + LOG_TEXT_CAPACITY) {}
 
-LogCursor::~LogCursor() { record.contentLength = static_cast<std::int32_t>(position - record.content); }
+LogCursor::~LogCursor() {
+    record.contentLength = static_cast<std::int32_t>(position - record.content);
+}
 
 void LogCursor::Write(char character) {
     if (Free() > 1) *position++ = character;
@@ -26,16 +30,20 @@ void LogCursor::Write(std::string_view text) {
 void LogCursor::Write(std::wstring_view text) {
     char bytes[4];
     while (!text.empty() && Free() > 0) {
-        Write(std::string_view(bytes, static_cast<std::size_t>(Vimbrel::EncodeUtf8(Vimbrel::TakeCodePoint(text), bytes))));
+        Write(std::string_view(bytes, static_cast<std::size_t>(Vimbrel::EncodeUtf8(
+                                          Vimbrel::TakeCodePoint(text), bytes))));
     }
 }
 
-void LogCursor::WriteUnsigned(std::uint64_t number, int width) { position = WriteNumber(position, end, number, width); }
+void LogCursor::WriteUnsigned(std::uint64_t number, int width) {
+    position = WriteNumber(position, end, number, width);
+}
 
 void LogCursor::WriteSigned(std::int64_t number) {
     // On a nearly full record the sign stays without its digits: meant.
     if (number < 0) Write('-');
-    WriteUnsigned(number < 0 ? 0 - static_cast<std::uint64_t>(number) : static_cast<std::uint64_t>(number));
+    WriteUnsigned(number < 0 ? 0 - static_cast<std::uint64_t>(number)
+                             : static_cast<std::uint64_t>(number));
 }
 
 }  // namespace HalvorixAppLog

@@ -7,8 +7,9 @@
 
 namespace HalvorixAppLog {
 
-// Without a buffer of its own: each record is one write to the system. The file is opened and closed for every record, and the
-// C library's streams would spend as much on that again as the file itself takes.
+// Without a buffer of its own: each record is one write to the system. The file is opened and
+// closed for every record, and the C library's streams would spend as much on that again as the
+// file itself takes.
 class LogFile {
 public:
     LogFile() = default;

@@ -4,7 +4,8 @@
 
 namespace HalvorixAppLog {
 
-void LogFilePlace::Find(const Question& question, const std::string& process, const std::string& pid, LogClock& clock) {
+void LogFilePlace::Find(const Question& question, const std::string& process,
+                        const std::string& pid, LogClock& clock) {
     if (question == answered) return;
     const std::tm time = clock.LocalTime(question.time);
     midnight = clock.Midnight(time);

@@ -9,7 +9,8 @@
 
 namespace HalvorixAppLog {
 
-// The file is opened for each record, and records come in bursts: an answer serves for all records of its second.
+// The file is opened for each record, and records come in bursts: an answer serves for all records
+// of its second.
 class LogFilePlace {
 public:
     struct Question {
@@ -21,7 +22,8 @@ public:
         bool operator==(const Question&) const = default;
     };
 
-    void Find(const Question& question, const std::string& process, const std::string& pid, LogClock& clock);
+    void Find(const Question& question, const std::string& process, const std::string& pid,
+              LogClock& clock);
 
     const std::string& Directory() const { return directory; }
     const std::string& Path() const { return path; }

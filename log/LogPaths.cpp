@@ -15,9 +15,11 @@ bool IsDirectory(const std::string& path) {
 bool MakeDirectories(std::string path) {
     std::replace(path.begin(), path.end(), '\\', '/');
     if (path.empty() || path.back() != '/') path += '/';
-    for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    for (std::size_t slash = path.find('/'); slash != std::string::npos;
+         slash = path.find('/', slash + 1)) {
         const std::string part = path.substr(0, slash);
-        if (!part.empty() && !IsDirectory(part) && !CreateDirectoryA(part.c_str(), nullptr)) return false;
+        if (!part.empty() && !IsDirectory(part) && !CreateDirectoryA(part.c_str(), nullptr))
+            return false;
     }
     return true;
 }
@@ -28,17 +30,17 @@ std::string MonthDirectory(const std::tm& time) {
     return text;
 }
 
-std::string LogFileName(const std::string& process, const std::string& name, const std::tm& time, const std::string& pid,
-                        std::uint32_t index) {
+std::string LogFileName(const std::string& process, const std::string& name, const std::tm& time,
+                        const std::string& pid, std::uint32_t index) {
     char text[500];
     const int year = time.tm_year + 1900;
     const int month = time.tm_mon + 1;
     if (index == 0 && name == "Main") {
-        std::snprintf(text, sizeof text, "%s_%04d%02d%02d%02d_%s.log", process.c_str(), year, month, time.tm_mday, time.tm_hour,
-                      pid.c_str());
+        std::snprintf(text, sizeof text, "%s_%04d%02d%02d%02d_%s.log", process.c_str(), year, month,
+                      time.tm_mday, time.tm_hour, pid.c_str());
     } else {
-        std::snprintf(text, sizeof text, "%s_%s_%04d%02d%02d%02d_%s_%03u.log", process.c_str(), name.c_str(), year, month, time.tm_mday,
-                      time.tm_hour, pid.c_str(), index);
+        std::snprintf(text, sizeof text, "%s_%s_%04d%02d%02d%02d_%s_%03u.log", process.c_str(),
+                      name.c_str(), year, month, time.tm_mday, time.tm_hour, pid.c_str(), index);
     }
     return text;
 }

@@ -15,11 +15,13 @@ bool MakeDirectories(std::string path);
 // "2025_04/"
 std::string MonthDirectory(const std::tm& time);
 
-// The short form without name and index only for a logger named exactly "Main" and index 0. Cut at 499 bytes.
-std::string LogFileName(const std::string& process, const std::string& name, const std::tm& time, const std::string& pid,
-                        std::uint32_t index);
+// The short form without name and index only for a logger named exactly "Main" and index 0. Cut at
+// 499 bytes.
+std::string LogFileName(const std::string& process, const std::string& name, const std::tm& time,
+                        const std::string& pid, std::uint32_t index);
 
-// The name of the running program without directory and extension; "process" if the system does not tell.
+// The name of the running program without directory and extension; "process" if the system does not
+// tell.
 std::string ProcessName();
 
 }  // namespace HalvorixAppLog

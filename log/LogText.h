@@ -6,7 +6,8 @@
 
 namespace HalvorixAppLog {
 
-// `text` without a UTF-8 byte order mark in front, and then without line ends, tabs, blanks and `extras` at both ends.
+// `text` without a UTF-8 byte order mark in front, and then without line ends, tabs, blanks and
+// `extras` at both ends.
 std::string_view Trim(std::string_view text, std::string_view extras = {});
 
 // The letters A to Z as small ones; no other bytes, whatever the locale.

@@ -49,7 +49,8 @@ void EndLine(LogRecord& record) {
 
 }  // namespace
 
-LogerManager::LogerManager(LogClock& clock) : pid(ProcessId()), processName(ProcessName()), clock(clock) {
+LogerManager::LogerManager(LogClock& clock)
+    : pid(ProcessId()), processName(ProcessName()), clock(clock) {
     freeRecords.reserve(free_records_limit + LOGGER_MAX);
     ids["Main"] = LOGGER_MAIN;
     loggers[LOGGER_MAIN].key.Set("Main");
@@ -81,7 +82,9 @@ std::int32_t LogerManager::CreateLogger(const char* key) {
             return id;
         }
     }
-    Print(LOG_LEVEL_FATAL, "AppLog: CreateLogger can not create|writeover, because loggerid need < LOGGER_MAX! \r\n");
+    Print(
+        LOG_LEVEL_FATAL,
+        "AppLog: CreateLogger can not create|writeover, because loggerid need < LOGGER_MAX! \r\n");
     return LOGGER_INVALID;
 }
 
@@ -114,7 +117,8 @@ bool LogerManager::Stop() {
 }
 
 void LogerManager::StopWorker() {
-    // After a start that timed out the thread may be yet to come up, and would miss a flag cleared before.
+    // After a start that timed out the thread may be yet to come up, and would miss a flag cleared
+    // before.
     if (IsLaunched() && !running) semaphore.Wait(std::chrono::hours(1));
     if (running) {
         Print(LOG_LEVEL_FATAL, "AppLog stopping \r\n");
@@ -123,7 +127,9 @@ void LogerManager::StopWorker() {
     Join();
 }
 
-std::int32_t LogerManager::FindLogger(const char* key) { return key ? FindLogger(std::string(key)) : LOGGER_INVALID; }
+std::int32_t LogerManager::FindLogger(const char* key) {
+    return key ? FindLogger(std::string(key)) : LOGGER_INVALID;
+}
 
 std::int32_t LogerManager::FindLogger(const std::string& key) {
     const ScopedLock guard(idsLock);
@@ -139,7 +145,8 @@ bool LogerManager::PreCheck(std::int32_t id, int level) {
 }
 
 void LogerManager::Throttle(std::size_t length) {
-    const unsigned rate = static_cast<unsigned>(std::min<std::size_t>((length * 100 - 2'000'000) / 20'000, 100));
+    const unsigned rate =
+        static_cast<unsigned>(std::min<std::size_t>((length * 100 - 2'000'000) / 20'000, 100));
     if (RandomPercent() >= rate) return;
     if (rate > 50) {
         const ScopedLock guard(logLock);
@@ -161,7 +168,8 @@ LogRecord* LogerManager::MakeRecord(std::int32_t id, int level) {
             freeRecordsCount = freeRecords.size();
         }
     }
-    if (!record) record = new LogRecord;  // its text is left as it is: 8 KiB of zeros that nobody reads
+    if (!record)
+        record = new LogRecord;  // its text is left as it is: 8 KiB of zeros that nobody reads
 
     record->id = id;
     record->type = 0;
@@ -213,6 +221,8 @@ bool LogerManager::Submit(LogRecord* record, const char* file, int line) {
     return true;
 }
 
-void LogerManager::Print(int level, std::string_view text) { PrintColoured(consoleLock, level, text); }
+void LogerManager::Print(int level, std::string_view text) {
+    PrintColoured(consoleLock, level, text);
+}
 
 }  // namespace HalvorixAppLog

@@ -1,7 +1,9 @@
-// The log manager: up to 20 loggers, each with a level, a console display and files that roll by day, hour and size.
+// The log manager: up to 20 loggers, each with a level, a console display and files that roll by
+// day, hour and size.
 //
-// Writing is synchronous: a record is on the console, with the debugger and in its file when Submit returns. The worker thread
-// flushes, reloads the configuration and waits; nothing feeds its queue, so TotalPushed and TotalPopped stay 0. Meant.
+// Writing is synchronous: a record is on the console, with the debugger and in its file when Submit
+// returns. The worker thread flushes, reloads the configuration and waits; nothing feeds its queue,
+// so TotalPushed and TotalPopped stay 0. Meant.
 //
 // Lock order: logLock, then consoleLock. No other two are held together.
 #pragma once
@@ -87,12 +89,17 @@ protected:
     // Empties the queue, flushes, sleeps and reloads. False when the worker is to end.
     bool WorkerRound(WorkerState& state);
 
-    bool IsInRange(std::int32_t id) const { return static_cast<std::uint32_t>(id) <= static_cast<std::uint32_t>(lastId); }
+    bool IsInRange(std::int32_t id) const {
+        return static_cast<std::uint32_t>(id) <= static_cast<std::uint32_t>(lastId);
+    }
     // Whether the logger takes a record of that level.
-    bool Takes(std::int32_t id, int level) const { return loggers[id].enable && level >= loggers[id].level; }
+    bool Takes(std::int32_t id, int level) const {
+        return loggers[id].enable && level >= loggers[id].level;
+    }
     // Slows the caller down while the queue is long.
     void Throttle(std::size_t length);
-    bool ApplyChange(std::int32_t id, std::int32_t type, std::int32_t number, std::string_view text);
+    bool ApplyChange(std::int32_t id, std::int32_t type, std::int32_t number,
+                     std::string_view text);
 
     bool LoadFile(bool reload);
     bool LoadText(std::string_view text, bool reload);
@@ -119,11 +126,13 @@ protected:
     std::string pid;
     std::string processName;
     SharedText configFile;
-    LockHelper idsLock;  // guards ids and the growth of lastId: a reload may look for a logger while another is made
+    LockHelper idsLock;  // guards ids and the growth of lastId: a reload may look for a logger
+                         // while another is made
     std::map<std::string, std::int32_t> ids;
     Relaxed<std::int32_t> lastId{0};
     LoggerInfo loggers[LOGGER_MAX];
-    // The spacers keep locks that different threads hit, and what they guard, off each other's cache lines.
+    // The spacers keep locks that different threads hit, and what they guard, off each other's
+    // cache lines.
     char spacer1[256];
     LockHelper logLock;
     std::deque<LogRecord*> queue;  // guarded by logLock; PreCheck looks at its length without

@@ -23,7 +23,8 @@ bool LogerManager::openLogger(const LogRecord& record) {
 
     // The shift is in 32 bits: limits from 4096 on wrap. Meant.
     const std::uint32_t limit = logger.limitsize << 20;
-    if (record.time < logger.curFileCreateDay || record.time >= logger.curFileCreateDay + day_seconds) {
+    if (record.time < logger.curFileCreateDay ||
+        record.time >= logger.curFileCreateDay + day_seconds) {
         logger.curFileIndex = 0;
         logger.file.Close();
     } else if (logger.curWriteLen > limit) {
@@ -34,7 +35,9 @@ bool LogerManager::openLogger(const LogRecord& record) {
 
     logger.curFileCreateTime = record.time;
     logger.curWriteLen = 0;
-    logger.place.Find({record.time, &logger.path.Get(), &logger.name.Get(), logger.monthdir, logger.curFileIndex}, processName, pid, clock);
+    logger.place.Find(
+        {record.time, &logger.path.Get(), &logger.name.Get(), logger.monthdir, logger.curFileIndex},
+        processName, pid, clock);
     logger.curFileCreateDay = logger.place.Midnight();
 
     const std::string& path = logger.place.Path();
@@ -72,7 +75,8 @@ void LogerManager::RemoveHistory(LoggerInfo& logger, const std::string& opened) 
 
 void LogerManager::WriteFile(LoggerInfo& logger, const LogRecord& record) {
     if (!logger.file.IsOpen() || record.contentLength == 0) return;
-    if (!logger.file.Write({record.content, static_cast<std::size_t>(record.contentLength)})) logger.file.Close();
+    if (!logger.file.Write({record.content, static_cast<std::size_t>(record.contentLength)}))
+        logger.file.Close();
 }
 
 void LogerManager::closeLogger(std::int32_t id) {

@@ -18,7 +18,8 @@ bool ReadText(const std::string& path, std::string& text) {
     std::FILE* const file = std::fopen(path.c_str(), "rb");
     if (!file) return false;
     char block[512];
-    for (std::size_t length; (length = std::fread(block, 1, sizeof block, file)) > 0;) text.append(block, length);
+    for (std::size_t length; (length = std::fread(block, 1, sizeof block, file)) > 0;)
+        text.append(block, length);
     std::fclose(file);
     text.resize(std::min(text.find('\0'), text.size()));
     return true;
@@ -26,9 +27,13 @@ bool ReadText(const std::string& path, std::string& text) {
 
 }  // namespace
 
-bool LogerManager::SetEnable(std::int32_t id, bool on) { return ApplyChange(id, CHANGE_ENABLE, on, {}); }
+bool LogerManager::SetEnable(std::int32_t id, bool on) {
+    return ApplyChange(id, CHANGE_ENABLE, on, {});
+}
 
-bool LogerManager::SetName(std::int32_t id, const char* name) { return name && ApplyChange(id, CHANGE_NAME, 0, name); }
+bool LogerManager::SetName(std::int32_t id, const char* name) {
+    return name && ApplyChange(id, CHANGE_NAME, 0, name);
+}
 
 bool LogerManager::SetPath(std::int32_t id, const char* path) {
     if (!path || !*path) return false;
@@ -37,25 +42,40 @@ bool LogerManager::SetPath(std::int32_t id, const char* path) {
     return ApplyChange(id, CHANGE_PATH, 0, closed);
 }
 
-bool LogerManager::SetLevel(std::int32_t id, int level) { return ApplyChange(id, CHANGE_LEVEL, level, {}); }
-
-bool LogerManager::SetFileLine(std::int32_t id, bool on) { return ApplyChange(id, CHANGE_FILELINE, on, {}); }
-
-bool LogerManager::SetDisplay(std::int32_t id, bool on) { return ApplyChange(id, CHANGE_DISPLAY, on, {}); }
-
-bool LogerManager::SetOutFile(std::int32_t id, bool on) { return ApplyChange(id, CHANGE_OUTFILE, on, {}); }
-
-bool LogerManager::SetLimitSize(std::int32_t id, unsigned int size) {
-    return ApplyChange(id, CHANGE_LIMITSIZE, static_cast<std::int32_t>(size == 0 ? 0xFFFFFFFFu : size), {});
+bool LogerManager::SetLevel(std::int32_t id, int level) {
+    return ApplyChange(id, CHANGE_LEVEL, level, {});
 }
 
-bool LogerManager::SetMonthDir(std::int32_t id, bool on) { return ApplyChange(id, CHANGE_MONTHDIR, on, {}); }
+bool LogerManager::SetFileLine(std::int32_t id, bool on) {
+    return ApplyChange(id, CHANGE_FILELINE, on, {});
+}
 
-bool LogerManager::SetReserve(std::int32_t id, int seconds) { return ApplyChange(id, CHANGE_RESERVE, seconds, {}); }
+bool LogerManager::SetDisplay(std::int32_t id, bool on) {
+    return ApplyChange(id, CHANGE_DISPLAY, on, {});
+}
 
-bool LogerManager::ApplyChange(std::int32_t id, std::int32_t type, std::int32_t number, std::string_view text) {
+bool LogerManager::SetOutFile(std::int32_t id, bool on) {
+    return ApplyChange(id, CHANGE_OUTFILE, on, {});
+}
+
+bool LogerManager::SetLimitSize(std::int32_t id, unsigned int size) {
+    return ApplyChange(id, CHANGE_LIMITSIZE,
+                       static_cast<std::int32_t>(size == 0 ? 0xFFFFFFFFu : size), {});
+}
+
+bool LogerManager::SetMonthDir(std::int32_t id, bool on) {
+    return ApplyChange(id, CHANGE_MONTHDIR, on, {});
+}
+
+bool LogerManager::SetReserve(std::int32_t id, int seconds) {
+    return ApplyChange(id, CHANGE_RESERVE, seconds, {});
+}
+
+bool LogerManager::ApplyChange(std::int32_t id, std::int32_t type, std::int32_t number,
+                               std::string_view text) {
     if (!IsInRange(id)) return false;
-    const bool text_fits = !text.empty() && text.size() < static_cast<std::size_t>(LOG_TEXT_CAPACITY);
+    const bool text_fits =
+        !text.empty() && text.size() < static_cast<std::size_t>(LOG_TEXT_CAPACITY);
     LoggerInfo& logger = loggers[id];
     switch (type) {
         case CHANGE_ENABLE:
@@ -103,7 +123,8 @@ bool LogerManager::IsEnabled(std::int32_t id) { return IsInRange(id) && loggers[
 std::uint32_t LogerManager::ActiveLoggerCount() {
     const std::int32_t last = lastId;
     return static_cast<std::uint32_t>(
-        std::count_if(loggers, loggers + last + 1, [](const LoggerInfo& logger) -> bool { return logger.enable; }));
+        std::count_if(loggers, loggers + last + 1,
+                      [](const LoggerInfo& logger) -> bool { return logger.enable; }));
 }
 
 bool LogerManager::Config(const char* path) {
@@ -111,7 +132,8 @@ bool LogerManager::Config(const char* path) {
     if (!configFile.Get().empty()) {
         std::printf("%s", error_bar);
         std::printf(
-            " !!! !!! AppLog configure error: too many calls to Config. the old config file=%s,  the new config file=%s !!! !!! \r\n",
+            " !!! !!! AppLog configure error: too many calls to Config. the old config file=%s,  "
+            "the new config file=%s !!! !!! \r\n",
             configFile.Get().c_str(), path);
         std::printf("%s", error_bar);
         return false;
@@ -128,7 +150,8 @@ bool LogerManager::LoadFile(bool reload) {
     std::string text;
     if (!ReadText(configFile.Get(), text)) {
         std::printf("%s", error_bar);
-        std::printf(" !!! !!! AppLog load config file error. filename=%s  !!! !!! \r\n", configFile.Get().c_str());
+        std::printf(" !!! !!! AppLog load config file error. filename=%s  !!! !!! \r\n",
+                    configFile.Get().c_str());
         std::printf("%s", error_bar);
         return false;
     }

@@ -1,5 +1,5 @@
-// The worker thread of the manager. Nothing queues records today, so in practice it reloads and waits; what it does with a
-// queued record is kept ready, and is tested.
+// The worker thread of the manager. Nothing queues records today, so in practice it reloads and
+// waits; what it does with a queued record is kept ready, and is tested.
 #include <windows.h>
 
 #include <string>

@@ -33,7 +33,8 @@ struct LoggerInfo {
     std::uint32_t curFileIndex = 0;     // within the day
     std::uint32_t curWriteLen = 0;      // bytes in the file
     LogFile file;
-    std::deque<std::pair<std::int64_t, std::string>> historyLogs;  // opened when, path; oldest first
+    std::deque<std::pair<std::int64_t, std::string>>
+        historyLogs;  // opened when, path; oldest first
     LogFilePlace place;
 };
 

@@ -10,9 +10,11 @@ namespace HalvorixAppLog {
 namespace {
 
 // All of one length, with the blank between tag and text.
-constexpr char tags[][9] = {"[TRACE] ", "[DEBUG] ", "[INFO]  ", "[WARN]  ", "[ERROR] ", "[ALARM] ", "[FATAL] "};
+constexpr char tags[][9] = {"[TRACE] ", "[DEBUG] ", "[INFO]  ", "[WARN]  ",
+                            "[ERROR] ", "[ALARM] ", "[FATAL] "};
 
-// As far as these texts can grow; what is copied is a fixed number of bytes, which costs less than asking.
+// As far as these texts can grow; what is copied is a fixed number of bytes, which costs less than
+// asking.
 constexpr std::size_t second_room = 32;
 constexpr std::size_t thread_room = 16;
 
@@ -65,7 +67,8 @@ void RecordPrefix::Write(LogRecord& record, LogClock& clock) {
     std::memcpy(at, threadText, thread_room);
     at += threadLength;
     // A level that has no tag, which only a caller's own number can be, takes the nearest one.
-    std::memcpy(at, tags[std::clamp<std::int32_t>(record.level, LOG_LEVEL_TRACE, LOG_LEVEL_FATAL)], 8);
+    std::memcpy(at, tags[std::clamp<std::int32_t>(record.level, LOG_LEVEL_TRACE, LOG_LEVEL_FATAL)],
+                8);
     record.contentLength = static_cast<std::int32_t>(at + 8 - record.content);
 }
 

@@ -17,8 +17,9 @@ public:
         if (time < midnight || time >= midnight + 86400) Load(time, clock);
     }
     const std::tm& Day() const { return day; }
-    // Hours are counted from midnight on, so that a day with a change of daylight saving keeps its old clock to its end: a day of
-    // 25 hours ends with an hour 24, and the day behind one of 23 hours begins with the old day's hour 23. Meant.
+    // Hours are counted from midnight on, so that a day with a change of daylight saving keeps its
+    // old clock to its end: a day of 25 hours ends with an hour 24, and the day behind one of 23
+    // hours begins with the old day's hour 23. Meant.
     std::int64_t SecondsOfDay(std::int64_t time) const { return time - midnight; }
 
 private:
@@ -28,7 +29,8 @@ private:
     std::tm day{};
 };
 
-// Writes prefixes. One per thread: records come in bursts, so the texts of the last second and of the thread serve again.
+// Writes prefixes. One per thread: records come in bursts, so the texts of the last second and of
+// the thread serve again.
 class RecordPrefix {
 public:
     // Writes the prefix of `record`, whose level, time and thread are set, as its whole content.

@@ -7,11 +7,13 @@
 
 namespace HalvorixAppLog {
 
-// Setters take no lock by design and a reload sets every text again, so a plain string could be freed under a thread that is
-// opening its file. Here each different text stays until the object's end; setting an equal one stores nothing.
+// Setters take no lock by design and a reload sets every text again, so a plain string could be
+// freed under a thread that is opening its file. Here each different text stays until the object's
+// end; setting an equal one stores nothing.
 class SharedText {
 public:
-    explicit SharedText(std::string_view initial = {}) : current(new Node{std::string(initial), nullptr}) {}
+    explicit SharedText(std::string_view initial = {})
+        : current(new Node{std::string(initial), nullptr}) {}
     ~SharedText();
     SharedText(const SharedText&) = delete;
     SharedText& operator=(const SharedText&) = delete;

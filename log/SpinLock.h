@@ -7,8 +7,9 @@
 
 namespace HalvorixAppLog {
 
-// Costs half of a mutex where nobody else wants it: leaving is a plain store. A thread that has to wait gives its time slice
-// away, and after a while sleeps, since the holder may be of lower priority.
+// Costs half of a mutex where nobody else wants it: leaving is a plain store. A thread that has to
+// wait gives its time slice away, and after a while sleeps, since the holder may be of lower
+// priority.
 class SpinLock {
 public:
     void Enter() {
@@ -26,7 +27,8 @@ private:
             } else {
                 std::this_thread::sleep_for(std::chrono::microseconds(50));
             }
-        } while (taken.load(std::memory_order_relaxed) || taken.exchange(true, std::memory_order_acquire));
+        } while (taken.load(std::memory_order_relaxed) ||
+                 taken.exchange(true, std::memory_order_acquire));
     }
 
     std::atomic<bool> taken{false};

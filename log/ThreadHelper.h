@@ -16,8 +16,8 @@ protected:
     // False if the system has no thread to give, or the last one has not been joined.
     bool Launch();
     bool IsLaunched() const { return handle.joinable(); }
-    // Waits for the body's end, without limit; at once if there is no thread. A derived class must have called it before its
-    // destructor ends, since the body is its own.
+    // Waits for the body's end, without limit; at once if there is no thread. A derived class must
+    // have called it before its destructor ends, since the body is its own.
     void Join();
 
 private:

@@ -18,10 +18,13 @@ struct YuvPlanes {
     std::ptrdiff_t stride[3];
 };
 
-// Width and height are even; the rows have no padding. Luma is rounded; chroma is the rounded mean of four pixels.
-void ConvertBgraToYuv(const std::uint8_t* pixels, unsigned width, unsigned height, YuvMatrix matrix, const YuvPlanes& planes);
+// Width and height are even; the rows have no padding. Luma is rounded; chroma is the rounded mean
+// of four pixels.
+void ConvertBgraToYuv(const std::uint8_t* pixels, unsigned width, unsigned height, YuvMatrix matrix,
+                      const YuvPlanes& planes);
 
 // The same by plain arithmetic; the faster ways give the same bytes.
-void ConvertBgraToYuvPlainly(const std::uint8_t* pixels, unsigned width, unsigned height, YuvMatrix matrix, const YuvPlanes& planes);
+void ConvertBgraToYuvPlainly(const std::uint8_t* pixels, unsigned width, unsigned height,
+                             YuvMatrix matrix, const YuvPlanes& planes);
 
 }  // namespace Vimbrel

@@ -1,4 +1,5 @@
-// The routines that one variant consists of. Each takes rows whose pointers and lengths were checked.
+// The routines that one variant consists of. Each takes rows whose pointers and lengths were
+// checked.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +8,8 @@
 
 namespace Vimbrel::pixel {
 
-using PackedYuvRow = void (*)(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width, std::uint8_t alpha);
+using PackedYuvRow = void (*)(const std::uint8_t* source, std::uint8_t* destination,
+                              std::int32_t width, std::uint8_t alpha);
 
 // Two rows of luma and what they share.
 struct RowPair {
@@ -15,21 +17,24 @@ struct RowPair {
     std::uint8_t* destination[2];
     std::int32_t pairs;
     std::uint8_t alpha;
-    // Whether to write one row after the other, although the chroma then is computed twice: two rows in turns are more than a
-    // processor foresees, which shows where the picture does not fit its caches.
+    // Whether to write one row after the other, although the chroma then is computed twice: two
+    // rows in turns are more than a processor foresees, which shows where the picture does not fit
+    // its caches.
     bool one_by_one;
 };
 using SemiplanarRows = void (*)(const RowPair& rows, const std::uint8_t* chroma);
 using PlanarRows = void (*)(const RowPair& rows, const std::uint8_t* cb, const std::uint8_t* cr);
 
-using PixelRow = void (*)(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width);
+using PixelRow = void (*)(const std::uint8_t* source, std::uint8_t* destination,
+                          std::int32_t width);
 
-// A bilinear resize first interpolates within a source row, then between two rows so made. `Sample` is float, or a 16-bit
-// integer for plans whose weights are whole parts.
+// A bilinear resize first interpolates within a source row, then between two rows so made. `Sample`
+// is float, or a 16-bit integer for plans whose weights are whole parts.
 template <class Sample>
 struct ResizeRows {
     void (*columns)(const ResizePlan& plan, const std::uint8_t* source, Sample* row);
-    void (*rows)(const ResizePlan& plan, const Sample* upper, const Sample* lower, float weight, std::uint8_t* destination);
+    void (*rows)(const ResizePlan& plan, const Sample* upper, const Sample* lower, float weight,
+                 std::uint8_t* destination);
 };
 
 struct Kernels {

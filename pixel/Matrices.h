@@ -14,7 +14,8 @@ struct Matrix {
     std::int32_t blue_cb;
 };
 
-// BT.601 for video-range data. The offset is 16 times the gain, less half a unit that makes the shift round.
+// BT.601 for video-range data. The offset is 16 times the gain, less half a unit that makes the
+// shift round.
 inline constexpr Matrix studio_matrix{76284, -1187776, 104595, -25690, -53281, 132186};
 
 // Luma as it is, for UYVY and I420. That the formats differ in their matrix is meant.

@@ -52,9 +52,11 @@ Sample Locate(std::int32_t position, std::int32_t source_length, std::int32_t de
     return {static_cast<std::int32_t>(whole), static_cast<float>(place - whole)};
 }
 
-// The least number of parts that all weights of an axis are whole ones of. A place is (2 x + 1) * source / (2 * destination) - 1 / 2.
+// The least number of parts that all weights of an axis are whole ones of. A place is (2 x + 1) *
+// source / (2 * destination) - 1 / 2.
 std::int64_t WholeParts(std::int64_t source_length, std::int64_t destination_length) {
-    const std::int64_t common = std::gcd(std::gcd(2 * source_length, source_length - destination_length), 2 * destination_length);
+    const std::int64_t common = std::gcd(
+        std::gcd(2 * source_length, source_length - destination_length), 2 * destination_length);
     // Lengths are at least 1, and so are these; the analyzer does not know it.
     return std::max<std::int64_t>(2 * destination_length / std::max<std::int64_t>(common, 1), 1);
 }
@@ -69,14 +71,17 @@ void PlanParts(ResizePlan& plan) {
     std::int64_t row_parts = WholeParts(plan.source.height, plan.destination.height);
     if (16 % column_parts == 0 && 16 % row_parts == 0) column_parts = row_parts = 16;
     constexpr std::int64_t most_parts = 256;
-    if (column_parts > 127 || row_parts > most_parts || column_parts * row_parts > most_parts) return;
+    if (column_parts > 127 || row_parts > most_parts || column_parts * row_parts > most_parts)
+        return;
     const std::int64_t parts = column_parts * row_parts;
     std::int64_t shift = 0;
     while (2LL << shift < parts) ++shift;
     const std::int64_t factor = ((65536LL << shift) + parts - 1) / parts;
     const std::int64_t greatest_sum = 255 * parts + parts / 2;
-    // The factor is a little too great. The quotient is right as long as what that adds stays below one part.
-    if (factor > 65535 || greatest_sum * (factor * parts - (65536LL << shift)) >= 65536LL << shift) {
+    // The factor is a little too great. The quotient is right as long as what that adds stays below
+    // one part.
+    if (factor > 65535 || greatest_sum * (factor * parts - (65536LL << shift)) >= 65536LL
+                                                                                      << shift) {
         if (column_parts != 16 || row_parts != 16) return;
     }
     plan.column_parts = static_cast<std::int32_t>(column_parts);
@@ -93,13 +98,16 @@ T* Writable(const T* table) {
 // The window of source pixels that the group of columns from `first` draws on.
 void PlanGroup(ResizePlan& plan, std::int32_t first) {
     const std::int32_t* indexes = plan.ColumnIndexes() + first;
-    const std::int32_t last_start = plan.source.width > resize_window ? plan.source.width - resize_window : 0;
+    const std::int32_t last_start =
+        plan.source.width > resize_window ? plan.source.width - resize_window : 0;
     const std::int32_t start = indexes[0] < last_start ? indexes[0] : last_start;
-    const bool fits = plan.source.width >= resize_window && indexes[resize_group - 1] + 1 - start < resize_window;
+    const bool fits =
+        plan.source.width >= resize_window && indexes[resize_group - 1] + 1 - start < resize_window;
     if (!fits) plan.compact = 0;
     Writable(plan.GroupStarts())[first / resize_group] = start;
     for (std::int32_t i = 0; i < resize_group; ++i) {
-        std::int32_t* samples = Writable(plan.GroupSamples()) + 2 * static_cast<std::ptrdiff_t>(first + i);
+        std::int32_t* samples =
+            Writable(plan.GroupSamples()) + 2 * static_cast<std::ptrdiff_t>(first + i);
         samples[0] = fits ? indexes[i] - start : 0;
         samples[1] = samples[0] + 1;
     }
@@ -115,7 +123,8 @@ void FindUniformGroups(ResizePlan& plan) {
         const float* weights = plan.ColumnWeights() + resize_group;
         const std::ptrdiff_t others = group - 1;
         return starts[group] - starts[1] == others * plan.uniform_stride &&
-               std::equal(samples, samples + 2 * resize_group, samples + 2 * resize_group * others) &&
+               std::equal(samples, samples + 2 * resize_group,
+                          samples + 2 * resize_group * others) &&
                std::equal(weights, weights + resize_group, weights + resize_group * others);
     };
     while (plan.uniform_end < groups && as_first(plan.uniform_end)) ++plan.uniform_end;
@@ -151,7 +160,8 @@ void PlanRows(ResizePlan& plan) {
 // Bytes of one interpolated row in the work buffer: whole vectors of pixels, however long.
 std::int64_t RowBytes(const ResizePlan& plan) {
     constexpr std::int64_t vector_pixels = 16;
-    return (plan.destination.width + vector_pixels - 1) / vector_pixels * vector_pixels * 4 * static_cast<std::int64_t>(sizeof(float));
+    return (plan.destination.width + vector_pixels - 1) / vector_pixels * vector_pixels * 4 *
+           static_cast<std::int64_t>(sizeof(float));
 }
 
 bool IsPlan(const void* memory) {
@@ -160,13 +170,13 @@ bool IsPlan(const void* memory) {
     return magic == pixel::resize_plan_magic;
 }
 
-// The two source rows last interpolated within. For a destination that is higher than its source most rows are made once
-// and used several times.
+// The two source rows last interpolated within. For a destination that is higher than its source
+// most rows are made once and used several times.
 template <class Sample>
 class InterpolatedRows {
 public:
-    InterpolatedRows(const ResizePlan& plan, const pixel::ResizeRows<Sample>& kernel, const std::uint8_t* source, std::int32_t step,
-                     std::byte* memory)
+    InterpolatedRows(const ResizePlan& plan, const pixel::ResizeRows<Sample>& kernel,
+                     const std::uint8_t* source, std::int32_t step, std::byte* memory)
         : plan(plan),
           kernel(kernel),
           source(source),
@@ -181,7 +191,8 @@ public:
         std::int32_t second = first + 1;
         if (weight == 0.0F) second = first;
         if (weight == 1.0F) first = second;
-        if (upper.index != first && (lower.index == first || upper.index == second)) std::swap(upper, lower);
+        if (upper.index != first && (lower.index == first || upper.index == second))
+            std::swap(upper, lower);
         Make(upper, first);
         if (second != first) Make(lower, second);
         const Sample* below = second != first ? lower.samples : upper.samples;
@@ -209,8 +220,9 @@ private:
 };
 
 template <class Sample>
-void Resize(const ResizePlan& plan, const pixel::ResizeRows<Sample>& kernel, const std::uint8_t* source, std::int32_t source_step,
-            std::uint8_t* destination, std::int32_t destination_step, std::byte* memory) {
+void Resize(const ResizePlan& plan, const pixel::ResizeRows<Sample>& kernel,
+            const std::uint8_t* source, std::int32_t source_step, std::uint8_t* destination,
+            std::int32_t destination_step, std::byte* memory) {
     InterpolatedRows<Sample> rows(plan, kernel, source, source_step, memory);
     for (std::int32_t y = 0; y < plan.destination.height; ++y) {
         rows.Write(y, destination + static_cast<std::ptrdiff_t>(destination_step) * y);
@@ -219,8 +231,9 @@ void Resize(const ResizePlan& plan, const pixel::ResizeRows<Sample>& kernel, con
 
 }  // namespace
 
-std::int32_t ResizeGetSizes(PixelSize source, PixelSize destination, std::int32_t interpolation, std::int32_t antialiasing,
-                            std::int32_t* plan_bytes, std::int32_t* initialization_bytes) {
+std::int32_t ResizeGetSizes(PixelSize source, PixelSize destination, std::int32_t interpolation,
+                            std::int32_t antialiasing, std::int32_t* plan_bytes,
+                            std::int32_t* initialization_bytes) {
     if (plan_bytes == nullptr || initialization_bytes == nullptr) return pixel_null_pointer;
     if (Bad(source, destination)) return pixel_bad_size;
     if (interpolation != resize_linear || antialiasing != 0) return pixel_unsupported;
@@ -241,12 +254,16 @@ std::int32_t ResizeInit(PixelSize source, PixelSize destination, void* plan) {
     return pixel_done;
 }
 
-std::int32_t ResizeGetBufferSize(const void* plan, PixelSize destination, std::int32_t channels, std::int32_t* buffer_bytes) {
+std::int32_t ResizeGetBufferSize(const void* plan, PixelSize destination, std::int32_t channels,
+                                 std::int32_t* buffer_bytes) {
     if (plan == nullptr || buffer_bytes == nullptr) return pixel_null_pointer;
     if (!IsPlan(plan)) return pixel_bad_plan;
     const auto& made = *static_cast<const ResizePlan*>(plan);
-    if (destination.width != made.destination.width || destination.height != made.destination.height) return pixel_bad_size;
-    // The buffer is one for 4 channels whatever is asked for: callers are known to ask for the 3 colours.
+    if (destination.width != made.destination.width ||
+        destination.height != made.destination.height)
+        return pixel_bad_size;
+    // The buffer is one for 4 channels whatever is asked for: callers are known to ask for the 3
+    // colours.
     if (channels < 1 || channels > resize_channels) return pixel_unsupported;
     const std::int64_t bytes = 2 * RowBytes(made) + row_alignment;
     if (bytes > std::numeric_limits<std::int32_t>::max()) return pixel_bad_size;
@@ -254,17 +271,23 @@ std::int32_t ResizeGetBufferSize(const void* plan, PixelSize destination, std::i
     return pixel_done;
 }
 
-std::int32_t ResizeBilinearBgra(const std::uint8_t* source, std::int32_t source_step, std::uint8_t* destination,
-                                std::int32_t destination_step, PixelOffset destination_offset, PixelSize destination_size,
+std::int32_t ResizeBilinearBgra(const std::uint8_t* source, std::int32_t source_step,
+                                std::uint8_t* destination, std::int32_t destination_step,
+                                PixelOffset destination_offset, PixelSize destination_size,
                                 std::int32_t border, const void* plan, void* work_buffer) {
-    if (source == nullptr || destination == nullptr || plan == nullptr || work_buffer == nullptr) return pixel_null_pointer;
+    if (source == nullptr || destination == nullptr || plan == nullptr || work_buffer == nullptr)
+        return pixel_null_pointer;
     if (!IsPlan(plan)) return pixel_bad_plan;
     const auto& made = *static_cast<const ResizePlan*>(plan);
-    if (destination_size.width != made.destination.width || destination_size.height != made.destination.height) return pixel_bad_size;
-    if (destination_offset.x != 0 || destination_offset.y != 0 || border != resize_border_replicate) return pixel_unsupported;
+    if (destination_size.width != made.destination.width ||
+        destination_size.height != made.destination.height)
+        return pixel_bad_size;
+    if (destination_offset.x != 0 || destination_offset.y != 0 || border != resize_border_replicate)
+        return pixel_unsupported;
 
     const std::uintptr_t place = reinterpret_cast<std::uintptr_t>(work_buffer);
-    std::byte* memory = static_cast<std::byte*>(work_buffer) + (row_alignment - place % row_alignment) % row_alignment;
+    std::byte* memory = static_cast<std::byte*>(work_buffer) +
+                        (row_alignment - place % row_alignment) % row_alignment;
     const pixel::Kernels& kernels = pixel::SelectedKernels();
     if (made.Parts() && kernels.resize_parts.columns != nullptr) {
         const auto& kernel = made.Sixteenths() ? kernels.resize_sixteenths : kernels.resize_parts;

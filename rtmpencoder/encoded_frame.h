@@ -17,12 +17,13 @@ struct encoded_frame {
     };
 
     std::uint32_t type = type_aac;
-    std::uint8_t* data = nullptr;               // owned, from std::malloc; null if size is 0
-    std::int32_t size = 0;                      // bytes
-    std::int64_t time = 0;                      // in units of 100 ns: of presentation, or of AAC when it was handed on
+    std::uint8_t* data = nullptr;  // owned, from std::malloc; null if size is 0
+    std::int32_t size = 0;         // bytes
+    std::int64_t time = 0;  // in units of 100 ns: of presentation, or of AAC when it was handed on
     std::int64_t decode_time = 0;               // in units of 100 ns, 0 if the encoder gave none
     std::uint8_t key = 0;                       // not 0 for a key frame
-    std::vector<std::int32_t> aac_frame_sizes;  // bytes of each of the AAC frames that lie in `data`, one behind the other
+    std::vector<std::int32_t> aac_frame_sizes;  // bytes of each of the AAC frames that lie in
+                                                // `data`, one behind the other
 };
 
 struct encoded_frame_deleter {
@@ -36,7 +37,8 @@ struct encoded_frame_deleter {
 using encoded_frame_ptr = std::unique_ptr<encoded_frame, encoded_frame_deleter>;
 
 // With a copy of the bytes; null if there is no memory.
-inline encoded_frame_ptr make_encoded_frame(std::uint32_t type, const void* bytes, std::int32_t size) {
+inline encoded_frame_ptr make_encoded_frame(std::uint32_t type, const void* bytes,
+                                            std::int32_t size) {
     encoded_frame_ptr frame(new encoded_frame);
     frame->type = type;
     if (size <= 0) return frame;

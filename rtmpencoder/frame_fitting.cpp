@@ -14,7 +14,9 @@ constexpr std::uint32_t Even(std::uint32_t value) { return value & ~1U; }
 std::uint32_t Rounded(float value) { return static_cast<std::uint32_t>(std::lround(value)); }
 
 // Half of what `inner` leaves of `outer`.
-std::uint32_t Middle(float outer, float inner) { return Even(static_cast<std::uint32_t>(std::max((outer - inner) * 0.5F, 0.0F))); }
+std::uint32_t Middle(float outer, float inner) {
+    return Even(static_cast<std::uint32_t>(std::max((outer - inner) * 0.5F, 0.0F)));
+}
 
 struct Cut {
     std::uint32_t start, length;
@@ -23,7 +25,8 @@ struct Cut {
 // What of a source's length is shown if it is scaled beyond the output's.
 Cut CutToFit(std::uint32_t source, std::uint32_t output, float scale) {
     if (Rounded(static_cast<float>(source) * scale) <= output) return {0, source};
-    const std::uint32_t length = Even(std::min(Rounded(static_cast<float>(output) / scale), source));
+    const std::uint32_t length =
+        Even(std::min(Rounded(static_cast<float>(output) / scale), source));
     auto start = static_cast<std::uint32_t>(static_cast<float>(source - length) * 0.5F);
     if (start % 2 != 0) --start;
     return {start, length};
@@ -35,7 +38,8 @@ PixelSize SizeOf(std::uint32_t width, std::uint32_t height) {
 
 }  // namespace
 
-void frame_fitting::plan(std::uint32_t width, std::uint32_t height, std::uint32_t wanted_width, std::uint32_t wanted_height) {
+void frame_fitting::plan(std::uint32_t width, std::uint32_t height, std::uint32_t wanted_width,
+                         std::uint32_t wanted_height) {
     release();
     source_width = width;
     source_height = height;
@@ -83,13 +87,18 @@ void frame_fitting::prepare() {
     const PixelSize to = SizeOf(target_rect_width, target_rect_height);
     std::int32_t spec_bytes = 0;
     std::int32_t initialization_bytes = 0;
-    if (ResizeGetSizes(from, to, resize_linear, 0, &spec_bytes, &initialization_bytes) != pixel_done || spec_bytes == 0) return;
+    if (ResizeGetSizes(from, to, resize_linear, 0, &spec_bytes, &initialization_bytes) !=
+            pixel_done ||
+        spec_bytes == 0)
+        return;
     resize_spec.resize(static_cast<std::size_t>(spec_bytes));
     std::int32_t buffer_bytes = 0;
     if (ResizeInit(from, to, resize_spec.data()) != pixel_done) return;
     // The 3 colours are what is asked for; alpha is resized with them.
     constexpr std::int32_t colors = 3;
-    if (ResizeGetBufferSize(resize_spec.data(), to, colors, &buffer_bytes) != pixel_done || buffer_bytes == 0) return;
+    if (ResizeGetBufferSize(resize_spec.data(), to, colors, &buffer_bytes) != pixel_done ||
+        buffer_bytes == 0)
+        return;
     resize_buffer.resize(static_cast<std::size_t>(buffer_bytes));
     resize_needed = true;
 }
@@ -97,9 +106,12 @@ void frame_fitting::prepare() {
 void frame_fitting::resize(const std::uint8_t* source, std::uint8_t* output) const {
     const std::size_t source_step = std::size_t{4} * source_width;
     const std::size_t output_step = std::size_t{4} * output_width;
-    ResizeBilinearBgra(source + source_y * source_step + std::size_t{4} * source_x, static_cast<std::int32_t>(source_step),
-                       output + target_y * output_step + std::size_t{4} * target_x, static_cast<std::int32_t>(output_step), {0, 0},
-                       SizeOf(target_rect_width, target_rect_height), resize_border_replicate, resize_spec.data(), resize_buffer.data());
+    ResizeBilinearBgra(source + source_y * source_step + std::size_t{4} * source_x,
+                       static_cast<std::int32_t>(source_step),
+                       output + target_y * output_step + std::size_t{4} * target_x,
+                       static_cast<std::int32_t>(output_step), {0, 0},
+                       SizeOf(target_rect_width, target_rect_height), resize_border_replicate,
+                       resize_spec.data(), resize_buffer.data());
 }
 
 void frame_fitting::release() {

@@ -1,4 +1,5 @@
-// How a frame of any size is brought into the output: where it is read, where it is written, and the plan of the resize.
+// How a frame of any size is brought into the output: where it is read, where it is written, and
+// the plan of the resize.
 #pragma once
 
 #include <cstdint>
@@ -14,10 +15,13 @@ public:
     };
 
     // For pixels of 4 bytes.
-    void plan(std::uint32_t source_width, std::uint32_t source_height, std::uint32_t output_width, std::uint32_t output_height);
-    // Whether frames have to go through `resize`; if not, they have the output's size, or no resize could be planned.
+    void plan(std::uint32_t source_width, std::uint32_t source_height, std::uint32_t output_width,
+              std::uint32_t output_height);
+    // Whether frames have to go through `resize`; if not, they have the output's size, or no resize
+    // could be planned.
     bool needs_resize() const { return resize_needed; }
-    // Both without gaps between rows, the output as large as planned. Writes the target rectangle only.
+    // Both without gaps between rows, the output as large as planned. Writes the target rectangle
+    // only.
     void resize(const std::uint8_t* source, std::uint8_t* output) const;
     void release();
 

@@ -33,8 +33,8 @@ void live_encoder::post(std::unique_ptr<packet>& packet) {
     }
 }
 
-// Neither of the first two failures signals the start, so that start waits for ever. That is meant: a system without them has
-// no encoder to offer, and start has no result for it.
+// Neither of the first two failures signals the start, so that start waits for ever. That is meant:
+// a system without them has no encoder to offer, and start has no result for it.
 std::int32_t live_encoder::run() {
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return -1;
     if (FAILED(MFStartup(MF_VERSION, MFSTARTUP_LITE))) return -1;
@@ -85,7 +85,8 @@ void live_encoder::stop() {
     std::unique_ptr<packet> last = std::make_unique<packet>(packet::type_stop);
     post(last);
     {
-        // Owners may stop it from two threads at once: the one that streams when the link is lost, and the application's.
+        // Owners may stop it from two threads at once: the one that streams when the link is lost,
+        // and the application's.
         const std::lock_guard lock(join_mutex);
         if (thread.joinable()) thread.join();
     }

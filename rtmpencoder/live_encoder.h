@@ -1,4 +1,5 @@
-// Base of the live encoders: a thread, a short queue of raw samples before it, and a dispatcher behind it.
+// Base of the live encoders: a thread, a short queue of raw samples before it, and a dispatcher
+// behind it.
 #pragma once
 
 #include <windows.h>
@@ -15,13 +16,20 @@
 
 namespace Vimbrel {
 
-// An object serves one run: start, packets, stop. The owner calls stop before it destroys the object.
+// An object serves one run: start, packets, stop. The owner calls stop before it destroys the
+// object.
 //
-// on_start, on_packet and on_stop run on the encoder's own thread, and so does the dispatcher; post may be called from any thread.
+// on_start, on_packet and on_stop run on the encoder's own thread, and so does the dispatcher; post
+// may be called from any thread.
 class live_encoder {
 public:
     struct packet {
-        enum packet_type : std::uint32_t { type_video = 0, type_audio = 1, type_audio_changing = 2, type_stop = 3 };
+        enum packet_type : std::uint32_t {
+            type_video = 0,
+            type_audio = 1,
+            type_audio_changing = 2,
+            type_stop = 3
+        };
 
         explicit packet(std::uint32_t type) : type(type) {}
         packet(const packet&) = delete;
@@ -51,12 +59,14 @@ public:
     virtual bool on_start() = 0;
     virtual void on_stop() = 0;
 
-    // Whether the thread runs and on_start succeeded. Waits for on_start without limit. False, and nothing else, for a second time.
+    // Whether the thread runs and on_start succeeded. Waits for on_start without limit. False, and
+    // nothing else, for a second time.
     bool start();
-    // Waits for the packet at work; those that wait in the queue are dropped, and nothing is dispatched from here on. Not from
-    // the encoder's own thread.
+    // Waits for the packet at work; those that wait in the queue are dropped, and nothing is
+    // dispatched from here on. Not from the encoder's own thread.
     void stop();
-    // Takes the packet. Never waits for the encoder: above `max_queue` waiting packets the oldest is dropped.
+    // Takes the packet. Never waits for the encoder: above `max_queue` waiting packets the oldest
+    // is dropped.
     void post(std::unique_ptr<packet>& packet);
 
     std::int32_t quality = 1;  // 0 best, 1 medium, 2 lowest
@@ -69,7 +79,8 @@ public:
     std::atomic<std::uint64_t> dropped = 0;
 
 protected:
-    // One unit of the input's time, as the fraction time_step / time_scale of a second. Set by on_start.
+    // One unit of the input's time, as the fraction time_step / time_scale of a second. Set by
+    // on_start.
     std::uint32_t time_step = 1;
     std::uint32_t time_scale = 1;
 

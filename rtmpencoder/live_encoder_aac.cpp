@@ -14,7 +14,8 @@
 namespace Vimbrel {
 namespace {
 
-// What an encoder tells of AAC begins with the head of a structure of its own; the AudioSpecificConfig follows.
+// What an encoder tells of AAC begins with the head of a structure of its own; the
+// AudioSpecificConfig follows.
 constexpr std::size_t user_data_head = 12;
 constexpr std::uint32_t buffered_seconds = 2;
 
@@ -41,7 +42,8 @@ HRESULT Logged(const char* format, HRESULT hr) {
     // The format is one of the constants below.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    if (FAILED(hr)) APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR, format, static_cast<unsigned>(hr));
+    if (FAILED(hr))
+        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR, format, static_cast<unsigned>(hr));
 #pragma GCC diagnostic pop
     return hr;
 }
@@ -64,7 +66,8 @@ bool live_encoder_aac::on_start() {
     time_scale = format.nSamplesPerSec;
     time_step = 1;
     if (FAILED(create_encoder()) || FAILED(create_buffers())) return false;
-    for (const auto message : {MFT_MESSAGE_COMMAND_FLUSH, MFT_MESSAGE_NOTIFY_BEGIN_STREAMING, MFT_MESSAGE_NOTIFY_START_OF_STREAM}) {
+    for (const auto message : {MFT_MESSAGE_COMMAND_FLUSH, MFT_MESSAGE_NOTIFY_BEGIN_STREAMING,
+                               MFT_MESSAGE_NOTIFY_START_OF_STREAM}) {
         if (FAILED(encoder->ProcessMessage(message, 0))) return false;
     }
     return true;
@@ -77,12 +80,15 @@ HRESULT live_encoder_aac::create_encoder() {
     if (SUCCEEDED(hr)) hr = SetAudioType(input_type.Get(), MFAudioFormat_PCM, format);
     if (SUCCEEDED(hr)) hr = MFCreateMediaType(output_type.Put());
     if (SUCCEEDED(hr)) hr = SetAudioType(output_type.Get(), MFAudioFormat_AAC, format);
-    if (SUCCEEDED(hr)) hr = output_type->SetUINT32(MF_MT_AUDIO_AVG_BYTES_PER_SECOND, bytes_per_second);
-    if (SUCCEEDED(hr)) hr = output_type->SetUINT32(MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, profile_level);
+    if (SUCCEEDED(hr))
+        hr = output_type->SetUINT32(MF_MT_AUDIO_AVG_BYTES_PER_SECOND, bytes_per_second);
+    if (SUCCEEDED(hr))
+        hr = output_type->SetUINT32(MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, profile_level);
     if (FAILED(hr)) return hr;
 
     void* made = nullptr;
-    hr = CoCreateInstance(CLSID_AACMFTEncoder, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IMFTransform), &made);
+    hr = CoCreateInstance(CLSID_AACMFTEncoder, nullptr, CLSCTX_INPROC_SERVER,
+                          __uuidof(IMFTransform), &made);
     if (FAILED(Logged("Live - Create audio encoder failed - 0x%08X", hr))) return hr;
     encoder.Attach(static_cast<IMFTransform*>(made));
     hr = encoder->SetInputType(0, input_type.Get(), 0);
@@ -102,9 +108,11 @@ HRESULT live_encoder_aac::create_buffers() {
     const DWORD alignment = info.cbAlignment < 2 ? 0 : info.cbAlignment - 1;
     ComPtr<IMFMediaBuffer> output_buffer;
     hr = MFCreateSample(output_sample.Put());
-    if (SUCCEEDED(hr)) hr = MFCreateAlignedMemoryBuffer(output_bytes, alignment, output_buffer.Put());
+    if (SUCCEEDED(hr))
+        hr = MFCreateAlignedMemoryBuffer(output_bytes, alignment, output_buffer.Put());
     if (SUCCEEDED(hr)) hr = output_sample->AddBuffer(output_buffer.Get());
-    // Without an output sample the encoder starts all the same, and no block will have output. That is meant.
+    // Without an output sample the encoder starts all the same, and no block will have output. That
+    // is meant.
     if (FAILED(hr)) return S_OK;
 
     scratch_size = buffered;
@@ -120,14 +128,16 @@ bool live_encoder_aac::on_packet(packet* packet) {
         change_format(static_cast<packet_audio_changing&>(*packet));
         return true;
     }
-    if (packet->type == packet::type_audio) return encode(static_cast<const packet_audio&>(*packet));
+    if (packet->type == packet::type_audio)
+        return encode(static_cast<const packet_audio&>(*packet));
     return true;
 }
 
 void live_encoder_aac::change_format(packet_audio_changing& change) {
     input_format = change.format;
     input_extra = std::move(change.extra);
-    const bool same = std::memcmp(&format, &change.format, SizeWithoutExtra()) == 0 && format.cbSize == change.format.cbSize;
+    const bool same = std::memcmp(&format, &change.format, SizeWithoutExtra()) == 0 &&
+                      format.cbSize == change.format.cbSize;
     format_differs = !(same && change.format.cbSize == 0);
 }
 
@@ -150,11 +160,13 @@ HRESULT live_encoder_aac::fill_input(const packet_audio& block) {
 bool live_encoder_aac::encode(const packet_audio& block) {
     if (FAILED(fill_input(block))) return false;
     const int samples = block.size / format.nChannels / (format.wBitsPerSample / 8);
-    // Neither is the time of the block; both are meant as they stand, and nothing that leaves the encoder depends on them.
-    const float units =
-        static_cast<float>(format.nSamplesPerSec) / static_cast<float>(format.nChannels) / static_cast<float>(samples) * 10000;
+    // Neither is the time of the block; both are meant as they stand, and nothing that leaves the
+    // encoder depends on them.
+    const float units = static_cast<float>(format.nSamplesPerSec) /
+                        static_cast<float>(format.nChannels) / static_cast<float>(samples) * 10000;
     const auto duration = samples > 0 ? static_cast<std::int64_t>(units) : 0;
-    if (FAILED(input_sample->SetSampleTime(static_cast<std::int64_t>(block_counter / 100)))) return false;
+    if (FAILED(input_sample->SetSampleTime(static_cast<std::int64_t>(block_counter / 100))))
+        return false;
     if (FAILED(input_sample->SetSampleDuration(duration))) return false;
     const HRESULT hr = encoder->ProcessInput(0, input_sample.Get(), 0);
     if (SUCCEEDED(hr) || hr == MF_E_NOTACCEPTING) block_counter += time_step;
@@ -164,7 +176,8 @@ bool live_encoder_aac::encode(const packet_audio& block) {
     // Most blocks fill no frame of the encoder's, which is no failure.
     std::vector<std::int32_t> sizes;
     if (!collect_output(total, sizes)) return true;
-    encoded_frame_ptr frame = make_encoded_frame(encoded_frame::type_aac, scratch.get(), static_cast<std::int32_t>(total));
+    encoded_frame_ptr frame = make_encoded_frame(encoded_frame::type_aac, scratch.get(),
+                                                 static_cast<std::int32_t>(total));
     if (frame) frame->aac_frame_sizes = std::move(sizes);
     auto* const receiver = dispatcher.load();
     if (frame && receiver != nullptr) receiver->dispatch(frame);

@@ -28,7 +28,8 @@ public:
         std::uint32_t flags = 0;
     };
 
-    // The format of what comes from now on. It is only remembered: the caller goes on sending `format`.
+    // The format of what comes from now on. It is only remembered: the caller goes on sending
+    // `format`.
     struct packet_audio_changing final : packet {
         packet_audio_changing() : packet(type_audio_changing) {}
 

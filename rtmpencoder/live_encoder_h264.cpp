@@ -49,7 +49,9 @@ bool live_encoder_h264::on_packet(packet* packet) {
     ComPtr<IMFSample> nv12;
     if (FAILED(convert(fit(frame), nv12))) return false;
     // From here on a failure costs the frame and not the stream.
-    if (FAILED(nv12->SetSampleTime(relative_time)) || FAILED(nv12->SetSampleDuration(frame_duration))) return true;
+    if (FAILED(nv12->SetSampleTime(relative_time)) ||
+        FAILED(nv12->SetSampleDuration(frame_duration)))
+        return true;
     encode(nv12.Get());
     return true;
 }
@@ -60,13 +62,15 @@ const std::uint8_t* live_encoder_h264::fit(const packet_video& frame) {
         std::memset(scaled_frame.get(), 0, frame_bytes());
         source_width = frame.width;
         source_height = frame.height;
-        fitting.plan(source_width, source_height, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height));
+        fitting.plan(source_width, source_height, static_cast<std::uint32_t>(width),
+                     static_cast<std::uint32_t>(height));
     }
     if (fitting.needs_resize()) {
         fitting.resize(frame.data.get(), scaled_frame.get());
         return scaled_frame.get();
     }
-    // As it is, even if it has another size and no resize could be planned for that; black, rather than to read beyond its end.
+    // As it is, even if it has another size and no resize could be planned for that; black, rather
+    // than to read beyond its end.
     const bool enough = std::size_t{bytes_per_pixel} * frame.width * frame.height >= frame_bytes();
     return enough ? frame.data.get() : scaled_frame.get();
 }
@@ -105,7 +109,9 @@ void live_encoder_h264::encode(IMFSample* nv12) {
 
 // Until the encoder calls for input; meanwhile its output is taken.
 HRESULT live_encoder_h264::wait_for_credit() {
-    const auto is_fatal = [](HRESULT hr) { return FAILED(hr) && hr != MF_E_TRANSFORM_NEED_MORE_INPUT; };
+    const auto is_fatal = [](HRESULT hr) {
+        return FAILED(hr) && hr != MF_E_TRANSFORM_NEED_MORE_INPUT;
+    };
     HRESULT hr = S_OK;
     while (hr == S_OK) hr = poll_event();
     if (FAILED(hr) && hr != MF_E_NO_EVENTS_AVAILABLE) return hr;
@@ -197,7 +203,8 @@ HRESULT live_encoder_h264::keep_output(IMFSample* sample) {
     HRESULT hr = sample->ConvertToContiguousBuffer(buffer.Put());
     if (FAILED(hr)) return hr;
     UINT32 clean_point = 0;
-    const bool key = SUCCEEDED(sample->GetUINT32(MFSampleExtension_CleanPoint, &clean_point)) && clean_point != 0;
+    const bool key = SUCCEEDED(sample->GetUINT32(MFSampleExtension_CleanPoint, &clean_point)) &&
+                     clean_point != 0;
     if (key && sequence_header.empty()) {
         hr = extract_parameter_sets();
         if (FAILED(hr)) return hr;
@@ -206,7 +213,8 @@ HRESULT live_encoder_h264::keep_output(IMFSample* sample) {
     DWORD length = 0;
     hr = buffer->Lock(&bytes, nullptr, &length);
     if (FAILED(hr)) return hr;
-    encoded_frame_ptr frame = make_encoded_frame(encoded_frame::type_h264, bytes, static_cast<std::int32_t>(length));
+    encoded_frame_ptr frame =
+        make_encoded_frame(encoded_frame::type_h264, bytes, static_cast<std::int32_t>(length));
     buffer->Unlock();
     if (!frame) return E_OUTOFMEMORY;
     LONGLONG time = 0;

@@ -22,8 +22,9 @@ public:
     struct packet_video final : packet {
         packet_video() : packet(type_video) {}
 
-        std::unique_ptr<std::uint8_t[]> data;  // height rows of width * 4 bytes, the bottom row first
-        std::uint32_t width = 0;               // pixels
+        std::unique_ptr<std::uint8_t[]>
+            data;                 // height rows of width * 4 bytes, the bottom row first
+        std::uint32_t width = 0;  // pixels
         std::uint32_t height = 0;
         std::int64_t time = 0;  // the application's, in units of 100 ns
     };
@@ -41,7 +42,8 @@ public:
     std::uint32_t frame_rate_num = 30;
     std::uint32_t frame_rate_den = 1;
 
-    // Each with its start code; empty until the first key frame was dispatched, and unchanged from then on.
+    // Each with its start code; empty until the first key frame was dispatched, and unchanged from
+    // then on.
     std::vector<std::uint8_t> sps;
     std::vector<std::uint8_t> pps;
 
@@ -55,7 +57,9 @@ private:
     HRESULT create_h264_type();
     void set_quality();
     HRESULT create_rgb_sample();
-    std::size_t frame_bytes() const { return std::size_t{4} * static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
+    std::size_t frame_bytes() const {
+        return std::size_t{4} * static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    }
 
     const std::uint8_t* fit(const packet_video& frame);
     HRESULT convert(const std::uint8_t* pixels, ComPtr<IMFSample>& nv12);

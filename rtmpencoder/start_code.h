@@ -14,8 +14,9 @@ struct start_code {
     explicit operator bool() const { return length != 0; }
 };
 
-// The first start code at or behind `from`. With more than 4 bytes left both forms are looked for, the longer one first; with
-// exactly 4 only the shorter, and with fewer none: a start code needs something behind it.
+// The first start code at or behind `from`. With more than 4 bytes left both forms are looked for,
+// the longer one first; with exactly 4 only the shorter, and with fewer none: a start code needs
+// something behind it.
 inline start_code find_start_code(std::span<const std::uint8_t> bytes, std::size_t from) {
     for (std::size_t i = from; i + 4 <= bytes.size(); ++i) {
         if (bytes[i] != 0 || bytes[i + 1] != 0) continue;

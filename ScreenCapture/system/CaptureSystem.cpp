@@ -8,9 +8,13 @@ const CaptureSystem* replacement = nullptr;
 
 }  // namespace
 
-const CaptureSystem& CaptureSystem::Current() { return replacement ? *replacement : PlatformCaptureSystem(); }
+const CaptureSystem& CaptureSystem::Current() {
+    return replacement ? *replacement : PlatformCaptureSystem();
+}
 
-ScopedCaptureSystem::ScopedCaptureSystem(const CaptureSystem& system) : previous(replacement) { replacement = &system; }
+ScopedCaptureSystem::ScopedCaptureSystem(const CaptureSystem& system) : previous(replacement) {
+    replacement = &system;
+}
 ScopedCaptureSystem::~ScopedCaptureSystem() { replacement = previous; }
 
 }  // namespace Vimbrel

@@ -1,4 +1,5 @@
-// The parts of the system that screen capture stands on, behind one point where a test can put its own.
+// The parts of the system that screen capture stands on, behind one point where a test can put its
+// own.
 #pragma once
 
 #include "ScreenCapture/system/Gdi.h"

@@ -1,5 +1,6 @@
-// Device contexts, bitmaps and the cursor as the capture back ends use them. The operations carry the system's names and do
-// what the system's do; behind them stands the system, or a test. Handles belong to the thread that made them.
+// Device contexts, bitmaps and the cursor as the capture back ends use them. The operations carry
+// the system's names and do what the system's do; behind them stands the system, or a test. Handles
+// belong to the thread that made them.
 #pragma once
 
 #include <windows.h>
@@ -23,10 +24,11 @@ public:
     virtual BOOL DeleteObject(HGDIOBJ object) = 0;
 
     // When these return, the bitmap's bits hold the picture.
-    virtual BOOL BitBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y, DWORD operation) = 0;
+    virtual BOOL BitBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x,
+                        int from_y, DWORD operation) = 0;
     virtual int SetStretchBltMode(HDC context, int mode) = 0;
-    virtual BOOL StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y, int from_width, int from_height,
-                            DWORD operation) = 0;
+    virtual BOOL StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x,
+                            int from_y, int from_width, int from_height, DWORD operation) = 0;
     virtual BOOL PrintWindow(HWND window, HDC to, UINT flags) = 0;
 
     virtual BOOL GetCursorPos(POINT* position) = 0;

@@ -1,5 +1,5 @@
-// Windows, monitors and versions as the capture back ends ask for them. The operations carry the system's names and do what the
-// system's do; behind them stands the system, or a test.
+// Windows, monitors and versions as the capture back ends ask for them. The operations carry the
+// system's names and do what the system's do; behind them stands the system, or a test.
 #pragma once
 
 #include <windows.h>
@@ -18,10 +18,12 @@ public:
     virtual BOOL GetWindowRect(HWND window, RECT* rect) = 0;
 
     virtual HMONITOR MonitorFromRect(const RECT* rect, DWORD flags) = 0;
-    virtual BOOL EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit, LPARAM parameter) = 0;
+    virtual BOOL EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit,
+                                     LPARAM parameter) = 0;
     virtual BOOL GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) = 0;
 
-    virtual BOOL VerifyVersionInfoW(OSVERSIONINFOEXW* wanted, DWORD types, ULONGLONG conditions) = 0;
+    virtual BOOL VerifyVersionInfoW(OSVERSIONINFOEXW* wanted, DWORD types,
+                                    ULONGLONG conditions) = 0;
     // 0 if the file has no version resource.
     virtual DWORD GetFileVersionInfoSizeW(LPCWSTR file, DWORD* ignored) = 0;
     virtual BOOL GetFileVersionInfoW(LPCWSTR file, DWORD ignored, DWORD size, void* block) = 0;

@@ -16,7 +16,8 @@ public:
         average_bit_rate = 0;
     }
 
-    // The first bytes of a run only start the clock. A window ends with the first time more than a second after its start.
+    // The first bytes of a run only start the clock. A window ends with the first time more than a
+    // second after its start.
     void Add(std::int64_t bytes, std::int64_t time_ms) {
         window_bytes += bytes;
         if (window_start == no_start) {
@@ -40,7 +41,8 @@ private:
     static constexpr std::int64_t no_start = -1;
 
     static std::int32_t Rate(std::int64_t bytes, std::int64_t ms) {
-        return static_cast<std::int32_t>(static_cast<double>(bytes) * 8.0 / (static_cast<double>(ms) / 1000.0));
+        return static_cast<std::int32_t>(static_cast<double>(bytes) * 8.0 /
+                                         (static_cast<double>(ms) / 1000.0));
     }
 
     std::int64_t total_bytes = 0;

@@ -9,8 +9,8 @@
 #include <system_error>
 #include <utility>
 
-#include "base/Clock.h"
 #include "Source/cast/RtmpMetadata.h"
+#include "base/Clock.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -23,9 +23,13 @@ constexpr std::int64_t ticks_per_ms = 10'000;
 constexpr std::size_t least_sps_size = 8;
 constexpr std::size_t least_pps_size = 5;
 
-ByteSpan Bytes(const encoded_frame& frame) { return {frame.data, static_cast<std::size_t>(std::max(frame.size, 0))}; }
+ByteSpan Bytes(const encoded_frame& frame) {
+    return {frame.data, static_cast<std::size_t>(std::max(frame.size, 0))};
+}
 
-std::unique_ptr<std::uint8_t[]> Uninitialized(std::size_t size) { return std::make_unique_for_overwrite<std::uint8_t[]>(size); }
+std::unique_ptr<std::uint8_t[]> Uninitialized(std::size_t size) {
+    return std::make_unique_for_overwrite<std::uint8_t[]>(size);
+}
 
 }  // namespace
 
@@ -36,7 +40,9 @@ CMediaRTMPCast::~CMediaRTMPCast() = default;
 
 std::unique_ptr<CMediaRTMPCast> CreateRTMPCast() { return CreateRTMPCast(RTMPCastOptions()); }
 
-std::unique_ptr<CMediaRTMPCast> CreateRTMPCast(const RTMPCastOptions& options) { return std::make_unique<CRTMPCastImpl>(options); }
+std::unique_ptr<CMediaRTMPCast> CreateRTMPCast(const RTMPCastOptions& options) {
+    return std::make_unique<CRTMPCastImpl>(options);
+}
 
 CRTMPCastImpl::CRTMPCastImpl(const RTMPCastOptions& options)
     : framing(options.framing),
@@ -53,7 +59,8 @@ CRTMPCastImpl::~CRTMPCastImpl() {
     CloseHandle(send_started);
 }
 
-void CRTMPCastImpl::SetServer(const std::string& target, const std::string& user_name, const std::string& pass) {
+void CRTMPCastImpl::SetServer(const std::string& target, const std::string& user_name,
+                              const std::string& pass) {
     url = target;
     user = user_name;
     password = pass;
@@ -64,7 +71,8 @@ void CRTMPCastImpl::SetHardwareEncoder(bool enabled) {
     h264.hardware = enabled;
 }
 
-void CRTMPCastImpl::SetVideoOutputFormat(int width, int height, int frame_rate_num, int frame_rate_den) {
+void CRTMPCastImpl::SetVideoOutputFormat(int width, int height, int frame_rate_num,
+                                         int frame_rate_den) {
     h264.width = width;
     h264.height = height;
     h264.frame_rate_num = static_cast<std::uint32_t>(frame_rate_num);
@@ -87,7 +95,8 @@ void CRTMPCastImpl::SetAudioOutputFormat(int channels, int sample_rate, int byte
     format.nChannels = low_channels == 1 || low_channels == 6 ? low_channels : 2;
     format.nBlockAlign = static_cast<std::uint16_t>(format.nChannels * 2);
     format.nAvgBytesPerSec = format.nBlockAlign * format.nSamplesPerSec;
-    const bool known = bytes_per_second == 12000 || bytes_per_second == 16000 || bytes_per_second == 20000 || bytes_per_second == 24000;
+    const bool known = bytes_per_second == 12000 || bytes_per_second == 16000 ||
+                       bytes_per_second == 20000 || bytes_per_second == 24000;
     aac.bytes_per_second = known ? static_cast<std::uint32_t>(bytes_per_second) : 16000;
 }
 
@@ -130,7 +139,8 @@ void CRTMPCastImpl::Stop() {
     send_thread.join();
 }
 
-void CRTMPCastImpl::SetVideoSample(unsigned char* data, unsigned width, unsigned height, int stride, std::int64_t time) {
+void CRTMPCastImpl::SetVideoSample(unsigned char* data, unsigned width, unsigned height, int stride,
+                                   std::int64_t time) {
     if (!connected || stride < 1 || data == nullptr) return;
     auto frame = std::make_unique<live_encoder_h264::packet_video>();
     frame->width = width;
@@ -140,7 +150,8 @@ void CRTMPCastImpl::SetVideoSample(unsigned char* data, unsigned width, unsigned
     frame->data = Uninitialized(row * height);
     // Turned upside down: the encoder's input has the bottom row first.
     for (std::size_t y = 0; y < height; ++y) {
-        std::memcpy(frame->data.get() + row * (height - 1 - y), data + static_cast<std::size_t>(stride) * y, row);
+        std::memcpy(frame->data.get() + row * (height - 1 - y),
+                    data + static_cast<std::size_t>(stride) * y, row);
     }
     std::unique_ptr<live_encoder::packet> packet = std::move(frame);
     ++progress->taken;
@@ -148,7 +159,8 @@ void CRTMPCastImpl::SetVideoSample(unsigned char* data, unsigned width, unsigned
     progress->dropped = h264.dropped.load();
 }
 
-void CRTMPCastImpl::SetAudioSample(unsigned char* data, int size, std::int64_t time, std::int64_t duration, unsigned flags) {
+void CRTMPCastImpl::SetAudioSample(unsigned char* data, int size, std::int64_t time,
+                                   std::int64_t duration, unsigned flags) {
     if (!connected || !audio_enabled || size < 1 || data == nullptr) return;
     auto block = std::make_unique<live_encoder_aac::packet_audio>();
     block->data = Uninitialized(static_cast<std::size_t>(size));
@@ -162,7 +174,8 @@ void CRTMPCastImpl::SetAudioSample(unsigned char* data, int size, std::int64_t t
 }
 
 void CRTMPCastImpl::dispatch(encoded_frame_ptr& frame) {
-    if (frame->type == encoded_frame::type_aac) frame->time = Clock::Current().TimeMilliseconds() * ticks_per_ms;
+    if (frame->type == encoded_frame::type_aac)
+        frame->time = Clock::Current().TimeMilliseconds() * ticks_per_ms;
     std::deque<encoded_frame_ptr> dropped;
     {
         const std::lock_guard lock(mutex);
@@ -174,7 +187,8 @@ void CRTMPCastImpl::dispatch(encoded_frame_ptr& frame) {
 
 int CRTMPCastImpl::Connect() {
     int result = session.Connect(url, user, password);
-    if (result == RTMPCAST_OK && IsStandard() && !(session.SetChunkSize(standard_chunk_size) && SendMetadata())) {
+    if (result == RTMPCAST_OK && IsStandard() &&
+        !(session.SetChunkSize(standard_chunk_size) && SendMetadata())) {
         result = RTMPCAST_STREAM_FAILED;
     }
     if (result == RTMPCAST_OK) return result;
@@ -218,10 +232,11 @@ bool CRTMPCastImpl::Process(const encoded_frame& frame) {
 }
 
 bool CRTMPCastImpl::SendAac(const encoded_frame& frame) {
-    // In the standard framing not the time of sending: where that is held up, all of the sound that waited would get the time at which
-    // the network went on, and the picture its own.
+    // In the standard framing not the time of sending: where that is held up, all of the sound that
+    // waited would get the time at which the network went on, and the picture its own.
     const auto now = [&] {
-        return IsStandard() ? static_cast<std::uint32_t>(frame.time / ticks_per_ms) : Clock::Current().TimeMilliseconds();
+        return IsStandard() ? static_cast<std::uint32_t>(frame.time / ticks_per_ms)
+                            : Clock::Current().TimeMilliseconds();
     };
     if (!audio_header_sent) {
         if (aac.audio_specific_config.empty()) return false;
@@ -246,17 +261,19 @@ void CRTMPCastImpl::SendAacMessage(ByteSpan frames, std::uint32_t time) {
     session.Send(audio_buffer, RTMP_PACKET_SIZE_LARGE, time);
 }
 
-// Each frame of a long block has a message of its own, since receivers take a message for one frame. The clock says when the block was
-// encoded, which comes in bursts where the application's blocks do. Frames follow one another by their length as long as that stays near
-// the clock.
+// Each frame of a long block has a message of its own, since receivers take a message for one
+// frame. The clock says when the block was encoded, which comes in bursts where the application's
+// blocks do. Frames follow one another by their length as long as that stays near the clock.
 void CRTMPCastImpl::SendAacFrames(const encoded_frame& frame, double clock) {
     constexpr double samples_per_frame = 1024;
     constexpr double tolerance = 100;
     const double frame_duration = samples_per_frame * 1000 / aac.format.nSamplesPerSec;
     ByteSpan rest = Bytes(frame);
     for (const std::int32_t size : frame.aac_frame_sizes) {
-        if (std::abs(audio_time - clock) > tolerance) audio_time = std::max(clock, audio_time - frame_duration + 1);
-        SendAacMessage(rest.first(static_cast<std::size_t>(size)), static_cast<std::uint32_t>(audio_time));
+        if (std::abs(audio_time - clock) > tolerance)
+            audio_time = std::max(clock, audio_time - frame_duration + 1);
+        SendAacMessage(rest.first(static_cast<std::size_t>(size)),
+                       static_cast<std::uint32_t>(audio_time));
         rest = rest.subspan(static_cast<std::size_t>(size));
         audio_time += frame_duration;
         clock += frame_duration;
@@ -267,14 +284,18 @@ bool CRTMPCastImpl::SendVideoHeader() {
     if (h264.sps.size() < least_sps_size || h264.pps.size() < least_pps_size) return false;
     RtmpMessage header;
     header.PutAvcSequenceHeader(h264.sps, h264.pps);
-    // Sent as a difference to the message before, and a large one if that was sound. Meant for the native framing.
-    const std::uint8_t header_type = IsStandard() ? RTMP_PACKET_SIZE_LARGE : RTMP_PACKET_SIZE_MEDIUM;
+    // Sent as a difference to the message before, and a large one if that was sound. Meant for the
+    // native framing.
+    const std::uint8_t header_type =
+        IsStandard() ? RTMP_PACKET_SIZE_LARGE : RTMP_PACKET_SIZE_MEDIUM;
     return session.Send(header, header_type, 0) != 0;
 }
 
 bool CRTMPCastImpl::SendVideo(const encoded_frame& frame) {
-    // Single precision for the time, and double for the division. Both show on the wire, and are meant.
-    video_time = static_cast<std::uint32_t>(static_cast<std::int64_t>(double{static_cast<float>(frame.time)} / 10000.0));
+    // Single precision for the time, and double for the division. Both show on the wire, and are
+    // meant.
+    video_time = static_cast<std::uint32_t>(
+        static_cast<std::int64_t>(double{static_cast<float>(frame.time)} / 10000.0));
     if (!video_header_sent) {
         if (!SendVideoHeader()) return false;
         video_header_sent = true;
@@ -282,7 +303,8 @@ bool CRTMPCastImpl::SendVideo(const encoded_frame& frame) {
     if (frame.size < 1) return true;
     // A lost link shows at the next frame.
     const bool key = frame.key != 0;
-    const bool sent = IsStandard() ? video_buffer.PutAccessUnit(Bytes(frame), key) && SendVideoMessage(Bytes(frame).size())
+    const bool sent = IsStandard() ? video_buffer.PutAccessUnit(Bytes(frame), key) &&
+                                         SendVideoMessage(Bytes(frame).size())
                                    : SendPieces(Bytes(frame), key);
     if (sent) ++progress->sent;
     return true;
@@ -309,7 +331,8 @@ bool CRTMPCastImpl::SendMetadata() {
     StreamMetadata metadata;
     metadata.width = h264.width;
     metadata.height = h264.height;
-    metadata.frames_per_second = static_cast<double>(h264.frame_rate_num) / std::max(h264.frame_rate_den, 1U);
+    metadata.frames_per_second =
+        static_cast<double>(h264.frame_rate_num) / std::max(h264.frame_rate_den, 1U);
     metadata.has_audio = audio_enabled;
     metadata.sample_rate = static_cast<double>(aac.format.nSamplesPerSec);
     metadata.stereo = aac.format.nChannels > 1;

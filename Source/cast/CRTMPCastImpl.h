@@ -17,8 +17,9 @@
 
 namespace Vimbrel {
 
-// Threads: the application's, a worker of each encoder, and the one that sends. Locks: each encoder's queue and `mutex`; none is held
-// while another is taken, or over a call of the network. What is sent is never dropped: a slow network costs memory and delay.
+// Threads: the application's, a worker of each encoder, and the one that sends. Locks: each
+// encoder's queue and `mutex`; none is held while another is taken, or over a call of the network.
+// What is sent is never dropped: a slow network costs memory and delay.
 class CRTMPCastImpl final : public CMediaRTMPCast, public live_encoder::dispatcher {
 public:
     explicit CRTMPCastImpl(const RTMPCastOptions& options);
@@ -27,17 +28,21 @@ public:
     ~CRTMPCastImpl() override;
 
     void SetCallback(std::function<void(int)> function) override { callback = std::move(function); }
-    void SetServer(const std::string& target, const std::string& user_name, const std::string& pass) override;
+    void SetServer(const std::string& target, const std::string& user_name,
+                   const std::string& pass) override;
     void SetHardwareEncoder(bool enabled) override;
-    void SetVideoOutputFormat(int width, int height, int frame_rate_num, int frame_rate_den) override;
+    void SetVideoOutputFormat(int width, int height, int frame_rate_num,
+                              int frame_rate_den) override;
     void SetVideoQuality(int quality) override;
     void SetAudioOutputFormat(int channels, int sample_rate, int bytes_per_second) override;
     void EnableAudio(bool enabled) override { audio_enabled = enabled; }
     void SetAudioInputFormat(const WAVEFORMATEX& format, const unsigned char* extra) override;
     int Start() override;
     void Stop() override;
-    void SetVideoSample(unsigned char* data, unsigned width, unsigned height, int stride, std::int64_t time) override;
-    void SetAudioSample(unsigned char* data, int size, std::int64_t time, std::int64_t duration, unsigned flags) override;
+    void SetVideoSample(unsigned char* data, unsigned width, unsigned height, int stride,
+                        std::int64_t time) override;
+    void SetAudioSample(unsigned char* data, int size, std::int64_t time, std::int64_t duration,
+                        unsigned flags) override;
     int GetCurrentBitRate() override { return bit_rate.Current(); }
     int GetAverageBitRate() override { return bit_rate.Average(); }
 
@@ -72,8 +77,8 @@ private:
     RtmpMessage audio_buffer;
     RtmpMessage video_buffer;
     std::uint32_t audio_time_base = 0;  // milliseconds of the clock, at the first AAC frame
-    double audio_time = 0;              // milliseconds, of the next AAC message in the standard framing
-    std::uint32_t video_time = 0;       // milliseconds, of the frame at work
+    double audio_time = 0;         // milliseconds, of the next AAC message in the standard framing
+    std::uint32_t video_time = 0;  // milliseconds, of the frame at work
     bool video_header_sent = false;
     bool audio_header_sent = false;
     int status = RTMPCAST_OK;

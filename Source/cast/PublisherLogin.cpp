@@ -57,7 +57,8 @@ std::string Value(const std::string& question, const std::string& name) {
 
 }  // namespace
 
-std::string PublisherLogin::Answer(const std::string& description, const std::string& application) const {
+std::string PublisherLogin::Answer(const std::string& description,
+                                   const std::string& application) const {
     const bool adobe = Has(description, "authmod=adobe");
     if (user.empty() || password.empty() || !(adobe || Has(description, "authmod=llnw"))) return {};
     if (Has(description, "code=403 need auth")) {
@@ -67,26 +68,30 @@ std::string PublisherLogin::Answer(const std::string& description, const std::st
     }
     const std::size_t question = description.find("?reason=needauth");
     if (question == std::string::npos || Has(application, "&response=")) return {};
-    return adobe ? AnswerAdobe(description.substr(question)) : AnswerLlnw(description.substr(question), application);
+    return adobe ? AnswerAdobe(description.substr(question))
+                 : AnswerLlnw(description.substr(question), application);
 }
 
 std::string PublisherLogin::AnswerAdobe(const std::string& question) const {
     const std::string opaque = Value(question, "opaque");
     const std::string challenge = Base64(Random());
     const std::string salted = Base64(Md5(user + Value(question, "salt") + password));
-    const std::string response = Base64(Md5(salted + (opaque.empty() ? Value(question, "challenge") : opaque) + challenge));
+    const std::string response =
+        Base64(Md5(salted + (opaque.empty() ? Value(question, "challenge") : opaque) + challenge));
     return "&challenge=" + challenge + "&response=" + response + "&opaque=" + opaque;
 }
 
 // HTTP's digest for a method of its own.
-std::string PublisherLogin::AnswerLlnw(const std::string& question, const std::string& application) const {
+std::string PublisherLogin::AnswerLlnw(const std::string& question,
+                                       const std::string& application) const {
     const std::string nonce = Value(question, "nonce");
     const std::string count = "00000001";
     const std::string own_nonce = Hex(Random());
     std::string place = application.substr(0, application.find('?'));
     if (!Has(place, "/")) place += "/_definst_";
-    const std::string response = Hex(
-        Md5(Hex(Md5(user + ":live:" + password)) + ":" + nonce + ":" + count + ":" + own_nonce + ":auth:" + Hex(Md5("publish:/" + place))));
+    const std::string response =
+        Hex(Md5(Hex(Md5(user + ":live:" + password)) + ":" + nonce + ":" + count + ":" + own_nonce +
+                ":auth:" + Hex(Md5("publish:/" + place))));
     return "&nonce=" + nonce + "&cnonce=" + own_nonce + "&nc=" + count + "&response=" + response;
 }
 

@@ -1,5 +1,5 @@
-// What a publisher answers to a server that refuses its connection until it has logged in. The protocol's library could do this, but
-// writes beyond its memory while it does.
+// What a publisher answers to a server that refuses its connection until it has logged in. The
+// protocol's library could do this, but writes beyond its memory while it does.
 #pragma once
 
 #include <string>
@@ -8,10 +8,12 @@ namespace Vimbrel {
 
 class PublisherLogin {
 public:
-    PublisherLogin(std::string user, std::string password) : user(std::move(user)), password(std::move(password)) {}
+    PublisherLogin(std::string user, std::string password)
+        : user(std::move(user)), password(std::move(password)) {}
 
-    // `description` is the server's reason to refuse `application`, which has what was answered before behind it. What the next
-    // connection is to append to it; empty if there is nothing to be said.
+    // `description` is the server's reason to refuse `application`, which has what was answered
+    // before behind it. What the next connection is to append to it; empty if there is nothing to
+    // be said.
     std::string Answer(const std::string& description, const std::string& application) const;
 
 private:

@@ -8,7 +8,8 @@
 namespace Vimbrel {
 namespace {
 
-// AAC, 44 kHz, 16 bits, stereo. It stays so whatever the sound is: the sequence header has the truth.
+// AAC, 44 kHz, 16 bits, stereo. It stays so whatever the sound is: the sequence header has the
+// truth.
 constexpr std::uint8_t aac_tag = 0xAF;
 constexpr std::uint8_t avc_key_tag = 0x17;
 constexpr std::uint8_t avc_tag = 0x27;
@@ -17,7 +18,8 @@ constexpr std::size_t long_start_code = 4;
 constexpr std::size_t video_tag_size = 5;
 
 std::uint8_t* PutBigEndian(std::uint8_t* place, std::size_t value, int bytes) {
-    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) *place++ = static_cast<std::uint8_t>(value >> shift);
+    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
+        *place++ = static_cast<std::uint8_t>(value >> shift);
     return place;
 }
 
@@ -81,7 +83,8 @@ void RtmpMessage::PutAvcSequenceHeader(ByteSpan sps, ByteSpan pps) {
 
 void RtmpMessage::PutVideoPiece(ByteSpan piece, bool key) {
     std::uint8_t* place = PutVideoTag(Begin(TYPE_VIDEO, video_tag_size + 4 + piece.size()), key, 1);
-    // The start code stays in front of the unit and counts. That is meant, unusual as it is beside a length.
+    // The start code stays in front of the unit and counts. That is meant, unusual as it is beside
+    // a length.
     Put(PutBigEndian(place, piece.size(), 4), piece);
 }
 
@@ -104,11 +107,14 @@ bool RtmpMessage::PutAccessUnit(ByteSpan access_unit, bool key) {
     return size > video_tag_size;
 }
 
-void RtmpMessage::PutChunkSize(std::uint32_t bytes) { PutBigEndian(Begin(TYPE_CHUNK_SIZE, 4), bytes, 4); }
+void RtmpMessage::PutChunkSize(std::uint32_t bytes) {
+    PutBigEndian(Begin(TYPE_CHUNK_SIZE, 4), bytes, 4);
+}
 
 void RtmpMessage::PutData(ByteSpan body) { Put(Begin(TYPE_DATA, body.size()), body); }
 
-AccessUnitPieces::AccessUnitPieces(ByteSpan access_unit) : rest(access_unit), code(find_start_code(access_unit, 0).length) {
+AccessUnitPieces::AccessUnitPieces(ByteSpan access_unit)
+    : rest(access_unit), code(find_start_code(access_unit, 0).length) {
     if (code == 0) rest = {};
 }
 

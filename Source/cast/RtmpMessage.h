@@ -10,11 +10,16 @@ namespace Vimbrel {
 
 using ByteSpan = std::span<const std::uint8_t>;
 
-// Reused memory for one message at a time. It only grows. In front of the body there is room for the header, which the
-// protocol's library writes there.
+// Reused memory for one message at a time. It only grows. In front of the body there is room for
+// the header, which the protocol's library writes there.
 class RtmpMessage {
 public:
-    enum Type : std::uint8_t { TYPE_CHUNK_SIZE = 1, TYPE_AUDIO = 8, TYPE_VIDEO = 9, TYPE_DATA = 18 };
+    enum Type : std::uint8_t {
+        TYPE_CHUNK_SIZE = 1,
+        TYPE_AUDIO = 8,
+        TYPE_VIDEO = 9,
+        TYPE_DATA = 18
+    };
 
     // A packet record and the longest header.
     static constexpr std::size_t packet_head_size = 58;
@@ -31,8 +36,9 @@ public:
     void PutAvcSequenceHeader(ByteSpan sps, ByteSpan pps);
     // One piece of an access unit with its start code, behind its length.
     void PutVideoPiece(ByteSpan piece, bool key);
-    // A whole access unit, each of its NAL units behind its length and without its start code. Parameter sets and delimiters are
-    // left out: the sequence header has the former, and the messages stand for the latter. False if nothing else is in it.
+    // A whole access unit, each of its NAL units behind its length and without its start code.
+    // Parameter sets and delimiters are left out: the sequence header has the former, and the
+    // messages stand for the latter. False if nothing else is in it.
     bool PutAccessUnit(ByteSpan access_unit, bool key);
     void PutChunkSize(std::uint32_t bytes);
     // Takes a body that was put together elsewhere.
@@ -46,8 +52,9 @@ private:
     std::size_t size = 0;
 };
 
-// An access unit's pieces in order. A piece begins where the one before it ends, and so has its start code in front; whatever is
-// before the first start code belongs to the first piece. Without a start code there is none.
+// An access unit's pieces in order. A piece begins where the one before it ends, and so has its
+// start code in front; whatever is before the first start code belongs to the first piece. Without
+// a start code there is none.
 class AccessUnitPieces {
 public:
     explicit AccessUnitPieces(ByteSpan access_unit);

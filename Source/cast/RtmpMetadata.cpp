@@ -38,7 +38,8 @@ private:
         bytes.insert(bytes.end(), text.begin(), text.end());
     }
     void BigEndian(std::uint64_t value, int count) {
-        for (int shift = 8 * (count - 1); shift >= 0; shift -= 8) bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+        for (int shift = 8 * (count - 1); shift >= 0; shift -= 8)
+            bytes.push_back(static_cast<std::uint8_t>(value >> shift));
     }
 };
 

@@ -31,10 +31,14 @@ constexpr int media_channel = 4;
 constexpr int control_channel = 2;
 
 std::string Text(const AVal& value) {
-    return value.av_val == nullptr ? std::string() : std::string(value.av_val, static_cast<std::size_t>(value.av_len));
+    return value.av_val == nullptr
+               ? std::string()
+               : std::string(value.av_val, static_cast<std::size_t>(value.av_len));
 }
 
-AVal View(const std::string& text) { return {const_cast<char*>(text.data()), static_cast<int>(text.size())}; }
+AVal View(const std::string& text) {
+    return {const_cast<char*>(text.data()), static_cast<int>(text.size())};
+}
 
 std::string Member(AMFObject& object, const std::string& name) {
     const AVal key = View(name);
@@ -43,7 +47,8 @@ std::string Member(AMFObject& object, const std::string& name) {
     return Text(value);
 }
 
-// The library's own words, which would go to the standard error. What it says at its lower levels may hold passwords.
+// The library's own words, which would go to the standard error. What it says at its lower levels
+// may hold passwords.
 void Log(int level, const char* format, va_list arguments) {
     if (level > RTMP_LOGWARNING) return;
     char text[512];
@@ -51,11 +56,13 @@ void Log(int level, const char* format, va_list arguments) {
     APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_TRACE, "RTMP: " << text);
 }
 
-// The library takes a session ticket of TLS 1.3, which comes when it likes, for a failure to read. So it must not speak 1.3.
+// The library takes a session ticket of TLS 1.3, which comes when it likes, for a failure to read.
+// So it must not speak 1.3.
 void LimitTls() {
     if (RTMP_TLS_ctx == nullptr) return;
     gnutls_priority_t priorities = nullptr;
-    if (gnutls_priority_init(&priorities, "NORMAL:-VERS-TLS1.3", nullptr) != GNUTLS_E_SUCCESS) return;
+    if (gnutls_priority_init(&priorities, "NORMAL:-VERS-TLS1.3", nullptr) != GNUTLS_E_SUCCESS)
+        return;
     std::swap(RTMP_TLS_ctx->priorities, priorities);
     if (priorities != nullptr) gnutls_priority_deinit(priorities);
 }
@@ -74,7 +81,8 @@ void InitializeOnce() {
     });
 }
 
-// The library writes to its socket in a way that would end the process when the link is lost. For this thread that is a result.
+// The library writes to its socket in a way that would end the process when the link is lost. For
+// this thread that is a result.
 void KeepLostLinksQuiet() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -89,7 +97,8 @@ void RtmpSession::Closer::operator()(RTMP* session) const {
     RTMP_Free(session);
 }
 
-// Servers with a login refuse twice: for the user's name, and with a question. Each answer takes a new connection.
+// Servers with a login refuse twice: for the user's name, and with a question. Each answer takes a
+// new connection.
 int RtmpSession::Connect(std::string& url, const std::string& user, const std::string& password) {
     InitializeOnce();
     KeepLostLinksQuiet();
@@ -103,7 +112,9 @@ int RtmpSession::Connect(std::string& url, const std::string& user, const std::s
         url = given_url;
         const int status = Publish(url);
         if (status == RTMPCAST_OK) return status;
-        const std::string answer = login_question.empty() ? std::string() : Publisher(user, password).Answer(login_question, application);
+        const std::string answer =
+            login_question.empty() ? std::string()
+                                   : Publisher(user, password).Answer(login_question, application);
         Close();
         if (answer.empty()) return status;
         login += answer;
@@ -113,7 +124,8 @@ int RtmpSession::Connect(std::string& url, const std::string& user, const std::s
 // The URL's options may name one too.
 PublisherLogin RtmpSession::Publisher(const std::string& user, const std::string& password) const {
     const auto& link = rtmp->Link;
-    return {user.empty() ? Text(link.pubUser) : user, password.empty() ? Text(link.pubPasswd) : password};
+    return {user.empty() ? Text(link.pubUser) : user,
+            password.empty() ? Text(link.pubPasswd) : password};
 }
 
 int RtmpSession::Publish(std::string& url) {
@@ -126,11 +138,13 @@ int RtmpSession::Publish(std::string& url) {
     link.flashVer = View(flash_version);
     SetTarget();
     if (RTMP_Connect(rtmp.get(), nullptr) == 0) return RTMPCAST_CONNECTION_FAILED;
-    if (!OpenStream() || RTMP_Socket(rtmp.get()) < 0 || !LimitSending()) return RTMPCAST_STREAM_FAILED;
+    if (!OpenStream() || RTMP_Socket(rtmp.get()) < 0 || !LimitSending())
+        return RTMPCAST_STREAM_FAILED;
     return RTMPCAST_OK;
 }
 
-// Copies, since the library frees some of its own and not others. The player's address is the target without the login.
+// Copies, since the library frees some of its own and not others. The player's address is the
+// target without the login.
 void RtmpSession::SetTarget() {
     auto& link = rtmp->Link;
     application = Text(link.app) + login;
@@ -144,11 +158,13 @@ void RtmpSession::SetTarget() {
     link.swfUrl = View(player_url);
 }
 
-// What RTMP_ConnectStream does, but for servers that ask for a login, its answer to which writes beyond its memory, and for those that
-// do not take the stream: it would wait for another word until its time is up.
+// What RTMP_ConnectStream does, but for servers that ask for a login, its answer to which writes
+// beyond its memory, and for those that do not take the stream: it would wait for another word
+// until its time is up.
 bool RtmpSession::OpenStream() {
     RTMPPacket packet{};
-    while (rtmp->m_bPlaying == 0 && RTMP_IsConnected(rtmp.get()) != 0 && RTMP_ReadPacket(rtmp.get(), &packet) != 0) {
+    while (rtmp->m_bPlaying == 0 && RTMP_IsConnected(rtmp.get()) != 0 &&
+           RTMP_ReadPacket(rtmp.get(), &packet) != 0) {
         if (!RTMPPacket_IsReady(&packet) || packet.m_nBodySize == 0) continue;
         const bool refused = IsRefusal(packet);
         if (!refused) RTMP_ClientPacket(rtmp.get(), &packet);
@@ -161,7 +177,8 @@ bool RtmpSession::OpenStream() {
 bool RtmpSession::IsRefusal(const RTMPPacket& packet) {
     if (packet.m_packetType != RTMP_PACKET_TYPE_INVOKE) return false;
     AMFObject command{};
-    if (AMF_Decode(&command, packet.m_body, static_cast<int>(packet.m_nBodySize), FALSE) < 0) return false;
+    if (AMF_Decode(&command, packet.m_body, static_cast<int>(packet.m_nBodySize), FALSE) < 0)
+        return false;
     AVal value{};
     AMFProp_GetString(AMF_GetProp(&command, nullptr, 0), &value);
     const std::string name = Text(value);
@@ -170,8 +187,10 @@ bool RtmpSession::IsRefusal(const RTMPPacket& packet) {
         AMFObject status{};
         AMFProp_GetObject(AMF_GetProp(&command, nullptr, 3), &status);
         const std::string description = Member(status, "description");
-        if (name == "_error" && description.find("authmod=") != std::string::npos) login_question = description;
-        refused = !login_question.empty() || (name == "onStatus" && Member(status, "level") == "error");
+        if (name == "_error" && description.find("authmod=") != std::string::npos)
+            login_question = description;
+        refused =
+            !login_question.empty() || (name == "onStatus" && Member(status, "level") == "error");
     }
     AMF_Reset(&command);
     return refused;
@@ -183,16 +202,20 @@ bool RtmpSession::LimitSending() const {
     return setsockopt(RTMP_Socket(rtmp.get()), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) == 0;
 }
 
-bool RtmpSession::IsAlive() const { return rtmp && RTMP_IsConnected(rtmp.get()) != 0 && RTMP_IsTimedout(rtmp.get()) == 0; }
+bool RtmpSession::IsAlive() const {
+    return rtmp && RTMP_IsConnected(rtmp.get()) != 0 && RTMP_IsTimedout(rtmp.get()) == 0;
+}
 
 int RtmpSession::Send(RtmpMessage& message, std::uint8_t header_type, std::uint32_t time_ms) {
     static_assert(RtmpMessage::packet_head_size >= sizeof(RTMPPacket) + RTMP_MAX_HEADER_SIZE);
     RTMPPacket packet{};
     packet.m_headerType = header_type;
     packet.m_packetType = message.MessageType();
-    packet.m_nChannel = message.MessageType() == RtmpMessage::TYPE_CHUNK_SIZE ? control_channel : media_channel;
+    packet.m_nChannel =
+        message.MessageType() == RtmpMessage::TYPE_CHUNK_SIZE ? control_channel : media_channel;
     packet.m_nTimeStamp = time_ms;
-    packet.m_nInfoField2 = message.MessageType() == RtmpMessage::TYPE_CHUNK_SIZE ? 0 : rtmp->m_stream_id;
+    packet.m_nInfoField2 =
+        message.MessageType() == RtmpMessage::TYPE_CHUNK_SIZE ? 0 : rtmp->m_stream_id;
     packet.m_nBodySize = static_cast<std::uint32_t>(message.Size());
     packet.m_body = reinterpret_cast<char*>(message.Body());
     return RTMP_SendPacket(rtmp.get(), &packet, 1);

@@ -1,4 +1,5 @@
-// One publishing session of the protocol's library. Used by one thread, which no longer gets SIGPIPE once it has connected.
+// One publishing session of the protocol's library. Used by one thread, which no longer gets
+// SIGPIPE once it has connected.
 #pragma once
 
 #include <librtmp/rtmp.h>
@@ -17,7 +18,8 @@ public:
     RtmpSession(const RtmpSession&) = delete;
     RtmpSession& operator=(const RtmpSession&) = delete;
 
-    // A RTMPCastStatus. The strings must stay as long as the session: it keeps pointers into them, and edits `url`.
+    // A RTMPCastStatus. The strings must stay as long as the session: it keeps pointers into them,
+    // and edits `url`.
     int Connect(std::string& url, const std::string& user, const std::string& password);
     // With a stream open, the server is told of its end.
     void Close() { rtmp.reset(); }

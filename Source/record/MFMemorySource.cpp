@@ -11,7 +11,8 @@ namespace Vimbrel {
 
 MFMemorySource::MFMemorySource() : MFMemorySource(std::make_shared<CriticalSection>()) {}
 
-MFMemorySource::MFMemorySource(std::shared_ptr<CriticalSection> shared) : OpQueue(shared->Get()), section(std::move(shared)) {
+MFMemorySource::MFMemorySource(std::shared_ptr<CriticalSection> shared)
+    : OpQueue(shared->Get()), section(std::move(shared)) {
     // Without a queue every operation on it fails.
     static_cast<void>(MFCreateEventQueue(event_queue.Put()));
 }
@@ -23,7 +24,9 @@ MFMemorySource::~MFMemorySource() {
 HRESULT MFMemorySource::QueryInterface(REFIID iid, void** object) {
     if (!object) return E_POINTER;
     *object = nullptr;
-    if (iid != __uuidof(IUnknown) && iid != __uuidof(IMFMediaEventGenerator) && iid != __uuidof(IMFMediaSource)) return E_NOINTERFACE;
+    if (iid != __uuidof(IUnknown) && iid != __uuidof(IMFMediaEventGenerator) &&
+        iid != __uuidof(IMFMediaSource))
+        return E_NOINTERFACE;
     *object = static_cast<IMFMediaSource*>(this);
     AddRef();
     return S_OK;
@@ -58,7 +61,8 @@ HRESULT MFMemorySource::EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** even
     return FAILED(hr) ? hr : event_queue->EndGetEvent(result, event);
 }
 
-HRESULT MFMemorySource::QueueEvent(MediaEventType type, REFGUID extended, HRESULT status, const PROPVARIANT* value) {
+HRESULT MFMemorySource::QueueEvent(MediaEventType type, REFGUID extended, HRESULT status,
+                                   const PROPVARIANT* value) {
     const CriticalSectionLock lock(critical_section);
     const HRESULT hr = CheckShutdown();
     return FAILED(hr) ? hr : event_queue->QueueEventParamVar(type, extended, status, value);
@@ -77,10 +81,12 @@ HRESULT MFMemorySource::CreatePresentationDescriptor(IMFPresentationDescriptor**
     const CriticalSectionLock lock(critical_section);
     const HRESULT hr = CheckShutdown();
     if (FAILED(hr)) return hr;
-    return presentation_descriptor ? presentation_descriptor->Clone(descriptor) : MF_E_NOT_INITIALIZED;
+    return presentation_descriptor ? presentation_descriptor->Clone(descriptor)
+                                   : MF_E_NOT_INITIALIZED;
 }
 
-HRESULT MFMemorySource::Start(IMFPresentationDescriptor* descriptor, const GUID* time_format, const PROPVARIANT* position) {
+HRESULT MFMemorySource::Start(IMFPresentationDescriptor* descriptor, const GUID* time_format,
+                              const PROPVARIANT* position) {
     const CriticalSectionLock lock(critical_section);
     HRESULT hr = CheckShutdown();
     if (FAILED(hr)) return hr;
@@ -113,7 +119,8 @@ HRESULT MFMemorySource::Pause() {
 HRESULT MFMemorySource::Shutdown() {
     {
         const std::lock_guard guard(mutex);
-        // The end that was put in stays: somebody may wait for it with the section held. Nothing else would wake him, by design.
+        // The end that was put in stays: somebody may wait for it with the section held. Nothing
+        // else would wake him, by design.
         DropBlocks();
     }
     const CriticalSectionLock lock(critical_section);
@@ -160,7 +167,8 @@ HRESULT MFMemorySource::BuildStreams() {
     const CriticalSectionLock lock(critical_section);
     HRESULT hr = CheckShutdown();
     if (FAILED(hr)) return hr;
-    // By design a stream that cannot be made is left out, and the presentation has those that could.
+    // By design a stream that cannot be made is left out, and the presentation has those that
+    // could.
     if (video_type) MakeStream(video_type.Get(), true, video_stream);
     if (audio_type) MakeStream(audio_type.Get(), false, audio_stream);
     std::vector<IMFStreamDescriptor*> descriptors;
@@ -175,7 +183,8 @@ HRESULT MFMemorySource::BuildStreams() {
 
 HRESULT MFMemorySource::MakeStream(IMFMediaType* type, bool video, MFMemoryStream*& stream) {
     ComPtr<IMFStreamDescriptor> descriptor;
-    HRESULT hr = MFCreateStreamDescriptor(static_cast<DWORD>(streams.size()), 1, &type, descriptor.Put());
+    HRESULT hr =
+        MFCreateStreamDescriptor(static_cast<DWORD>(streams.size()), 1, &type, descriptor.Put());
     if (FAILED(hr)) return hr;
     ComPtr<IMFMediaTypeHandler> handler;
     hr = descriptor->GetMediaTypeHandler(handler.Put());
@@ -194,7 +203,8 @@ HRESULT MFMemorySource::MakeStream(IMFMediaType* type, bool video, MFMemoryStrea
     return S_OK;
 }
 
-void MFMemorySource::SetSample(bool video, const void* data, unsigned size, unsigned, unsigned, std::int64_t time, std::int64_t duration) {
+void MFMemorySource::SetSample(bool video, const void* data, unsigned size, unsigned, unsigned,
+                               std::int64_t time, std::int64_t duration) {
     auto record = std::make_unique<sample_record>();
     if (size != 0) {
         record->video = video ? 1 : 0;
@@ -236,7 +246,9 @@ HRESULT MFMemorySource::QueueOperationOf(SourceOp::Operation operation) {
     return queued ? QueueOperation(queued.Get()) : E_OUTOFMEMORY;
 }
 
-HRESULT MFMemorySource::ValidateOperation(SourceOp*) { return current_op ? MF_E_NOTACCEPTING : S_OK; }
+HRESULT MFMemorySource::ValidateOperation(SourceOp*) {
+    return current_op ? MF_E_NOTACCEPTING : S_OK;
+}
 
 HRESULT MFMemorySource::DispatchOperation(SourceOp* operation) {
     HRESULT hr = E_UNEXPECTED;
@@ -274,8 +286,9 @@ HRESULT MFMemorySource::CompleteOperation(SourceOp* operation) {
 
 HRESULT MFMemorySource::DoStart(StartOp* operation) {
     current_op = ComPtr<SourceOp>(operation);
-    HRESULT hr =
-        operation->PresentationDescriptor() ? SelectStreams(operation->PresentationDescriptor(), operation->Data()) : MF_E_INVALIDREQUEST;
+    HRESULT hr = operation->PresentationDescriptor()
+                     ? SelectStreams(operation->PresentationDescriptor(), operation->Data())
+                     : MF_E_INVALIDREQUEST;
     if (SUCCEEDED(hr)) {
         state = STATE_STARTED;
         hr = event_queue->QueueEventParamVar(MESourceStarted, GUID_NULL, S_OK, &operation->Data());
@@ -284,7 +297,8 @@ HRESULT MFMemorySource::DoStart(StartOp* operation) {
     return hr;
 }
 
-HRESULT MFMemorySource::SelectStreams(IMFPresentationDescriptor* descriptor, const PROPVARIANT& position) {
+HRESULT MFMemorySource::SelectStreams(IMFPresentationDescriptor* descriptor,
+                                      const PROPVARIANT& position) {
     active_streams = 0;
     DWORD count = 0;
     HRESULT hr = descriptor->GetStreamDescriptorCount(&count);
@@ -302,8 +316,8 @@ HRESULT MFMemorySource::SelectStreams(IMFPresentationDescriptor* descriptor, con
         stream->Activate(selected != FALSE);
         if (!selected) continue;
         ++active_streams;
-        hr = event_queue->QueueEventParamUnk(was_active ? MEUpdatedStream : MENewStream, GUID_NULL, S_OK,
-                                             static_cast<IMFMediaStream*>(stream));
+        hr = event_queue->QueueEventParamUnk(was_active ? MEUpdatedStream : MENewStream, GUID_NULL,
+                                             S_OK, static_cast<IMFMediaStream*>(stream));
         if (SUCCEEDED(hr)) hr = stream->Start(position);
     }
     return hr;

@@ -1,4 +1,5 @@
-// A media source that is pushed: the recorder puts blocks in, the platform's pipeline pulls samples out.
+// A media source that is pushed: the recorder puts blocks in, the platform's pipeline pulls samples
+// out.
 #pragma once
 
 #include <mfidl.h>
@@ -14,10 +15,10 @@
 
 #include "Source/record/MFMemoryStream.h"
 #include "Source/record/OpQueue.h"
-#include "com/RefCountedObject.h"
 #include "Source/record/SourceOp.h"
 #include "Source/record/sample_record.h"
 #include "com/ComPtr.h"
+#include "com/RefCountedObject.h"
 
 namespace Vimbrel {
 
@@ -28,12 +29,20 @@ struct BlockCounters {
 
 // The platform must be started (MFStartup) as long as one exists.
 //
-// Locks: the critical section guards source and streams, and an operation holds it from beginning to end. The operation that fetches data
-// waits in it for the next block, and meanwhile every call but SetSample waits with it. `mutex` guards `pending` only. Order: critical
-// section, then mutex. Before Shutdown a block of size 0 must have come, or Shutdown waits for ever.
-class MFMemorySource final : private RefCountedObject, public OpQueue<SourceOp>, public IMFMediaSource {
+// Locks: the critical section guards source and streams, and an operation holds it from beginning
+// to end. The operation that fetches data waits in it for the next block, and meanwhile every call
+// but SetSample waits with it. `mutex` guards `pending` only. Order: critical section, then mutex.
+// Before Shutdown a block of size 0 must have come, or Shutdown waits for ever.
+class MFMemorySource final : private RefCountedObject,
+                             public OpQueue<SourceOp>,
+                             public IMFMediaSource {
 public:
-    enum State : std::int32_t { STATE_STOPPED = 0, STATE_PAUSED = 1, STATE_STARTED = 2, STATE_SHUT_DOWN = 3 };
+    enum State : std::int32_t {
+        STATE_STOPPED = 0,
+        STATE_PAUSED = 1,
+        STATE_STARTED = 2,
+        STATE_SHUT_DOWN = 3
+    };
 
     MFMemorySource();
 
@@ -42,13 +51,17 @@ public:
     ULONG STDMETHODCALLTYPE Release() override { return RefCountedObject::Release(); }
 
     HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override;
-    HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback, IUnknown* call_state) override;
+    HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback,
+                                            IUnknown* call_state) override;
     HRESULT STDMETHODCALLTYPE EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) override;
-    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended, HRESULT status, const PROPVARIANT* value) override;
+    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended, HRESULT status,
+                                         const PROPVARIANT* value) override;
 
     HRESULT STDMETHODCALLTYPE GetCharacteristics(DWORD* characteristics) override;
-    HRESULT STDMETHODCALLTYPE CreatePresentationDescriptor(IMFPresentationDescriptor** descriptor) override;
-    HRESULT STDMETHODCALLTYPE Start(IMFPresentationDescriptor* descriptor, const GUID* time_format, const PROPVARIANT* position) override;
+    HRESULT STDMETHODCALLTYPE
+    CreatePresentationDescriptor(IMFPresentationDescriptor** descriptor) override;
+    HRESULT STDMETHODCALLTYPE Start(IMFPresentationDescriptor* descriptor, const GUID* time_format,
+                                    const PROPVARIANT* position) override;
     HRESULT STDMETHODCALLTYPE Stop() override;
     HRESULT STDMETHODCALLTYPE Pause() override;
     HRESULT STDMETHODCALLTYPE Shutdown() override;
@@ -61,8 +74,10 @@ public:
     // Where the blocks of a medium are counted until Shutdown. Not owned.
     void SetCounters(bool video, const BlockCounters& of_medium);
 
-    // Copies `size` bytes into the queue. With size 0 it is the end of all streams, and drops what still waits. Never waits.
-    void SetSample(bool video, const void* data, unsigned size, unsigned, unsigned, std::int64_t time, std::int64_t duration);
+    // Copies `size` bytes into the queue. With size 0 it is the end of all streams, and drops what
+    // still waits. Never waits.
+    void SetSample(bool video, const void* data, unsigned size, unsigned, unsigned,
+                   std::int64_t time, std::int64_t duration);
 
     // For the streams, with the section held.
     HRESULT QueueOperationOf(SourceOp::Operation operation);

@@ -8,20 +8,27 @@
 
 namespace Vimbrel {
 
-MFMemoryStream::MFMemoryStream(MFMemorySource* owner, std::shared_ptr<CriticalSection> section, IMFStreamDescriptor* described,
-                               IMFMediaEventQueue* events)
-    : source(owner), critical_section(std::move(section)), descriptor(described), event_queue(events) {}
+MFMemoryStream::MFMemoryStream(MFMemorySource* owner, std::shared_ptr<CriticalSection> section,
+                               IMFStreamDescriptor* described, IMFMediaEventQueue* events)
+    : source(owner),
+      critical_section(std::move(section)),
+      descriptor(described),
+      event_queue(events) {}
 
 HRESULT MFMemoryStream::QueryInterface(REFIID iid, void** object) {
     if (!object) return E_POINTER;
     *object = nullptr;
-    if (iid != __uuidof(IUnknown) && iid != __uuidof(IMFMediaEventGenerator) && iid != __uuidof(IMFMediaStream)) return E_NOINTERFACE;
+    if (iid != __uuidof(IUnknown) && iid != __uuidof(IMFMediaEventGenerator) &&
+        iid != __uuidof(IMFMediaStream))
+        return E_NOINTERFACE;
     *object = static_cast<IMFMediaStream*>(this);
     AddRef();
     return S_OK;
 }
 
-HRESULT MFMemoryStream::CheckShutdown() const { return state == STATE_SHUT_DOWN ? MF_E_SHUTDOWN : S_OK; }
+HRESULT MFMemoryStream::CheckShutdown() const {
+    return state == STATE_SHUT_DOWN ? MF_E_SHUTDOWN : S_OK;
+}
 
 HRESULT MFMemoryStream::GetEvent(DWORD flags, IMFMediaEvent** event) {
     ComPtr<IMFMediaEventQueue> events;
@@ -47,7 +54,8 @@ HRESULT MFMemoryStream::EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** even
     return FAILED(hr) ? hr : event_queue->EndGetEvent(result, event);
 }
 
-HRESULT MFMemoryStream::QueueEvent(MediaEventType type, REFGUID extended, HRESULT status, const PROPVARIANT* value) {
+HRESULT MFMemoryStream::QueueEvent(MediaEventType type, REFGUID extended, HRESULT status,
+                                   const PROPVARIANT* value) {
     const CriticalSectionLock lock(critical_section->Get());
     const HRESULT hr = CheckShutdown();
     return FAILED(hr) ? hr : event_queue->QueueEventParamVar(type, extended, status, value);
@@ -93,7 +101,8 @@ void MFMemoryStream::Activate(bool on) {
 
 HRESULT MFMemoryStream::Start(const PROPVARIANT& position) {
     HRESULT hr = CheckShutdown();
-    if (SUCCEEDED(hr)) hr = event_queue->QueueEventParamVar(MEStreamStarted, GUID_NULL, S_OK, &position);
+    if (SUCCEEDED(hr))
+        hr = event_queue->QueueEventParamVar(MEStreamStarted, GUID_NULL, S_OK, &position);
     if (FAILED(hr)) return hr;
     state = STATE_STARTED;
     return Dispatch();
@@ -137,7 +146,8 @@ void MFMemoryStream::Shutdown() {
 HRESULT MFMemoryStream::Dispatch() {
     const HRESULT hr = AnswerRequests();
     if (FAILED(hr)) ReportError(hr);
-    // Success by design: whoever puts samples in goes on, and the pipeline learns of the failure by the event.
+    // Success by design: whoever puts samples in goes on, and the pipeline learns of the failure by
+    // the event.
     return S_OK;
 }
 
@@ -149,7 +159,8 @@ HRESULT MFMemoryStream::AnswerRequests() {
         samples.PopFront(sample.Put());
         // Dropped by design: tokens count the requests and are not attached to the samples.
         requests.PopFront(token.Put());
-        const HRESULT hr = event_queue->QueueEventParamUnk(MEMediaSample, GUID_NULL, S_OK, sample.Get());
+        const HRESULT hr =
+            event_queue->QueueEventParamUnk(MEMediaSample, GUID_NULL, S_OK, sample.Get());
         if (FAILED(hr)) return hr;
     }
     if (samples.IsEmpty() && end_of_stream) {

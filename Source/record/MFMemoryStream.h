@@ -5,35 +5,43 @@
 
 #include <memory>
 
-#include "com/ComPtrList.h"
 #include "base/CriticalSectionLock.h"
-#include "com/RefCountedObject.h"
 #include "com/ComPtr.h"
+#include "com/ComPtrList.h"
+#include "com/RefCountedObject.h"
 
 namespace Vimbrel {
 
 class MFMemorySource;
 
-// The source and its streams share one critical section, which guards everything here. The pipeline may keep a stream longer than the
-// source: the section lives as long as either, and the source is only touched until Shutdown.
+// The source and its streams share one critical section, which guards everything here. The pipeline
+// may keep a stream longer than the source: the section lives as long as either, and the source is
+// only touched until Shutdown.
 class MFMemoryStream final : public RefCountedObject, public IMFMediaStream {
 public:
-    enum State : std::int32_t { STATE_STOPPED = 0, STATE_PAUSED = 1, STATE_STARTED = 2, STATE_SHUT_DOWN = 3 };
+    enum State : std::int32_t {
+        STATE_STOPPED = 0,
+        STATE_PAUSED = 1,
+        STATE_STARTED = 2,
+        STATE_SHUT_DOWN = 3
+    };
 
     // How many samples wait for requests before the source is asked for no more.
     static constexpr std::size_t samples_ahead = 2;
 
-    MFMemoryStream(MFMemorySource* owner, std::shared_ptr<CriticalSection> section, IMFStreamDescriptor* described,
-                   IMFMediaEventQueue* events);
+    MFMemoryStream(MFMemorySource* owner, std::shared_ptr<CriticalSection> section,
+                   IMFStreamDescriptor* described, IMFMediaEventQueue* events);
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return RefCountedObject::AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return RefCountedObject::Release(); }
 
     HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override;
-    HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback, IUnknown* call_state) override;
+    HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback,
+                                            IUnknown* call_state) override;
     HRESULT STDMETHODCALLTYPE EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) override;
-    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended, HRESULT status, const PROPVARIANT* value) override;
+    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended, HRESULT status,
+                                         const PROPVARIANT* value) override;
 
     HRESULT STDMETHODCALLTYPE GetMediaSource(IMFMediaSource** result) override;
     HRESULT STDMETHODCALLTYPE GetStreamDescriptor(IMFStreamDescriptor** result) override;
@@ -56,7 +64,8 @@ private:
     ~MFMemoryStream() override = default;
 
     HRESULT CheckShutdown() const;
-    // Answers requests as far as there are samples. Failures go to the source as an event, and never to the caller.
+    // Answers requests as far as there are samples. Failures go to the source as an event, and
+    // never to the caller.
     HRESULT Dispatch();
     HRESULT AnswerRequests();
     void ReportError(HRESULT status);

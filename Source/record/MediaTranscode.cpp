@@ -18,7 +18,8 @@ bool MediaTranscode::Start() { return OnStart(); }
 void MediaTranscode::Stop() { OnStop(); }
 void MediaTranscode::Cleanup() { OnCleanup(); }
 
-void MediaTranscode::SetVideoSample(void*, unsigned, unsigned, unsigned, std::int64_t, std::int64_t) {}
+void MediaTranscode::SetVideoSample(void*, unsigned, unsigned, unsigned, std::int64_t,
+                                    std::int64_t) {}
 void MediaTranscode::SetAudioSample(void*, unsigned, std::int64_t, std::int64_t) {}
 void MediaTranscode::SetVideoOutputFormat(int, int) {}
 void MediaTranscode::SetVideoFps(int, int) {}

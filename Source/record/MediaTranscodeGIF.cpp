@@ -54,15 +54,20 @@ PROPVARIANT Flag(bool on) {
     return value;
 }
 
-// Whether any of the four corner pixels is (nearly) transparent, which stands for the whole picture.
-bool HasTransparentCorner(const unsigned char* data, unsigned width, unsigned height, unsigned stride) {
+// Whether any of the four corner pixels is (nearly) transparent, which stands for the whole
+// picture.
+bool HasTransparentCorner(const unsigned char* data, unsigned width, unsigned height,
+                          unsigned stride) {
     const auto alpha = [&](std::size_t x, std::size_t y) { return data[y * stride + x * 4 + 3]; };
-    return std::min({alpha(0, 0), alpha(width - 1, 0), alpha(0, height - 1), alpha(width - 1, height - 1)}) <= transparent_corner_alpha;
+    return std::min({alpha(0, 0), alpha(width - 1, 0), alpha(0, height - 1),
+                     alpha(width - 1, height - 1)}) <= transparent_corner_alpha;
 }
 
 }  // namespace
 
-std::unique_ptr<MediaTranscode> CreateMediaTranscodeGIF() { return std::make_unique<MediaTranscodeGIF>(); }
+std::unique_ptr<MediaTranscode> CreateMediaTranscodeGIF() {
+    return std::make_unique<MediaTranscodeGIF>();
+}
 
 MediaTranscodeGIF::~MediaTranscodeGIF() { OnStop(); }
 
@@ -71,11 +76,14 @@ void MediaTranscodeGIF::SetVideoOutputFormat(int width, int height) {
     videoHeight = static_cast<std::uint32_t>(height);
 }
 
-void MediaTranscodeGIF::SetVideoFps(int framesPerSecond, int) { fps = static_cast<std::uint32_t>(framesPerSecond); }
+void MediaTranscodeGIF::SetVideoFps(int framesPerSecond, int) {
+    fps = static_cast<std::uint32_t>(framesPerSecond);
+}
 
 void MediaTranscodeGIF::SetVideoQuality(int newQuality) { quality = newQuality > 0; }
 
-void MediaTranscodeGIF::SetVideoSample(void* data, unsigned width, unsigned height, unsigned, std::int64_t, std::int64_t) {
+void MediaTranscodeGIF::SetVideoSample(void* data, unsigned width, unsigned height, unsigned,
+                                       std::int64_t, std::int64_t) {
     if (!fpsAsVideo && data) {
         const std::uint32_t elapsed = Clock::Current().TimeMilliseconds() - startTime;
         const float due = static_cast<float>(elapsed * fps) / 1000.0f;
@@ -177,29 +185,35 @@ bool MediaTranscodeGIF::Intialize() {
     if (videoWidth == 0 || videoHeight == 0 || filename.empty()) return false;
     // What an earlier try left holds the file open.
     OnCleanup();
-    HRESULT hr = CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(wicFactory.Put()));
+    HRESULT hr = CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
+                                  IID_PPV_ARGS(wicFactory.Put()));
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - Create WICImagingFactory failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - Create WICImagingFactory failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return false;
     }
     hr = wicFactory->CreateStream(stream.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - CreateStream failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - CreateStream failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return false;
     }
     hr = stream->InitializeFromFilename(filename.c_str(), GENERIC_WRITE);
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - InitializeFromFilename failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - InitializeFromFilename failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return false;
     }
     hr = wicFactory->CreateEncoder(GUID_ContainerFormatGif, &GUID_VendorMicrosoft, encoder.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - CreateEncoder failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - CreateEncoder failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return false;
     }
     hr = encoder->Initialize(stream.Get(), WICBitmapEncoderNoCache);
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - Encoder Initialize failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - Encoder Initialize failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return false;
     }
     if (!WriteGlobalMetadata()) return false;
@@ -211,7 +225,8 @@ bool MediaTranscodeGIF::WriteGlobalMetadata() {
     ComPtr<IWICMetadataQueryWriter> writer;
     const HRESULT hr = encoder->GetMetadataQueryWriter(writer.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - GetMetadataQueryWriter failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - GetMetadataQueryWriter failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return false;
     }
     UCHAR application[] = {'N', 'E', 'T', 'S', 'C', 'A', 'P', 'E', '2', '.', '0'};
@@ -228,8 +243,9 @@ bool MediaTranscodeGIF::WriteGlobalMetadata() {
         {L"/logscrdesc/Width", Word(videoWidth)},
         {L"/logscrdesc/Height", Word(videoHeight)},
     };
-    return std::all_of(std::begin(items), std::end(items),
-                       [&](const auto& item) { return SUCCEEDED(writer->SetMetadataByName(item.path, &item.value)); });
+    return std::all_of(std::begin(items), std::end(items), [&](const auto& item) {
+        return SUCCEEDED(writer->SetMetadataByName(item.path, &item.value));
+    });
 }
 
 void MediaTranscodeGIF::SetSample(void* data, unsigned width, unsigned height, unsigned stride) {
@@ -237,41 +253,51 @@ void MediaTranscodeGIF::SetSample(void* data, unsigned width, unsigned height, u
     if (data && height != 0) {
         if (!initialized) {
             if (videoWidth != width || videoHeight != height) {
-                const double scale = std::min(static_cast<double>(videoWidth) / width, static_cast<double>(videoHeight) / height);
+                const double scale = std::min(static_cast<double>(videoWidth) / width,
+                                              static_cast<double>(videoHeight) / height);
                 videoWidth = static_cast<std::uint32_t>(width * scale);
                 videoHeight = static_cast<std::uint32_t>(height * scale);
             }
             // Not tested: a failure is tried again with the next sample.
             Intialize();
         }
-        const bool transparent = HasTransparentCorner(static_cast<const unsigned char*>(data), width, height, stride);
+        const bool transparent =
+            HasTransparentCorner(static_cast<const unsigned char*>(data), width, height, stride);
         written = initialized && WriteFrame(data, width, height, stride, transparent);
     }
     ++(written ? video_written : video_dropped);
 }
 
-bool MediaTranscodeGIF::WriteFrame(void* data, unsigned width, unsigned height, unsigned stride, bool transparent) {
+bool MediaTranscodeGIF::WriteFrame(void* data, unsigned width, unsigned height, unsigned stride,
+                                   bool transparent) {
     // Hundredths of a second.
-    const std::uint32_t delay = fps == 0 ? 0 : static_cast<std::uint32_t>(std::round(100.0f / static_cast<float>(fps)));
+    const std::uint32_t delay =
+        fps == 0 ? 0 : static_cast<std::uint32_t>(std::round(100.0f / static_cast<float>(fps)));
     ComPtr<IWICFormatConverter> converter;
     if (FAILED(wicFactory->CreateFormatConverter(converter.Put()))) return false;
     ComPtr<IWICBitmap> bitmap;
-    if (FAILED(wicFactory->CreateBitmapFromMemory(width, height, GUID_WICPixelFormat32bppPBGRA, stride, stride * height,
-                                                  static_cast<BYTE*>(data), bitmap.Put()))) {
+    if (FAILED(wicFactory->CreateBitmapFromMemory(width, height, GUID_WICPixelFormat32bppPBGRA,
+                                                  stride, stride * height, static_cast<BYTE*>(data),
+                                                  bitmap.Put()))) {
         return false;
     }
     ComPtr<IWICBitmapScaler> scaler;
     if (FAILED(wicFactory->CreateBitmapScaler(scaler.Put()))) return false;
-    if (FAILED(scaler->Initialize(bitmap.Get(), videoWidth, videoHeight, WICBitmapInterpolationModeLinear))) return false;
+    if (FAILED(scaler->Initialize(bitmap.Get(), videoWidth, videoHeight,
+                                  WICBitmapInterpolationModeLinear)))
+        return false;
     bitmap->CopyPalette(nullptr);
     ComPtr<IWICPalette> palette;
     if (FAILED(wicFactory->CreatePalette(palette.Put()))) return false;
-    if (FAILED(palette->InitializeFromBitmap(bitmap.Get(), palette_size, transparent))) return false;
+    if (FAILED(palette->InitializeFromBitmap(bitmap.Get(), palette_size, transparent)))
+        return false;
     BOOL has_alpha = FALSE;
     if (FAILED(palette->HasAlpha(&has_alpha))) return false;
-    if (FAILED(converter->Initialize(scaler.Get(), GUID_WICPixelFormat8bppIndexed,
-                                     quality ? WICBitmapDitherTypeErrorDiffusion : WICBitmapDitherTypeNone, palette.Get(),
-                                     has_alpha ? static_cast<double>(alphaThresholdPercent) : 0.0, WICBitmapPaletteTypeFixedWebPalette))) {
+    if (FAILED(converter->Initialize(
+            scaler.Get(), GUID_WICPixelFormat8bppIndexed,
+            quality ? WICBitmapDitherTypeErrorDiffusion : WICBitmapDitherTypeNone, palette.Get(),
+            has_alpha ? static_cast<double>(alphaThresholdPercent) : 0.0,
+            WICBitmapPaletteTypeFixedWebPalette))) {
         return false;
     }
     ComPtr<IWICBitmapFrameEncode> frame;
@@ -282,8 +308,11 @@ bool MediaTranscodeGIF::WriteFrame(void* data, unsigned width, unsigned height, 
     if (FAILED(frame->GetMetadataQueryWriter(writer.Put()))) return false;
     if (FAILED(frame->Commit())) return false;
 
-    // Behind the commit, and whether each is taken is not looked at: the picture stands without them.
-    const auto set = [&](const wchar_t* path, const PROPVARIANT& value) { writer->SetMetadataByName(path, &value); };
+    // Behind the commit, and whether each is taken is not looked at: the picture stands without
+    // them.
+    const auto set = [&](const wchar_t* path, const PROPVARIANT& value) {
+        writer->SetMetadataByName(path, &value);
+    };
     set(L"/grctlext/Delay", Word(delay));
     if (has_alpha) {
         set(L"/grctlext/TransparencyFlag", Flag(true));

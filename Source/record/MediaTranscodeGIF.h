@@ -30,7 +30,8 @@ public:
     ~MediaTranscodeGIF() override;
 
     OutputType GetOutputType() const override { return OutputType::GIF; }
-    void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride, std::int64_t time, std::int64_t duration) override;
+    void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride,
+                        std::int64_t time, std::int64_t duration) override;
     void SetVideoOutputFormat(int width, int height) override;
     void SetVideoFps(int framesPerSecond, int) override;
     void SetVideoQuality(int newQuality) override;

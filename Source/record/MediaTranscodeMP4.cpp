@@ -55,10 +55,13 @@ private:
 
 }  // namespace
 
-std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_only) { return std::make_unique<MediaTranscodeMP4>(audio_only); }
+std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_only) {
+    return std::make_unique<MediaTranscodeMP4>(audio_only);
+}
 
 MediaTranscodeMP4::MediaTranscodeMP4(bool audio_only)
-    : output_type(audio_only ? OutputType::MP4Audio : OutputType::MP4), source_started_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+    : output_type(audio_only ? OutputType::MP4Audio : OutputType::MP4),
+      source_started_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
 
 MediaTranscodeMP4::~MediaTranscodeMP4() {
     OnStop();
@@ -76,9 +79,12 @@ void MediaTranscodeMP4::SetVideoFps(int numerator, int denominator) {
     video_fps_den = static_cast<std::uint32_t>(denominator);
 }
 
-void MediaTranscodeMP4::SetVideoQuality(int quality) { video_quality = static_cast<std::uint32_t>(quality); }
+void MediaTranscodeMP4::SetVideoQuality(int quality) {
+    video_quality = static_cast<std::uint32_t>(quality);
+}
 
-void MediaTranscodeMP4::SetAudioOutputFormat(const WAVEFORMATEX* format, const unsigned char* extra) {
+void MediaTranscodeMP4::SetAudioOutputFormat(const WAVEFORMATEX* format,
+                                             const unsigned char* extra) {
     audio_extra.reset();
     audio_format = format ? *format : WAVEFORMATEX{};
     if (audio_format.cbSize == 0 || !extra) return;
@@ -86,7 +92,8 @@ void MediaTranscodeMP4::SetAudioOutputFormat(const WAVEFORMATEX* format, const u
     std::memcpy(audio_extra.get(), extra, audio_format.cbSize);
 }
 
-void MediaTranscodeMP4::SetVideoSample(void* data, unsigned, unsigned height, unsigned stride, std::int64_t time, std::int64_t duration) {
+void MediaTranscodeMP4::SetVideoSample(void* data, unsigned, unsigned height, unsigned stride,
+                                       std::int64_t time, std::int64_t duration) {
     if (output_type == OutputType::MP4Audio) return;
     const ComPtr<MFMemorySource> target = Source();
     assert(target && "a frame outside Create and Stop");
@@ -99,7 +106,8 @@ void MediaTranscodeMP4::SetVideoSample(void* data, unsigned, unsigned height, un
     ++video_samples;
 }
 
-void MediaTranscodeMP4::SetAudioSample(void* data, unsigned size, std::int64_t time, std::int64_t duration) {
+void MediaTranscodeMP4::SetAudioSample(void* data, unsigned size, std::int64_t time,
+                                       std::int64_t duration) {
     const ComPtr<MFMemorySource> target = Source();
     assert(target && "sound outside Create and Stop");
     if (!target) return;
@@ -127,7 +135,8 @@ void MediaTranscodeMP4::CalculateAudioVideoBitRate() {
     audio_bytes_per_second = 12000;
     constexpr std::uint32_t bits_per_pixel[] = {2, 5, 10};
     // Another quality leaves the rate as it was.
-    if (video_quality < std::size(bits_per_pixel)) video_bit_rate = video_width * video_height * bits_per_pixel[video_quality];
+    if (video_quality < std::size(bits_per_pixel))
+        video_bit_rate = video_width * video_height * bits_per_pixel[video_quality];
 }
 
 bool MediaTranscodeMP4::OnCreate() {
@@ -148,19 +157,22 @@ bool MediaTranscodeMP4::OnCreate() {
     if (FAILED(hr)) return false;
     hr = TranscodeSession::Create(topology.Get(), session);
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - TranscodeSession Create failed - 0x%08X", Code(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - TranscodeSession Create failed - 0x%08X",
+                      Code(hr));
         return false;
     }
     is_created = true;
     return true;
 }
 
-HRESULT MediaTranscodeMP4::CreateTopology(IMFMediaSource* media_source, ComPtr<IMFTopology>& topology) {
+HRESULT MediaTranscodeMP4::CreateTopology(IMFMediaSource* media_source,
+                                          ComPtr<IMFTopology>& topology) {
     ComPtr<IMFTranscodeProfile> profile;
     HRESULT hr = CreateTranscodeProfile(true, profile);
     if (FAILED(hr)) {
         // Without a try in software, by design: only encoders differ from there on.
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateTranscodeProfile (hw) failed - 0x%08X", Code(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateTranscodeProfile (hw) failed - 0x%08X",
+                      Code(hr));
         return hr;
     }
     hr = MFCreateTranscodeTopology(media_source, filename.c_str(), profile.Get(), topology.Put());
@@ -169,14 +181,18 @@ HRESULT MediaTranscodeMP4::CreateTopology(IMFMediaSource* media_source, ComPtr<I
         topology->SetUINT32(MF_TOPOLOGY_HARDWARE_MODE, MFTOPOLOGY_HWMODE_USE_HARDWARE);
         return hr;
     }
-    APPLOG_FORMAT(LOG_LEVEL_WARN, "TranscodeMP4 - MFCreateTranscodeTopology (hw) failed - 0x%08X", Code(hr));
+    APPLOG_FORMAT(LOG_LEVEL_WARN, "TranscodeMP4 - MFCreateTranscodeTopology (hw) failed - 0x%08X",
+                  Code(hr));
     hr = CreateTranscodeProfile(false, profile);
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateTranscodeProfile failed - 0x%08X", Code(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateTranscodeProfile failed - 0x%08X",
+                      Code(hr));
         return hr;
     }
     hr = MFCreateTranscodeTopology(media_source, filename.c_str(), profile.Get(), topology.Put());
-    if (FAILED(hr)) APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - MFCreateTranscodeTopology failed - 0x%08X", Code(hr));
+    if (FAILED(hr))
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - MFCreateTranscodeTopology failed - 0x%08X",
+                      Code(hr));
     return hr;
 }
 
@@ -218,7 +234,8 @@ HRESULT MediaTranscodeMP4::CreateAudioType(ComPtr<IMFMediaType>& type) const {
     std::memcpy(bytes.data(), &format, sizeof format);
     if (audio_extra) std::memcpy(bytes.data() + sizeof format, audio_extra.get(), extra_size);
     ComPtr<IMFAudioMediaType> audio_type;
-    const HRESULT hr = MFCreateAudioMediaType(reinterpret_cast<const WAVEFORMATEX*>(bytes.data()), audio_type.Put());
+    const HRESULT hr = MFCreateAudioMediaType(reinterpret_cast<const WAVEFORMATEX*>(bytes.data()),
+                                              audio_type.Put());
     if (SUCCEEDED(hr)) type = ComPtr<IMFMediaType>(audio_type.Get());
     return hr;
 }
@@ -232,25 +249,29 @@ HRESULT MediaTranscodeMP4::CreateVideoType(ComPtr<IMFMediaType>& type) const {
     header.biBitCount = 32;
     header.biSizeImage = video_width * video_height * 4;
     ComPtr<IMFVideoMediaType> video_type;
-    const HRESULT hr = MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(&header, sizeof header, 1, 1, MFVideoInterlace_Progressive, 0,
-                                                                    video_fps_num, video_fps_den, 0, video_type.Put());
+    const HRESULT hr = MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(
+        &header, sizeof header, 1, 1, MFVideoInterlace_Progressive, 0, video_fps_num, video_fps_den,
+        0, video_type.Put());
     if (SUCCEEDED(hr)) type = ComPtr<IMFMediaType>(video_type.Get());
     return hr;
 }
 
-HRESULT MediaTranscodeMP4::CreateTranscodeProfile(bool hardware, ComPtr<IMFTranscodeProfile>& profile) {
+HRESULT MediaTranscodeMP4::CreateTranscodeProfile(bool hardware,
+                                                  ComPtr<IMFTranscodeProfile>& profile) {
     HRESULT hr = MFCreateTranscodeProfile(profile.Put());
     if (FAILED(hr)) return hr;
     if (audio_format.nChannels != 0) {
         ComPtr<IMFAttributes> audio;
         hr = CreateAACProfile(audio);
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateAACProfile failed - 0x%08X", Code(hr));
+            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateAACProfile failed - 0x%08X",
+                          Code(hr));
             return hr;
         }
         hr = profile->SetAudioAttributes(audio.Get());
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetAudioAttributes failed - 0x%08X", Code(hr));
+            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetAudioAttributes failed - 0x%08X",
+                          Code(hr));
             return hr;
         }
     }
@@ -258,12 +279,14 @@ HRESULT MediaTranscodeMP4::CreateTranscodeProfile(bool hardware, ComPtr<IMFTrans
         ComPtr<IMFAttributes> video;
         hr = CreateH264Profile(video);
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateH264Profile failed - 0x%08X", Code(hr));
+            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateH264Profile failed - 0x%08X",
+                          Code(hr));
             return hr;
         }
         hr = profile->SetVideoAttributes(video.Get());
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetVideoAttributes failed - 0x%08X", Code(hr));
+            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetVideoAttributes failed - 0x%08X",
+                          Code(hr));
             return hr;
         }
     }
@@ -271,7 +294,9 @@ HRESULT MediaTranscodeMP4::CreateTranscodeProfile(bool hardware, ComPtr<IMFTrans
     hr = CreateContainerAttributes(hardware, container);
     if (FAILED(hr)) return hr;
     hr = profile->SetContainerAttributes(container.Get());
-    if (FAILED(hr)) APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetContainerAttributes failed - 0x%08X", Code(hr));
+    if (FAILED(hr))
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetContainerAttributes failed - 0x%08X",
+                      Code(hr));
     return hr;
 }
 
@@ -282,7 +307,8 @@ HRESULT MediaTranscodeMP4::CreateAACProfile(ComPtr<IMFAttributes>& attributes) {
         .Guid(MF_MT_SUBTYPE, MFAudioFormat_AAC)
         .Number(MF_MT_AUDIO_BITS_PER_SAMPLE, 16)
         .Number(MF_MT_AUDIO_SAMPLES_PER_SECOND, rate)
-        .Number(MF_MT_AUDIO_NUM_CHANNELS, channels == 1 || channels == 2 || channels == 6 ? channels : 2)
+        .Number(MF_MT_AUDIO_NUM_CHANNELS,
+                channels == 1 || channels == 2 || channels == 6 ? channels : 2)
         .Number(MF_MT_AUDIO_BLOCK_ALIGNMENT, 1)
         .Number(MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, aac_profile_level)
         .Number(MF_MT_AUDIO_AVG_BYTES_PER_SECOND, audio_bytes_per_second)
@@ -299,23 +325,31 @@ HRESULT MediaTranscodeMP4::CreateH264Profile(ComPtr<IMFAttributes>& attributes) 
         .Result();
 }
 
-HRESULT MediaTranscodeMP4::CreateContainerAttributes(bool hardware, ComPtr<IMFAttributes>& attributes) {
+HRESULT MediaTranscodeMP4::CreateContainerAttributes(bool hardware,
+                                                     ComPtr<IMFAttributes>& attributes) {
     HRESULT hr = MFCreateAttributes(attributes.Put(), 2);
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - MFCreateAttributes failed - 0x%08X", Code(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - MFCreateAttributes failed - 0x%08X",
+                      Code(hr));
         return hr;
     }
     hr = attributes->SetGUID(MF_TRANSCODE_CONTAINERTYPE, MFTranscodeContainerType_MPEG4);
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - Set MFTranscodeContainerType_MPEG4 failed - 0x%08X", Code(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR,
+                      "TranscodeMP4 - Set MFTranscodeContainerType_MPEG4 failed - 0x%08X",
+                      Code(hr));
         return hr;
     }
     if (!hardware) return S_OK;
-    hr = attributes->SetUINT32(MF_TRANSCODE_TOPOLOGYMODE, MF_TRANSCODE_TOPOLOGYMODE_HARDWARE_ALLOWED);
+    hr = attributes->SetUINT32(MF_TRANSCODE_TOPOLOGYMODE,
+                               MF_TRANSCODE_TOPOLOGYMODE_HARDWARE_ALLOWED);
     if (SUCCEEDED(hr)) return S_OK;
-    APPLOG_FORMAT(LOG_LEVEL_WARN, "TranscodeMP4 - Set TOPOLOGYMODE_HARDWARE_ALLOWED failed - 0x%08X", Code(hr));
+    APPLOG_FORMAT(LOG_LEVEL_WARN,
+                  "TranscodeMP4 - Set TOPOLOGYMODE_HARDWARE_ALLOWED failed - 0x%08X", Code(hr));
     hr = attributes->SetUINT32(MF_TRANSCODE_TOPOLOGYMODE, MF_TRANSCODE_TOPOLOGYMODE_SOFTWARE_ONLY);
-    if (FAILED(hr)) APPLOG_FORMAT(LOG_LEVEL_WARN, "TranscodeMP4 - Set TOPOLOGYMODE_SOFTWARE_ONLY failed - 0x%08X", Code(hr));
+    if (FAILED(hr))
+        APPLOG_FORMAT(LOG_LEVEL_WARN,
+                      "TranscodeMP4 - Set TOPOLOGYMODE_SOFTWARE_ONLY failed - 0x%08X", Code(hr));
     return S_OK;
 }
 
@@ -326,7 +360,8 @@ bool MediaTranscodeMP4::OnStart() {
     const HRESULT hr = session->Start(source_started_event);
     WaitKeepingMessages(source_started_event);
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - TranscodeSession Start failed - 0x%08X", Code(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - TranscodeSession Start failed - 0x%08X",
+                      Code(hr));
         return false;
     }
     is_running = true;

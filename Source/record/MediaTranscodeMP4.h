@@ -11,9 +11,9 @@
 #include <mutex>
 
 #include "Source/record/MFMemorySource.h"
-#include "base/MediaStartup.h"
 #include "Source/record/TranscodeCounters.h"
 #include "Source/record/TranscodeSession.h"
+#include "base/MediaStartup.h"
 #include "com/ComPtr.h"
 #include "vimbrel/MediaTranscode.h"
 
@@ -27,8 +27,10 @@ public:
     MediaTranscodeMP4& operator=(const MediaTranscodeMP4&) = delete;
 
     OutputType GetOutputType() const override { return output_type; }
-    void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride, std::int64_t time, std::int64_t duration) override;
-    void SetAudioSample(void* data, unsigned size, std::int64_t time, std::int64_t duration) override;
+    void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride,
+                        std::int64_t time, std::int64_t duration) override;
+    void SetAudioSample(void* data, unsigned size, std::int64_t time,
+                        std::int64_t duration) override;
     void SetVideoOutputFormat(int width, int height) override;
     void SetVideoFps(int numerator, int denominator) override;
     void SetVideoQuality(int quality) override;

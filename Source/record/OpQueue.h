@@ -5,10 +5,10 @@
 #include <mfidl.h>
 #include <windows.h>
 
-#include "com/AsyncCallback.h"
-#include "com/ComPtrList.h"
 #include "base/CriticalSectionLock.h"
+#include "com/AsyncCallback.h"
 #include "com/ComPtr.h"
+#include "com/ComPtrList.h"
 
 namespace Vimbrel {
 
@@ -25,8 +25,10 @@ public:
     }
 
 protected:
-    // The section belongs to the owner and guards the queue; it is held throughout ValidateOperation and DispatchOperation.
-    explicit OpQueue(CRITICAL_SECTION* section) : critical_section(section), on_process_queue(this, &OpQueue::ProcessQueueAsync) {}
+    // The section belongs to the owner and guards the queue; it is held throughout
+    // ValidateOperation and DispatchOperation.
+    explicit OpQueue(CRITICAL_SECTION* section)
+        : critical_section(section), on_process_queue(this, &OpQueue::ProcessQueueAsync) {}
 
     virtual HRESULT DispatchOperation(Op* operation) = 0;
     // A failure leaves the operation at the head of the queue, until ProcessQueue is called again.

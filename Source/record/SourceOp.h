@@ -4,8 +4,8 @@
 #include <mfidl.h>
 #include <propidl.h>
 
-#include "com/RefCountedObject.h"
 #include "com/ComPtr.h"
+#include "com/RefCountedObject.h"
 
 namespace Vimbrel {
 
@@ -39,9 +39,12 @@ private:
 // `data` is the position to start at.
 class StartOp final : public SourceOp {
 public:
-    explicit StartOp(IMFPresentationDescriptor* descriptor) : SourceOp(OP_START), presentation_descriptor(descriptor) {}
+    explicit StartOp(IMFPresentationDescriptor* descriptor)
+        : SourceOp(OP_START), presentation_descriptor(descriptor) {}
 
-    IMFPresentationDescriptor* PresentationDescriptor() const { return presentation_descriptor.Get(); }
+    IMFPresentationDescriptor* PresentationDescriptor() const {
+        return presentation_descriptor.Get();
+    }
 
 private:
     ComPtr<IMFPresentationDescriptor> presentation_descriptor;

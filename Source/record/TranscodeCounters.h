@@ -1,4 +1,5 @@
-// What a recorder counts, beside its operations: a second base, since MediaTranscode's slots are fixed.
+// What a recorder counts, beside its operations: a second base, since MediaTranscode's slots are
+// fixed.
 #pragma once
 
 #include <atomic>
@@ -10,7 +11,8 @@ namespace Vimbrel {
 class TranscodeCounters {
 public:
     TranscodeStatistics Read() const {
-        return {video_taken, video_limited, video_dropped, video_written, audio_taken, audio_dropped, audio_written};
+        return {video_taken, video_limited, video_dropped, video_written,
+                audio_taken, audio_dropped, audio_written};
     }
 
 protected:

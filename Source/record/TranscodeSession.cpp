@@ -22,7 +22,8 @@ HRESULT TranscodeSession::Create(IMFTopology* topology, ComPtr<TranscodeSession>
     }
     const HRESULT hr = made->Initialize(topology);
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeSession Create failed - 0x%08X", static_cast<unsigned>(hr));
+        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeSession Create failed - 0x%08X",
+                      static_cast<unsigned>(hr));
         return hr;
     }
     session = std::move(made);
@@ -59,7 +60,9 @@ HRESULT TranscodeSession::QueryInterface(REFIID iid, void** object) {
     return S_OK;
 }
 
-ULONG TranscodeSession::AddRef() { return reference_count.fetch_add(1, std::memory_order_relaxed) + 1; }
+ULONG TranscodeSession::AddRef() {
+    return reference_count.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 
 ULONG TranscodeSession::Release() {
     const ULONG left = reference_count.fetch_sub(1, std::memory_order_acq_rel) - 1;

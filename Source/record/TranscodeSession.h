@@ -26,12 +26,14 @@ public:
     // On a thread of the platform.
     HRESULT STDMETHODCALLTYPE Invoke(IMFAsyncResult* result) override;
 
-    // From the present position. Should the session fail, then or later, `started_event` is signalled in place of who will not do it any
-    // more; it must live until Shutdown.
+    // From the present position. Should the session fail, then or later, `started_event` is
+    // signalled in place of who will not do it any more; it must live until Shutdown.
     HRESULT Start(HANDLE started_event);
-    // Waits until the session is closed, by its end or by a failure, and keeps the thread's messages flowing.
+    // Waits until the session is closed, by its end or by a failure, and keeps the thread's
+    // messages flowing.
     void WaitClosed();
-    // Ends the session whatever its state, and with it the reference that a session holds on who listens to it.
+    // Ends the session whatever its state, and with it the reference that a session holds on who
+    // listens to it.
     void Shutdown();
 
 protected:

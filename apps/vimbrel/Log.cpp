@@ -26,17 +26,21 @@ bool Log::Start(const LogOptions& options, std::string& error) {
     HalvorixAppLog::IAppLogManager* manager = HalvorixAppLog::GetAppLogger();
     if (options.config_file.empty()) {
         manager->ConfigFromText(default_configuration);
-    } else if (!std::ifstream(options.config_file).good() || !manager->Config(options.config_file.c_str())) {
+    } else if (!std::ifstream(options.config_file).good() ||
+               !manager->Config(options.config_file.c_str())) {
         error = "--log-config " + options.config_file + ": cannot be read";
         return false;
     }
     if (!options.level.empty()) {
-        const auto* found = std::find(std::begin(level_words), std::end(level_words), options.level);
+        const auto* found =
+            std::find(std::begin(level_words), std::end(level_words), options.level);
         if (found == std::end(level_words)) {
-            error = "--log-level " + options.level + ": there are trace, debug, info, warn, error, alarm and fatal";
+            error = "--log-level " + options.level +
+                    ": there are trace, debug, info, warn, error, alarm and fatal";
             return false;
         }
-        manager->SetLevel(HalvorixAppLog::LOGGER_MAIN, static_cast<int>(found - std::begin(level_words)));
+        manager->SetLevel(HalvorixAppLog::LOGGER_MAIN,
+                          static_cast<int>(found - std::begin(level_words)));
     }
     asked_for = !options.config_file.empty() || !options.level.empty();
     started = manager->Start();
@@ -45,7 +49,9 @@ bool Log::Start(const LogOptions& options, std::string& error) {
 }
 
 void Log::ExpectStillScreens() {
-    if (!asked_for) HalvorixAppLog::GetAppLogger()->SetLevel(HalvorixAppLog::LOGGER_MAIN, HalvorixAppLog::LOG_LEVEL_ALARM);
+    if (!asked_for)
+        HalvorixAppLog::GetAppLogger()->SetLevel(HalvorixAppLog::LOGGER_MAIN,
+                                                 HalvorixAppLog::LOG_LEVEL_ALARM);
 }
 
 }  // namespace studio

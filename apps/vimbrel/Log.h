@@ -18,11 +18,12 @@ public:
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
-    // Without a configuration file: warnings and worse, on the terminal, no file. False with `error` set.
+    // Without a configuration file: warnings and worse, on the terminal, no file. False with
+    // `error` set.
     bool Start(const LogOptions& options, std::string& error);
 
-    // For scenes that show the desktop: a screen that keeps still is an error line ten times a second. Only alarms then, unless the
-    // options said something else.
+    // For scenes that show the desktop: a screen that keeps still is an error line ten times a
+    // second. Only alarms then, unless the options said something else.
     void ExpectStillScreens();
 
 private:

@@ -43,21 +43,26 @@ using Factory = std::unique_ptr<IWICImagingFactory, Release>;
 
 Factory MakeFactory() {
     IWICImagingFactory* factory = nullptr;
-    CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&factory));
+    CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
+                     IID_PPV_ARGS(&factory));
     return Factory(factory);
 }
 
 // The moments at which frames are due.
 class Metronome {
 public:
-    explicit Metronome(int frames_per_second) : fps(frames_per_second), start(Clock::now() + lead) {}
+    explicit Metronome(int frames_per_second)
+        : fps(frames_per_second), start(Clock::now() + lead) {}
 
     Clock::time_point Due(std::uint64_t frame) const {
         return start + std::chrono::microseconds(frame * 1'000'000 / static_cast<unsigned>(fps));
     }
     std::uint64_t DueBy(Clock::time_point time) const {
-        const auto passed = std::chrono::duration_cast<std::chrono::microseconds>(time - start).count();
-        return passed < 0 ? 0 : static_cast<std::uint64_t>(passed) * static_cast<unsigned>(fps) / 1'000'000;
+        const auto passed =
+            std::chrono::duration_cast<std::chrono::microseconds>(time - start).count();
+        return passed < 0
+                   ? 0
+                   : static_cast<std::uint64_t>(passed) * static_cast<unsigned>(fps) / 1'000'000;
     }
 
 private:
@@ -82,7 +87,8 @@ bool WaitUntil(Clock::time_point due) {
 // Gives the outputs the scene's sound, up to a frame's end, by the frames' own clock.
 class SoundFeed {
 public:
-    SoundFeed(SoundMixer* mixer, int frames_per_second) : source(mixer), fps(static_cast<unsigned>(frames_per_second)) {}
+    SoundFeed(SoundMixer* mixer, int frames_per_second)
+        : source(mixer), fps(static_cast<unsigned>(frames_per_second)) {}
 
     void PushUpTo(std::uint64_t frame, const std::vector<std::unique_ptr<Output>>& outputs) {
         if (!source) return;
@@ -91,7 +97,9 @@ public:
         while (next < end) {
             const std::uint64_t count = std::min(end - next, rate / 10);
             const std::int16_t* const sound = source->Read(count);
-            for (const auto& output : outputs) output->PushSound(sound, count, static_cast<std::int64_t>(next * 10'000'000 / rate));
+            for (const auto& output : outputs)
+                output->PushSound(sound, count,
+                                  static_cast<std::int64_t>(next * 10'000'000 / rate));
             next += count;
         }
     }
@@ -103,7 +111,8 @@ private:
 };
 
 // Streams first: a server that does not answer is not to cost a file.
-bool StartOutputs(const Scene& scene, int sound_rate, std::vector<std::unique_ptr<Output>>& outputs, OutputFailure& failure) {
+bool StartOutputs(const Scene& scene, int sound_rate, std::vector<std::unique_ptr<Output>>& outputs,
+                  OutputFailure& failure) {
     outputs.resize(scene.outputs.size());
     for (const bool streams : {true, false}) {
         for (std::size_t i = 0; i < outputs.size(); ++i) {
@@ -125,7 +134,8 @@ Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, 
     const int fps = scene.canvas.fps;
     // A short hold-up is made good by composing faster; beyond a second the lost time is given up.
     const std::uint64_t backlog_limit = static_cast<std::uint64_t>(fps);
-    const std::uint64_t end = seconds > 0 ? static_cast<std::uint64_t>(std::llround(seconds * fps)) : UINT64_MAX;
+    const std::uint64_t end =
+        seconds > 0 ? static_cast<std::uint64_t>(std::llround(seconds * fps)) : UINT64_MAX;
     Raster canvas(scene.canvas.width, scene.canvas.height);
     Progress progress;
     Totals totals;
@@ -139,12 +149,17 @@ Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, 
             frame = due;
         }
         Clear(canvas, scene.canvas.background);
-        for (const auto& layer : layers) layer->Draw(static_cast<std::int64_t>(frame * 1000 / static_cast<unsigned>(fps)), canvas);
+        for (const auto& layer : layers)
+            layer->Draw(static_cast<std::int64_t>(frame * 1000 / static_cast<unsigned>(fps)),
+                        canvas);
         // Sound first: a recorder waits for both.
         feed.PushUpTo(frame + 1, outputs);
-        for (const auto& output : outputs) output->Push(canvas, static_cast<std::int64_t>(frame * 10'000'000 / static_cast<unsigned>(fps)));
+        for (const auto& output : outputs)
+            output->Push(
+                canvas, static_cast<std::int64_t>(frame * 10'000'000 / static_cast<unsigned>(fps)));
         ++totals.frames;
-        progress.Show(static_cast<double>(frame + 1) / fps, totals.frames, totals.skipped, outputs, false);
+        progress.Show(static_cast<double>(frame + 1) / fps, totals.frames, totals.skipped, outputs,
+                      false);
     }
     progress.Show(static_cast<double>(frame) / fps, totals.frames, totals.skipped, outputs, true);
     return totals;

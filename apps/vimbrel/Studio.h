@@ -14,8 +14,8 @@ enum ExitCode {
     exit_stream_refused = 4,
 };
 
-// Runs the scene by the clock until `seconds` have passed (0: for ever) or the user interrupts. Messages and progress go to
-// the terminal.
+// Runs the scene by the clock until `seconds` have passed (0: for ever) or the user interrupts.
+// Messages and progress go to the terminal.
 ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seconds);
 
 }  // namespace studio

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "layers/Desktop.h"
 #include "Log.h"
-#include "scene/Scene.h"
 #include "Studio.h"
+#include "layers/Desktop.h"
+#include "scene/Scene.h"
 
 namespace {
 
@@ -32,7 +32,9 @@ std::string CheckSeconds(const std::string& text) {
     char* end = nullptr;
     const double seconds = std::strtod(text.c_str(), &end);
     constexpr double most = 1e9;
-    return *end == '\0' && seconds > 0 && seconds <= most ? std::string() : "must be a number above 0 and up to 1e9, not \"" + text + "\"";
+    return *end == '\0' && seconds > 0 && seconds <= most
+               ? std::string()
+               : "must be a number above 0 and up to 1e9, not \"" + text + "\"";
 }
 
 int Run(const RunOptions& options, studio::Log& log) {
@@ -45,14 +47,18 @@ int Run(const RunOptions& options, studio::Log& log) {
         scene->outputs.push_back(*output);
     }
     if (options.url) {
-        const auto output = studio::OutputFromUrl(*options.url, options.user, options.password_file, error);
+        const auto output =
+            studio::OutputFromUrl(*options.url, options.user, options.password_file, error);
         if (!output) return Complain(error);
         scene->outputs.push_back(*output);
     }
     if (scene->outputs.empty()) {
-        return Complain(options.scene + ": there is no output; name one in \"outputs\" or with --out FILE or --url URL");
+        return Complain(
+            options.scene +
+            ": there is no output; name one in \"outputs\" or with --out FILE or --url URL");
     }
-    if (studio::OutputsCollide(scene->outputs, error)) return Complain(options.scene + ": " + error);
+    if (studio::OutputsCollide(scene->outputs, error))
+        return Complain(options.scene + ": " + error);
     if (studio::ShowsDesktop(*scene)) log.ExpectStillScreens();
     return studio::RunScene(*scene, options.scene, options.seconds);
 }
@@ -60,30 +66,44 @@ int Run(const RunOptions& options, studio::Log& log) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Composes a live picture from pictures, GIFs, text, colours, screens and windows, and records it.", "vimbrel");
+    CLI::App app(
+        "Composes a live picture from pictures, GIFs, text, colours, screens and windows, and "
+        "records it.",
+        "vimbrel");
     app.set_version_flag("--version", "vimbrel " VIMBREL_VERSION);
     app.require_subcommand(1);
     // So that the options for all commands may stand behind the command as well.
     app.fallthrough();
     studio::LogOptions log_options;
-    app.add_option("--log-config", log_options.config_file, "A log configuration file; without it warnings go to the terminal");
-    app.add_option("--log-level", log_options.level, "The lowest level to log: trace, debug, info, warn, error, alarm or fatal");
+    app.add_option("--log-config", log_options.config_file,
+                   "A log configuration file; without it warnings go to the terminal");
+    app.add_option("--log-level", log_options.level,
+                   "The lowest level to log: trace, debug, info, warn, error, alarm or fatal");
 
     RunOptions options;
-    CLI::App* run = app.add_subcommand("run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
+    CLI::App* run = app.add_subcommand(
+        "run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
     run->add_option("SCENE", options.scene, "The scene, a JSON document")->required();
-    run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")->check(CheckSeconds);
-    run->add_option("--out", options.outputs, "A further output; its ending says what to write (.gif or .mp4). May be given several times")
+    run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")
+        ->check(CheckSeconds);
+    run->add_option("--out", options.outputs,
+                    "A further output; its ending says what to write (.gif or .mp4). May be given "
+                    "several times")
         ->allow_extra_args(false);
-    const CLI::App* screens = app.add_subcommand("screens", "List the outputs of the screen, for \"region\"");
-    const CLI::App* windows = app.add_subcommand("windows", "List the windows with their numbers, sizes, classes and titles");
-    CLI::Option* url = run->add_option("--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
+    const CLI::App* screens =
+        app.add_subcommand("screens", "List the outputs of the screen, for \"region\"");
+    const CLI::App* windows = app.add_subcommand(
+        "windows", "List the windows with their numbers, sizes, classes and titles");
+    CLI::Option* url = run->add_option(
+        "--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
     run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
-    run->add_option("--password-file", options.password_file, "A file with the publisher's password as its first line")
+    run->add_option("--password-file", options.password_file,
+                    "A file with the publisher's password as its first line")
         ->needs(url)
         ->check(CLI::ExistingFile);
     app.footer(
-        "Exit codes: 0 done, 1 an output failed, 2 the arguments or the scene are wrong, 3 a stream found no server or lost it, 4 its "
+        "Exit codes: 0 done, 1 an output failed, 2 the arguments or the scene are wrong, 3 a "
+        "stream found no server or lost it, 4 its "
         "server did not take it.");
 
     try {
@@ -95,7 +115,8 @@ int main(int argc, char** argv) {
     studio::Log log;
     if (!log.Start(log_options, error)) return Complain(error);
     if (screens->parsed() || windows->parsed()) {
-        if (screens->parsed() ? studio::PrintScreens() : studio::PrintWindows()) return studio::exit_done;
+        if (screens->parsed() ? studio::PrintScreens() : studio::PrintWindows())
+            return studio::exit_done;
         return Complain("there is no screen: DISPLAY names no X server that answers");
     }
     return Run(options, log);

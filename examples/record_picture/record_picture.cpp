@@ -1,4 +1,5 @@
-// Opens the picture named on the command line and records it into the GIF named behind it, with nothing but what is installed.
+// Opens the picture named on the command line and records it into the GIF named behind it, with
+// nothing but what is installed.
 #include <objbase.h>
 #include <wincodec.h>
 
@@ -18,13 +19,16 @@ class Forwarder final : public Vimbrel::MediaSource::Dispatcher {
 public:
     explicit Forwarder(Vimbrel::MediaTranscode& recorder) : recorder_(recorder) {}
 
-    void OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State, Vimbrel::MediaSource::State) override {}
-    void OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, int width, int height, int stride, std::int64_t time,
-                       std::int64_t duration) override {
-        recorder_.SetVideoSample(pixels, static_cast<unsigned>(width), static_cast<unsigned>(height), static_cast<unsigned>(stride), time,
+    void OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State,
+                        Vimbrel::MediaSource::State) override {}
+    void OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, int width, int height,
+                       int stride, std::int64_t time, std::int64_t duration) override {
+        recorder_.SetVideoSample(pixels, static_cast<unsigned>(width),
+                                 static_cast<unsigned>(height), static_cast<unsigned>(stride), time,
                                  duration);
     }
-    void OnAudioSample(Vimbrel::MediaSource*, unsigned char*, int, std::int64_t, std::int64_t) override {}
+    void OnAudioSample(Vimbrel::MediaSource*, unsigned char*, int, std::int64_t,
+                       std::int64_t) override {}
 
 private:
     Vimbrel::MediaTranscode& recorder_;
@@ -36,7 +40,9 @@ int main(int argc, char** argv) {
     if (argc != 3) return 2;
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     IWICImagingFactory* factory = nullptr;
-    if (FAILED(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&factory)))) return 3;
+    if (FAILED(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
+                                IID_PPV_ARGS(&factory))))
+        return 3;
     {
         const auto recorder = Vimbrel::CreateMediaTranscodeGIF();
         Forwarder forwarder(*recorder);
@@ -49,14 +55,17 @@ int main(int argc, char** argv) {
         recorder->SetVideoFps(20, 1);
         recorder->Create(std::filesystem::absolute(argv[2]).wstring());
         if (!recorder->Start()) return 5;
-        for (int i = 0; i < 200 && Vimbrel::GetTranscodeStatistics(*recorder).videoWritten < 3; ++i) {
+        for (int i = 0; i < 200 && Vimbrel::GetTranscodeStatistics(*recorder).videoWritten < 3;
+             ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             source.RequestSample();
         }
         recorder->Stop();
         recorder->Cleanup();
         if (Vimbrel::GetTranscodeStatistics(*recorder).videoWritten < 3) return 6;
-        if (HalvorixAppLog::GetAppLogger()->PreCheck(HalvorixAppLog::LOGGER_MAIN, HalvorixAppLog::LOG_LEVEL_FATAL)) return 7;
+        if (HalvorixAppLog::GetAppLogger()->PreCheck(HalvorixAppLog::LOGGER_MAIN,
+                                                     HalvorixAppLog::LOG_LEVEL_FATAL))
+            return 7;
     }
     factory->Release();
     CoUninitialize();

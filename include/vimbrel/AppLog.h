@@ -1,8 +1,8 @@
 // The log that an application and the library share.
 //
-// Every log site asks GetAppLogger for the manager afresh. A host program that exports the C symbol "GetAppLogger" from its
-// executable (link it with exported symbols) gives the library its own manager; otherwise the library has one, which stays
-// silent until the application starts it.
+// Every log site asks GetAppLogger for the manager afresh. A host program that exports the C symbol
+// "GetAppLogger" from its executable (link it with exported symbols) gives the library its own
+// manager; otherwise the library has one, which stays silent until the application starts it.
 #pragma once
 
 #include <atomic>
@@ -41,8 +41,8 @@ struct LogRecord {
     char content[LOG_TEXT_CAPACITY + 3];  // 3 bytes more for the line's end and a zero
 };
 
-// Any thread may call PreCheck, MakeRecord, Submit and FreeRecord. Setters take effect at once and return false for an id that
-// is not in use. Texts are UTF-8 and copied.
+// Any thread may call PreCheck, MakeRecord, Submit and FreeRecord. Setters take effect at once and
+// return false for an id that is not in use. Texts are UTF-8 and copied.
 class IAppLogManager {
 public:
     virtual ~IAppLogManager() = default;
@@ -50,7 +50,8 @@ public:
     // Loads a configuration file, once in the manager's life; it becomes the file of ReloadConfig.
     virtual bool Config(const char* path) = 0;
     virtual bool ConfigFromText(const char* text) = 0;
-    // The id of the logger of that key, made if there is none; LOGGER_INVALID when all ids are taken.
+    // The id of the logger of that key, made if there is none; LOGGER_INVALID when all ids are
+    // taken.
     virtual std::int32_t CreateLogger(const char* key) = 0;
     virtual bool Start() = 0;
     virtual bool Stop() = 0;
@@ -86,20 +87,23 @@ public:
     virtual void FreeRecord(LogRecord* record) = 0;
 };
 
-// The host's manager if its executable exports "GetAppLogger", else the library's own. Never null if the host's is not.
+// The host's manager if its executable exports "GetAppLogger", else the library's own. Never null
+// if the host's is not.
 VIMBREL_API IAppLogManager* GetAppLogger();
 
-// The library's own manager from its first use on; null as long as the host's speaks. For CurrentLogger only.
+// The library's own manager from its first use on; null as long as the host's speaks. For
+// CurrentLogger only.
 VIMBREL_API extern std::atomic<IAppLogManager*> own_manager;
 
-// GetAppLogger for log sites: the same answer, without a call where the library's own manager gives it.
+// GetAppLogger for log sites: the same answer, without a call where the library's own manager gives
+// it.
 inline IAppLogManager* CurrentLogger() {
     IAppLogManager* const own = own_manager.load(std::memory_order_acquire);
     return own ? own : GetAppLogger();
 }
 
-// Appends text to a record, in pieces. Each piece is cut at the end of the capacity and never fails. The record's length is
-// brought up to date by the destructor.
+// Appends text to a record, in pieces. Each piece is cut at the end of the capacity and never
+// fails. The record's length is brought up to date by the destructor.
 class VIMBREL_API LogCursor {
 public:
     explicit LogCursor(LogRecord& target);
@@ -116,9 +120,13 @@ public:
 
     LogCursor& operator<<(char character) { return Write(character), *this; }
     // A null text is an empty one.
-    LogCursor& operator<<(const char* text) { return Write(text ? std::string_view(text) : std::string_view()), *this; }
+    LogCursor& operator<<(const char* text) {
+        return Write(text ? std::string_view(text) : std::string_view()), *this;
+    }
     LogCursor& operator<<(std::string_view text) { return Write(text), *this; }
-    LogCursor& operator<<(const wchar_t* text) { return Write(text ? std::wstring_view(text) : std::wstring_view()), *this; }
+    LogCursor& operator<<(const wchar_t* text) {
+        return Write(text ? std::wstring_view(text) : std::wstring_view()), *this;
+    }
     LogCursor& operator<<(std::wstring_view text) { return Write(text), *this; }
     LogCursor& operator<<(int number) { return WriteSigned(number), *this; }
     LogCursor& operator<<(long number) { return WriteSigned(number), *this; }
@@ -136,29 +144,32 @@ private:
 };
 
 // Appends a printf text to the record, cut at the capacity.
-[[gnu::format(printf, 2, 3)]] VIMBREL_API void AppendFormat(LogRecord& record, const char* format, ...);
+[[gnu::format(printf, 2, 3)]] VIMBREL_API void AppendFormat(LogRecord& record, const char* format,
+                                                            ...);
 
 }  // namespace HalvorixAppLog
 
 // Log sites. Nothing behind `level` is evaluated unless the record would be written.
 //   APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR, "open of %s failed - 0x%08X", name, code);
 //   APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_TRACE, "took " << count << " frames of " << name);
-#define APPLOG_FORMAT(level, ...)                                                                    \
-    do {                                                                                             \
-        if (::HalvorixAppLog::CurrentLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) {     \
-            ::HalvorixAppLog::LogRecord* applog_record =                                             \
-                ::HalvorixAppLog::CurrentLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN, level); \
-            ::HalvorixAppLog::AppendFormat(*applog_record, __VA_ARGS__);                             \
-            ::HalvorixAppLog::CurrentLogger()->Submit(applog_record, __FILE__, __LINE__);            \
-        }                                                                                            \
+#define APPLOG_FORMAT(level, ...)                                                                \
+    do {                                                                                         \
+        if (::HalvorixAppLog::CurrentLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) { \
+            ::HalvorixAppLog::LogRecord* applog_record =                                         \
+                ::HalvorixAppLog::CurrentLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN,     \
+                                                              level);                            \
+            ::HalvorixAppLog::AppendFormat(*applog_record, __VA_ARGS__);                         \
+            ::HalvorixAppLog::CurrentLogger()->Submit(applog_record, __FILE__, __LINE__);        \
+        }                                                                                        \
     } while (false)
 
-#define APPLOG_STREAM(level, pieces)                                                                 \
-    do {                                                                                             \
-        if (::HalvorixAppLog::CurrentLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) {     \
-            ::HalvorixAppLog::LogRecord* applog_record =                                             \
-                ::HalvorixAppLog::CurrentLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN, level); \
-            ::HalvorixAppLog::LogCursor(*applog_record) << pieces;                                   \
-            ::HalvorixAppLog::CurrentLogger()->Submit(applog_record, __FILE__, __LINE__);            \
-        }                                                                                            \
+#define APPLOG_STREAM(level, pieces)                                                             \
+    do {                                                                                         \
+        if (::HalvorixAppLog::CurrentLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) { \
+            ::HalvorixAppLog::LogRecord* applog_record =                                         \
+                ::HalvorixAppLog::CurrentLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN,     \
+                                                              level);                            \
+            ::HalvorixAppLog::LogCursor(*applog_record) << pieces;                               \
+            ::HalvorixAppLog::CurrentLogger()->Submit(applog_record, __FILE__, __LINE__);        \
+        }                                                                                        \
     } while (false)

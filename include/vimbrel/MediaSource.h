@@ -12,12 +12,13 @@ namespace Vimbrel {
 
 class MediaSourceImpl;
 
-// An application makes a source, gives it a dispatcher, and drives it: Open, Play, Pause, Stop, Close. The source answers
-// through the dispatcher. Units: positions and durations of operations are in seconds, MEDIA_INFO::duration is in
-// milliseconds, sample times are in 100 nanoseconds.
+// An application makes a source, gives it a dispatcher, and drives it: Open, Play, Pause, Stop,
+// Close. The source answers through the dispatcher. Units: positions and durations of operations
+// are in seconds, MEDIA_INFO::duration is in milliseconds, sample times are in 100 nanoseconds.
 //
-// Operations do not check the state they are called in; a failing operation returns false (or the neutral value named with
-// it), leaves the state as it was and tells the cause in the log. Control operations are for one thread at a time.
+// Operations do not check the state they are called in; a failing operation returns false (or the
+// neutral value named with it), leaves the state as it was and tells the cause in the log. Control
+// operations are for one thread at a time.
 class VIMBREL_API MediaSource {
 public:
     enum class State : std::int32_t {
@@ -46,7 +47,8 @@ public:
         std::int32_t language = 0;  // locale identifier, 0 when unknown
     };
 
-    // Filled in while a source opens. The two bit rates change during play, on the thread that makes the samples.
+    // Filled in while a source opens. The two bit rates change during play, on the thread that
+    // makes the samples.
     struct MEDIA_INFO {
         bool seekable = false;
         double duration = -1.0;  // milliseconds, -1 when unknown
@@ -63,19 +65,23 @@ public:
         std::int32_t subtitleStreamTag = 0;  // the application's; never written by the library
     };
 
-    // What the application implements. Calls come on the thread that caused the change or made the sample, with no lock held;
-    // that thread waits for as long as the call runs. One dispatcher can serve many sources.
+    // What the application implements. Calls come on the thread that caused the change or made the
+    // sample, with no lock held; that thread waits for as long as the call runs. One dispatcher can
+    // serve many sources.
     class Dispatcher {
     public:
         // GetState already returns `newState`.
         virtual void OnStateChanged(MediaSource* source, State oldState, State newState) = 0;
-        // One frame: 4 bytes a pixel in the order blue, green, red, alpha; `stride` bytes a row, top row first unless the
-        // source says otherwise. The buffer is the source's and valid only during the call. An animated GIF calls with a
-        // null buffer and zero sizes (see MediaSourcePicture).
-        virtual void OnVideoSample(MediaSource* source, unsigned char* pixels, int width, int height, int stride, std::int64_t time,
+        // One frame: 4 bytes a pixel in the order blue, green, red, alpha; `stride` bytes a row,
+        // top row first unless the source says otherwise. The buffer is the source's and valid only
+        // during the call. An animated GIF calls with a null buffer and zero sizes (see
+        // MediaSourcePicture).
+        virtual void OnVideoSample(MediaSource* source, unsigned char* pixels, int width,
+                                   int height, int stride, std::int64_t time,
                                    std::int64_t duration) = 0;
         // `size` bytes of sound, valid only during the call.
-        virtual void OnAudioSample(MediaSource* source, unsigned char* data, int size, std::int64_t time, std::int64_t duration) = 0;
+        virtual void OnAudioSample(MediaSource* source, unsigned char* data, int size,
+                                   std::int64_t time, std::int64_t duration) = 0;
 
     protected:
         ~Dispatcher() = default;
@@ -85,7 +91,8 @@ public:
     MediaSource(const MediaSource&) = delete;
     MediaSource& operator=(const MediaSource&) = delete;
 
-    // The dispatcher is not owned and must outlive its use. Null stops all calls; samples are then dropped.
+    // The dispatcher is not owned and must outlive its use. Null stops all calls; samples are then
+    // dropped.
     void SetDispatcher(Dispatcher* newDispatcher) { dispatcher = newDispatcher; }
     Dispatcher* GetDispatcher() { return dispatcher; }
     State GetState() const { return state.load(std::memory_order_relaxed); }
@@ -108,7 +115,8 @@ public:
     virtual bool SetStopTime(double seconds);
     virtual double GetCurrentPosition();  // seconds
     virtual double GetDuration();         // seconds
-    // Asks a source without a thread of its own for its picture, which comes before the call returns.
+    // Asks a source without a thread of its own for its picture, which comes before the call
+    // returns.
     virtual void RequestSample();
     virtual long GetVolume();  // percent
     virtual bool SetVolume(int percent);
@@ -128,7 +136,8 @@ public:
 protected:
     // Does nothing if the source is in that state already.
     void SetState(State newState);
-    void SetVideoSample(unsigned char* pixels, int width, int height, int stride, std::int64_t time, std::int64_t duration);
+    void SetVideoSample(unsigned char* pixels, int width, int height, int stride, std::int64_t time,
+                        std::int64_t duration);
     void SetAudioSample(unsigned char* data, int size, std::int64_t time, std::int64_t duration);
 
     MediaSourceImpl* impl = nullptr;  // owned

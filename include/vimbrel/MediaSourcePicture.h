@@ -14,15 +14,18 @@ struct IWICMetadataQueryReader;
 
 namespace Vimbrel {
 
-// Order of calls: SetWicImagingFactory, SetFileName, Open, Play, then RequestSample at the application's own pace. The source
-// has no thread. Opening and sampling must not overlap; the calls may come from different threads otherwise.
+// Order of calls: SetWicImagingFactory, SetFileName, Open, Play, then RequestSample at the
+// application's own pace. The source has no thread. Opening and sampling must not overlap; the
+// calls may come from different threads otherwise.
 //
-// A still is decoded once and every request hands out the same buffer, without copying, until the duration has run out; then
-// the source goes to Ended and can be played again. A GIF is decoded to its raw frames, each at its own size and place; the
-// application composes them, and a request brings no more than a tick: OnVideoSample with a null buffer and zeros.
+// A still is decoded once and every request hands out the same buffer, without copying, until the
+// duration has run out; then the source goes to Ended and can be played again. A GIF is decoded to
+// its raw frames, each at its own size and place; the application composes them, and a request
+// brings no more than a tick: OnVideoSample with a null buffer and zeros.
 //
-// Pictures of more than 2^28 pixels, GIFs with a logical screen of more than that, and GIFs whose frames together hold more
-// than 2^27 pixels (512 MiB decoded) are refused on Linux; on Windows the system's decoders set the bounds.
+// Pictures of more than 2^28 pixels, GIFs with a logical screen of more than that, and GIFs whose
+// frames together hold more than 2^27 pixels (512 MiB decoded) are refused on Linux; on Windows the
+// system's decoders set the bounds.
 class VIMBREL_API MediaSourcePicture : public MediaSource {
 public:
     struct Gif {
@@ -34,8 +37,8 @@ public:
         std::uint32_t displayHeight = 0;
         std::uint32_t loopCount = 0;  // 0 if the file names none
         bool hasLoop = false;         // loopCount is not 0
-        // Set by the application: the source then goes to Ended when its duration has passed. While it is false the source
-        // ticks for ever.
+        // Set by the application: the source then goes to Ended when its duration has passed. While
+        // it is false the source ticks for ever.
         bool stopAtEnd = false;
     };
 
@@ -45,7 +48,8 @@ public:
         Frame& operator=(const Frame&) = delete;
         ~Frame();
 
-        // Premultiplied blue, green, red, alpha of the frame's own rectangle; rows top down, width * 4 bytes each. Owned.
+        // Premultiplied blue, green, red, alpha of the frame's own rectangle; rows top down, width
+        // * 4 bytes each. Owned.
         unsigned char* pixels = nullptr;
         bool transparent = false;
         std::uint32_t width = 0;  // as decoded
@@ -71,19 +75,20 @@ public:
     SourceType GetSourceType() override { return SourceType::Picture; }
     // Natural size, 5000 ms.
     bool Open() override;
-    // `duration` in milliseconds. A still larger than the box maxWidth x maxHeight is scaled down to fit, its shape kept;
-    // nothing is enlarged, and a side of 0 or less means no box. The box does not apply to a GIF. A failed open keeps what an
-    // earlier one read.
+    // `duration` in milliseconds. A still larger than the box maxWidth x maxHeight is scaled down
+    // to fit, its shape kept; nothing is enlarged, and a side of 0 or less means no box. The box
+    // does not apply to a GIF. A failed open keeps what an earlier one read.
     bool Open(long duration, long maxWidth, long maxHeight);
     bool Play() override;
     void Stop() override;
     void RequestSample() override;
 
-    // Premultiplied blue, green, red, alpha, rows top down, width * 4 bytes each, sizes as in MEDIA_INFO. The source's own
-    // buffer, valid until the next open or the end of the source; null before an open succeeded. For a GIF it is all zero.
+    // Premultiplied blue, green, red, alpha, rows top down, width * 4 bytes each, sizes as in
+    // MEDIA_INFO. The source's own buffer, valid until the next open or the end of the source; null
+    // before an open succeeded. For a GIF it is all zero.
     const unsigned char* GetPixels() const { return pixels.get(); }
-    // `index` must be below the number of decoded frames, which is below GetFrameCount if frames could not be decoded;
-    // GetDecodedFrameCount tells it. The frame stays the source's.
+    // `index` must be below the number of decoded frames, which is below GetFrameCount if frames
+    // could not be decoded; GetDecodedFrameCount tells it. The frame stays the source's.
     Frame* GetFrame(int index) const { return frames[static_cast<std::size_t>(index)].get(); }
     // What the decoder reported, for stills too.
     int GetFrameCount() const { return frameCount; }
@@ -94,11 +99,13 @@ public:
 
 private:
     long OpenPicture(long& width, long& height, long maxWidth, long maxHeight);
-    long OpenStill(IWICBitmapDecoder* decoder, long& width, long& height, long maxWidth, long maxHeight);
+    long OpenStill(IWICBitmapDecoder* decoder, long& width, long& height, long maxWidth,
+                   long maxHeight);
     long OpenGif(IWICBitmapDecoder* decoder, long& width, long& height);
     bool SetOpened(long result, long width, long height, double duration);
     long GetGifMeta(IWICImagingFactory* factory, IWICBitmapDecoder* decoder);
-    long GetGifBkgColor(IWICImagingFactory* factory, IWICBitmapDecoder* decoder, IWICMetadataQueryReader* reader);
+    long GetGifBkgColor(IWICImagingFactory* factory, IWICBitmapDecoder* decoder,
+                        IWICMetadataQueryReader* reader);
     long GetGifFrame(IWICImagingFactory* factory, IWICBitmapDecoder* decoder, int index);
 
     std::vector<std::unique_ptr<Frame>> frames;

@@ -15,18 +15,20 @@ class DXGICapture;
 class GdiCapture;
 class WindowCapture;
 
-// The source has no thread: each RequestSample is one capture on the caller's thread, in whatever state the source is. Open,
-// RequestSample and Close must not overlap. A frame that cannot be captured is the last one once more, with a new time; the log
-// tells why. Frames are opaque; the alpha byte tells nothing (some ways of capture leave it 0).
+// The source has no thread: each RequestSample is one capture on the caller's thread, in whatever
+// state the source is. Open, RequestSample and Close must not overlap. A frame that cannot be
+// captured is the last one once more, with a new time; the log tells why. Frames are opaque; the
+// alpha byte tells nothing (some ways of capture leave it 0).
 //
-// On one monitor a request waits up to 100 ms for the screen to change, and then delivers the last frame again: an application
-// that must not be held up requests on a thread of its own.
+// On one monitor a request waits up to 100 ms for the screen to change, and then delivers the last
+// frame again: an application that must not be held up requests on a thread of its own.
 class VIMBREL_API MediaSourceScreen : public MediaSource {
 public:
     struct Settings {
         HWND window = nullptr;  // null for the desktop
-        // What to capture, in desktop coordinates. For a window it is only the size of the frames until the first capture;
-        // empty stands for the window's client area. For the desktop it must not be empty.
+        // What to capture, in desktop coordinates. For a window it is only the size of the frames
+        // until the first capture; empty stands for the window's client area. For the desktop it
+        // must not be empty.
         RECT rect{};
         std::int32_t fps = 25;  // kept for the application; the source does not read it
         std::int32_t drawCursor = 1;
@@ -35,8 +37,9 @@ public:
     MediaSourceScreen();
     ~MediaSourceScreen() override;
 
-    // Keeps a copy of the settings and opens. False without a window and with an empty rectangle, or with one of more than 2^28
-    // pixels; what cannot be captured still opens, and its frames stay black.
+    // Keeps a copy of the settings and opens. False without a window and with an empty rectangle,
+    // or with one of more than 2^28 pixels; what cannot be captured still opens, and its frames
+    // stay black.
     bool Open(const Settings* newSettings);
     // With the settings of the last open, and for a window the rectangle that they got then.
     bool Open() override;
@@ -46,9 +49,10 @@ public:
     void Close() override;
     bool Play() override;
     void Stop() override;
-    // Captures and delivers, with the time since Open in whole milliseconds, counted in 100 nanoseconds. The frame is valid until
-    // the next request or Close. When a captured window is gone the source goes to Stopped; when it has another size, MEDIA_INFO
-    // and the frame have it from this request on.
+    // Captures and delivers, with the time since Open in whole milliseconds, counted in 100
+    // nanoseconds. The frame is valid until the next request or Close. When a captured window is
+    // gone the source goes to Stopped; when it has another size, MEDIA_INFO and the frame have it
+    // from this request on.
     void RequestSample() override;
 
 private:

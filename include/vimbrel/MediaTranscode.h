@@ -12,8 +12,9 @@ typedef struct tWAVEFORMATEX WAVEFORMATEX;
 
 namespace Vimbrel {
 
-// Order of calls: the Set operations for format, rate and quality; Create; Start; samples; Stop; Cleanup. Samples are copied:
-// the caller keeps its buffers. Control operations are for one thread at a time; samples may come from another.
+// Order of calls: the Set operations for format, rate and quality; Create; Start; samples; Stop;
+// Cleanup. Samples are copied: the caller keeps its buffers. Control operations are for one thread
+// at a time; samples may come from another.
 class VIMBREL_API MediaTranscode {
 public:
     enum class OutputType : std::int32_t {
@@ -26,8 +27,9 @@ public:
     MediaTranscode(const MediaTranscode& other);
     MediaTranscode& operator=(const MediaTranscode& other);
 
-    // Stores the path of the output file and prepares the recorder. The result is the recorder's own: a GIF recorder has
-    // nothing to prepare and always returns false; go on to Start all the same.
+    // Stores the path of the output file and prepares the recorder. The result is the recorder's
+    // own: a GIF recorder has nothing to prepare and always returns false; go on to Start all the
+    // same.
     bool Create(const std::wstring& name);
     bool Start();
     void Stop();
@@ -37,11 +39,13 @@ public:
     virtual ~MediaTranscode();
 
     virtual OutputType GetOutputType() const = 0;
-    // One frame of premultiplied blue, green, red, alpha, 4 bytes a pixel; `stride` in bytes; times in 100 nanoseconds. What
-    // rows, stride and times mean to a recorder stands with its factory.
-    virtual void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride, std::int64_t time, std::int64_t duration);
+    // One frame of premultiplied blue, green, red, alpha, 4 bytes a pixel; `stride` in bytes; times
+    // in 100 nanoseconds. What rows, stride and times mean to a recorder stands with its factory.
+    virtual void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride,
+                                std::int64_t time, std::int64_t duration);
     // `size` bytes of sound in the format set.
-    virtual void SetAudioSample(void* data, unsigned size, std::int64_t time, std::int64_t duration);
+    virtual void SetAudioSample(void* data, unsigned size, std::int64_t time,
+                                std::int64_t duration);
     virtual void SetVideoOutputFormat(int width, int height);
     virtual void SetVideoFps(int numerator, int denominator);
     virtual void SetVideoQuality(int quality);
@@ -57,14 +61,16 @@ protected:
     std::wstring filename;
 };
 
-// Counts of one run of a recorder: from its Start on, or from Create if it takes samples then. What was taken and is neither dropped nor
-// written still waits.
+// Counts of one run of a recorder: from its Start on, or from Create if it takes samples then. What
+// was taken and is neither dropped nor written still waits.
 struct TranscodeStatistics {
     std::uint64_t videoTaken = 0;    // frames accepted
     std::uint64_t videoLimited = 0;  // frames refused to hold the frame rate
-    std::uint64_t videoDropped = 0;  // accepted frames that were lost: the encoder was too slow, or failed
-    std::uint64_t videoWritten = 0;  // frames handed to the file or, by the MP4 recorder, to its encoder
-    std::uint64_t audioTaken = 0;    // the same of blocks of sound
+    std::uint64_t videoDropped =
+        0;  // accepted frames that were lost: the encoder was too slow, or failed
+    std::uint64_t videoWritten =
+        0;  // frames handed to the file or, by the MP4 recorder, to its encoder
+    std::uint64_t audioTaken = 0;  // the same of blocks of sound
     std::uint64_t audioDropped = 0;
     std::uint64_t audioWritten = 0;
 };
@@ -72,37 +78,42 @@ struct TranscodeStatistics {
 // May be called at any time, on any thread.
 VIMBREL_API TranscodeStatistics GetTranscodeStatistics(const MediaTranscode& recorder);
 
-// An MP4 file with H.264 (Main profile) and AAC, or with AAC alone if `audio_only`. It plays up to its last two seconds even if the program
-// is killed.
+// An MP4 file with H.264 (Main profile) and AAC, or with AAC alone if `audio_only`. It plays up to
+// its last two seconds even if the program is killed.
 //
-// SetVideoOutputFormat: pixels; width and height must be even, and every frame must have that size: frames are neither scaled nor turned.
-// SetVideoFps: a fraction, 25/1 at first; it goes by the times of the frames, which may vary. SetVideoQuality: 0, 1 (at first) or 2, for 2,
-// 5 or 10 bits a second and pixel; a greater number is a better picture. SetAudioOutputFormat: the format of what SetAudioSample gets; null
-// or no channels (at first) for no sound. The file gets 48000 Hz, or 44100 Hz if the format has another rate, and the format's channels if
-// they are 1, 2 or 6, else 2, at 96 kbit/s.
+// SetVideoOutputFormat: pixels; width and height must be even, and every frame must have that size:
+// frames are neither scaled nor turned. SetVideoFps: a fraction, 25/1 at first; it goes by the
+// times of the frames, which may vary. SetVideoQuality: 0, 1 (at first) or 2, for 2, 5 or 10 bits a
+// second and pixel; a greater number is a better picture. SetAudioOutputFormat: the format of what
+// SetAudioSample gets; null or no channels (at first) for no sound. The file gets 48000 Hz, or
+// 44100 Hz if the format has another rate, and the format's channels if they are 1, 2 or 6, else 2,
+// at 96 kbit/s.
 //
-// Create makes the file; false, with the cause in the log, if it cannot be made or the formats do not fit. Start waits until the encoders
-// run and Stop until the file is whole; both take and dispatch the calling thread's messages meanwhile, and have no time limit. What still
-// waits for the encoder when Stop is called is dropped (GetTranscodeStatistics tells when nothing waits). Afterwards Create may be called
-// again. On Windows the thread of Create, Start and Stop has called CoInitializeEx; the media platform (MFStartup) is started by the
-// recorder itself.
+// Create makes the file; false, with the cause in the log, if it cannot be made or the formats do
+// not fit. Start waits until the encoders run and Stop until the file is whole; both take and
+// dispatch the calling thread's messages meanwhile, and have no time limit. What still waits for
+// the encoder when Stop is called is dropped (GetTranscodeStatistics tells when nothing waits).
+// Afterwards Create may be called again. On Windows the thread of Create, Start and Stop has called
+// CoInitializeEx; the media platform (MFStartup) is started by the recorder itself.
 //
-// SetVideoSample: rows top down, `stride` exactly width * 4. SetAudioSample: whole sample frames. Both copy and never wait, and each medium
-// may come from its own thread; how much may wait for the encoder is not limited. Times count from the first sample of each medium, so both
-// media should begin together. Samples are taken from Create to Stop. Any other sample is a mistake that debug builds assert on and others
-// drop. Sound without a format set ends the recording.
+// SetVideoSample: rows top down, `stride` exactly width * 4. SetAudioSample: whole sample frames.
+// Both copy and never wait, and each medium may come from its own thread; how much may wait for the
+// encoder is not limited. Times count from the first sample of each medium, so both media should
+// begin together. Samples are taken from Create to Stop. Any other sample is a mistake that debug
+// builds assert on and others drop. Sound without a format set ends the recording.
 VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_only);
 
 // An animated GIF that repeats for ever, one palette a frame. Sound is ignored.
 //
-// SetVideoOutputFormat: the box in pixels into which the first frame is fitted, its shape kept; all frames are scaled to that
-// size. SetVideoFps: whole frames a second (the second argument is ignored); this is both the delay written and a limit by
-// the clock: frames above the rate are refused. SetVideoQuality: above 0 is error diffusion, 0 none. SetVideoSample: rows top
-// down and without gaps (`stride` is taken as width * 4), times ignored; a null buffer ends the recording. At most 5 frames
-// wait for the encoder; then the oldest is dropped.
+// SetVideoOutputFormat: the box in pixels into which the first frame is fitted, its shape kept; all
+// frames are scaled to that size. SetVideoFps: whole frames a second (the second argument is
+// ignored); this is both the delay written and a limit by the clock: frames above the rate are
+// refused. SetVideoQuality: above 0 is error diffusion, 0 none. SetVideoSample: rows top down and
+// without gaps (`stride` is taken as width * 4), times ignored; a null buffer ends the recording.
+// At most 5 frames wait for the encoder; then the oldest is dropped.
 //
-// The file is made at the first frame and has its trailer when Stop returns. A file that cannot be written is tried again
-// with each frame, with the cause in the log; videoWritten then stays 0.
+// The file is made at the first frame and has its trailer when Stop returns. A file that cannot be
+// written is tried again with each frame, with the cause in the log; videoWritten then stays 0.
 VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeGIF();
 
 }  // namespace Vimbrel

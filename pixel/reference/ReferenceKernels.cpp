@@ -8,7 +8,9 @@
 namespace Vimbrel::pixel {
 namespace {
 
-std::uint8_t Saturate(std::int32_t value) { return static_cast<std::uint8_t>(std::clamp(value, 0, 255)); }
+std::uint8_t Saturate(std::int32_t value) {
+    return static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+}
 
 template <const Matrix& matrix>
 struct Color {
@@ -24,7 +26,8 @@ struct Color {
     }
 };
 
-void Put(std::uint8_t* destination, std::uint8_t first, std::uint8_t second, std::uint8_t third, std::uint8_t alpha) {
+void Put(std::uint8_t* destination, std::uint8_t first, std::uint8_t second, std::uint8_t third,
+         std::uint8_t alpha) {
     destination[0] = first;
     destination[1] = second;
     destination[2] = third;
@@ -37,24 +40,29 @@ void PutBgra(std::uint8_t* destination, int y, int cb, int cr, std::uint8_t alph
     Put(destination, color.blue, color.green, color.red, alpha);
 }
 
-void UyvyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width, std::uint8_t alpha) {
+void UyvyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width,
+             std::uint8_t alpha) {
     std::int32_t x = 0;
     for (; x + 1 < width; x += 2, source += 4, destination += 8) {
         PutBgra<flat_matrix>(destination, source[1], source[0], source[2], alpha);
         PutBgra<flat_matrix>(destination + 4, source[3], source[0], source[2], alpha);
     }
     if (x == width) return;
-    // The Cr of an odd last pixel is the previous group's, and Cb stands for it if there is none. This is meant.
+    // The Cr of an odd last pixel is the previous group's, and Cb stands for it if there is none.
+    // This is meant.
     PutBgra<flat_matrix>(destination, source[1], source[0], x > 0 ? source[-2] : source[0], alpha);
 }
 
-void PutYuy2(std::uint8_t* destination, int y, int second_byte, int fourth_byte, std::uint8_t alpha) {
-    // The chroma bytes change roles, and red and blue places: this format's slight colour cast is meant.
+void PutYuy2(std::uint8_t* destination, int y, int second_byte, int fourth_byte,
+             std::uint8_t alpha) {
+    // The chroma bytes change roles, and red and blue places: this format's slight colour cast is
+    // meant.
     const Color<studio_matrix> color(y, fourth_byte, second_byte);
     Put(destination, color.red, color.green, color.blue, alpha);
 }
 
-void Yuy2Row(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width, std::uint8_t alpha) {
+void Yuy2Row(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width,
+             std::uint8_t alpha) {
     std::int32_t x = 0;
     for (; x + 1 < width; x += 2, source += 4, destination += 8) {
         PutYuy2(destination, source[0], source[1], source[3], alpha);
@@ -69,26 +77,31 @@ template <const Matrix& matrix>
 void PutBlock(const RowPair& rows, std::int32_t pair, int cb, int cr) {
     for (int row = 0; row < 2; ++row) {
         for (std::int32_t x = 2 * pair; x < 2 * pair + 2; ++x) {
-            PutBgra<matrix>(rows.destination[row] + 4 * static_cast<std::ptrdiff_t>(x), rows.luma[row][x], cb, cr, rows.alpha);
+            PutBgra<matrix>(rows.destination[row] + 4 * static_cast<std::ptrdiff_t>(x),
+                            rows.luma[row][x], cb, cr, rows.alpha);
         }
     }
 }
 
 void Nv12Rows(const RowPair& rows, const std::uint8_t* chroma) {
-    for (std::int32_t pair = 0; pair < rows.pairs; ++pair, chroma += 2) PutBlock<studio_matrix>(rows, pair, chroma[0], chroma[1]);
+    for (std::int32_t pair = 0; pair < rows.pairs; ++pair, chroma += 2)
+        PutBlock<studio_matrix>(rows, pair, chroma[0], chroma[1]);
 }
 
 template <const Matrix& matrix>
 void PlaneRows(const RowPair& rows, const std::uint8_t* cb, const std::uint8_t* cr) {
-    for (std::int32_t pair = 0; pair < rows.pairs; ++pair) PutBlock<matrix>(rows, pair, cb[pair], cr[pair]);
+    for (std::int32_t pair = 0; pair < rows.pairs; ++pair)
+        PutBlock<matrix>(rows, pair, cb[pair], cr[pair]);
 }
 
 void CopyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width) {
-    for (std::int32_t x = 0; x < width; ++x, source += 4, destination += 4) std::copy_n(source, 3, destination);
+    for (std::int32_t x = 0; x < width; ++x, source += 4, destination += 4)
+        std::copy_n(source, 3, destination);
 }
 
 void ExpandRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width) {
-    for (std::int32_t x = 0; x < width; ++x, source += 3, destination += 4) std::copy_n(source, 3, destination);
+    for (std::int32_t x = 0; x < width; ++x, source += 3, destination += 4)
+        std::copy_n(source, 3, destination);
 }
 
 std::uint8_t Premultiplied(int color, int alpha) {
@@ -99,7 +112,8 @@ std::uint8_t Premultiplied(int color, int alpha) {
 void PremultiplyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width) {
     for (std::int32_t x = 0; x < width; ++x, source += 4, destination += 4) {
         const std::uint8_t alpha = source[3];
-        Put(destination, Premultiplied(source[0], alpha), Premultiplied(source[1], alpha), Premultiplied(source[2], alpha), alpha);
+        Put(destination, Premultiplied(source[0], alpha), Premultiplied(source[1], alpha),
+            Premultiplied(source[2], alpha), alpha);
     }
 }
 
@@ -109,7 +123,8 @@ void FillAlphaRow(std::uint8_t value, std::uint8_t* first, std::int32_t width) {
 
 void ResizeColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
     for (std::int32_t x = 0; x < plan.destination.width; ++x) {
-        const std::uint8_t* samples = source + 4 * static_cast<std::ptrdiff_t>(plan.ColumnIndexes()[x]);
+        const std::uint8_t* samples =
+            source + 4 * static_cast<std::ptrdiff_t>(plan.ColumnIndexes()[x]);
         const float weight = plan.ColumnWeights()[x];
         for (int channel = 0; channel < 4; ++channel) {
             const float left = samples[channel];
@@ -119,11 +134,13 @@ void ResizeColumns(const ResizePlan& plan, const std::uint8_t* source, float* ro
     }
 }
 
-void ResizeBetweenRows(const ResizePlan& plan, const float* upper, const float* lower, float weight, std::uint8_t* destination) {
+void ResizeBetweenRows(const ResizePlan& plan, const float* upper, const float* lower, float weight,
+                       std::uint8_t* destination) {
     const std::int32_t width = plan.destination.width;
     for (std::int64_t i = 0; i < 4 * static_cast<std::int64_t>(width); ++i) {
         // In the default rounding mode, which nothing here changes, ties go to the even number.
-        destination[i] = Saturate(static_cast<std::int32_t>(std::lrintf(upper[i] + (lower[i] - upper[i]) * weight)));
+        destination[i] = Saturate(
+            static_cast<std::int32_t>(std::lrintf(upper[i] + (lower[i] - upper[i]) * weight)));
     }
 }
 

@@ -1,4 +1,5 @@
-// The formulas, one pixel at a time: what runs where no vector variant may, and what they are tested against.
+// The formulas, one pixel at a time: what runs where no vector variant may, and what they are
+// tested against.
 #pragma once
 
 #include "pixel/Kernels.h"

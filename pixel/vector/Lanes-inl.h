@@ -34,7 +34,9 @@ constexpr std::int32_t vector_bytes = HWY_LANES(std::uint8_t);
 constexpr std::int32_t vector_blocks = vector_bytes / 16;
 
 // The same 16 bytes in each block.
-HWY_INLINE ByteVec EachBlock(const std::uint8_t (&table)[16]) { return hn::LoadDup128(bytes, table); }
+HWY_INLINE ByteVec EachBlock(const std::uint8_t (&table)[16]) {
+    return hn::LoadDup128(bytes, table);
+}
 
 // Where each double word of the result comes from.
 struct DwordOrder {
@@ -44,7 +46,9 @@ struct DwordOrder {
 template <class V>
 HWY_INLINE V Reorder(V v, const DwordOrder& order) {
     if constexpr (vector_blocks == 1) return v;
-    return hn::BitCast(hn::DFromV<V>(), hn::TableLookupLanes(hn::BitCast(dwords, v), hn::SetTableIndices(dwords, order.from)));
+    return hn::BitCast(
+        hn::DFromV<V>(),
+        hn::TableLookupLanes(hn::BitCast(dwords, v), hn::SetTableIndices(dwords, order.from)));
 }
 
 }  // namespace Vimbrel::pixel::HWY_NAMESPACE

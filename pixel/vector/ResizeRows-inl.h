@@ -1,5 +1,5 @@
-// The two steps of the bilinear resize: within a source row, and between two rows so made. Each exists for floats and, by
-// plans whose weights are whole parts, for 16-bit integers.
+// The two steps of the bilinear resize: within a source row, and between two rows so made. Each
+// exists for floats and, by plans whose weights are whole parts, for 16-bit integers.
 #if defined(VIMBREL_PIXEL_RESIZE_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef VIMBREL_PIXEL_RESIZE_ROWS_INL_H
 #undef VIMBREL_PIXEL_RESIZE_ROWS_INL_H
@@ -20,12 +20,14 @@ constexpr hn::ScalableTag<std::int32_t> signed_dwords;
 constexpr hn::ScalableTag<std::int8_t> signed_bytes;
 constexpr std::int32_t vector_floats = vector_bytes / 4;
 
-// A 16-byte block holds one column's four floats. The columns of a group are distributed over the blocks of its vectors in
-// the order that the samples arrive in: block b of vector v holds column b * vectors + v. The end puts them right.
+// A 16-byte block holds one column's four floats. The columns of a group are distributed over the
+// blocks of its vectors in the order that the samples arrive in: block b of vector v holds column b
+// * vectors + v. The end puts them right.
 constexpr std::int32_t vectors_per_group = resize_group / vector_blocks;
 
 // Left and right pixel of two columns.
-HWY_INLINE hn::Vec128<std::uint64_t> LoadTwoColumns(const std::uint8_t* source, const std::int32_t* indexes) {
+HWY_INLINE hn::Vec128<std::uint64_t> LoadTwoColumns(const std::uint8_t* source,
+                                                    const std::int32_t* indexes) {
     HWY_ALIGN std::uint64_t pixels[2];
     std::memcpy(&pixels[0], source + 4 * static_cast<std::ptrdiff_t>(indexes[0]), 8);
     std::memcpy(&pixels[1], source + 4 * static_cast<std::ptrdiff_t>(indexes[1]), 8);
@@ -46,34 +48,43 @@ struct ColumnTables {
           columns(static_cast<std::int32_t>(plan.Columns())) {}
 };
 
-// A group's samples: left and right pixel of its first column, of its second column ... Each block of the vectors that are
-// taken from it begins with, or has as its half, what `InterpolateColumns` expects there.
+// A group's samples: left and right pixel of its first column, of its second column ... Each block
+// of the vectors that are taken from it begins with, or has as its half, what `InterpolateColumns`
+// expects there.
 struct GroupSamples {
 #if HWY_CAP_GE256
     // By a window of neighbouring pixels, or column by column.
     template <bool compact>
-    static HWY_INLINE hn::Vec256<std::uint64_t> LoadGroup(const ColumnTables& tables, const std::uint8_t* source, std::int32_t first) {
+    static HWY_INLINE hn::Vec256<std::uint64_t> LoadGroup(const ColumnTables& tables,
+                                                          const std::uint8_t* source,
+                                                          std::int32_t first) {
         constexpr hn::Full256<std::uint64_t> qwords;
         if constexpr (compact) {
             constexpr hn::Full256<std::uint32_t> group_dwords;
-            const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(tables.starts[first / resize_group]);
-            const auto order = hn::SetTableIndices(group_dwords, tables.samples + 2 * static_cast<std::ptrdiff_t>(first));
-            const auto pixels = hn::BitCast(group_dwords, hn::LoadU(hn::Full256<std::uint8_t>(), window));
+            const std::uint8_t* window =
+                source + 4 * static_cast<std::ptrdiff_t>(tables.starts[first / resize_group]);
+            const auto order = hn::SetTableIndices(
+                group_dwords, tables.samples + 2 * static_cast<std::ptrdiff_t>(first));
+            const auto pixels =
+                hn::BitCast(group_dwords, hn::LoadU(hn::Full256<std::uint8_t>(), window));
             return hn::BitCast(qwords, hn::TableLookupLanes(pixels, order));
         } else {
             const std::int32_t* indexes = tables.indexes + first;
-            return hn::Combine(qwords, LoadTwoColumns(source, indexes + 2), LoadTwoColumns(source, indexes));
+            return hn::Combine(qwords, LoadTwoColumns(source, indexes + 2),
+                               LoadTwoColumns(source, indexes));
         }
     }
 #endif
 
     template <bool compact>
-    HWY_INLINE void Load(const ColumnTables& tables, const std::uint8_t* source, std::int32_t first) {
+    HWY_INLINE void Load(const ColumnTables& tables, const std::uint8_t* source,
+                         std::int32_t first) {
 #if HWY_CAP_GE512
         constexpr hn::ScalableTag<std::uint64_t> qwords;
         HWY_ALIGN static constexpr std::int64_t apart[8] = {0, 0, 1, 1, 2, 2, 3, 3};
         const auto wide = hn::ZeroExtendVector(qwords, LoadGroup<compact>(tables, source, first));
-        samples[0] = hn::BitCast(bytes, hn::TableLookupLanes(wide, hn::SetTableIndices(qwords, apart)));
+        samples[0] =
+            hn::BitCast(bytes, hn::TableLookupLanes(wide, hn::SetTableIndices(qwords, apart)));
 #elif HWY_CAP_GE256
         samples[0] = hn::BitCast(bytes, LoadGroup<compact>(tables, source, first));
 #else
@@ -92,7 +103,8 @@ HWY_INLINE FloatVec PixelFloats(ByteVec samples) {
     constexpr std::uint8_t at = 4 * pixel;
     static constexpr std::uint8_t spread[16] = {at,     0x80, 0x80, 0x80, at + 1, 0x80, 0x80, 0x80,
                                                 at + 2, 0x80, 0x80, 0x80, at + 3, 0x80, 0x80, 0x80};
-    return hn::ConvertTo(floats, hn::BitCast(signed_dwords, hn::TableLookupBytesOr0(samples, EachBlock(spread))));
+    return hn::ConvertTo(
+        floats, hn::BitCast(signed_dwords, hn::TableLookupBytesOr0(samples, EachBlock(spread))));
 }
 
 // Of a group's four weights, those of the columns in vector `vector`, each in its block.
@@ -101,7 +113,9 @@ struct WeightOrder {
 };
 constexpr WeightOrder OrderOfWeights(int vector) {
     WeightOrder order{};
-    for (int i = 0; i < vector_bytes; ++i) order.from[i] = static_cast<std::uint8_t>((i / 16 * vectors_per_group + vector) * 4 + i % 4);
+    for (int i = 0; i < vector_bytes; ++i)
+        order.from[i] =
+            static_cast<std::uint8_t>((i / 16 * vectors_per_group + vector) * 4 + i % 4);
     return order;
 }
 
@@ -111,15 +125,18 @@ HWY_INLINE void InterpolateColumns(ByteVec samples, FloatVec weights, float* row
     constexpr int pixel = vector_blocks == 4 ? 0 : vector % 2 * 2;
     const FloatVec left = PixelFloats<pixel>(samples);
     const FloatVec right = PixelFloats<pixel + 1>(samples);
-    const FloatVec weight = hn::BitCast(floats, hn::TableLookupBytes(hn::BitCast(bytes, weights), hn::Load(bytes, order.from)));
-    hn::StoreU(hn::Add(left, hn::Mul(hn::Sub(right, left), weight)), floats, row + vector * vector_floats);
+    const FloatVec weight = hn::BitCast(
+        floats, hn::TableLookupBytes(hn::BitCast(bytes, weights), hn::Load(bytes, order.from)));
+    hn::StoreU(hn::Add(left, hn::Mul(hn::Sub(right, left), weight)), floats,
+               row + vector * vector_floats);
 }
 
 template <bool compact>
 HWY_INLINE void FloatColumnGroups(const ResizePlan& plan, const std::uint8_t* source, float* row) {
     const float* all_weights = plan.ColumnWeights();
     const ColumnTables tables(plan);
-    for (std::int32_t first = 0; first < tables.columns; first += resize_group, row += 4 * resize_group) {
+    for (std::int32_t first = 0; first < tables.columns;
+         first += resize_group, row += 4 * resize_group) {
         GroupSamples group;
         group.Load<compact>(tables, source, first);
         const FloatVec weights = hn::LoadDup128(floats, all_weights + first);
@@ -140,13 +157,15 @@ inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, flo
     }
 }
 
-// Puts right the columns of four vectors of floats, packed together to one of bytes: block b holds a column of each.
+// Puts right the columns of four vectors of floats, packed together to one of bytes: block b holds
+// a column of each.
 constexpr DwordOrder PackedColumnOrder() {
     DwordOrder order{};
     for (int vector = 0; vector < 4; ++vector) {
         for (int block = 0; block < vector_blocks; ++block) {
             const int group = vector / vectors_per_group;
-            const int column = group * resize_group + block * vectors_per_group + vector % vectors_per_group;
+            const int column =
+                group * resize_group + block * vectors_per_group + vector % vectors_per_group;
             order.from[column] = 4 * block + vector;
         }
     }
@@ -154,7 +173,9 @@ constexpr DwordOrder PackedColumnOrder() {
 }
 constexpr DwordOrder packed_column_order = PackedColumnOrder();
 
-HWY_INLINE hn::Vec<hn::ScalableTag<std::int32_t>> BetweenFloats(const float* upper, const float* lower, FloatVec weight) {
+HWY_INLINE hn::Vec<hn::ScalableTag<std::int32_t>> BetweenFloats(const float* upper,
+                                                                const float* lower,
+                                                                FloatVec weight) {
     const FloatVec above = hn::LoadU(floats, upper);
     return Rounded(hn::Add(above, hn::Mul(hn::Sub(hn::LoadU(floats, lower), above), weight)));
 }
@@ -162,20 +183,24 @@ HWY_INLINE hn::Vec<hn::ScalableTag<std::int32_t>> BetweenFloats(const float* upp
 HWY_INLINE ByteVec FloatBlock(const float* upper, const float* lower, FloatVec weight) {
     constexpr std::int32_t n = vector_floats;
     const SignedWordVec front =
-        hn::ReorderDemote2To(signed_words, BetweenFloats(upper, lower, weight), BetweenFloats(upper + n, lower + n, weight));
-    const SignedWordVec back = hn::ReorderDemote2To(signed_words, BetweenFloats(upper + 2 * n, lower + 2 * n, weight),
-                                                    BetweenFloats(upper + 3 * n, lower + 3 * n, weight));
+        hn::ReorderDemote2To(signed_words, BetweenFloats(upper, lower, weight),
+                             BetweenFloats(upper + n, lower + n, weight));
+    const SignedWordVec back =
+        hn::ReorderDemote2To(signed_words, BetweenFloats(upper + 2 * n, lower + 2 * n, weight),
+                             BetweenFloats(upper + 3 * n, lower + 3 * n, weight));
     return Reorder(SaturatedBytes(front, back), packed_column_order);
 }
 
-// Writes a row of pixels block by block; rows of samples have whole blocks, so only the last one of pixels goes by way of
-// the stack.
+// Writes a row of pixels block by block; rows of samples have whole blocks, so only the last one of
+// pixels goes by way of the stack.
 template <class Sample, class Weight>
-HWY_INLINE void PutRow(const Sample* upper, const Sample* lower, Weight weight, std::uint8_t* destination, std::int32_t width,
+HWY_INLINE void PutRow(const Sample* upper, const Sample* lower, Weight weight,
+                       std::uint8_t* destination, std::int32_t width,
                        ByteVec (*block)(const Sample*, const Sample*, Weight)) {
     constexpr std::int32_t pixels = vector_bytes / 4;
     std::int32_t x = 0;
-    for (; x + pixels <= width; x += pixels, upper += vector_bytes, lower += vector_bytes, destination += vector_bytes) {
+    for (; x + pixels <= width;
+         x += pixels, upper += vector_bytes, lower += vector_bytes, destination += vector_bytes) {
         hn::StoreU(block(upper, lower, weight), bytes, destination);
     }
     if (x == width) return;
@@ -184,7 +209,8 @@ HWY_INLINE void PutRow(const Sample* upper, const Sample* lower, Weight weight, 
     std::memcpy(destination, rest, 4 * static_cast<std::size_t>(width - x));
 }
 
-inline void FloatRows(const ResizePlan& plan, const float* upper, const float* lower, float weight, std::uint8_t* destination) {
+inline void FloatRows(const ResizePlan& plan, const float* upper, const float* lower, float weight,
+                      std::uint8_t* destination) {
     PutRow(upper, lower, hn::Set(floats, weight), destination, plan.destination.width, FloatBlock);
 }
 
@@ -199,15 +225,17 @@ HWY_INLINE void WeighColumns(ByteVec samples, const std::int8_t* weights, std::u
 
 // From one column to before another, both of which begin two groups.
 template <bool compact>
-HWY_INLINE void PartColumnGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
-                                 std::uint16_t* row) {
+HWY_INLINE void PartColumnGroups(const ResizePlan& plan, const std::uint8_t* source,
+                                 std::int32_t from, std::int32_t to, std::uint16_t* row) {
     const ColumnTables tables(plan);
     const std::int8_t* weights = plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from);
     row += 4 * static_cast<std::ptrdiff_t>(from);
-    for (std::int32_t first = from; first < to; first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
+    for (std::int32_t first = from; first < to;
+         first += 2 * resize_group, row += 8 * resize_group, weights += 16 * resize_group) {
 #if HWY_CAP_GE512
         const auto both =
-            hn::Combine(hn::ScalableTag<std::uint64_t>(), GroupSamples::LoadGroup<compact>(tables, source, first + resize_group),
+            hn::Combine(hn::ScalableTag<std::uint64_t>(),
+                        GroupSamples::LoadGroup<compact>(tables, source, first + resize_group),
                         GroupSamples::LoadGroup<compact>(tables, source, first));
         WeighColumns(hn::BitCast(bytes, both), weights, row);
 #else
@@ -216,7 +244,8 @@ HWY_INLINE void PartColumnGroups(const ResizePlan& plan, const std::uint8_t* sou
             group.Load<compact>(tables, source, first + i * resize_group);
             for (std::int32_t k = 0; k < GroupSamples::vectors; ++k) {
                 const std::int32_t vector = i * GroupSamples::vectors + k;
-                WeighColumns(group.samples[k], weights + vector * vector_bytes, row + vector * vector_bytes / 2);
+                WeighColumns(group.samples[k], weights + vector * vector_bytes,
+                             row + vector * vector_bytes / 2);
             }
         }
 #endif
@@ -224,25 +253,32 @@ HWY_INLINE void PartColumnGroups(const ResizePlan& plan, const std::uint8_t* sou
 }
 
 #if HWY_CAP_GE256
-HWY_INLINE hn::Vec256<std::int16_t> GroupPairSums(hn::Vec256<std::uint8_t> samples, hn::Vec256<std::int8_t> weights) {
+HWY_INLINE hn::Vec256<std::int16_t> GroupPairSums(hn::Vec256<std::uint8_t> samples,
+                                                  hn::Vec256<std::int8_t> weights) {
     return hn::Vec256<std::int16_t>{_mm256_maddubs_epi16(samples.raw, weights.raw)};
 }
 
 // The groups that are all alike, with their samples' order and weights at hand.
-HWY_INLINE void UniformPartGroups(const ResizePlan& plan, const std::uint8_t* source, std::int32_t from, std::int32_t to,
-                                  std::uint16_t* row) {
+HWY_INLINE void UniformPartGroups(const ResizePlan& plan, const std::uint8_t* source,
+                                  std::int32_t from, std::int32_t to, std::uint16_t* row) {
     constexpr hn::Full256<std::uint8_t> group_bytes;
     constexpr hn::Full256<std::uint32_t> group_dwords;
-    const auto order = hn::SetTableIndices(group_dwords, plan.GroupSamples() + 2 * static_cast<std::ptrdiff_t>(from));
+    const auto order = hn::SetTableIndices(
+        group_dwords, plan.GroupSamples() + 2 * static_cast<std::ptrdiff_t>(from));
     const auto zip = hn::LoadDup128(group_bytes, zipped_columns);
-    const auto weights = hn::LoadU(hn::Full256<std::int8_t>(), plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from));
+    const auto weights = hn::LoadU(hn::Full256<std::int8_t>(),
+                                   plan.ByteWeights() + 8 * static_cast<std::ptrdiff_t>(from));
     const std::ptrdiff_t stride = 4 * static_cast<std::ptrdiff_t>(plan.uniform_stride);
-    const std::uint8_t* window = source + 4 * static_cast<std::ptrdiff_t>(plan.GroupStarts()[from / resize_group]);
+    const std::uint8_t* window =
+        source + 4 * static_cast<std::ptrdiff_t>(plan.GroupStarts()[from / resize_group]);
     row += 4 * static_cast<std::ptrdiff_t>(from);
-    for (std::int32_t first = from; first < to; first += resize_group, window += stride, row += 4 * resize_group) {
-        const auto pixels = hn::TableLookupLanes(hn::BitCast(group_dwords, hn::LoadU(group_bytes, window)), order);
+    for (std::int32_t first = from; first < to;
+         first += resize_group, window += stride, row += 4 * resize_group) {
+        const auto pixels =
+            hn::TableLookupLanes(hn::BitCast(group_dwords, hn::LoadU(group_bytes, window)), order);
         const auto samples = hn::TableLookupBytes(hn::BitCast(group_bytes, pixels), zip);
-        hn::StoreU(GroupPairSums(samples, weights), hn::Full256<std::int16_t>(), reinterpret_cast<std::int16_t*>(row));
+        hn::StoreU(GroupPairSums(samples, weights), hn::Full256<std::int16_t>(),
+                   reinterpret_cast<std::int16_t*>(row));
     }
 }
 #endif
@@ -278,23 +314,28 @@ constexpr DwordOrder PackedWordOrder() {
 constexpr DwordOrder packed_word_order = PackedWordOrder();
 
 // In 256ths, rounded to the nearest whole number, ties to even.
-HWY_INLINE SignedWordVec BetweenSixteenths(const std::uint16_t* upper, const std::uint16_t* lower, WordVec weight) {
+HWY_INLINE SignedWordVec BetweenSixteenths(const std::uint16_t* upper, const std::uint16_t* lower,
+                                           WordVec weight) {
     const WordVec above = hn::LoadU(words, upper);
     const WordVec difference = hn::Sub(hn::LoadU(words, lower), above);
     const WordVec sum = hn::Add(hn::ShiftLeft<4>(above), hn::Mul(difference, weight));
     const WordVec odd = hn::And(hn::ShiftRight<8>(sum), hn::Set(words, 1));
-    return hn::BitCast(signed_words, hn::ShiftRight<8>(hn::Add(sum, hn::Add(odd, hn::Set(words, 127)))));
+    return hn::BitCast(signed_words,
+                       hn::ShiftRight<8>(hn::Add(sum, hn::Add(odd, hn::Set(words, 127)))));
 }
 
-HWY_INLINE ByteVec SixteenthBlock(const std::uint16_t* upper, const std::uint16_t* lower, WordVec weight) {
+HWY_INLINE ByteVec SixteenthBlock(const std::uint16_t* upper, const std::uint16_t* lower,
+                                  WordVec weight) {
     constexpr std::int32_t n = vector_bytes / 2;
-    const ByteVec packed = SaturatedBytes(BetweenSixteenths(upper, lower, weight), BetweenSixteenths(upper + n, lower + n, weight));
+    const ByteVec packed = SaturatedBytes(BetweenSixteenths(upper, lower, weight),
+                                          BetweenSixteenths(upper + n, lower + n, weight));
     return Reorder(packed, packed_word_order);
 }
 
-inline void SixteenthRows(const ResizePlan& plan, const std::uint16_t* upper, const std::uint16_t* lower, float weight,
-                          std::uint8_t* destination) {
-    PutRow(upper, lower, hn::Set(words, static_cast<std::uint16_t>(weight * 16)), destination, plan.destination.width, SixteenthBlock);
+inline void SixteenthRows(const ResizePlan& plan, const std::uint16_t* upper,
+                          const std::uint16_t* lower, float weight, std::uint8_t* destination) {
+    PutRow(upper, lower, hn::Set(words, static_cast<std::uint16_t>(weight * 16)), destination,
+           plan.destination.width, SixteenthBlock);
 }
 
 // What it takes to interpolate between rows by other parts.
@@ -303,25 +344,33 @@ struct PartWeights {
     int shift;
 };
 
-// Rounded to the nearest whole number, halves up. (The floats round a half to either side, as their weights happen to be.)
-HWY_INLINE SignedWordVec BetweenParts(const std::uint16_t* upper, const std::uint16_t* lower, PartWeights weights) {
+// Rounded to the nearest whole number, halves up. (The floats round a half to either side, as their
+// weights happen to be.)
+HWY_INLINE SignedWordVec BetweenParts(const std::uint16_t* upper, const std::uint16_t* lower,
+                                      PartWeights weights) {
     const WordVec above = hn::Mul(hn::LoadU(words, upper), weights.upper);
     const WordVec below = hn::Mul(hn::LoadU(words, lower), weights.lower);
     const WordVec sum = hn::Add(hn::Add(above, below), weights.half);
-    return hn::BitCast(signed_words, hn::ShiftRightSame(hn::MulHigh(sum, weights.factor), weights.shift));
+    return hn::BitCast(signed_words,
+                       hn::ShiftRightSame(hn::MulHigh(sum, weights.factor), weights.shift));
 }
 
-HWY_INLINE ByteVec PartBlock(const std::uint16_t* upper, const std::uint16_t* lower, PartWeights weights) {
+HWY_INLINE ByteVec PartBlock(const std::uint16_t* upper, const std::uint16_t* lower,
+                             PartWeights weights) {
     constexpr std::int32_t n = vector_bytes / 2;
-    const ByteVec packed = SaturatedBytes(BetweenParts(upper, lower, weights), BetweenParts(upper + n, lower + n, weights));
+    const ByteVec packed = SaturatedBytes(BetweenParts(upper, lower, weights),
+                                          BetweenParts(upper + n, lower + n, weights));
     return Reorder(packed, packed_word_order);
 }
 
-inline void PartRows(const ResizePlan& plan, const std::uint16_t* upper, const std::uint16_t* lower, float weight,
-                     std::uint8_t* destination) {
-    const auto all = [](std::int32_t value) HWY_ATTR { return hn::Set(words, static_cast<std::uint16_t>(value)); };
-    const auto second = static_cast<std::int32_t>(weight * static_cast<float>(plan.row_parts) + 0.5F);
-    const PartWeights weights{all(plan.row_parts - second), all(second), all(plan.column_parts * plan.row_parts / 2), all(plan.part_factor),
+inline void PartRows(const ResizePlan& plan, const std::uint16_t* upper, const std::uint16_t* lower,
+                     float weight, std::uint8_t* destination) {
+    const auto all = [](std::int32_t value)
+                         HWY_ATTR { return hn::Set(words, static_cast<std::uint16_t>(value)); };
+    const auto second =
+        static_cast<std::int32_t>(weight * static_cast<float>(plan.row_parts) + 0.5F);
+    const PartWeights weights{all(plan.row_parts - second), all(second),
+                              all(plan.column_parts * plan.row_parts / 2), all(plan.part_factor),
                               plan.part_shift};
     PutRow(upper, lower, weights, destination, plan.destination.width, PartBlock);
 }

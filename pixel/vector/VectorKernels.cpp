@@ -1,5 +1,5 @@
-// Compiles the vector code once per processor that it may run on. Only Highway's headers are used: which variant runs is
-// chosen in KernelSelection.cpp, so that its library is needed nowhere.
+// Compiles the vector code once per processor that it may run on. Only Highway's headers are used:
+// which variant runs is chosen in KernelSelection.cpp, so that its library is needed nowhere.
 #include "pixel/vector/VectorKernels.h"
 
 #include "pixel/vector/Targets.h"
@@ -56,11 +56,13 @@ constexpr Kernels sse4_kernels = N_SSE4::VectorVariant("sse4");
 bool HasSse4() { return __builtin_cpu_supports("sse4.2") != 0; }
 bool HasAvx2() { return HasSse4() && __builtin_cpu_supports("avx2") != 0; }
 bool HasAvx512() {
-    return HasAvx2() && __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
-           __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512bw") != 0;
+    return HasAvx2() && __builtin_cpu_supports("avx512f") != 0 &&
+           __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
+           __builtin_cpu_supports("avx512bw") != 0;
 }
 
-constexpr VectorKernels compiled[] = {{&avx512_kernels, HasAvx512}, {&avx2_kernels, HasAvx2}, {&sse4_kernels, HasSse4}};
+constexpr VectorKernels compiled[] = {
+    {&avx512_kernels, HasAvx512}, {&avx2_kernels, HasAvx2}, {&sse4_kernels, HasSse4}};
 static_assert(std::size(compiled) <= max_vector_kernels);
 
 #else

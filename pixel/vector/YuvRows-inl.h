@@ -1,13 +1,13 @@
 // Conversion of luma and chroma, exact to the last bit in 16-bit lanes.
 //
-// A colour is (luma part + chroma part) >> 16. Both parts are split into a whole number and a 16-bit fraction; the whole
-// numbers are added, and 1 more where the fractions' sum carries. The chroma part is computed once for all pixels that share
-// it. Lanes hold pairs of pixels, the even ones in one vector and the odd ones in another, so that chroma need not be
-// repeated.
+// A colour is (luma part + chroma part) >> 16. Both parts are split into a whole number and a
+// 16-bit fraction; the whole numbers are added, and 1 more where the fractions' sum carries. The
+// chroma part is computed once for all pixels that share it. Lanes hold pairs of pixels, the even
+// ones in one vector and the odd ones in another, so that chroma need not be repeated.
 //
-// The luma part takes all constants: with y = Y - 16 it is 76284 y + 32768 in the studio matrix. Multiplication with
-// rounding, which takes in the 32768, gives its whole number. Of the fraction the lower product remains, short of 32768;
-// so it compares as a signed number.
+// The luma part takes all constants: with y = Y - 16 it is 76284 y + 32768 in the studio matrix.
+// Multiplication with rounding, which takes in the 32768, gives its whole number. Of the fraction
+// the lower product remains, short of 32768; so it compares as a signed number.
 #if defined(VIMBREL_PIXEL_YUV_ROWS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef VIMBREL_PIXEL_YUV_ROWS_INL_H
 #undef VIMBREL_PIXEL_YUV_ROWS_INL_H
@@ -57,8 +57,8 @@ constexpr DwordOrder TurnedPackedOrder() {
 constexpr DwordOrder turned_order = TurnedOrder();
 constexpr DwordOrder turned_packed_order = TurnedPackedOrder();
 
-// What chroma adds to red and blue, or takes from green: a whole number, and the fraction of luma beyond which it carries.
-// The flat matrix has no fractions of luma.
+// What chroma adds to red and blue, or takes from green: a whole number, and the fraction of luma
+// beyond which it carries. The flat matrix has no fractions of luma.
 struct ColorPart {
     SignedWordVec whole;
     SignedWordVec limit;
@@ -76,7 +76,9 @@ HWY_INLINE SignedWordVec ChromaSum(SignedByteVec chroma) {
     static_assert(cb_factor >= 0 && cr_factor >= 0 && cb_factor + cr_factor < 256);
     constexpr int first = order == ChromaOrder::cb_cr ? cb_factor : cr_factor;
     constexpr int second = order == ChromaOrder::cb_cr ? cr_factor : cb_factor;
-    return PairSums(hn::BitCast(bytes, hn::Set(words, static_cast<std::uint16_t>(first | second << 8))), chroma);
+    return PairSums(
+        hn::BitCast(bytes, hn::Set(words, static_cast<std::uint16_t>(first | second << 8))),
+        chroma);
 }
 
 HWY_INLINE SignedWordVec Times(SignedWordVec value, int factor) {
@@ -90,13 +92,16 @@ constexpr int ByteFactor(std::int32_t coefficient) {
     return factor;
 }
 
-// Of the studio matrix: the product with one coefficient, by a chroma sum that is its `factor`-fold chroma.
+// Of the studio matrix: the product with one coefficient, by a chroma sum that is its `factor`-fold
+// chroma.
 template <std::int32_t coefficient, int factor>
 HWY_INLINE ColorPart ProductPart(SignedWordVec multiple) {
     static_assert(coefficient % factor == 0 && coefficient / factor <= 32767);
     constexpr int rest = coefficient / factor;
-    // The fractions carry where luma's is beyond 65535 less this one; the highest bit is turned in both.
-    return {hn::MulHigh(multiple, hn::Set(signed_words, rest)), hn::Add(Times(multiple, -rest), hn::Set(signed_words, 32767))};
+    // The fractions carry where luma's is beyond 65535 less this one; the highest bit is turned in
+    // both.
+    return {hn::MulHigh(multiple, hn::Set(signed_words, rest)),
+            hn::Add(Times(multiple, -rest), hn::Set(signed_words, 32767))};
 }
 
 // Of the studio matrix: what green loses, 512 times one sum and once another.
@@ -104,21 +109,24 @@ template <const Matrix& matrix, ChromaOrder order>
 HWY_INLINE ColorPart GreenLoss(SignedByteVec chroma) {
     constexpr int cb = -matrix.green_cb;
     constexpr int cr = -matrix.green_cr;
-    const SignedWordVec many = hn::Sub(ChromaSum<cb / 512, cr / 512, order>(chroma), hn::Set(signed_words, 64));
+    const SignedWordVec many =
+        hn::Sub(ChromaSum<cb / 512, cr / 512, order>(chroma), hn::Set(signed_words, 64));
     const SignedWordVec few = ChromaSum<cb % 512, cr % 512, order>(chroma);
-    // The 64 less above are the 32768 that make `few` positive, and turn the highest bit of the fraction.
+    // The 64 less above are the 32768 that make `few` positive, and turn the highest bit of the
+    // fraction.
     const SignedWordVec limit = hn::Add(hn::ShiftLeft<9>(many), few);
     return {OneMoreWhereGreater(hn::ShiftRight<7>(many), few, limit), limit};
 }
 
-// Of the flat matrix: the rounded product with one coefficient, by twice the chroma. Half a coefficient is not whole, but the
-// next lower one rounds every byte alike.
+// Of the flat matrix: the rounded product with one coefficient, by twice the chroma. Half a
+// coefficient is not whole, but the next lower one rounds every byte alike.
 template <std::int32_t coefficient>
 HWY_INLINE ColorPart RoundedProduct(SignedWordVec doubled) {
     constexpr int quarter = coefficient / 4;
     constexpr auto exact = [] {
         for (int chroma = -128; chroma < 128; ++chroma) {
-            if ((2 * chroma * quarter + 16384) >> 15 != (coefficient * chroma + 32768) >> 16) return false;
+            if ((2 * chroma * quarter + 16384) >> 15 != (coefficient * chroma + 32768) >> 16)
+                return false;
         }
         return true;
     }();
@@ -132,21 +140,26 @@ HWY_INLINE ColorPart RoundedGreen(SignedByteVec chroma) {
     constexpr int cb_many = (-matrix.green_cb + 255) / 256;
     constexpr int cr_many = (-matrix.green_cr + 255) / 256;
     const SignedWordVec many = ChromaSum<cb_many, cr_many, order>(chroma);
-    const SignedWordVec few = ChromaSum<cb_many * 256 + matrix.green_cb, cr_many * 256 + matrix.green_cr, order>(chroma);
-    return {hn::MulFixedPoint15(hn::Sub(hn::ShiftRight<8>(few), many), hn::Set(signed_words, 128)), many};
+    const SignedWordVec few =
+        ChromaSum<cb_many * 256 + matrix.green_cb, cr_many * 256 + matrix.green_cr, order>(chroma);
+    return {hn::MulFixedPoint15(hn::Sub(hn::ShiftRight<8>(few), many), hn::Set(signed_words, 128)),
+            many};
 }
 
 // From lanes with both chroma bytes of a pair.
 template <const Matrix& matrix, ChromaOrder order>
 HWY_INLINE ChromaParts Chroma(ByteVec pairs) {
-    const SignedByteVec chroma = hn::BitCast(hn::ScalableTag<std::int8_t>(), hn::Xor(pairs, hn::Set(bytes, 0x80)));
+    const SignedByteVec chroma =
+        hn::BitCast(hn::ScalableTag<std::int8_t>(), hn::Xor(pairs, hn::Set(bytes, 0x80)));
     if constexpr (whole_luma<matrix>) {
-        return {RoundedProduct<matrix.red_cr>(ChromaSum<0, 2, order>(chroma)), RoundedGreen<matrix, order>(chroma),
+        return {RoundedProduct<matrix.red_cr>(ChromaSum<0, 2, order>(chroma)),
+                RoundedGreen<matrix, order>(chroma),
                 RoundedProduct<matrix.blue_cb>(ChromaSum<2, 0, order>(chroma))};
     } else {
         constexpr int red = ByteFactor(matrix.red_cr);
         constexpr int blue = ByteFactor(matrix.blue_cb);
-        return {ProductPart<matrix.red_cr, red>(ChromaSum<0, red, order>(chroma)), GreenLoss<matrix, order>(chroma),
+        return {ProductPart<matrix.red_cr, red>(ChromaSum<0, red, order>(chroma)),
+                GreenLoss<matrix, order>(chroma),
                 ProductPart<matrix.blue_cb, blue>(ChromaSum<blue, 0, order>(chroma))};
     }
 }
@@ -174,14 +187,18 @@ struct LumaPart {
     static HWY_INLINE LumaPart From(ByteVec luma) {
         if constexpr (whole_luma<matrix>) {
             const WordVec pairs = hn::BitCast(words, luma);
-            const SignedWordVec whole = hn::BitCast(signed_words, upper ? hn::ShiftRight<8>(pairs) : hn::And(pairs, hn::Set(words, 0xFF)));
+            const SignedWordVec whole =
+                hn::BitCast(signed_words, upper ? hn::ShiftRight<8>(pairs)
+                                                : hn::And(pairs, hn::Set(words, 0xFF)));
             return {whole, whole};
         } else {
             static_assert(matrix.luma_gain % 4 == 0 && matrix.luma_gain / 4 < 32768);
             static_assert(matrix.luma_offset == 32768 - 16 * matrix.luma_gain);
-            const auto twice = hn::BitCast(hn::ScalableTag<std::int8_t>(), hn::Set(words, upper ? 0x0200 : 0x0002));
+            const auto twice = hn::BitCast(hn::ScalableTag<std::int8_t>(),
+                                           hn::Set(words, upper ? 0x0200 : 0x0002));
             const SignedWordVec doubled = hn::Sub(PairSums(luma, twice), hn::Set(signed_words, 32));
-            return {hn::MulFixedPoint15(doubled, hn::Set(signed_words, matrix.luma_gain / 4)), Times(doubled, matrix.luma_gain / 2)};
+            return {hn::MulFixedPoint15(doubled, hn::Set(signed_words, matrix.luma_gain / 4)),
+                    Times(doubled, matrix.luma_gain / 2)};
         }
     }
 
@@ -212,7 +229,8 @@ HWY_INLINE BlockColors ColorsOf(ByteVec luma, const ChromaParts& chroma) {
     using Luma = LumaPart<matrix>;
     const Luma even = Luma::template From<false>(luma);
     const Luma odd = Luma::template From<true>(luma);
-    return {ColorBytes(even.Plus(chroma.red), odd.Plus(chroma.red)), ColorBytes(even.Green(chroma.green), odd.Green(chroma.green)),
+    return {ColorBytes(even.Plus(chroma.red), odd.Plus(chroma.red)),
+            ColorBytes(even.Green(chroma.green), odd.Green(chroma.green)),
             ColorBytes(even.Plus(chroma.blue), odd.Plus(chroma.blue))};
 }
 
@@ -228,7 +246,8 @@ HWY_INLINE BlockColors ColorsOf(ByteVec luma, const studio::Chroma& chroma) {
 
 // `reversed` writes red, green, blue instead of blue, green, red.
 template <bool reversed>
-HWY_INLINE void PutColors(const BlockColors& colors, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
+HWY_INLINE void PutColors(const BlockColors& colors, std::uint8_t alpha,
+                          std::uint8_t* HWY_RESTRICT destination) {
     const ByteVec first = reversed ? colors.red : colors.blue;
     const ByteVec third = reversed ? colors.blue : colors.red;
     const ByteVec fourth = hn::Set(bytes, alpha);
@@ -236,15 +255,20 @@ HWY_INLINE void PutColors(const BlockColors& colors, std::uint8_t alpha, std::ui
     const WordVec front_upper = hn::BitCast(words, hn::InterleaveUpper(bytes, first, colors.green));
     const WordVec back_lower = hn::BitCast(words, hn::InterleaveLower(bytes, third, fourth));
     const WordVec back_upper = hn::BitCast(words, hn::InterleaveUpper(bytes, third, fourth));
-    hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_lower, back_lower)), bytes, destination);
-    hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_lower, back_lower)), bytes, destination + vector_bytes);
-    hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_upper, back_upper)), bytes, destination + 2 * vector_bytes);
-    hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_upper, back_upper)), bytes, destination + 3 * vector_bytes);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_lower, back_lower)), bytes,
+               destination);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_lower, back_lower)), bytes,
+               destination + vector_bytes);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveLower(words, front_upper, back_upper)), bytes,
+               destination + 2 * vector_bytes);
+    hn::StoreU(hn::BitCast(bytes, hn::InterleaveUpper(words, front_upper, back_upper)), bytes,
+               destination + 3 * vector_bytes);
 }
 
 // Converts a block of turned luma.
 template <const Matrix& matrix, bool reversed = false, class ChromaKind>
-HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaKind& chroma, std::uint8_t alpha, std::uint8_t* HWY_RESTRICT destination) {
+HWY_INLINE void PutBlock(ByteVec turned_luma, const ChromaKind& chroma, std::uint8_t alpha,
+                         std::uint8_t* HWY_RESTRICT destination) {
     PutColors<reversed>(ColorsOf<matrix>(turned_luma, chroma), alpha, destination);
 }
 
@@ -259,40 +283,50 @@ HWY_INLINE HalfBlockColors RoundedYuy2(const std::uint8_t* HWY_RESTRICT source) 
     const WordVec cr_cb = hn::And(hn::BitCast(words, turned), hn::Set(words, 0xFF00));
     const studio::Chroma chroma = studio::ChromaOfPairs(hn::BitCast(signed_words, cr_cb));
     const SignedWordVec luma = studio::Luma<false>(turned);
-    return {studio::Whole(luma, chroma.red), studio::Whole(luma, chroma.green), studio::Whole(luma, chroma.blue)};
+    return {studio::Whole(luma, chroma.red), studio::Whole(luma, chroma.green),
+            studio::Whole(luma, chroma.blue)};
 }
 
-// Formats of which a double word holds two pixels. `luma_low` is YUY2, with its exchanged colours; else it is UYVY.
+// Formats of which a double word holds two pixels. `luma_low` is YUY2, with its exchanged colours;
+// else it is UYVY.
 template <const Matrix& matrix, bool luma_low>
-HWY_INLINE void PutPackedBlock(const std::uint8_t* HWY_RESTRICT source, std::uint8_t* HWY_RESTRICT destination, std::uint8_t alpha) {
+HWY_INLINE void PutPackedBlock(const std::uint8_t* HWY_RESTRICT source,
+                               std::uint8_t* HWY_RESTRICT destination, std::uint8_t alpha) {
     if constexpr (!exact<matrix>) {
         static_assert(luma_low);
         const HalfBlockColors front = RoundedYuy2(source);
         const HalfBlockColors back = RoundedYuy2(source + vector_bytes);
         PutColors<true>(
-            {SaturatedBytes(front.red, back.red), SaturatedBytes(front.green, back.green), SaturatedBytes(front.blue, back.blue)}, alpha,
-            destination);
+            {SaturatedBytes(front.red, back.red), SaturatedBytes(front.green, back.green),
+             SaturatedBytes(front.blue, back.blue)},
+            alpha, destination);
         return;
     }
     // Luma in the lower half of each 16-byte block, chroma in the upper.
-    static constexpr std::uint8_t low_first[16] = {0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15};
-    static constexpr std::uint8_t high_first[16] = {1, 3, 5, 7, 9, 11, 13, 15, 0, 2, 4, 6, 8, 10, 12, 14};
+    static constexpr std::uint8_t low_first[16] = {0, 2, 4, 6, 8, 10, 12, 14,
+                                                   1, 3, 5, 7, 9, 11, 13, 15};
+    static constexpr std::uint8_t high_first[16] = {1, 3, 5, 7, 9, 11, 13, 15,
+                                                    0, 2, 4, 6, 8, 10, 12, 14};
     constexpr hn::ScalableTag<std::uint64_t> qwords;
     const ByteVec parted = luma_low ? EachBlock(low_first) : EachBlock(high_first);
     const auto part = [&](const std::uint8_t* from) HWY_ATTR {
-        return hn::BitCast(qwords, hn::TableLookupBytes(Reorder(hn::LoadU(bytes, from), turned_packed_order), parted));
+        return hn::BitCast(
+            qwords,
+            hn::TableLookupBytes(Reorder(hn::LoadU(bytes, from), turned_packed_order), parted));
     };
     const auto front = part(source);
     const auto back = part(source + vector_bytes);
     const ByteVec luma = hn::BitCast(bytes, hn::InterleaveLower(qwords, front, back));
     const ByteVec chroma = hn::BitCast(bytes, hn::InterleaveUpper(qwords, front, back));
-    // YUY2's exchanged coefficients, which are meant: its chroma bytes change roles, and red and blue their places.
+    // YUY2's exchanged coefficients, which are meant: its chroma bytes change roles, and red and
+    // blue their places.
     constexpr ChromaOrder order = luma_low ? ChromaOrder::cr_cb : ChromaOrder::cb_cr;
     PutBlock<matrix, luma_low>(luma, Chroma<matrix, order>(chroma), alpha, destination);
 }
 
 template <const Matrix& matrix, bool luma_low>
-void PackedYuvRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width, std::uint8_t alpha) {
+void PackedYuvRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width,
+                  std::uint8_t alpha) {
     std::int32_t x = 0;
     for (; x + block_pixels <= width; x += block_pixels) {
         PutPackedBlock<matrix, luma_low>(source, destination, alpha);
@@ -305,7 +339,8 @@ void PackedYuvRow(const std::uint8_t* source, std::uint8_t* destination, std::in
     HWY_ALIGN std::uint8_t out[4 * block_pixels];
     std::memcpy(in, source, 2 * rest);
     if (rest % 2 != 0) {
-        // The second chroma byte of an odd last pixel is the previous group's, or the first one itself. This is meant.
+        // The second chroma byte of an odd last pixel is the previous group's, or the first one
+        // itself. This is meant.
         constexpr std::size_t chroma_byte = luma_low ? 1 : 0;
         const std::size_t second = 2 * (rest - 1) + 2 + chroma_byte;
         in[second] = width > 1 ? source[static_cast<std::ptrdiff_t>(second) - 4] : in[chroma_byte];
@@ -349,7 +384,8 @@ HWY_INLINE void PutBlocks(const RowPair& rows, int first_row, Source source) {
     for (std::int32_t i = rows.pairs / block_pairs; i > 0; --i, source.Skip()) {
         const auto chroma = ChromaOf<matrix, ChromaOrder::cb_cr>(source.Load());
         PutBlock<matrix>(Reorder(hn::LoadU(bytes, upper), turned_order), chroma, alpha, above);
-        if constexpr (row_count == 2) PutBlock<matrix>(Reorder(hn::LoadU(bytes, lower), turned_order), chroma, alpha, below);
+        if constexpr (row_count == 2)
+            PutBlock<matrix>(Reorder(hn::LoadU(bytes, lower), turned_order), chroma, alpha, below);
         upper += block_pixels;
         lower += block_pixels;
         above += 4 * block_pixels;
@@ -362,8 +398,9 @@ template <const Matrix& matrix, class Source>
 HWY_INLINE std::int32_t PutBlockPairs(const RowPair& rows, Source& source) {
     const std::int32_t blocks = rows.pairs / block_pairs;
     if (rows.one_by_one) {
-        // The same instructions for both rows: the processor fetches ahead by instruction, and so sees one stream through the
-        // picture. Two loops would each leave out every other row, which took half as long again.
+        // The same instructions for both rows: the processor fetches ahead by instruction, and so
+        // sees one stream through the picture. Two loops would each leave out every other row,
+        // which took half as long again.
         for (int row = 0; row < 2; ++row) PutBlocks<matrix, 1>(rows, row, source);
     } else {
         PutBlocks<matrix, 2>(rows, 0, source);
@@ -372,7 +409,8 @@ HWY_INLINE std::int32_t PutBlockPairs(const RowPair& rows, Source& source) {
     return blocks * block_pairs;
 }
 
-// The rest of a row pair, less than a block, by way of the stack; the chroma was brought there by the caller.
+// The rest of a row pair, less than a block, by way of the stack; the chroma was brought there by
+// the caller.
 template <const Matrix& matrix, class Source>
 void PutRestPairs(const RowPair& rows, std::int32_t from, const Source& source) {
     const std::ptrdiff_t x = 2 * static_cast<std::ptrdiff_t>(from);

@@ -20,20 +20,25 @@ inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 
 extern "C" {
 
-// FILE_ATTRIBUTE_DIRECTORY or FILE_ATTRIBUTE_NORMAL, links followed; INVALID_FILE_ATTRIBUTES if there is nothing there.
+// FILE_ATTRIBUTE_DIRECTORY or FILE_ATTRIBUTE_NORMAL, links followed; INVALID_FILE_ATTRIBUTES if
+// there is nothing there.
 DWORD WINAPI GetFileAttributesA(LPCSTR path);
 
 // `security` must be null. False if it exists or cannot be made.
 BOOL WINAPI CreateDirectoryA(LPCSTR path, SECURITY_ATTRIBUTES* security);
 
-// Only for appending: `access` must be FILE_APPEND_DATA, `disposition` OPEN_ALWAYS, `security` and `pattern` null. Sharing does
-// not apply. INVALID_HANDLE_VALUE if the file cannot be opened or made.
-HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD attributes,
-                          HANDLE pattern);
+// Only for appending: `access` must be FILE_APPEND_DATA, `disposition` OPEN_ALWAYS, `security` and
+// `pattern` null. Sharing does not apply. INVALID_HANDLE_VALUE if the file cannot be opened or
+// made.
+HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD sharing, SECURITY_ATTRIBUTES* security,
+                          DWORD disposition, DWORD attributes, HANDLE pattern);
 // `origin` must be FILE_END. `position`, which may be null, becomes the place in the file.
-BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* position, DWORD origin);
-// One write, at the file's end. True with fewer bytes than asked if the system took fewer. `overlapped` must be null.
-BOOL WINAPI WriteFile(HANDLE file, LPCVOID bytes, DWORD length, DWORD* written, OVERLAPPED* overlapped);
+BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* position,
+                             DWORD origin);
+// One write, at the file's end. True with fewer bytes than asked if the system took fewer.
+// `overlapped` must be null.
+BOOL WINAPI WriteFile(HANDLE file, LPCVOID bytes, DWORD length, DWORD* written,
+                      OVERLAPPED* overlapped);
 BOOL WINAPI FlushFileBuffers(HANDLE file);
 
 // Ends what a handle stands for.

@@ -50,4 +50,5 @@ struct VimbrelRemoveQualifiers<Interface&> : VimbrelRemoveQualifiers<Interface> 
 template <class Interface>
 struct VimbrelRemoveQualifiers<const Interface> : VimbrelRemoveQualifiers<Interface> {};
 
-#define __uuidof(expression) (VimbrelInterfaceId<typename VimbrelRemoveQualifiers<__typeof__(expression)>::type>::value)
+#define __uuidof(expression) \
+    (VimbrelInterfaceId<typename VimbrelRemoveQualifiers<__typeof__(expression)>::type>::value)

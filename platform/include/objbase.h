@@ -1,7 +1,8 @@
 // Library start-up, object creation and the task allocator.
 //
-// CoInitializeEx and CoUninitialize count per thread and must be paired; every thread that creates objects calls them,
-// as on the other platform. All implementations here are free-threaded whatever model is asked for.
+// CoInitializeEx and CoUninitialize count per thread and must be paired; every thread that creates
+// objects calls them, as on the other platform. All implementations here are free-threaded whatever
+// model is asked for.
 #pragma once
 
 #include "objidl.h"
@@ -22,12 +23,15 @@ enum CLSCTX : DWORD {
 
 extern "C" {
 
-// S_OK for the thread's first call, S_FALSE for later ones, RPC_E_CHANGED_MODE if an earlier one asked for another model.
+// S_OK for the thread's first call, S_FALSE for later ones, RPC_E_CHANGED_MODE if an earlier one
+// asked for another model.
 VIMBREL_API HRESULT WINAPI CoInitializeEx(void* reserved, DWORD model);
 VIMBREL_API void WINAPI CoUninitialize();
 
-// Makes an object of a known class. `outer` must be null. REGDB_E_CLASSNOTREG for a class this platform does not have.
-VIMBREL_API HRESULT WINAPI CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID iid, void** object);
+// Makes an object of a known class. `outer` must be null. REGDB_E_CLASSNOTREG for a class this
+// platform does not have.
+VIMBREL_API HRESULT WINAPI CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context,
+                                            REFIID iid, void** object);
 
 // Null when there is no memory. CoTaskMemFree takes null.
 VIMBREL_API void* WINAPI CoTaskMemAlloc(SIZE_T size);

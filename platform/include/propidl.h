@@ -1,4 +1,5 @@
-// Property values. The layout is the published one; the union holds the members that the library uses.
+// Property values. The layout is the published one; the union holds the members that the library
+// uses.
 #pragma once
 
 #include "objbase.h"
@@ -60,12 +61,13 @@ inline void PropVariantInit(PROPVARIANT* value) { *value = PROPVARIANT{}; }
 
 extern "C" {
 
-// Frees what the value owns with CoTaskMemFree, or releases it, and makes it VT_EMPTY. E_INVALIDARG for a type outside VARENUM, which is
-// then emptied all the same; S_OK for null.
+// Frees what the value owns with CoTaskMemFree, or releases it, and makes it VT_EMPTY. E_INVALIDARG
+// for a type outside VARENUM, which is then emptied all the same; S_OK for null.
 VIMBREL_API HRESULT WINAPI PropVariantClear(PROPVARIANT* value);
 
-// Overwrites `target`, whatever it holds, with a copy that owns what it points to; of an interface it adds a reference. A
-// failure leaves VT_EMPTY: E_OUTOFMEMORY, or E_INVALIDARG for a type outside VARENUM. Inside the library only.
+// Overwrites `target`, whatever it holds, with a copy that owns what it points to; of an interface
+// it adds a reference. A failure leaves VT_EMPTY: E_OUTOFMEMORY, or E_INVALIDARG for a type outside
+// VARENUM. Inside the library only.
 HRESULT WINAPI PropVariantCopy(PROPVARIANT* target, const PROPVARIANT* source);
 
 }  // extern "C"

@@ -25,9 +25,10 @@ BOOL WINAPI TryEnterCriticalSection(CRITICAL_SECTION* section);
 void WINAPI LeaveCriticalSection(CRITICAL_SECTION* section);
 void WINAPI DeleteCriticalSection(CRITICAL_SECTION* section);
 
-// `security` and `name` must be null. An event that is not manual is cleared by the wait that it ends. Null if the process has
-// no file descriptor left: each event holds one.
-HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initial_state, LPCWSTR name);
+// `security` and `name` must be null. An event that is not manual is cleared by the wait that it
+// ends. Null if the process has no file descriptor left: each event holds one.
+HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initial_state,
+                           LPCWSTR name);
 BOOL WINAPI SetEvent(HANDLE event);
 BOOL WINAPI ResetEvent(HANDLE event);
 

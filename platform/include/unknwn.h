@@ -3,8 +3,8 @@
 
 #include "winerror.h"
 
-// Reference counts are thread-safe in every implementation of this library. There is no virtual destructor:
-// it would add slots that the published interface does not have.
+// Reference counts are thread-safe in every implementation of this library. There is no virtual
+// destructor: it would add slots that the published interface does not have.
 struct IUnknown {
     // On success stores an added reference in *object, on failure null.
     virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) = 0;
@@ -14,4 +14,5 @@ struct IUnknown {
 protected:
     ~IUnknown() = default;
 };
-VIMBREL_INTERFACE_ID(IUnknown, 0x00000000, 0x0000, 0x0000, 0xc0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46);
+VIMBREL_INTERFACE_ID(IUnknown, 0x00000000, 0x0000, 0x0000, 0xc0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+                     0x46);

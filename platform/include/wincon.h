@@ -35,11 +35,12 @@ extern "C" {
 // `which` must be STD_OUTPUT_HANDLE; null otherwise. The handle is not closed.
 HANDLE WINAPI GetStdHandle(DWORD which);
 
-// False if the handle is no terminal. Attributes are those that SetConsoleTextAttribute last set, at first all three colours;
-// the cursor's place is not known and stays 0.
+// False if the handle is no terminal. Attributes are those that SetConsoleTextAttribute last set,
+// at first all three colours; the cursor's place is not known and stays 0.
 BOOL WINAPI GetConsoleScreenBufferInfo(HANDLE console, CONSOLE_SCREEN_BUFFER_INFO* info);
 
-// By escape codes: what a program prints through its own buffers must be flushed before. False if the handle is no terminal.
+// By escape codes: what a program prints through its own buffers must be flushed before. False if
+// the handle is no terminal.
 BOOL WINAPI SetConsoleTextAttribute(HANDLE console, WORD attributes);
 
 }  // extern "C"

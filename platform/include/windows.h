@@ -1,5 +1,5 @@
-// Clocks, thread ids, the main module, the console, the debugger, log files, locks, events, messages, windows and the screen. Inside the
-// library only; applications do not get this header.
+// Clocks, thread ids, the main module, the console, the debugger, log files, locks, events,
+// messages, windows and the screen. Inside the library only; applications do not get this header.
 #pragma once
 
 #include "debugapi.h"
@@ -15,7 +15,8 @@
 
 extern "C" {
 
-// A monotonic counter and its ticks per second, which never change while the process runs. Always non-zero.
+// A monotonic counter and its ticks per second, which never change while the process runs. Always
+// non-zero.
 BOOL WINAPI QueryPerformanceCounter(LARGE_INTEGER* count);
 BOOL WINAPI QueryPerformanceFrequency(LARGE_INTEGER* frequency);
 
@@ -25,17 +26,20 @@ void WINAPI GetSystemTimeAsFileTime(FILETIME* time);
 DWORD WINAPI GetCurrentThreadId();
 DWORD WINAPI GetCurrentProcessId();
 
-// `name` must be null: the handle of the main program. Other modules are not looked up; the result is then null.
+// `name` must be null: the handle of the main program. Other modules are not looked up; the result
+// is then null.
 HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
 
-// The path of the main program; `module` must be null. Returns its length, or `size` if it was cut to fit, or 0.
+// The path of the main program; `module` must be null. Returns its length, or `size` if it was cut
+// to fit, or 0.
 DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size);
 
-// The address of a dynamic symbol that `module` itself defines, null if it has none. Symbols of the libraries that the
-// module loads do not count.
+// The address of a dynamic symbol that `module` itself defines, null if it has none. Symbols of the
+// libraries that the module loads do not count.
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
 
-// number * numerator / denominator in 64 bits, rounded to the nearest, halves away from 0; -1 if that cannot be told.
+// number * numerator / denominator in 64 bits, rounded to the nearest, halves away from 0; -1 if
+// that cannot be told.
 int WINAPI MulDiv(int number, int numerator, int denominator);
 
 }  // extern "C"

@@ -37,7 +37,9 @@ inline constexpr DWORD ERROR_DISK_FULL = 112;
 inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 
 // A code of the system's error list as a result code.
-inline constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) { return error == 0 ? S_OK : VimbrelResult((error & 0xFFFFu) | 0x80070000u); }
+inline constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {
+    return error == 0 ? S_OK : VimbrelResult((error & 0xFFFFu) | 0x80070000u);
+}
 
 // Screens and devices.
 inline constexpr HRESULT DXGI_ERROR_INVALID_CALL = VimbrelResult(0x887A0001u);

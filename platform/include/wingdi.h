@@ -1,4 +1,5 @@
-// Bitmaps and raster operations: types and numbers. The operations themselves stand in ScreenCapture/Gdi.h.
+// Bitmaps and raster operations: types and numbers. The operations themselves stand in
+// ScreenCapture/Gdi.h.
 #pragma once
 
 #include "windef.h"

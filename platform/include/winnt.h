@@ -24,7 +24,8 @@ inline constexpr BYTE VER_GREATER_EQUAL = 3;
 
 extern "C" {
 
-// Adds a comparison for the one bit of `type` to a mask: three bits a type, in the order of the bits.
+// Adds a comparison for the one bit of `type` to a mask: three bits a type, in the order of the
+// bits.
 ULONGLONG WINAPI VerSetConditionMask(ULONGLONG mask, DWORD type, BYTE condition);
 
 }  // extern "C"

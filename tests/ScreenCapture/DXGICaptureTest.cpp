@@ -1,4 +1,5 @@
-// Selection, span, rotation, pointer rules and failures of desktop duplication, on scripted outputs.
+// Selection, span, rotation, pointer rules and failures of desktop duplication, on scripted
+// outputs.
 #include "ScreenCapture/DXGICapture.h"
 
 #include <gmock/gmock.h>
@@ -41,8 +42,10 @@ protected:
     }
 
     // What a capture into a frame of `rect` gives, over a frame of nines.
-    std::vector<std::uint32_t> Bits(DXGICapture& capture, const RECT& rect, HRESULT expected = S_OK) {
-        std::vector<std::uint32_t> pixels(static_cast<std::size_t>((rect.right - rect.left) * (rect.bottom - rect.top)), 9);
+    std::vector<std::uint32_t> Bits(DXGICapture& capture, const RECT& rect,
+                                    HRESULT expected = S_OK) {
+        std::vector<std::uint32_t> pixels(
+            static_cast<std::size_t>((rect.right - rect.left) * (rect.bottom - rect.top)), 9);
         EXPECT_EQ(capture.GetOutputBits(reinterpret_cast<BYTE*>(pixels.data()), &rect), expected);
         return pixels;
     }
@@ -78,7 +81,9 @@ TEST_F(DXGICaptureTest, SelectsAndSpans) {
         EXPECT_EQ(std::memcmp(&span, &row.span, sizeof span), 0) << row.source;
     }
     const auto log = TakeLog();
-    EXPECT_EQ(log.at(1).text, "Display output found. DeviceName=FAKE AttachedToDesktop=1 Rotation=1 DesktopCoordinates={(2,0),(4,2)}");
+    EXPECT_EQ(log.at(1).text,
+              "Display output found. DeviceName=FAKE AttachedToDesktop=1 Rotation=1 "
+              "DesktopCoordinates={(2,0),(4,2)}");
     EXPECT_EQ(log.at(1).level, 0);
 
     DXGICapture all(system);
@@ -122,7 +127,8 @@ TEST_F(DXGICaptureTest, FailuresOfTheStart) {
     left.query = E_NOINTERFACE;
     right.duplicate = refused;
     EXPECT_EQ(start(), refused);
-    EXPECT_THAT(TakeErrors(), ElementsAre("spDXGIOutput1 is NULL", "Failed to duplicate output hr=0x80070005"));
+    EXPECT_THAT(TakeErrors(),
+                ElementsAre("spDXGIOutput1 is NULL", "Failed to duplicate output hr=0x80070005"));
     left.attached = right.attached = FALSE;
     EXPECT_EQ(start(), E_FAIL);
     EXPECT_THAT(TakeErrors(), IsEmpty());
@@ -143,18 +149,22 @@ TEST_F(DXGICaptureTest, FailuresOfAFrame) {
     EXPECT_EQ(Bits(capture, {0, 0, 4, 2}).at(0), 100u);
     TakeLog();
     right.acquire = DXGI_ERROR_WAIT_TIMEOUT;
-    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}, DXGI_ERROR_WAIT_TIMEOUT), ElementsAre(100, 101, 9, 9, 102, 103, 9, 9));
-    EXPECT_THAT(TakeErrors(), ElementsAre("DXGIOutputDuplication->AcquireNextFrame failed with hr=0x887a0027"));
+    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}, DXGI_ERROR_WAIT_TIMEOUT),
+                ElementsAre(100, 101, 9, 9, 102, 103, 9, 9));
+    EXPECT_THAT(TakeErrors(),
+                ElementsAre("DXGIOutputDuplication->AcquireNextFrame failed with hr=0x887a0027"));
     left.acquire = DXGI_ERROR_ACCESS_LOST;
     EXPECT_THAT(Bits(capture, {0, 0, 4, 2}, DXGI_ERROR_ACCESS_LOST), Each(9u));
-    EXPECT_THAT(TakeErrors(), ElementsAre("DXGIOutputDuplication->AcquireNextFrame failed with hr=0x887a0026"));
+    EXPECT_THAT(TakeErrors(),
+                ElementsAre("DXGIOutputDuplication->AcquireNextFrame failed with hr=0x887a0026"));
     left.acquire = right.acquire = S_OK;
     left.map = E_FAIL;
     EXPECT_THAT(Bits(capture, {0, 0, 4, 2}), ElementsAre(9, 9, 200, 201, 9, 9, 202, 203));
     EXPECT_THAT(TakeErrors(), IsEmpty());
     dxgi.create_texture = refused;
     Bits(capture, {0, 0, 4, 2}, refused);
-    EXPECT_THAT(TakeErrors(), ElementsAre("DXGIOutputDuplication->CreateTexture2D failed with hr=0x80070005"));
+    EXPECT_THAT(TakeErrors(),
+                ElementsAre("DXGIOutputDuplication->CreateTexture2D failed with hr=0x80070005"));
     EXPECT_EQ(left.acquired, left.released);
 }
 
@@ -162,20 +172,24 @@ TEST_F(DXGICaptureTest, ThePointerStaysWhenItIsNotTold) {
     DXGICapture capture(system);
     capture.captureSource = 3;
     ShowPointer(right, {1, 1}, 1, 0x00FFFFFF);
-    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}), ElementsAre(100, 101, 200, 201, 102, 103, 202, 0xFFFFFF));
+    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}),
+                ElementsAre(100, 101, 200, 201, 102, 103, 202, 0xFFFFFF));
     // Too large: the old shape moves.
     ShowPointer(right, {0, 1}, 130, 0x00EEEEEE);
-    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}), ElementsAre(100, 101, 200, 201, 102, 103, 0xFFFFFF, 203));
+    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}),
+                ElementsAre(100, 101, 200, 201, 102, 103, 0xFFFFFF, 203));
     // Not changed: no size, no shape.
     right.told_size = 0;
     right.shape.clear();
     right.shape_info = {};
     right.pointer = {1, 0};
-    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}), ElementsAre(100, 101, 200, 0xFFFFFF, 102, 103, 202, 203));
+    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}),
+                ElementsAre(100, 101, 200, 0xFFFFFF, 102, 103, 202, 203));
     // Not visible: where it was.
     right.pointer_visible = FALSE;
     right.pointer = {0, 0};
-    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}), ElementsAre(100, 101, 200, 0xFFFFFF, 102, 103, 202, 203));
+    EXPECT_THAT(Bits(capture, {0, 0, 4, 2}),
+                ElementsAre(100, 101, 200, 0xFFFFFF, 102, 103, 202, 203));
     // More than was told: asked for again.
     ShowPointer(left, {0, 0}, 128, 0x00DDDDDD);
     left.told_size = 4;
@@ -206,11 +220,13 @@ TEST_F(DXGICaptureTest, ADesktopLargerThanTheFrameIsScaledAndPacked) {
     const auto narrow = Bits(high, {0, 0, 3, 4});
     EXPECT_EQ((narrow[2] - 100) / 4 / 2, 1u);
     EXPECT_THAT(std::vector<std::uint32_t>(narrow.begin() + 8, narrow.end()), Each(9u));
-    // A desktop that begins left of the origin and a frame it does not fit into: nothing is written outside.
+    // A desktop that begins left of the origin and a frame it does not fit into: nothing is written
+    // outside.
     left = MakeOutput({-6, 0, 2, 4}, 100);
     DXGICapture shifted(system);
     shifted.captureSource = 3;
-    EXPECT_THAT(Bits(shifted, {0, 0, 4, 4}), ElementsAre(100, 101, 102, 103, 108, 109, 110, 111, 116, 117, 118, 119, 124, 125, 126, 127));
+    EXPECT_THAT(Bits(shifted, {0, 0, 4, 4}), ElementsAre(100, 101, 102, 103, 108, 109, 110, 111,
+                                                         116, 117, 118, 119, 124, 125, 126, 127));
 }
 
 }  // namespace

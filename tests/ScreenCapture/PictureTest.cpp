@@ -4,9 +4,9 @@
 #include <numeric>
 #include <vector>
 
-#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/OutputTurn.h"
 #include "ScreenCapture/PointerInfo.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 
 namespace Vimbrel::test {
 
@@ -28,11 +28,14 @@ TEST(OutputTurnTest, FourAnglesOnOddSizes) {
         const bool upright = rotation == 1 || rotation == 3;
         const int w = upright ? width : height;
         const int h = upright ? height : width;
-        TurnOutput({Bytes(source), pitch, width, height}, rotation, {1, 1, 1 + w, 1 + h}, {Bytes(target), 5, 4});
+        TurnOutput({Bytes(source), pitch, width, height}, rotation, {1, 1, 1 + w, 1 + h},
+                   {Bytes(target), 5, 4});
         Pixels inside;
-        for (int y = 0; y < h; ++y) inside.insert(inside.end(), &target[(y + 1) * 5 + 1], &target[(y + 1) * 5 + 1 + w]);
+        for (int y = 0; y < h; ++y)
+            inside.insert(inside.end(), &target[(y + 1) * 5 + 1], &target[(y + 1) * 5 + 1 + w]);
         // Nothing else was touched.
-        EXPECT_EQ(std::accumulate(target.begin(), target.end(), 0u), std::accumulate(inside.begin(), inside.end(), 0u));
+        EXPECT_EQ(std::accumulate(target.begin(), target.end(), 0u),
+                  std::accumulate(inside.begin(), inside.end(), 0u));
         return inside;
     };
     EXPECT_THAT(turn(lying, 4, 3, 2, 1), ElementsAre(1, 2, 3, 4, 5, 6));
@@ -57,8 +60,8 @@ TEST(OutputTurnTest, StaysInsideWhatThereIs) {
 class PointerTest : public testing::Test {
 protected:
     // Draws the shape at (x, y) of the desktop; the target shows all of it.
-    Pixels Draw(UINT type, UINT width, UINT height, UINT pitch, std::vector<BYTE> shape, LONG x, LONG y, Pixels target, LONG row_length,
-                RECT clip = {}) {
+    Pixels Draw(UINT type, UINT width, UINT height, UINT pitch, std::vector<BYTE> shape, LONG x,
+                LONG y, Pixels target, LONG row_length, RECT clip = {}) {
         const RECT frame{0, 0, row_length, static_cast<LONG>(target.size()) / row_length};
         PointerInfo pointer;
         pointer.shape = std::make_unique<BYTE[]>(shape.size());
@@ -74,7 +77,9 @@ protected:
         return target;
     }
 
-    static std::vector<BYTE> ShapeOf(Pixels pixels) { return {Bytes(pixels), Bytes(pixels) + pixels.size() * 4}; }
+    static std::vector<BYTE> ShapeOf(Pixels pixels) {
+        return {Bytes(pixels), Bytes(pixels) + pixels.size() * 4};
+    }
 
     GdiPlus& gdiplus = PlatformCaptureSystem().gdiplus;
     ULONG_PTR token = 0;
@@ -87,23 +92,29 @@ TEST_F(PointerTest, MaskedColour) {
     const auto shape = ShapeOf({0x00123456, 0xFF0F0F0F, 0, 0x01FFFFFF, 0x80000000, 0});
     // Row pitch of three pixels; the third column is padding.
     EXPECT_THAT(Draw(4, 2, 2, 12, shape, 1, 1, Pixels(9, 0xFF112233), 3),
-                ElementsAre(0xFF112233, 0xFF112233, 0xFF112233, 0xFF112233, 0x00123456, 0xFF1E2D3C, 0xFF112233, 0xFFEEDDCC, 0xFF112233));
+                ElementsAre(0xFF112233, 0xFF112233, 0xFF112233, 0xFF112233, 0x00123456, 0xFF1E2D3C,
+                            0xFF112233, 0xFFEEDDCC, 0xFF112233));
     // Cut on the left and above: only the last pixel is left.
-    EXPECT_THAT(Draw(4, 2, 2, 12, shape, -1, -1, Pixels(4, 0xFF112233), 2), ElementsAre(0xFF112233, 0xFF112233, 0xFF112233, 0xFF112233));
-    EXPECT_THAT(Draw(4, 2, 2, 12, shape, 0, -1, Pixels(4, 0xFF112233), 2), ElementsAre(0xFFEEDDCC, 0xFF112233, 0xFF112233, 0xFF112233));
+    EXPECT_THAT(Draw(4, 2, 2, 12, shape, -1, -1, Pixels(4, 0xFF112233), 2),
+                ElementsAre(0xFF112233, 0xFF112233, 0xFF112233, 0xFF112233));
+    EXPECT_THAT(Draw(4, 2, 2, 12, shape, 0, -1, Pixels(4, 0xFF112233), 2),
+                ElementsAre(0xFFEEDDCC, 0xFF112233, 0xFF112233, 0xFF112233));
 }
 
 TEST_F(PointerTest, MonochromeHasTwoPlanesOfHalfTheHeight) {
-    // 10 x 2: AND rows, then XOR rows; two bytes each. The four combinations stand in columns 0, 1, 8 and 9.
+    // 10 x 2: AND rows, then XOR rows; two bytes each. The four combinations stand in columns 0, 1,
+    // 8 and 9.
     const std::vector<BYTE> shape{0x40, 0x40, 0xFF, 0xFF, 0x00, 0xC0, 0x00, 0x00};
     Pixels expected(20, 0xFF112233);
-    for (int column = 0; column < 10; ++column) expected[static_cast<std::size_t>(column)] = 0xFF000000;
+    for (int column = 0; column < 10; ++column)
+        expected[static_cast<std::size_t>(column)] = 0xFF000000;
     expected[1] = 0xFF112233;  // AND
     expected[8] = 0xFFFFFFFF;  // XOR
     expected[9] = 0xFFEEDDCC;  // both
     EXPECT_EQ(Draw(1, 10, 4, 2, shape, 0, 0, Pixels(20, 0xFF112233), 10), expected);
     // 64 reported rows draw 32.
-    const Pixels tall = Draw(1, 8, 64, 1, std::vector<BYTE>(64, 0), 0, 0, Pixels(8 * 40, 0xFF112233), 8);
+    const Pixels tall =
+        Draw(1, 8, 64, 1, std::vector<BYTE>(64, 0), 0, 0, Pixels(8 * 40, 0xFF112233), 8);
     EXPECT_EQ(std::count(tall.begin(), tall.end(), 0xFF000000), 8 * 32);
     EXPECT_EQ(tall[8 * 32], 0xFF112233u);
 }
@@ -128,7 +139,8 @@ TEST_F(PointerTest, OddPlacesAndBrokenShapesWriteNothingOutside) {
     Draw(4, 2, 2, 8, std::vector<BYTE>(16, 0xFF), -9, 0, before, 2, {-10, 0, -8, 2});
     Draw(4, 2, 2, 8, std::vector<BYTE>(16, 0xFF), 11, 0, before, 2, {10, 0, 12, 2});
     // Shapes whose memory is too small for what they say.
-    for (const UINT type : {1u, 2u, 4u}) EXPECT_EQ(Draw(type, 64, 64, 256, std::vector<BYTE>(8, 0xFF), 0, 0, before, 2), before);
+    for (const UINT type : {1u, 2u, 4u})
+        EXPECT_EQ(Draw(type, 64, 64, 256, std::vector<BYTE>(8, 0xFF), 0, 0, before, 2), before);
     EXPECT_EQ(Draw(4, 2, 2, 1, std::vector<BYTE>(16, 0xFF), 0, 0, before, 2), before);
     EXPECT_EQ(Draw(3, 2, 2, 8, std::vector<BYTE>(16, 0xFF), 0, 0, before, 2), before);
 }

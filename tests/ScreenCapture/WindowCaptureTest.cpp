@@ -27,8 +27,10 @@ class WindowCaptureTest : public testing::Test {
 protected:
     WindowCaptureTest() {
         scripted_dpi = 96;
-        fake.windows.window_dpi = reinterpret_cast<FARPROC>(reinterpret_cast<void*>(ScriptedWindowDpi));
-        fake.windows.monitor_dpi = reinterpret_cast<FARPROC>(reinterpret_cast<void*>(ScriptedMonitorDpi));
+        fake.windows.window_dpi =
+            reinterpret_cast<FARPROC>(reinterpret_cast<void*>(ScriptedWindowDpi));
+        fake.windows.monitor_dpi =
+            reinterpret_cast<FARPROC>(reinterpret_cast<void*>(ScriptedMonitorDpi));
     }
 
     FakeCapture fake;
@@ -46,7 +48,8 @@ TEST_F(WindowCaptureTest, ABlackFirstPixelMovesToPrintWindowUntilAResize) {
     EXPECT_TRUE(capture.Capture(&width, &height));
     EXPECT_TRUE(capture.Capture(&width, &height));
     EXPECT_THAT(fake.gdi.TakeJournal(),
-                ElementsAre("BitBlt 4x2 0,0 onto 4x2", "BitBlt 4x2 0,0 onto 4x2", "PrintWindow 2 onto 4x2", "PrintWindow 2 onto 4x2"));
+                ElementsAre("BitBlt 4x2 0,0 onto 4x2", "BitBlt 4x2 0,0 onto 4x2",
+                            "PrintWindow 2 onto 4x2", "PrintWindow 2 onto 4x2"));
     fake.windows.client = {0, 0, 6, 3};
     EXPECT_TRUE(capture.Capture(&width, &height));
     EXPECT_EQ(width, 6);
@@ -61,7 +64,9 @@ TEST_F(WindowCaptureTest, OlderVersionsPrint) {
         DWORD major, minor;
         const char* first;
     };
-    const Row rows[] = {{6, 0, "PrintWindow 1 onto 4x2"}, {5, 2, "PrintWindow 1 onto 4x2"}, {6, 1, "BitBlt 4x2 0,0 onto 4x2"}};
+    const Row rows[] = {{6, 0, "PrintWindow 1 onto 4x2"},
+                        {5, 2, "PrintWindow 1 onto 4x2"},
+                        {6, 1, "BitBlt 4x2 0,0 onto 4x2"}};
     for (const Row& row : rows) {
         fake.windows.version = {row.major, row.minor, 0, 7601};
         WindowCapture capture(fake.system);
@@ -100,7 +105,8 @@ TEST_F(WindowCaptureTest, AScaledWindowGoesThroughABitmapOfItsPhysicalSize) {
         WindowCapture capture(fake.system);
         capture.Start(Window(1));
         capture.Capture(&width, &height);
-        EXPECT_THAT(fake.gdi.TakeJournal(), ElementsAre("BitBlt 4x2 0,0 onto 6x3", "StretchBlt 6x3 to 4x2"));
+        EXPECT_THAT(fake.gdi.TakeJournal(),
+                    ElementsAre("BitBlt 4x2 0,0 onto 6x3", "StretchBlt 6x3 to 4x2"));
         EXPECT_EQ(fake.gdi.bitmaps.size(), 2u);
         EXPECT_EQ(fake.gdi.bitmaps[1]->image_size, 72u);
     }
@@ -118,7 +124,11 @@ TEST_F(WindowCaptureTest, TheCursorCountsFromTheOuterCorner) {
         DWORD flags;
         std::vector<std::string> drawn;
     } rows[] = {
-        {{103, 60}, 1, {"DrawIcon 2,8"}}, {{100, 50}, 1, {"DrawIcon -1,-2"}}, {{120, 60}, 1, {}}, {{103, 60}, 0, {}}, {{103, 60}, 3, {}},
+        {{103, 60}, 1, {"DrawIcon 2,8"}},
+        {{100, 50}, 1, {"DrawIcon -1,-2"}},
+        {{120, 60}, 1, {}},
+        {{103, 60}, 0, {}},
+        {{103, 60}, 3, {}},
     };
     for (const auto& row : rows) {
         fake.gdi.cursor = row.cursor;
@@ -147,10 +157,12 @@ TEST_F(WindowCaptureTest, WhereTheScaleComesFrom) {
     const wchar_t* const shcore = L"Shcore.dll";
     fake.gdi.dpi = 120;
     const Row rows[] = {
-        {5, 9, 9999, 144, true, 100, nullptr}, {6, 0, 9999, 144, true, 100, nullptr},  {6, 1, 7599, 144, true, 100, nullptr},
-        {6, 1, 7600, 144, true, 125, nullptr}, {6, 2, 1, 144, true, 125, nullptr},     {6, 3, 1, 144, true, 150, shcore},
-        {7, 0, 1, 144, true, 150, shcore},     {10, 0, 14954, 144, true, 150, shcore}, {10, 0, 14955, 144, true, 150, user},
-        {10, 1, 1, 97, true, 101, user},       {11, 0, 1, 144, false, 100, user},      {6, 3, 1, 144, false, 100, shcore},
+        {5, 9, 9999, 144, true, 100, nullptr}, {6, 0, 9999, 144, true, 100, nullptr},
+        {6, 1, 7599, 144, true, 100, nullptr}, {6, 1, 7600, 144, true, 125, nullptr},
+        {6, 2, 1, 144, true, 125, nullptr},    {6, 3, 1, 144, true, 150, shcore},
+        {7, 0, 1, 144, true, 150, shcore},     {10, 0, 14954, 144, true, 150, shcore},
+        {10, 0, 14955, 144, true, 150, user},  {10, 1, 1, 97, true, 101, user},
+        {11, 0, 1, 144, false, 100, user},     {6, 3, 1, 144, false, 100, shcore},
         {6, 3, 1, 0, true, 100, shcore},
     };
     for (const Row& row : rows) {
@@ -161,8 +173,10 @@ TEST_F(WindowCaptureTest, WhereTheScaleComesFrom) {
         version.versionMajor = static_cast<std::uint16_t>(row.major);
         version.versionMinor = static_cast<std::uint16_t>(row.minor);
         version.versionBuild = static_cast<std::uint16_t>(row.build);
-        EXPECT_EQ(DpiPercent(fake.windows, fake.gdi, version, Window(1)), row.percent) << row.major << "." << row.minor << "." << row.build;
-        EXPECT_EQ(fake.windows.libraries, row.asked ? std::vector<std::wstring>{row.asked} : std::vector<std::wstring>{});
+        EXPECT_EQ(DpiPercent(fake.windows, fake.gdi, version, Window(1)), row.percent)
+            << row.major << "." << row.minor << "." << row.build;
+        EXPECT_EQ(fake.windows.libraries,
+                  row.asked ? std::vector<std::wstring>{row.asked} : std::vector<std::wstring>{});
     }
 }
 

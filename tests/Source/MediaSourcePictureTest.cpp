@@ -1,4 +1,5 @@
-// Runs on both systems, each with its own imaging components. What they do differently is said where it shows.
+// Runs on both systems, each with its own imaging components. What they do differently is said
+// where it shows.
 #include "vimbrel/MediaSourcePicture.h"
 
 #include <gmock/gmock.h>
@@ -33,7 +34,9 @@ protected:
 
     // A file that is red, with one green pixel at (1, 0).
     std::filesystem::path Bmp(int width, int height) {
-        return folder.Write("picture.bmp", MakeBmp(width, height, [](int x, int y) { return x == 1 && y == 0 ? 0x00FF00u : 0xFF0000u; }));
+        return folder.Write("picture.bmp", MakeBmp(width, height, [](int x, int y) {
+                                return x == 1 && y == 0 ? 0x00FF00u : 0xFF0000u;
+                            }));
     }
 
     Imaging imaging;
@@ -53,8 +56,10 @@ TEST_F(MediaSourcePictureTest, OpensAStillAtNaturalSize) {
     EXPECT_EQ(source.GetMediaInfo().duration, 5000.0);
     EXPECT_THAT(dispatcher.States(), ElementsAre(State::Opened));
     const unsigned char* pixels = source.GetPixels();
-    EXPECT_EQ(std::vector(pixels, pixels + 12), (std::vector<unsigned char>{0, 0, 255, 255, 0, 255, 0, 255, 0, 0, 255, 255}));
-    EXPECT_EQ(std::vector(pixels + 49 * 400 + 396, pixels + 50 * 400), (std::vector<unsigned char>{0, 0, 255, 255}));
+    EXPECT_EQ(std::vector(pixels, pixels + 12),
+              (std::vector<unsigned char>{0, 0, 255, 255, 0, 255, 0, 255, 0, 0, 255, 255}));
+    EXPECT_EQ(std::vector(pixels + 49 * 400 + 396, pixels + 50 * 400),
+              (std::vector<unsigned char>{0, 0, 255, 255}));
 }
 
 TEST_F(MediaSourcePictureTest, FitsAStillIntoTheBoxAndNeverEnlarges) {
@@ -63,17 +68,23 @@ TEST_F(MediaSourcePictureTest, FitsAStillIntoTheBoxAndNeverEnlarges) {
         long box_width, box_height;
         int expected_width, expected_height;
     } cases[] = {
-        {400, 200, 100, 100, 100, 50}, {50, 50, 100, 100, 50, 50},  {100, 100, 50, 200, 50, 50},  {30, 90, 100, 60, 20, 60},
-        {101, 51, 50, 50, 50, 26},     {400, 200, 0, 10, 400, 200}, {400, 200, 10, -1, 400, 200}, {300, 2, 30, 30, 30, 1},
+        {400, 200, 100, 100, 100, 50}, {50, 50, 100, 100, 50, 50}, {100, 100, 50, 200, 50, 50},
+        {30, 90, 100, 60, 20, 60},     {101, 51, 50, 50, 50, 26},  {400, 200, 0, 10, 400, 200},
+        {400, 200, 10, -1, 400, 200},  {300, 2, 30, 30, 30, 1},
     };
     for (const auto& item : cases) {
         Name(Bmp(item.width, item.height));
-        ASSERT_TRUE(source.Open(1000, item.box_width, item.box_height)) << item.width << "x" << item.height;
-        EXPECT_EQ(source.GetMediaInfo().width, item.expected_width) << item.width << "x" << item.height;
-        EXPECT_EQ(source.GetMediaInfo().height, item.expected_height) << item.width << "x" << item.height;
+        ASSERT_TRUE(source.Open(1000, item.box_width, item.box_height))
+            << item.width << "x" << item.height;
+        EXPECT_EQ(source.GetMediaInfo().width, item.expected_width)
+            << item.width << "x" << item.height;
+        EXPECT_EQ(source.GetMediaInfo().height, item.expected_height)
+            << item.width << "x" << item.height;
         EXPECT_EQ(source.GetMediaInfo().duration, 1000.0);
         // Somewhere far from the green pixel.
-        const auto* last = source.GetPixels() + (static_cast<std::size_t>(item.expected_width) * item.expected_height - 1) * 4;
+        const auto* last =
+            source.GetPixels() +
+            (static_cast<std::size_t>(item.expected_width) * item.expected_height - 1) * 4;
         EXPECT_EQ(std::vector(last, last + 4), (std::vector<unsigned char>{0, 0, 255, 255}));
     }
 }
@@ -94,7 +105,8 @@ TEST_F(MediaSourcePictureTest, AFailedOpenTellsTheCauseAndChangesNothing) {
         {folder.Write("text.png", text), "Photo - CreateDecoderFromFilename failed - 0x88982F50"},
         {folder.Write("empty.png", std::string()), "Photo - CreateDecoderFromFilename failed - 0x"},
         {folder.path, "Photo - CreateDecoderFromFilename failed - 0x"},
-        {folder.Write("zero.gif", GifBuilder(0, 0).Image(0, 0, 1, 1, {0}).Trailer().bytes), "Invalid GIF file?"},
+        {folder.Write("zero.gif", GifBuilder(0, 0).Image(0, 0, 1, 1, {0}).Trailer().bytes),
+         "Invalid GIF file?"},
     };
     for (const auto& item : cases) {
         Name(item.file);
@@ -133,9 +145,10 @@ TEST_F(MediaSourcePictureTest, AStillGivesItsBufferUntilItsTimeIsUp) {
         source.RequestSample();
     }
     auto* pixels = const_cast<unsigned char*>(source.GetPixels());
-    EXPECT_THAT(dispatcher.video, ElementsAre(RecordingDispatcher::Video{&source, pixels, 4, 2, 16, 0, 0},
-                                              RecordingDispatcher::Video{&source, pixels, 4, 2, 16, 4'000'000, 0},
-                                              RecordingDispatcher::Video{&source, pixels, 4, 2, 16, 9'990'000, 0}));
+    EXPECT_THAT(dispatcher.video,
+                ElementsAre(RecordingDispatcher::Video{&source, pixels, 4, 2, 16, 0, 0},
+                            RecordingDispatcher::Video{&source, pixels, 4, 2, 16, 4'000'000, 0},
+                            RecordingDispatcher::Video{&source, pixels, 4, 2, 16, 9'990'000, 0}));
     clock.Advance(1);
     source.RequestSample();
     source.RequestSample();
@@ -158,8 +171,8 @@ TEST_F(MediaSourcePictureTest, AStillGivesItsBufferUntilItsTimeIsUp) {
     EXPECT_EQ(dispatcher.video.size(), 2u);
     EXPECT_FALSE(source.Pause());
     source.Close();
-    EXPECT_THAT(dispatcher.States(),
-                ElementsAre(State::Opened, State::Playing, State::Ended, State::Playing, State::Stopped, State::Closed));
+    EXPECT_THAT(dispatcher.States(), ElementsAre(State::Opened, State::Playing, State::Ended,
+                                                 State::Playing, State::Stopped, State::Closed));
     EXPECT_EQ(source.GetPixels(), pixels) << "closing frees nothing";
 
     dispatcher.video.clear();
@@ -186,7 +199,8 @@ Bytes ThreeFrames() {
 
 Bytes Bgra(std::size_t index) {
     const std::uint32_t color = GifBuilder::colors[index];
-    return {static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8), static_cast<std::uint8_t>(color >> 16), 255};
+    return {static_cast<std::uint8_t>(color), static_cast<std::uint8_t>(color >> 8),
+            static_cast<std::uint8_t>(color >> 16), 255};
 }
 
 std::vector<unsigned char> PixelOf(const MediaSourcePicture::Frame& frame, std::size_t pixel) {
@@ -204,12 +218,14 @@ TEST_F(MediaSourcePictureTest, ReadsTheRawFramesOfAGif) {
     EXPECT_EQ(gif->backgroundColor, 0xFF000000u | GifBuilder::colors[3]);
     EXPECT_FALSE(gif->hasLoop);
     EXPECT_FALSE(gif->stopAtEnd);
-    EXPECT_TRUE(std::all_of(source.GetPixels(), source.GetPixels() + 96, [](unsigned char byte) { return byte == 0; }));
+    EXPECT_TRUE(std::all_of(source.GetPixels(), source.GetPixels() + 96,
+                            [](unsigned char byte) { return byte == 0; }));
 
     ASSERT_EQ(source.GetFrameCount(), 3);
     ASSERT_EQ(source.GetDecodedFrameCount(), 3);
     const auto& second = *source.GetFrame(1);
-    EXPECT_THAT((std::vector<int>{second.left, second.top, second.right, second.bottom}), ElementsAre(1, 2, 3, 3));
+    EXPECT_THAT((std::vector<int>{second.left, second.top, second.right, second.bottom}),
+                ElementsAre(1, 2, 3, 3));
     EXPECT_EQ(second.width, 2u);
     EXPECT_EQ(second.height, 1u);
     EXPECT_TRUE(second.transparent);
@@ -219,7 +235,8 @@ TEST_F(MediaSourcePictureTest, ReadsTheRawFramesOfAGif) {
     const auto& third = *source.GetFrame(2);
     EXPECT_EQ(third.disposal, 3u);
     EXPECT_FALSE(third.transparent);
-    for (std::size_t y = 0; y < 4; ++y) EXPECT_EQ(PixelOf(third, y), Bgra(10 + y)) << "the interlaced rows in order";
+    for (std::size_t y = 0; y < 4; ++y)
+        EXPECT_EQ(PixelOf(third, y), Bgra(10 + y)) << "the interlaced rows in order";
     EXPECT_TRUE(TakeErrors().empty());
 }
 
@@ -257,7 +274,9 @@ TEST_F(MediaSourcePictureTest, TheAspectRatioShrinksOneSideAndEitherExtensionTel
     for (const auto& item : cases) {
         SCOPED_TRACE(item.aspect);
         GifBuilder gif(40, 20, GifBuilder::colors, 0, item.aspect);
-        Name(folder.Write("odd.gif", gif.Application(item.application, item.data).Image(0, 0, 1, 1, {0}).Trailer().bytes));
+        Name(folder.Write(
+            "odd.gif",
+            gif.Application(item.application, item.data).Image(0, 0, 1, 1, {0}).Trailer().bytes));
         ASSERT_TRUE(source.Open());
         EXPECT_EQ(source.GetGif()->displayWidth, item.width);
         EXPECT_EQ(source.GetGif()->displayHeight, item.height);
@@ -271,7 +290,8 @@ TEST_F(MediaSourcePictureTest, TheAspectRatioShrinksOneSideAndEitherExtensionTel
 TEST_F(MediaSourcePictureTest, AnObjectUsedTwiceKeepsWhatItHad) {
     Name(folder.Write("three.gif", ThreeFrames()));
     ASSERT_TRUE(source.Open());
-    Name(folder.Write("one.gif", GifBuilder(1, 1).Control(50).Image(0, 0, 1, 1, {0}).Trailer().bytes));
+    Name(folder.Write("one.gif",
+                      GifBuilder(1, 1).Control(50).Image(0, 0, 1, 1, {0}).Trailer().bytes));
     ASSERT_TRUE(source.Open());
     EXPECT_EQ(source.GetFrameCount(), 1);
     EXPECT_EQ(source.GetDecodedFrameCount(), 4) << "new frames stand behind the old ones";

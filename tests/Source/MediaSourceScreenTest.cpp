@@ -52,9 +52,10 @@ TEST_F(MediaSourceScreenTest, TheMethodFollowsFromVersionAndMonitors) {
         int dxgi, direct3d;  // how often each was tried; both fail here
     };
     const Row rows[] = {
-        {{10, 0, 0}, 1, TRUE, 1, 1}, {{10, 0, 0}, 2, TRUE, 0, 0}, {{6, 2, 0}, 1, TRUE, 1, 1}, {{6, 2, 0}, 3, TRUE, 0, 0},
-        {{6, 2, 0}, 2, FALSE, 1, 1}, {{6, 1, 1}, 1, TRUE, 0, 1},  {{6, 1, 1}, 2, TRUE, 0, 0}, {{6, 1, 1}, 2, FALSE, 0, 1},
-        {{6, 1, 0}, 1, TRUE, 0, 0},  {{5, 1, 3}, 1, TRUE, 0, 0},  {{7, 0, 0}, 0, TRUE, 1, 1},
+        {{10, 0, 0}, 1, TRUE, 1, 1}, {{10, 0, 0}, 2, TRUE, 0, 0}, {{6, 2, 0}, 1, TRUE, 1, 1},
+        {{6, 2, 0}, 3, TRUE, 0, 0},  {{6, 2, 0}, 2, FALSE, 1, 1}, {{6, 1, 1}, 1, TRUE, 0, 1},
+        {{6, 1, 1}, 2, TRUE, 0, 0},  {{6, 1, 1}, 2, FALSE, 0, 1}, {{6, 1, 0}, 1, TRUE, 0, 0},
+        {{5, 1, 3}, 1, TRUE, 0, 0},  {{7, 0, 0}, 0, TRUE, 1, 1},
     };
     for (const Row& row : rows) {
         fake.windows.version = row.version;
@@ -63,8 +64,9 @@ TEST_F(MediaSourceScreenTest, TheMethodFollowsFromVersionAndMonitors) {
         fake.graphics.dxgi_asked = fake.graphics.direct3d_asked = 0;
         const auto settings = Desktop({0, 0, 6, 4});
         EXPECT_TRUE(source.Open(&settings));
-        const std::string about =
-            std::to_string(row.version.major) + "." + std::to_string(row.version.minor) + ", " + std::to_string(row.monitors) + " monitors";
+        const std::string about = std::to_string(row.version.major) + "." +
+                                  std::to_string(row.version.minor) + ", " +
+                                  std::to_string(row.monitors) + " monitors";
         EXPECT_EQ(fake.graphics.dxgi_asked, row.dxgi) << about;
         EXPECT_EQ(fake.graphics.direct3d_asked, row.direct3d) << about;
         EXPECT_TRUE(fake.windows.last_question_fits);
@@ -76,7 +78,8 @@ TEST_F(MediaSourceScreenTest, TheMethodFollowsFromVersionAndMonitors) {
 TEST_F(MediaSourceScreenTest, EachFallbackIsLogged) {
     const auto settings = Desktop({0, 0, 6, 4});
     EXPECT_TRUE(source.Open(&settings));
-    EXPECT_THAT(TakeErrors(), ElementsAre("Failed to CreateDXGIFactory1 hr=0x80004001", "DXGICapture GetOutputRect failed!",
+    EXPECT_THAT(TakeErrors(), ElementsAre("Failed to CreateDXGIFactory1 hr=0x80004001",
+                                          "DXGICapture GetOutputRect failed!",
                                           "DXCapture InitCapture failed with hr=0x80004005"));
 }
 
@@ -95,8 +98,10 @@ TEST_F(MediaSourceScreenTest, ARequestDeliversInAnyState) {
     EXPECT_EQ(sample.stride, 12);
     EXPECT_EQ(sample.time, 400'000);
     EXPECT_EQ(sample.duration, 0);
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(reinterpret_cast<const std::uint32_t*>(sample.pixels)[i], fake.gdi.fill);
-    EXPECT_THAT(fake.gdi.TakeJournal(), ElementsAre("BitBlt 3x2 10,20 with layers onto 3x2", "DrawIcon 1,-1"));
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(reinterpret_cast<const std::uint32_t*>(sample.pixels)[i], fake.gdi.fill);
+    EXPECT_THAT(fake.gdi.TakeJournal(),
+                ElementsAre("BitBlt 3x2 10,20 with layers onto 3x2", "DrawIcon 1,-1"));
 
     EXPECT_FALSE(source.Pause());
     EXPECT_TRUE(source.Play());
@@ -105,7 +110,8 @@ TEST_F(MediaSourceScreenTest, ARequestDeliversInAnyState) {
     source.RequestSample();
     source.Close();
     EXPECT_EQ(dispatcher.video.size(), 2u);
-    EXPECT_THAT(dispatcher.States(), ElementsAre(State::Opened, State::Playing, State::Stopped, State::Closed));
+    EXPECT_THAT(dispatcher.States(),
+                ElementsAre(State::Opened, State::Playing, State::Stopped, State::Closed));
     EXPECT_THAT(fake.gdi.bitmaps, IsEmpty());
     EXPECT_THAT(fake.gdi.contexts, IsEmpty());
 }

@@ -47,12 +47,18 @@ TEST(MediaSource, WhatAKindOfSourceLacksFailsAndSaysNothing) {
     unsigned char data[16] = {};
     bare.SetVideoSample(data, 2, 2, 8, 5, 6);  // nobody listens yet
     bare.SetAudioSample(data, 16, 5, 6);
-    for (MediaSource* source : {static_cast<MediaSource*>(&bare), static_cast<MediaSource*>(&game)}) {
+    for (MediaSource* source :
+         {static_cast<MediaSource*>(&bare), static_cast<MediaSource*>(&game)}) {
         source->SetDispatcher(&dispatcher);
-        EXPECT_FALSE(source->Open() || source->Play() || source->Pause() || source->Seek(1.0) || source->SetStopTime(1.0));
-        EXPECT_FALSE(source->SetVolume(50) || source->SetPitch(50) || source->SetAudioStream(0) || source->SetSubtitleStream(0));
-        EXPECT_EQ(source->GetVolume() + source->GetPitch() + source->GetAudioStream() + source->GetSubtitleStream(), 0);
-        EXPECT_EQ(source->GetCurrentPosition() + source->GetDuration() + source->GetAudioMeter(0), 0.0);
+        EXPECT_FALSE(source->Open() || source->Play() || source->Pause() || source->Seek(1.0) ||
+                     source->SetStopTime(1.0));
+        EXPECT_FALSE(source->SetVolume(50) || source->SetPitch(50) || source->SetAudioStream(0) ||
+                     source->SetSubtitleStream(0));
+        EXPECT_EQ(source->GetVolume() + source->GetPitch() + source->GetAudioStream() +
+                      source->GetSubtitleStream(),
+                  0);
+        EXPECT_EQ(source->GetCurrentPosition() + source->GetDuration() + source->GetAudioMeter(0),
+                  0.0);
         source->Stop();
         source->RequestSample();
         source->StopAudioMeter();
@@ -73,8 +79,9 @@ TEST(MediaSource, AStateIsAnnouncedOnceAndAfterItWasStored) {
     source.SetState(State::Playing);
     source.Close();
     source.Close();
-    const std::vector<RecordingDispatcher::Change> expected = {{&source, State::Opened, State::Playing, State::Playing},
-                                                               {&source, State::Playing, State::Closed, State::Closed}};
+    const std::vector<RecordingDispatcher::Change> expected = {
+        {&source, State::Opened, State::Playing, State::Playing},
+        {&source, State::Playing, State::Closed, State::Closed}};
     EXPECT_EQ(dispatcher.changes, expected);
 }
 
@@ -111,7 +118,8 @@ TEST(MediaSourceText, TellsItsStatesAndKeepsTextsSetToThemselves) {
     EXPECT_TRUE(source.Play() && source.Play() && source.Pause());
     source.Stop();
     source.Close();
-    EXPECT_EQ(dispatcher.States(), (std::vector{State::Opened, State::Playing, State::Paused, State::Stopped, State::Closed}));
+    EXPECT_EQ(dispatcher.States(), (std::vector{State::Opened, State::Playing, State::Paused,
+                                                State::Stopped, State::Closed}));
 
     source.SetText(L"a text that is longer than any small string");
     source.SetText(source.GetText().c_str());

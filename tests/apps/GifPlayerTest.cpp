@@ -30,9 +30,11 @@ protected:
         std::string text;
         for (int x = 0; x < raster.width * raster.height; ++x) {
             const std::uint8_t* pixel = raster.At(x % raster.width, x / raster.width);
-            const auto color = static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]);
+            const auto color =
+                static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]);
             const auto at = std::find(GifBuilder::colors.begin(), GifBuilder::colors.end(), color);
-            text += pixel[3] == 0 ? '.' : static_cast<char>('0' + (at - GifBuilder::colors.begin()));
+            text +=
+                pixel[3] == 0 ? '.' : static_cast<char>('0' + (at - GifBuilder::colors.begin()));
         }
         return text;
     }
@@ -67,7 +69,12 @@ TEST_F(GifPlayerTest, RectanglesTransparencyAndDisposalComposeTheScreen) {
 
 TEST_F(GifPlayerTest, ACountOfRepetitionsEndsOnTheLastFrame) {
     GifBuilder gif(1, 1);
-    gif.Application("NETSCAPE2.0", {1, 2, 0}).Control(10).Image(0, 0, 1, 1, {1}).Control(10).Image(0, 0, 1, 1, {2}).Trailer();
+    gif.Application("NETSCAPE2.0", {1, 2, 0})
+        .Control(10)
+        .Image(0, 0, 1, 1, {1})
+        .Control(10)
+        .Image(0, 0, 1, 1, {2})
+        .Trailer();
     ASSERT_NO_FATAL_FAILURE(Open(gif));
     GifPlayer player(source);
     std::string shown;

@@ -86,19 +86,24 @@ TEST(SceneReader, SaysWhereAndWhatIsWrong) {
         {"\"0x1400003\"", "\"x12\"", "layers[5].id: must be a window's number"},
         {"\"0x1400003\"", "4294967296", "layers[5].id: must be a window's number"},
         {"\"id\": \"0x1400003\"", "\"title\": \"\"", "layers[5].title: must not be empty"},
-        {"\"id\": \"0x1400003\"", "\"title\": \"a\", \"class\": \"b\"", "layers[5]: must have one of"},
+        {"\"id\": \"0x1400003\"", "\"title\": \"a\", \"class\": \"b\"",
+         "layers[5]: must have one of"},
         {"\"id\": \"0x1400003\", ", "", "layers[5]: must have one of"},
         {"0.25", "1.5", "layers[0].opacity: must be a number from 0"},
         {"\"opacity\"", "\"opactiy\"", "layers[0].opactiy: is not a known name"},
         {"\"a.png\"", "\"\"", "layers[0].file: must not be empty"},
-        {"\"type\": \"gif\", \"file\": \"../", "\"type\": \"avi\", \"file\": \"../", "outputs[0].type: unknown output type \"avi\""},
-        {"\"quality\": 0", "\"quality\": 3", "outputs[0].quality: must be a whole number from 0 to 2"},
+        {"\"type\": \"gif\", \"file\": \"../", "\"type\": \"avi\", \"file\": \"../",
+         "outputs[0].type: unknown output type \"avi\""},
+        {"\"quality\": 0", "\"quality\": 3",
+         "outputs[0].quality: must be a whole number from 0 to 2"},
         {"\"native\"", "\"other\"", "outputs[2].framing: unknown framing \"other\""},
         {"\"word\"", "\"nothere\"", "outputs[2].password-file: "},
-        {"rtmp://host/live/key", "http://host/live/key", "outputs[2].url: this is no URL of a stream"},
+        {"rtmp://host/live/key", "http://host/live/key",
+         "outputs[2].url: this is no URL of a stream"},
         {"\"url\"", "\"URL\"", "outputs[2].URL: is not a known name"},
         {"\"volume\": 50", "\"volume\": -1", "sound[0].volume: must be a number from 0"},
-        {"\"type\": \"file\"", "\"type\": \"flie\"", "sound[0].type: unknown type of sound \"flie\""},
+        {"\"type\": \"file\"", "\"type\": \"flie\"",
+         "sound[0].type: unknown type of sound \"flie\""},
         {"\"canvas\"", "\"canvass\"", "canvass: is not a known name"},
         {"\"canvas\": {", "\"canvas\": 1, \"x\": {", "x: is not a known name"},
         {"\"layers\": [{", "\"layers\": [7, {", "layers[0]: must be an object"},
@@ -125,7 +130,8 @@ TEST(SceneReader, RefusesWhatIsNoDocument) {
     EXPECT_THAT(error, testing::HasSubstr("cannot be read"));
     EXPECT_FALSE(ReadScene(folder.path, error));
     EXPECT_THAT(error, testing::HasSubstr("is a folder"));
-    for (const char* text : {"", "7", "[]", "null", "{\"canvas\": {}}", "\xFF\xFE{}", "{\"a\": \"\xC3\"}"}) {
+    for (const char* text :
+         {"", "7", "[]", "null", "{\"canvas\": {}}", "\xFF\xFE{}", "{\"a\": \"\xC3\"}"}) {
         EXPECT_FALSE(ReadScene(folder.Write("bad.json", std::string(text)), error)) << text;
     }
     const std::string deep(100'000, '[');

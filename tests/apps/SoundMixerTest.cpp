@@ -20,7 +20,8 @@ template <class Value>
 Bytes Wav(int rate, int channels, int frames, Value value) {
     Bytes bytes;
     const auto put = [&](unsigned number, int size) {
-        for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(number >> (8 * i)));
+        for (int i = 0; i < size; ++i)
+            bytes.push_back(static_cast<std::uint8_t>(number >> (8 * i)));
     };
     const auto text = [&](std::string_view name) {
         for (const char letter : name) bytes.push_back(static_cast<std::uint8_t>(letter));
@@ -40,7 +41,8 @@ Bytes Wav(int rate, int channels, int frames, Value value) {
     text("data");
     put(data, 4);
     for (int frame = 0; frame < frames; ++frame) {
-        for (int channel = 0; channel < channels; ++channel) put(static_cast<unsigned>(value(frame, channel)), 2);
+        for (int channel = 0; channel < channels; ++channel)
+            put(static_cast<unsigned>(value(frame, channel)), 2);
     }
     return bytes;
 }
@@ -48,7 +50,8 @@ Bytes Wav(int rate, int channels, int frames, Value value) {
 class SoundMixerTest : public testing::Test {
 protected:
     void Add(const std::string& name, const Bytes& bytes, double volume = 1.0) {
-        descriptions.push_back({"sound[" + std::to_string(descriptions.size()) + "]", folder.Write(name, bytes), volume});
+        descriptions.push_back({"sound[" + std::to_string(descriptions.size()) + "]",
+                                folder.Write(name, bytes), volume});
     }
     void Open() {
         std::string error;
@@ -66,7 +69,9 @@ protected:
 };
 
 TEST_F(SoundMixerTest, AddsWithVolumesAndSaturatesAndIsSilentBehindTheEnd) {
-    Add("stereo.wav", Wav(44100, 2, 4, [](int frame, int channel) { return (frame + 1) * (channel == 0 ? 8000 : -8000); }));
+    Add("stereo.wav", Wav(44100, 2, 4, [](int frame, int channel) {
+            return (frame + 1) * (channel == 0 ? 8000 : -8000);
+        }));
     Add("mono.wav", Wav(44100, 1, 3, [](int frame, int) { return frame == 2 ? 30000 : 100; }), 0.5);
     Open();
     EXPECT_EQ(mixer->Rate(), 44100);
@@ -77,11 +82,15 @@ TEST_F(SoundMixerTest, AddsWithVolumesAndSaturatesAndIsSilentBehindTheEnd) {
 // A tone at one rate is the same tone at another, from its first sample to the last of many blocks.
 TEST_F(SoundMixerTest, OtherRatesAreConverted) {
     constexpr double tone = 1000;
-    const auto wave = [](double seconds) { return 20000 * std::sin(2 * std::numbers::pi * tone * seconds); };
+    const auto wave = [](double seconds) {
+        return 20000 * std::sin(2 * std::numbers::pi * tone * seconds);
+    };
     for (const int rate : {8000, 22050, 32000, 44100, 96000}) {
         SCOPED_TRACE(rate);
         descriptions.clear();
-        Add("tone.wav", Wav(rate, 1, rate * 2, [&](int frame, int) { return static_cast<int>(std::lround(wave(frame / double(rate)))); }));
+        Add("tone.wav", Wav(rate, 1, rate * 2, [&](int frame, int) {
+                return static_cast<int>(std::lround(wave(frame / double(rate))));
+            }));
         Add("clock.wav", Wav(48000, 1, 1, [](int, int) { return 0; }));
         Open();
         ASSERT_EQ(mixer->Rate(), 48000);
@@ -91,7 +100,9 @@ TEST_F(SoundMixerTest, OtherRatesAreConverted) {
             const std::vector<int> mixed = Read(static_cast<std::size_t>(block));
             for (int i = 0; i < block; ++i, ++frame) {
                 // The tone's hard beginning rings.
-                if (frame > 480) worst = std::max(worst, std::abs(mixed[static_cast<std::size_t>(i) * 2] - wave(frame / 48000.0)));
+                if (frame > 480)
+                    worst = std::max(worst, std::abs(mixed[static_cast<std::size_t>(i) * 2] -
+                                                     wave(frame / 48000.0)));
             }
         }
         EXPECT_LT(worst, 60) << "0.3 per cent of the tone";
@@ -113,7 +124,8 @@ TEST_F(SoundMixerTest, SaysWhichFileIsBad) {
     for (const auto& each : cases) {
         std::string error;
         EXPECT_FALSE(SoundMixer::Open({{"sound[0]", folder / each.name, 1.0}}, error));
-        EXPECT_THAT(error, testing::StartsWith("sound[0].file: " + (folder / each.name).string() + ": " + each.message));
+        EXPECT_THAT(error, testing::StartsWith("sound[0].file: " + (folder / each.name).string() +
+                                               ": " + each.message));
     }
 }
 

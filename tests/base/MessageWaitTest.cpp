@@ -29,8 +29,10 @@ TEST(MessageWait, TakesMessagesUntilTheEventAndKeepsTheQuit) {
         EXPECT_TRUE(WaitKeepingMessages(event));
         EXPECT_TRUE(set) << "messages alone do not end the wait";
         other.join();
-        // How many are taken before the event is seen is chance; what ends the application's own loop is always there.
-        for (message = {}; message.message != WM_QUIT && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);)
+        // How many are taken before the event is seen is chance; what ends the application's own
+        // loop is always there.
+        for (message = {};
+             message.message != WM_QUIT && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);)
             left += message.message == WM_APP;
         EXPECT_EQ(message.message, WM_QUIT);
         EXPECT_EQ(message.wParam, static_cast<WPARAM>(round));

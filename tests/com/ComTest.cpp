@@ -1,4 +1,5 @@
-// Counting, asking for interfaces, starting and making objects, as every implementation relies on it.
+// Counting, asking for interfaces, starting and making objects, as every implementation relies on
+// it.
 #include <gtest/gtest.h>
 
 #include <objbase.h>
@@ -88,7 +89,8 @@ TEST(ObjBase, MakesKnownClassesOnly) {
                  {CLSID_WICImagingFactory2, __uuidof(IWICPalette), E_NOINTERFACE}};
     for (const auto& item : cases) {
         void* object = &object;
-        EXPECT_EQ(CoCreateInstance(item.what, nullptr, CLSCTX_INPROC_SERVER, item.as, &object), item.result);
+        EXPECT_EQ(CoCreateInstance(item.what, nullptr, CLSCTX_INPROC_SERVER, item.as, &object),
+                  item.result);
         EXPECT_EQ(object, nullptr);
     }
     CoUninitialize();
@@ -131,7 +133,8 @@ TEST(Utf8, ReplacesWhatIsBad) {
     EXPECT_EQ(ToUtf8(lone_high), "\xEF\xBF\xBDx");
     EXPECT_EQ(ToUtf8(lone_low), "\xEF\xBF\xBD");
     // Cut off, overlong, a surrogate, beyond the last code point, a stray continuation.
-    for (const char* bytes : {"\xE2\x82", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80", "\xFF"}) {
+    for (const char* bytes :
+         {"\xE2\x82", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80", "\xFF"}) {
         const std::wstring wide = FromUtf8(bytes);
         EXPECT_EQ(wide, std::wstring(wide.size(), static_cast<wchar_t>(0xFFFD))) << bytes;
         EXPECT_FALSE(wide.empty());

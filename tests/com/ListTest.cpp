@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "com/ComPtrList.h"
 #include "com/ComObject.h"
+#include "com/ComPtrList.h"
 
 namespace Vimbrel::test {
 namespace {

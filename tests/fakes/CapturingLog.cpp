@@ -20,12 +20,16 @@ public:
     bool Start() override { return true; }
     bool Stop() override { return true; }
     std::int32_t FindLogger(const char*) override { return HalvorixAppLog::LOGGER_INVALID; }
-    bool PreCheck(std::int32_t id, int level) override { return id == HalvorixAppLog::LOGGER_MAIN && level >= lowest; }
+    bool PreCheck(std::int32_t id, int level) override {
+        return id == HalvorixAppLog::LOGGER_MAIN && level >= lowest;
+    }
     bool Submit(LogRecord* record, const char* file, int line) override {
         {
             const std::lock_guard guard(lock);
             lines.push_back(
-                {record->level, std::string(record->content, static_cast<std::size_t>(record->contentLength)), file ? file : "", line});
+                {record->level,
+                 std::string(record->content, static_cast<std::size_t>(record->contentLength)),
+                 file ? file : "", line});
         }
         FreeRecord(record);
         return true;
@@ -96,4 +100,6 @@ void SwitchLog(int lowest) {
 
 }  // namespace Vimbrel::test
 
-extern "C" [[gnu::visibility("default")]] HalvorixAppLog::IAppLogManager* GetAppLogger() { return &Vimbrel::test::Manager(); }
+extern "C" [[gnu::visibility("default")]] HalvorixAppLog::IAppLogManager* GetAppLogger() {
+    return &Vimbrel::test::Manager();
+}

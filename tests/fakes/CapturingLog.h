@@ -1,4 +1,5 @@
-// The host's log managers of a test program: the library finds them through the program's export, and they keep every line.
+// The host's log managers of a test program: the library finds them through the program's export,
+// and they keep every line.
 #pragma once
 
 #include <string>

@@ -39,15 +39,19 @@ public:
         std::erase_if(bitmaps, [&](const auto& bitmap) { return bitmap.get() == object; });
         return TRUE;
     }
-    BOOL BitBlt(HDC to, int, int, int width, int height, HDC, int x, int y, DWORD operation) override {
-        journal.push_back("BitBlt " + std::to_string(width) + "x" + std::to_string(height) + " " + std::to_string(x) + "," +
-                          std::to_string(y) + (operation & 0x40000000 ? " with layers" : "") + Onto(to));
+    BOOL BitBlt(HDC to, int, int, int width, int height, HDC, int x, int y,
+                DWORD operation) override {
+        journal.push_back("BitBlt " + std::to_string(width) + "x" + std::to_string(height) + " " +
+                          std::to_string(x) + "," + std::to_string(y) +
+                          (operation & 0x40000000 ? " with layers" : "") + Onto(to));
         return Fill(to);
     }
     int SetStretchBltMode(HDC, int mode) override { return mode; }
-    BOOL StretchBlt(HDC to, int, int, int width, int height, HDC, int, int, int from_width, int from_height, DWORD) override {
-        journal.push_back("StretchBlt " + std::to_string(from_width) + "x" + std::to_string(from_height) + " to " + std::to_string(width) +
-                          "x" + std::to_string(height));
+    BOOL StretchBlt(HDC to, int, int, int width, int height, HDC, int, int, int from_width,
+                    int from_height, DWORD) override {
+        journal.push_back("StretchBlt " + std::to_string(from_width) + "x" +
+                          std::to_string(from_height) + " to " + std::to_string(width) + "x" +
+                          std::to_string(height));
         return Fill(to);
     }
     BOOL PrintWindow(HWND, HDC to, UINT flags) override {
@@ -102,10 +106,13 @@ private:
     }
     std::string Onto(HDC to) {
         const Bitmap* bitmap = contexts[to];
-        return bitmap ? " onto " + std::to_string(bitmap->width) + "x" + std::to_string(bitmap->height) : " onto nothing";
+        return bitmap
+                   ? " onto " + std::to_string(bitmap->width) + "x" + std::to_string(bitmap->height)
+                   : " onto nothing";
     }
     BOOL Fill(HDC to) {
-        if (Bitmap* bitmap = contexts[to]) std::fill(bitmap->pixels.begin(), bitmap->pixels.end(), fill);
+        if (Bitmap* bitmap = contexts[to])
+            std::fill(bitmap->pixels.begin(), bitmap->pixels.end(), fill);
         return TRUE;
     }
 

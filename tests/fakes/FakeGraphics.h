@@ -18,7 +18,8 @@ public:
         *factory = nullptr;
         return E_NOTIMPL;
     }
-    HRESULT D3D11CreateDevice(IDXGIAdapter*, D3D_DRIVER_TYPE, HMODULE, UINT, const D3D_FEATURE_LEVEL*, UINT, UINT, ID3D11Device**,
+    HRESULT D3D11CreateDevice(IDXGIAdapter*, D3D_DRIVER_TYPE, HMODULE, UINT,
+                              const D3D_FEATURE_LEVEL*, UINT, UINT, ID3D11Device**,
                               D3D_FEATURE_LEVEL*, ID3D11DeviceContext**) override {
         return E_NOTIMPL;
     }

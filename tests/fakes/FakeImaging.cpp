@@ -35,13 +35,15 @@ void ImagingJournal::Resume() {
 
 bool ImagingJournal::WaitFor(const std::string& operation, int count) {
     std::unique_lock guard(lock);
-    return changed.wait_for(guard, std::chrono::seconds(20), [&] { return counts[operation] >= count; });
+    return changed.wait_for(guard, std::chrono::seconds(20),
+                            [&] { return counts[operation] >= count; });
 }
 
 std::vector<std::string> ImagingJournal::Entries() const {
     const std::lock_guard guard(lock);
     std::vector<std::string> lines;
-    for (const auto& [operation, details] : entries) lines.push_back(operation + (details.empty() ? "" : " ") + details);
+    for (const auto& [operation, details] : entries)
+        lines.push_back(operation + (details.empty() ? "" : " ") + details);
     return lines;
 }
 
@@ -59,7 +61,9 @@ namespace {
 ImagingJournal* active_journal = nullptr;
 ImagingJournal& Journal() { return *active_journal; }
 
-std::string Size(UINT width, UINT height) { return std::to_string(width) + "x" + std::to_string(height); }
+std::string Size(UINT width, UINT height) {
+    return std::to_string(width) + "x" + std::to_string(height);
+}
 
 std::string ValueText(const PROPVARIANT& value) {
     if (value.vt == VT_UI1) return "UI1 " + std::to_string(value.bVal);
@@ -68,12 +72,14 @@ std::string ValueText(const PROPVARIANT& value) {
     if (value.vt == VT_LPSTR) return "LPSTR " + std::string(value.pszVal);
     if (value.vt != (VT_VECTOR | VT_UI1)) return "type " + std::to_string(value.vt);
     std::string text = "UI1[]";
-    for (ULONG i = 0; i < value.caub.cElems; ++i) text += " " + std::to_string(value.caub.pElems[i]);
+    for (ULONG i = 0; i < value.caub.cElems; ++i)
+        text += " " + std::to_string(value.caub.pElems[i]);
     return text;
 }
 
 template <class Object, class Interface, class... Arguments>
-HRESULT Make(const std::string& operation, const std::string& details, Interface** object, Arguments... arguments) {
+HRESULT Make(const std::string& operation, const std::string& details, Interface** object,
+             Arguments... arguments) {
     *object = nullptr;
     const HRESULT hr = Journal().Note(operation, details);
     if (FAILED(hr)) return hr;
@@ -85,49 +91,70 @@ HRESULT Make(const std::string& operation, const std::string& details, Interface
 template <class Interface, class... Bases>
 class Picture : public ComObject<Implements<Interface, IWICBitmapSource, Bases...>> {
 public:
-    HRESULT STDMETHODCALLTYPE GetSize(UINT* width, UINT* height) override { return *width = *height = 1, S_OK; }
-    HRESULT STDMETHODCALLTYPE GetPixelFormat(WICPixelFormatGUID* format) override { return *format = GUID_NULL, S_OK; }
-    HRESULT STDMETHODCALLTYPE CopyPalette(IWICPalette* palette) override { return palette ? E_UNEXPECTED : E_INVALIDARG; }
-    HRESULT STDMETHODCALLTYPE CopyPixels(const WICRect*, UINT, UINT, BYTE*) override { return E_UNEXPECTED; }
+    HRESULT STDMETHODCALLTYPE GetSize(UINT* width, UINT* height) override {
+        return *width = *height = 1, S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetPixelFormat(WICPixelFormatGUID* format) override {
+        return *format = GUID_NULL, S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE CopyPalette(IWICPalette* palette) override {
+        return palette ? E_UNEXPECTED : E_INVALIDARG;
+    }
+    HRESULT STDMETHODCALLTYPE CopyPixels(const WICRect*, UINT, UINT, BYTE*) override {
+        return E_UNEXPECTED;
+    }
 };
 
 class Bitmap final : public Picture<IWICBitmap> {};
 
 class Scaler final : public Picture<IWICBitmapScaler> {
 public:
-    HRESULT STDMETHODCALLTYPE Initialize(IWICBitmapSource*, UINT width, UINT height, WICBitmapInterpolationMode mode) override {
-        return Journal().Note("Scaler.Initialize", Size(width, height) + " mode " + std::to_string(mode));
+    HRESULT STDMETHODCALLTYPE Initialize(IWICBitmapSource*, UINT width, UINT height,
+                                         WICBitmapInterpolationMode mode) override {
+        return Journal().Note("Scaler.Initialize",
+                              Size(width, height) + " mode " + std::to_string(mode));
     }
 };
 
 class Converter final : public Picture<IWICFormatConverter> {
 public:
-    HRESULT STDMETHODCALLTYPE Initialize(IWICBitmapSource*, REFWICPixelFormatGUID target, WICBitmapDitherType dither, IWICPalette*,
-                                         double threshold, WICBitmapPaletteType type) override {
-        return Journal().Note("Converter.Initialize", std::string(target == GUID_WICPixelFormat8bppIndexed ? "indexed" : "other") +
-                                                          " dither " + std::to_string(dither) + " threshold " +
-                                                          std::to_string(static_cast<int>(threshold)) + " type " + std::to_string(type));
+    HRESULT STDMETHODCALLTYPE Initialize(IWICBitmapSource*, REFWICPixelFormatGUID target,
+                                         WICBitmapDitherType dither, IWICPalette*, double threshold,
+                                         WICBitmapPaletteType type) override {
+        return Journal().Note(
+            "Converter.Initialize",
+            std::string(target == GUID_WICPixelFormat8bppIndexed ? "indexed" : "other") +
+                " dither " + std::to_string(dither) + " threshold " +
+                std::to_string(static_cast<int>(threshold)) + " type " + std::to_string(type));
     }
 };
 
 class Palette final : public ComObject<Implements<IWICPalette>> {
 public:
     HRESULT STDMETHODCALLTYPE InitializeCustom(WICColor*, UINT) override { return E_UNEXPECTED; }
-    HRESULT STDMETHODCALLTYPE InitializeFromBitmap(IWICBitmapSource*, UINT count, BOOL add_transparent) override {
+    HRESULT STDMETHODCALLTYPE InitializeFromBitmap(IWICBitmapSource*, UINT count,
+                                                   BOOL add_transparent) override {
         transparent = add_transparent;
-        return Journal().Note("Palette.Initialize", std::to_string(count) + (add_transparent ? " transparent" : " opaque"));
+        return Journal().Note(
+            "Palette.Initialize",
+            std::to_string(count) + (add_transparent ? " transparent" : " opaque"));
     }
     HRESULT STDMETHODCALLTYPE GetColorCount(UINT*) override { return E_UNEXPECTED; }
     HRESULT STDMETHODCALLTYPE GetColors(UINT, WICColor*, UINT*) override { return E_UNEXPECTED; }
-    HRESULT STDMETHODCALLTYPE HasAlpha(BOOL* has_alpha) override { return *has_alpha = transparent, S_OK; }
+    HRESULT STDMETHODCALLTYPE HasAlpha(BOOL* has_alpha) override {
+        return *has_alpha = transparent, S_OK;
+    }
 
 private:
     BOOL transparent = FALSE;
 };
 
-class Writer final : public ComObject<Implements<IWICMetadataQueryWriter, IWICMetadataQueryReader>> {
+class Writer final
+    : public ComObject<Implements<IWICMetadataQueryWriter, IWICMetadataQueryReader>> {
 public:
-    HRESULT STDMETHODCALLTYPE GetMetadataByName(LPCWSTR, PROPVARIANT*) override { return E_UNEXPECTED; }
+    HRESULT STDMETHODCALLTYPE GetMetadataByName(LPCWSTR, PROPVARIANT*) override {
+        return E_UNEXPECTED;
+    }
     HRESULT STDMETHODCALLTYPE SetMetadataByName(LPCWSTR path, const PROPVARIANT* value) override {
         return Journal().Note("SetMetadata", ToUtf8(path) + " " + ValueText(*value));
     }
@@ -135,8 +162,12 @@ public:
 
 class FrameEncode final : public ComObject<Implements<IWICBitmapFrameEncode>> {
 public:
-    HRESULT STDMETHODCALLTYPE Initialize(IPropertyBag2*) override { return Journal().Note("Frame.Initialize"); }
-    HRESULT STDMETHODCALLTYPE WriteSource(IWICBitmapSource*, WICRect*) override { return Journal().Note("Frame.WriteSource"); }
+    HRESULT STDMETHODCALLTYPE Initialize(IPropertyBag2*) override {
+        return Journal().Note("Frame.Initialize");
+    }
+    HRESULT STDMETHODCALLTYPE WriteSource(IWICBitmapSource*, WICRect*) override {
+        return Journal().Note("Frame.WriteSource");
+    }
     HRESULT STDMETHODCALLTYPE Commit() override { return Journal().Note("Frame.Commit"); }
     HRESULT STDMETHODCALLTYPE GetMetadataQueryWriter(IWICMetadataQueryWriter** writer) override {
         return Make<Writer>("Frame.GetMetadataQueryWriter", "", writer);
@@ -149,7 +180,8 @@ public:
     HRESULT STDMETHODCALLTYPE Initialize(IStream*, WICBitmapEncoderCacheOption cache) override {
         return Journal().Note("Encoder.Initialize", std::to_string(cache));
     }
-    HRESULT STDMETHODCALLTYPE CreateNewFrame(IWICBitmapFrameEncode** frame, IPropertyBag2**) override {
+    HRESULT STDMETHODCALLTYPE CreateNewFrame(IWICBitmapFrameEncode** frame,
+                                             IPropertyBag2**) override {
         return Make<FrameEncode>("CreateNewFrame", "", frame);
     }
     HRESULT STDMETHODCALLTYPE Commit() override { return Journal().Note("Encoder.Commit"); }
@@ -164,33 +196,43 @@ public:
     HRESULT STDMETHODCALLTYPE Read(void*, ULONG, ULONG*) override { return E_UNEXPECTED; }
     HRESULT STDMETHODCALLTYPE Write(const void*, ULONG, ULONG*) override { return E_UNEXPECTED; }
     HRESULT STDMETHODCALLTYPE InitializeFromFilename(LPCWSTR name, DWORD access) override {
-        return Journal().Note("InitializeFromFilename", ToUtf8(name) + (access == GENERIC_WRITE ? " write" : " other"));
+        return Journal().Note("InitializeFromFilename",
+                              ToUtf8(name) + (access == GENERIC_WRITE ? " write" : " other"));
     }
 };
 
 class Factory final : public ComObject<Implements<IWICImagingFactory2, IWICImagingFactory>> {
 public:
     ~Factory() override { Journal().Note("Factory.Release"); }
-    HRESULT STDMETHODCALLTYPE CreateDecoderFromFilename(LPCWSTR, const GUID*, DWORD, WICDecodeOptions, IWICBitmapDecoder**) override {
+    HRESULT STDMETHODCALLTYPE CreateDecoderFromFilename(LPCWSTR, const GUID*, DWORD,
+                                                        WICDecodeOptions,
+                                                        IWICBitmapDecoder**) override {
         return E_UNEXPECTED;
     }
-    HRESULT STDMETHODCALLTYPE CreateEncoder(REFGUID container, const GUID* vendor, IWICBitmapEncoder** encoder) override {
-        const bool told = container == GUID_ContainerFormatGif && vendor && *vendor == GUID_VendorMicrosoft;
+    HRESULT STDMETHODCALLTYPE CreateEncoder(REFGUID container, const GUID* vendor,
+                                            IWICBitmapEncoder** encoder) override {
+        const bool told =
+            container == GUID_ContainerFormatGif && vendor && *vendor == GUID_VendorMicrosoft;
         return Make<Encoder>("CreateEncoder", told ? "gif" : "other", encoder);
     }
-    HRESULT STDMETHODCALLTYPE CreatePalette(IWICPalette** palette) override { return Make<Palette>("CreatePalette", "", palette); }
+    HRESULT STDMETHODCALLTYPE CreatePalette(IWICPalette** palette) override {
+        return Make<Palette>("CreatePalette", "", palette);
+    }
     HRESULT STDMETHODCALLTYPE CreateFormatConverter(IWICFormatConverter** converter) override {
         return Make<Converter>("CreateFormatConverter", "", converter);
     }
     HRESULT STDMETHODCALLTYPE CreateBitmapScaler(IWICBitmapScaler** scaler) override {
         return Make<Scaler>("CreateBitmapScaler", "", scaler);
     }
-    HRESULT STDMETHODCALLTYPE CreateStream(IWICStream** stream) override { return Make<Stream>("CreateStream", "", stream); }
-    HRESULT STDMETHODCALLTYPE CreateBitmapFromMemory(UINT width, UINT height, REFWICPixelFormatGUID, UINT stride, UINT size, BYTE* pixels,
+    HRESULT STDMETHODCALLTYPE CreateStream(IWICStream** stream) override {
+        return Make<Stream>("CreateStream", "", stream);
+    }
+    HRESULT STDMETHODCALLTYPE CreateBitmapFromMemory(UINT width, UINT height, REFWICPixelFormatGUID,
+                                                     UINT stride, UINT size, BYTE* pixels,
                                                      IWICBitmap** bitmap) override {
         return Make<Bitmap>("CreateBitmap",
-                            Size(width, height) + " stride " + std::to_string(stride) + " size " + std::to_string(size) + " first " +
-                                std::to_string(pixels[0]),
+                            Size(width, height) + " stride " + std::to_string(stride) + " size " +
+                                std::to_string(size) + " first " + std::to_string(pixels[0]),
                             bitmap);
     }
 };
@@ -203,7 +245,9 @@ HRESULT CreateFake(REFIID iid, void** object) {
 
 }  // namespace
 
-ScopedFakeImaging::ScopedFakeImaging() : class_override(CLSID_WICImagingFactory2, CreateFake) { active_journal = &journal; }
+ScopedFakeImaging::ScopedFakeImaging() : class_override(CLSID_WICImagingFactory2, CreateFake) {
+    active_journal = &journal;
+}
 ScopedFakeImaging::~ScopedFakeImaging() { active_journal = nullptr; }
 
 }  // namespace Vimbrel::test

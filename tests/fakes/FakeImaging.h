@@ -1,5 +1,5 @@
-// An imaging factory for the GIF recorder that writes no file: it keeps what the recorder asked for, in order, and can be
-// told to fail or to hold the recorder's thread.
+// An imaging factory for the GIF recorder that writes no file: it keeps what the recorder asked
+// for, in order, and can be told to fail or to hold the recorder's thread.
 #pragma once
 
 #include <wincodec.h>
@@ -24,7 +24,8 @@ public:
     // While it holds, calls of the operation wait.
     void Hold(const std::string& operation);
     void Resume();
-    // Until the operation has been called `count` times in all. False if that does not happen for 20 seconds.
+    // Until the operation has been called `count` times in all. False if that does not happen for
+    // 20 seconds.
     bool WaitFor(const std::string& operation, int count);
 
     // "operation details" of everything so far; with a name only of that operation.

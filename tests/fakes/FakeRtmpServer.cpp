@@ -12,7 +12,8 @@ constexpr int command_type = 20;
 
 std::string BigEndian(std::size_t value, int bytes) {
     std::string result;
-    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) result.push_back(static_cast<char>(value >> shift));
+    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
+        result.push_back(static_cast<char>(value >> shift));
     return result;
 }
 
@@ -23,20 +24,27 @@ const std::string end_of_object = std::string(2, '\0') + "\x09";
 
 // A small whole number as the protocol's double.
 std::string Number(int value) {
-    static constexpr std::array<const char*, 6> heads = {"\x00\x00", "\x3F\xF0", "\x40\x00", "\x40\x08", "\x40\x10", "\x40\x14"};
-    return std::string(1, '\0') + std::string(heads.at(static_cast<std::size_t>(value)), 2) + std::string(6, '\0');
+    static constexpr std::array<const char*, 6> heads = {"\x00\x00", "\x3F\xF0", "\x40\x00",
+                                                         "\x40\x08", "\x40\x10", "\x40\x14"};
+    return std::string(1, '\0') + std::string(heads.at(static_cast<std::size_t>(value)), 2) +
+           std::string(6, '\0');
 }
 
-std::string Status(const std::string& level, const std::string& code, const std::string& description) {
-    return "\x03" + Name("level") + Text(level) + Name("code") + Text(code) + Name("description") + Text(description) + end_of_object;
+std::string Status(const std::string& level, const std::string& code,
+                   const std::string& description) {
+    return "\x03" + Name("level") + Text(level) + Name("code") + Text(code) + Name("description") +
+           Text(description) + end_of_object;
 }
 
-// The text of a command's first value, and its second value as it stands, which is the number of the call.
+// The text of a command's first value, and its second value as it stands, which is the number of
+// the call.
 std::string CommandName(const std::string& body) {
     const std::size_t length = body.size() < 3 ? 0 : static_cast<std::uint8_t>(body[2]);
     return body.substr(std::min<std::size_t>(3, body.size()), length);
 }
-std::string CallNumber(const std::string& body) { return body.substr(std::min(3 + CommandName(body).size(), body.size()), 9); }
+std::string CallNumber(const std::string& body) {
+    return body.substr(std::min(3 + CommandName(body).size(), body.size()), 9);
+}
 
 // A text of the object in a command.
 std::string Member(const std::string& body, const std::string& name) {
@@ -44,18 +52,21 @@ std::string Member(const std::string& body, const std::string& name) {
     const std::size_t place = body.find(key);
     if (place == std::string::npos || place + key.size() + 2 > body.size()) return {};
     const std::size_t value = place + key.size();
-    const std::size_t length = static_cast<std::uint8_t>(body[value]) * 256U + static_cast<std::uint8_t>(body[value + 1]);
+    const std::size_t length =
+        static_cast<std::uint8_t>(body[value]) * 256U + static_cast<std::uint8_t>(body[value + 1]);
     return body.substr(value + 2, length);
 }
 
 bool Send(const Socket& client, const std::string& bytes) {
-    return send(client.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+    return send(client.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(bytes.size());
 }
 
 bool SendCommand(const Socket& client, const std::string& body, std::size_t stream) {
     std::string id = BigEndian(stream, 4);
     std::reverse(id.begin(), id.end());
-    std::string bytes = "\x03" + BigEndian(0, 3) + BigEndian(body.size(), 3) + static_cast<char>(command_type) + id;
+    std::string bytes =
+        "\x03" + BigEndian(0, 3) + BigEndian(body.size(), 3) + static_cast<char>(command_type) + id;
     for (std::size_t at = 0; at < body.size(); at += chunk_size) {
         if (at != 0) bytes += '\xC3';
         bytes += body.substr(at, chunk_size);
@@ -65,7 +76,8 @@ bool SendCommand(const Socket& client, const std::string& body, std::size_t stre
 
 }  // namespace
 
-FakeRtmpServer::FakeRtmpServer(Judge judge) : judge(std::move(judge)), listener(Listen(port)), thread([this] { Run(); }) {}
+FakeRtmpServer::FakeRtmpServer(Judge judge)
+    : judge(std::move(judge)), listener(Listen(port)), thread([this] { Run(); }) {}
 
 FakeRtmpServer::~FakeRtmpServer() {
     stopping = true;
@@ -99,7 +111,8 @@ bool FakeRtmpServer::Receive(const Socket& client, void* bytes, std::size_t size
 }
 
 // The next whole message; `streams` keeps those of which parts are missing.
-bool FakeRtmpServer::Receive(const Socket& client, std::map<int, ChunkStream>& streams, Message& message) const {
+bool FakeRtmpServer::Receive(const Socket& client, std::map<int, ChunkStream>& streams,
+                             Message& message) const {
     static constexpr std::array<std::size_t, 4> header_sizes = {11, 7, 3, 0};
     for (;;) {
         std::uint8_t first = 0;
@@ -150,11 +163,18 @@ bool FakeRtmpServer::Answer(const Socket& client, const std::string& body) {
             SendCommand(client, Text("_error") + call + null_value + status, 0);
             return false;
         }
-        return SendCommand(client, Text("_result") + call + null_value + Status("status", "NetConnection.Connect.Success", "Good."), 0);
+        return SendCommand(client,
+                           Text("_result") + call + null_value +
+                               Status("status", "NetConnection.Connect.Success", "Good."),
+                           0);
     }
-    if (name == "createStream") return SendCommand(client, Text("_result") + call + null_value + Number(1), 0);
+    if (name == "createStream")
+        return SendCommand(client, Text("_result") + call + null_value + Number(1), 0);
     if (name == "publish") {
-        return SendCommand(client, Text("onStatus") + Number(0) + null_value + Status("status", "NetStream.Publish.Start", "Go."), 1);
+        return SendCommand(client,
+                           Text("onStatus") + Number(0) + null_value +
+                               Status("status", "NetStream.Publish.Start", "Go."),
+                           1);
     }
     return true;
 }

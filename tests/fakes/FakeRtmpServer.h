@@ -16,7 +16,8 @@ namespace Vimbrel::test {
 
 class FakeRtmpServer {
 public:
-    // Given the application of a connect command, as the client wrote it: why it is refused, or nothing to accept it.
+    // Given the application of a connect command, as the client wrote it: why it is refused, or
+    // nothing to accept it.
     using Judge = std::function<std::string(const std::string& application)>;
 
     explicit FakeRtmpServer(Judge judge);

@@ -17,7 +17,9 @@ public:
     };
 
     BOOL IsWindow(HWND) override { return exists; }
-    HWND GetParent(HWND window) override { return parents.count(window) ? parents[window] : nullptr; }
+    HWND GetParent(HWND window) override {
+        return parents.count(window) ? parents[window] : nullptr;
+    }
     HWND GetActiveWindow() override { return nullptr; }
     BOOL IsIconic(HWND window) override { return window == iconic; }
     BOOL GetClientRect(HWND, RECT* rect) override {
@@ -39,7 +41,8 @@ public:
         return TRUE;
     }
     BOOL VerifyVersionInfoW(OSVERSIONINFOEXW* wanted, DWORD types, ULONGLONG conditions) override {
-        // All three, each as "at least": 3 in the three bits of its type (major 2, minor 1, service pack 0x20).
+        // All three, each as "at least": 3 in the three bits of its type (major 2, minor 1, service
+        // pack 0x20).
         last_question_fits = types == 0x23 && conditions == (3u | 3u << 3 | 3u << 15);
         if (version.major != wanted->dwMajorVersion) return version.major > wanted->dwMajorVersion;
         if (version.minor != wanted->dwMinorVersion) return version.minor > wanted->dwMinorVersion;
@@ -60,7 +63,9 @@ public:
         ++loaded;
         return library_exists ? reinterpret_cast<HMODULE>(this) : nullptr;
     }
-    FARPROC GetProcAddress(HMODULE, LPCSTR name) override { return std::strcmp(name, "GetDpiForWindow") == 0 ? window_dpi : monitor_dpi; }
+    FARPROC GetProcAddress(HMODULE, LPCSTR name) override {
+        return std::strcmp(name, "GetDpiForWindow") == 0 ? window_dpi : monitor_dpi;
+    }
     BOOL FreeLibrary(HMODULE) override {
         --loaded;
         return TRUE;

@@ -9,7 +9,9 @@ namespace Vimbrel::test {
 
 class ManualClock final : public Clock {
 public:
-    std::int64_t PerformanceCounter() override { return now_ms.load() * (PerformanceFrequency() / 1000); }
+    std::int64_t PerformanceCounter() override {
+        return now_ms.load() * (PerformanceFrequency() / 1000);
+    }
     std::int64_t PerformanceFrequency() override { return 10'000'000; }
     std::uint32_t TimeMilliseconds() override { return static_cast<std::uint32_t>(now_ms.load()); }
 

@@ -24,11 +24,12 @@ public:
         std::int64_t time, duration;
         bool operator==(const Video&) const = default;
     };
-    void OnStateChanged(MediaSource* source, MediaSource::State from, MediaSource::State to) override {
+    void OnStateChanged(MediaSource* source, MediaSource::State from,
+                        MediaSource::State to) override {
         changes.push_back({source, from, to, source->GetState()});
     }
-    void OnVideoSample(MediaSource* source, unsigned char* pixels, int width, int height, int stride, std::int64_t time,
-                       std::int64_t duration) override {
+    void OnVideoSample(MediaSource* source, unsigned char* pixels, int width, int height,
+                       int stride, std::int64_t time, std::int64_t duration) override {
         video.push_back({source, pixels, width, height, stride, time, duration});
     }
     void OnAudioSample(MediaSource*, unsigned char*, int, std::int64_t, std::int64_t) override {}

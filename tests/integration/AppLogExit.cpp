@@ -1,5 +1,5 @@
-// Starts the library's own manager and ends without stopping it, with a static object that logs at its end. On Linux the manager
-// is gone by then; on Windows it goes with its library, later.
+// Starts the library's own manager and ends without stopping it, with a static object that logs at
+// its end. On Linux the manager is gone by then; on Windows it goes with its library, later.
 #include "vimbrel/AppLog.h"
 
 namespace {
@@ -8,7 +8,8 @@ struct LogsAtTheEnd {
     ~LogsAtTheEnd() {
         APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_FATAL, "logged at the end");
         HalvorixAppLog::IAppLogManager* const manager = HalvorixAppLog::GetAppLogger();
-        manager->FreeRecord(manager->MakeRecord(HalvorixAppLog::LOGGER_MAIN, HalvorixAppLog::LOG_LEVEL_FATAL));
+        manager->FreeRecord(
+            manager->MakeRecord(HalvorixAppLog::LOGGER_MAIN, HalvorixAppLog::LOG_LEVEL_FATAL));
     }
 } logs_at_the_end;
 

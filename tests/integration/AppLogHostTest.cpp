@@ -14,7 +14,8 @@ TEST(AppLogHost, TakesTheLibrarysLines) {
     const auto lines = TakeLog();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].level, HalvorixAppLog::LOG_LEVEL_ERROR);
-    EXPECT_THAT(lines[0].text, testing::StartsWith("Photo - CreateDecoderFromFilename failed - 0x80070"));
+    EXPECT_THAT(lines[0].text,
+                testing::StartsWith("Photo - CreateDecoderFromFilename failed - 0x80070"));
     EXPECT_THAT(lines[0].file, testing::HasSubstr("MediaSourcePicture.cpp"));
     EXPECT_GT(lines[0].line, 0);
 

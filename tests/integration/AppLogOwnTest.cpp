@@ -1,5 +1,5 @@
-// A program without a manager of its own, linked to a library that defines GetAppLogger: the Vimbrel library's own manager
-// takes the lines.
+// A program without a manager of its own, linked to a library that defines GetAppLogger: the
+// Vimbrel library's own manager takes the lines.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -41,7 +41,9 @@ TEST(AppLogOwn, TakesTheLibrarysLinesOnceStarted) {
     manager->SetFileLine(HalvorixAppLog::LOGGER_MAIN, true);
     OpenMissingPicture();
     const std::string text = Text(folder.path);
-    EXPECT_NE(text.find("[ERROR] Photo - CreateDecoderFromFilename failed - 0x80070"), std::string::npos) << text;
+    EXPECT_NE(text.find("[ERROR] Photo - CreateDecoderFromFilename failed - 0x80070"),
+              std::string::npos)
+        << text;
     EXPECT_NE(text.find(" MediaSourcePicture.cpp:"), std::string::npos) << text;
     EXPECT_TRUE(manager->Stop());
     EXPECT_EQ(decoy_calls, 0);
@@ -54,7 +56,8 @@ TEST(AppLogOwn, EndsWithTheProcess) {
 #else
     const std::string program = "applog_exit";
 #endif
-    const std::filesystem::path self = std::filesystem::path(testing::internal::GetArgvs()[0]).parent_path();
+    const std::filesystem::path self =
+        std::filesystem::path(testing::internal::GetArgvs()[0]).parent_path();
     EXPECT_EQ(std::system(((self / program).string() + " " + folder.path.string()).c_str()), 0);
     const std::string text = Text(folder.path);
     EXPECT_NE(text.find("[ERROR] logged by main\r\n"), std::string::npos) << text;

@@ -1,4 +1,5 @@
-// Standard output as a terminal. The other platform's consoles have no such thing as a terminal's other end.
+// Standard output as a terminal. The other platform's consoles have no such thing as a terminal's
+// other end.
 #include "log/Console.h"
 
 #include <pty.h>
@@ -52,8 +53,11 @@ private:
 TEST(Console, ColoursByLevel) {
     LockHelper lock;
     const std::string plain = "x\r\n";
-    const auto coloured = [&](const char* color) { return "\x1b[0;" + std::string(color) + "m" + plain + "\x1b[0m"; };
-    const std::string expected[] = {plain, plain, coloured("36"), coloured("33"), coloured("31"), coloured("32"), coloured("35"), plain};
+    const auto coloured = [&](const char* color) {
+        return "\x1b[0;" + std::string(color) + "m" + plain + "\x1b[0m";
+    };
+    const std::string expected[] = {plain,          plain,          coloured("36"), coloured("33"),
+                                    coloured("31"), coloured("32"), coloured("35"), plain};
     Terminal terminal;
     for (int level = 0; level <= 7; ++level) {
         PrintColoured(lock, level, plain);
@@ -76,19 +80,24 @@ TEST(Console, TheManagersOwnMessages) {
         ASSERT_TRUE(manager.Start());
         EXPECT_FALSE(manager.Start());
         EXPECT_EQ(terminal.Take(), coloured("AppLog already start \r\n"));
-        for (std::int32_t id = 1; id <= LOGGER_MAX; ++id) manager.CreateLogger(std::to_string(id).c_str());
-        EXPECT_EQ(terminal.Take(), coloured("AppLog: CreateLogger can not create|writeover, because loggerid need < LOGGER_MAX! \r\n"));
+        for (std::int32_t id = 1; id <= LOGGER_MAX; ++id)
+            manager.CreateLogger(std::to_string(id).c_str());
+        EXPECT_EQ(terminal.Take(), coloured("AppLog: CreateLogger can not create|writeover, "
+                                            "because loggerid need < LOGGER_MAX! \r\n"));
         manager.SetDisplay(LOGGER_MAIN, false);
         manager.SetPath(LOGGER_MAIN, "/proc/self");
         manager.Log(LOGGER_MAIN, LOG_LEVEL_ERROR, "text");
         const std::string printed = terminal.Take();
         const std::string bar = coloured("!!!!!!!!!!!!!!!!!!!!!!!!!! \r\n");
-        EXPECT_TRUE(printed.starts_with(bar + "\x1b[0;35mAppLog: can not open log file /proc/self/log_tests_")) << printed;
+        EXPECT_TRUE(printed.starts_with(
+            bar + "\x1b[0;35mAppLog: can not open log file /proc/self/log_tests_"))
+            << printed;
         EXPECT_TRUE(printed.ends_with(".log. \r\n\x1b[0m" + bar)) << printed;
         manager.SetDisplay(LOGGER_MAIN, true);
         manager.Log(LOGGER_MAIN, LOG_LEVEL_ERROR, "text");
         const std::string line = terminal.Take();
-        EXPECT_TRUE(line.starts_with("\x1b[0;31m20") && line.ends_with("[ERROR] text\r\n\x1b[0m")) << line;
+        EXPECT_TRUE(line.starts_with("\x1b[0;31m20") && line.ends_with("[ERROR] text\r\n\x1b[0m"))
+            << line;
     }
     EXPECT_EQ(terminal.Take(), coloured("AppLog stopping \r\n"));
 }

@@ -20,7 +20,9 @@ std::string Parse(LogConfiguration& configuration, std::string_view text) {
 
 TEST(LogConfiguration, SectionHeads) {
     const std::pair<std::string, std::string> cases[] = {
-        {"[MAIN]", "Main"}, {"\xEF\xBB\xBF[ a b ]", "a b"}, {"[[x", "x"}, {" [x] = ignored", "x"}, {"[x#y]", "x#y"}, {"[]", ""},
+        {"[MAIN]", "Main"}, {"\xEF\xBB\xBF[ a b ]", "a b"},
+        {"[[x", "x"},       {" [x] = ignored", "x"},
+        {"[x#y]", "x#y"},   {"[]", ""},
     };
     for (const auto& [head, key] : cases) {
         LogConfiguration configuration;
@@ -41,8 +43,9 @@ TEST(LogConfiguration, Settings) {
         EXPECT_EQ(Parse(configuration, "[s]\n" + line), "") << line;
         const LoggerInfo& s = configuration.Loggers().at("s");
         std::ostringstream text;
-        text << s.name.Get() << ' ' << s.path.Get() << ' ' << s.level << s.display << s.outfile << s.monthdir << ' ' << s.limitsize << ' '
-             << s.fileline << s.enable << ' ' << s.reserve;
+        text << s.name.Get() << ' ' << s.path.Get() << ' ' << s.level << s.display << s.outfile
+             << s.monthdir << ' ' << s.limitsize << ' ' << s.fileline << s.enable << ' '
+             << s.reserve;
         return text.str();
     };
     const std::pair<std::string, std::string> cases[] = {
@@ -73,9 +76,12 @@ TEST(LogConfiguration, Settings) {
 
 TEST(LogConfiguration, Warnings) {
     LogConfiguration configuration;
-    EXPECT_EQ(Parse(configuration, "Level = WARN\r\n[a]\r\n[b]\n[ A ]\n[a]\nlevel=error"),
-              "AppLog configure warning: not found current logger name:[] at line:1, key=Level, value=WARN \n"
-              "AppLog configure warning: duplicate logger key:[a] at line: 7 \n");  // CR and LF count a line each
+    EXPECT_EQ(
+        Parse(configuration, "Level = WARN\r\n[a]\r\n[b]\n[ A ]\n[a]\nlevel=error"),
+        "AppLog configure warning: not found current logger name:[] at line:1, key=Level, "
+        "value=WARN \n"
+        "AppLog configure warning: duplicate logger key:[a] at line: 7 \n");  // CR and LF count a
+                                                                              // line each
     EXPECT_EQ(configuration.Loggers().size(), 3u);
     EXPECT_EQ(configuration.Loggers().at("a").level, LOG_LEVEL_ERROR);
 }
@@ -89,7 +95,8 @@ protected:
 TEST_F(LogConfigurationLoading, FirstLoadMakesLoggers) {
     EXPECT_FALSE(manager.ConfigFromText(nullptr));
     EXPECT_TRUE(manager.ConfigFromText(""));
-    EXPECT_TRUE(manager.ConfigFromText("[MAIN]\nlevel=error\nname=\npath=\nreserve=5\n[other]\nlimitsize=0"));
+    EXPECT_TRUE(manager.ConfigFromText(
+        "[MAIN]\nlevel=error\nname=\npath=\nreserve=5\n[other]\nlimitsize=0"));
     EXPECT_EQ(logger.level, LOG_LEVEL_ERROR);
     EXPECT_EQ(logger.name.Get(), "Main");  // empty texts are refused
     EXPECT_EQ(logger.reserve, 0);          // never applied
@@ -119,8 +126,10 @@ TEST_F(LogConfigurationLoading, MoreSectionsThanLoggers) {
 
 TEST_F(LogConfigurationLoading, FileAsPeopleWriteIt) {
     // Of several blocks, with a zero in it.
-    const char text[] = "\xEF\xBB\xBF[Main]\r\n  Level =\tError \r\n[ two ]\r\nlevel=fatal\0level=info\n[three]";
-    temporary.Write("log.conf", std::string(text, 8) + std::string(1000, '\n') + std::string(text + 8, sizeof text - 9));
+    const char text[] =
+        "\xEF\xBB\xBF[Main]\r\n  Level =\tError \r\n[ two ]\r\nlevel=fatal\0level=info\n[three]";
+    temporary.Write("log.conf", std::string(text, 8) + std::string(1000, '\n') +
+                                    std::string(text + 8, sizeof text - 9));
     EXPECT_TRUE(manager.Config(file.c_str()));
     EXPECT_EQ(logger.level, LOG_LEVEL_ERROR);
     EXPECT_EQ(manager.loggers[1].level, LOG_LEVEL_FATAL);
@@ -131,12 +140,14 @@ TEST_F(LogConfigurationLoading, Messages) {
     const std::string bar = " !!! !!! !!! !!!\n";
     EXPECT_FALSE(manager.ReloadConfig());
     EXPECT_FALSE(manager.Config(nullptr));
-    EXPECT_EQ(Print([&] { EXPECT_FALSE(manager.Config(file.c_str())); }),
-              bar + " !!! !!! AppLog load config file error. filename=" + file + "  !!! !!! \n" + bar);
+    EXPECT_EQ(
+        Print([&] { EXPECT_FALSE(manager.Config(file.c_str())); }),
+        bar + " !!! !!! AppLog load config file error. filename=" + file + "  !!! !!! \n" + bar);
     // The first name stays, though it failed.
-    EXPECT_EQ(Print([&] { EXPECT_FALSE(manager.Config("other")); }),
-              bar + " !!! !!! AppLog configure error: too many calls to Config. the old config file=" + file +
-                  ",  the new config file=other !!! !!! \n" + bar);
+    EXPECT_EQ(
+        Print([&] { EXPECT_FALSE(manager.Config("other")); }),
+        bar + " !!! !!! AppLog configure error: too many calls to Config. the old config file=" +
+            file + ",  the new config file=other !!! !!! \n" + bar);
     temporary.Write("log.conf", "[main]\nlevel=alarm");
     EXPECT_EQ(Print([&] { EXPECT_TRUE(manager.ReloadConfig()); }), "");
     EXPECT_EQ(logger.level, LOG_LEVEL_ALARM);

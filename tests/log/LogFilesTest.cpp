@@ -16,7 +16,9 @@ class LogFilesTest : public LogFixture {
 protected:
     static constexpr std::int64_t hour = 3600;
 
-    bool Log(const std::string& text = "text") { return manager.Log(LOGGER_MAIN, LOG_LEVEL_ERROR, text); }
+    bool Log(const std::string& text = "text") {
+        return manager.Log(LOGGER_MAIN, LOG_LEVEL_ERROR, text);
+    }
     // Makes the current file larger than the smallest limit.
     void LogMegabyte() {
         for (int i = 0; i < 129; ++i) Log(std::string(8100, 'm'));
@@ -35,7 +37,8 @@ TEST_F(LogFilesTest, NamesByLoggerAndHour) {
     Log();
     Advance(1);
     Log();
-    EXPECT_THAT(Names(), UnorderedElementsAre(ShortName("2025041013"), ShortName("2025041014"), LongName("main", "2025041013", "000"),
+    EXPECT_THAT(Names(), UnorderedElementsAre(ShortName("2025041013"), ShortName("2025041014"),
+                                              LongName("main", "2025041013", "000"),
                                               LongName("Other", "2025041013", "000")));
     EXPECT_GE(manager.pid.size(), 6u);
     EXPECT_EQ(manager.processName, "log_tests");
@@ -46,7 +49,8 @@ TEST_F(LogFilesTest, RollsBySizeAndStartsAgainWithTheDay) {
     LogMegabyte();
     EXPECT_THAT(Names(), ElementsAre(ShortName("2025041013")));
     Log();
-    EXPECT_THAT(Names(), UnorderedElementsAre(ShortName("2025041013"), LongName("Main", "2025041013", "001")));
+    EXPECT_THAT(Names(), UnorderedElementsAre(ShortName("2025041013"),
+                                              LongName("Main", "2025041013", "001")));
     // The index stays over a full hour, and so does the long form.
     Advance(hour);
     Log();
@@ -61,7 +65,8 @@ TEST_F(LogFilesTest, AppendedFilesCountFromTheirRealSize) {
     temporary.Write(ShortName("2025041013"), std::string((1 << 20) + 1, 'o'));
     Log();
     Log();
-    EXPECT_THAT(Names(), UnorderedElementsAre(ShortName("2025041013"), LongName("Main", "2025041013", "001")));
+    EXPECT_THAT(Names(), UnorderedElementsAre(ShortName("2025041013"),
+                                              LongName("Main", "2025041013", "001")));
 }
 
 TEST_F(LogFilesTest, LimitsWrapAsTheFieldDoes) {
@@ -84,7 +89,8 @@ TEST_F(LogFilesTest, MidnightIsLocal) {
     Log();
     Advance(1);
     Log();
-    EXPECT_THAT(Names(), UnorderedElementsAre("2025_04/" + ShortName("2025043023"), "2025_04/" + LongName("Main", "2025043023", "001"),
+    EXPECT_THAT(Names(), UnorderedElementsAre("2025_04/" + ShortName("2025043023"),
+                                              "2025_04/" + LongName("Main", "2025043023", "001"),
                                               "2025_05/" + ShortName("2025050100")));
 }
 
@@ -102,7 +108,8 @@ TEST_F(LogFilesTest, OldFilesGoByAgeOnceThereAreMoreThanSeven) {
     manager.SetReserve(LOGGER_MAIN, 5 * hour);
     for (int i = 0; i < 8; ++i, Advance(hour)) Log();
     Log();  // the ninth: those of more than five hours ago go
-    EXPECT_THAT(Names(), ElementsAre(ShortName("2025041016"), ShortName("2025041017"), ShortName("2025041018"), ShortName("2025041019"),
+    EXPECT_THAT(Names(), ElementsAre(ShortName("2025041016"), ShortName("2025041017"),
+                                     ShortName("2025041018"), ShortName("2025041019"),
                                      ShortName("2025041020"), ShortName("2025041021")));
     Log();
     EXPECT_EQ(Files().size(), 6u);
@@ -185,7 +192,8 @@ TEST_F(LogFilesTest, DiskFull) {
     EXPECT_TRUE(manager.loggers[LOGGER_MAIN].outfile);  // the program goes on, and room may come
     Advance(hour);
     EXPECT_TRUE(Log("room again"));
-    EXPECT_NE(Vimbrel::test::ReadText(folder / ShortName("2025041014")).find("room again"), std::string::npos);
+    EXPECT_NE(Vimbrel::test::ReadText(folder / ShortName("2025041014")).find("room again"),
+              std::string::npos);
 }
 #endif
 

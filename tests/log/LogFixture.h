@@ -23,7 +23,9 @@ class FakeLogClock final : public LogClock {
 public:
     explicit FakeLogClock(std::int64_t seconds = 0) : milliseconds(seconds * 1000) {}
 
-    std::uint64_t FileTime() override { return static_cast<std::uint64_t>(milliseconds + 11'644'473'600'000) * 10'000; }
+    std::uint64_t FileTime() override {
+        return static_cast<std::uint64_t>(milliseconds + 11'644'473'600'000) * 10'000;
+    }
     std::tm LocalTime(std::int64_t time) override {
         const std::time_t local = static_cast<std::time_t>(time + offset(time));
         std::tm result{};
@@ -31,10 +33,13 @@ public:
         return result;
     }
     std::int64_t Midnight(const std::tm& day) override {
-        const std::chrono::year_month_day date{std::chrono::year(day.tm_year + 1900),
-                                               std::chrono::month(static_cast<unsigned>(day.tm_mon + 1)),
-                                               std::chrono::day(static_cast<unsigned>(day.tm_mday))};
-        const std::int64_t local = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::sys_days(date).time_since_epoch()).count();
+        const std::chrono::year_month_day date{
+            std::chrono::year(day.tm_year + 1900),
+            std::chrono::month(static_cast<unsigned>(day.tm_mon + 1)),
+            std::chrono::day(static_cast<unsigned>(day.tm_mday))};
+        const std::int64_t local = std::chrono::duration_cast<std::chrono::seconds>(
+                                       std::chrono::sys_days(date).time_since_epoch())
+                                       .count();
         return local - offset(local - offset(local));
     }
     void Sleep(int length) override {
@@ -43,7 +48,9 @@ public:
     }
 
     std::atomic<std::int64_t> milliseconds;
-    std::function<std::int64_t(std::int64_t)> offset = [](std::int64_t) { return 0; };  // of local time, at a moment
+    std::function<std::int64_t(std::int64_t)> offset = [](std::int64_t) {
+        return 0;
+    };  // of local time, at a moment
     std::atomic<int> slept{0};
 };
 
@@ -58,7 +65,8 @@ public:
     using LogerManager::WorkerRound;
     using LogerManager::WorkerState;
 
-    bool Log(std::int32_t id, int level, const std::string& text, const char* file = nullptr, int line = 0) {
+    bool Log(std::int32_t id, int level, const std::string& text, const char* file = nullptr,
+             int line = 0) {
         LogRecord* const record = MakeRecord(id, level);
         LogCursor(*record) << text;
         return Submit(record, file, line);
@@ -79,7 +87,8 @@ protected:
         std::map<std::string, std::string> files;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
             if (entry.is_regular_file())
-                files[entry.path().lexically_relative(folder).generic_string()] = Vimbrel::test::ReadText(entry.path());
+                files[entry.path().lexically_relative(folder).generic_string()] =
+                    Vimbrel::test::ReadText(entry.path());
         }
         return files;
     }
@@ -88,9 +97,13 @@ protected:
         for (const auto& [name, content] : Files()) names.push_back(name);
         return names;
     }
-    std::string ShortName(const std::string& hour) const { return manager.processName + "_" + hour + "_" + manager.pid + ".log"; }
-    std::string LongName(const std::string& name, const std::string& hour, const std::string& index) const {
-        return manager.processName + "_" + name + "_" + hour + "_" + manager.pid + "_" + index + ".log";
+    std::string ShortName(const std::string& hour) const {
+        return manager.processName + "_" + hour + "_" + manager.pid + ".log";
+    }
+    std::string LongName(const std::string& name, const std::string& hour,
+                         const std::string& index) const {
+        return manager.processName + "_" + name + "_" + hour + "_" + manager.pid + "_" + index +
+               ".log";
     }
     void SetTime(std::int64_t seconds) { clock.milliseconds = seconds * 1000; }
     void Advance(std::int64_t seconds) { clock.milliseconds = clock.milliseconds + seconds * 1000; }

@@ -19,7 +19,8 @@ std::unique_ptr<LogRecord> RecordWithFree(std::int32_t free) {
 
 // What was written behind the first LOG_TEXT_CAPACITY - free bytes.
 std::string Tail(const LogRecord& record, std::int32_t free) {
-    return std::string(record.content + LOG_TEXT_CAPACITY - free, record.content + record.contentLength);
+    return std::string(record.content + LOG_TEXT_CAPACITY - free,
+                       record.content + record.contentLength);
 }
 
 TEST(LogCursor, WritersAreBoundedByTheCapacity) {
@@ -30,16 +31,23 @@ TEST(LogCursor, WritersAreBoundedByTheCapacity) {
     } cases[] = {
         {1, [](LogCursor& cursor) { cursor << 'a'; }, ""},  // a character needs more than one byte
         {2, [](LogCursor& cursor) { cursor << 'a' << 'b'; }, "a"},
-        {3, [](LogCursor& cursor) { cursor << "abcd"; }, "abc"},  // a string takes the last byte, too
+        {3, [](LogCursor& cursor) { cursor << "abcd"; },
+         "abc"},  // a string takes the last byte, too
         {0, [](LogCursor& cursor) { cursor << "abcd" << 'e' << 1u; }, ""},
         {64, [](LogCursor& cursor) { cursor << 5u << "after"; }, "after"},
         {65, [](LogCursor& cursor) { cursor << 5u << 6u; }, "5"},
         {64, [](LogCursor& cursor) { cursor << -5; }, "-"},  // the sign goes by the character rule
         {66, [](LogCursor& cursor) { cursor << -5; }, "-5"},
-        {200, [](LogCursor& cursor) { cursor << std::numeric_limits<long long>::min() << ' ' << 0u; }, "-9223372036854775808 0"},
-        {100, [](LogCursor& cursor) { cursor << std::numeric_limits<unsigned long long>::max(); }, "18446744073709551615"},
-        {100, [](LogCursor& cursor) { cursor << L"\u00e4\u20ac" << static_cast<const char*>(nullptr); }, "\xC3\xA4\xE2\x82\xAC"},
-        {4, [](LogCursor& cursor) { cursor << L"\u20ac\u20ac"; }, "\xE2\x82\xAC\xE2"},  // cut by bytes
+        {200,
+         [](LogCursor& cursor) { cursor << std::numeric_limits<long long>::min() << ' ' << 0u; },
+         "-9223372036854775808 0"},
+        {100, [](LogCursor& cursor) { cursor << std::numeric_limits<unsigned long long>::max(); },
+         "18446744073709551615"},
+        {100,
+         [](LogCursor& cursor) { cursor << L"\u00e4\u20ac" << static_cast<const char*>(nullptr); },
+         "\xC3\xA4\xE2\x82\xAC"},
+        {4, [](LogCursor& cursor) { cursor << L"\u20ac\u20ac"; },
+         "\xE2\x82\xAC\xE2"},  // cut by bytes
     };
     for (const auto& entry : cases) {
         const auto record = RecordWithFree(entry.free);
@@ -62,7 +70,8 @@ TEST(AppendFormat, IsCutAtTheCapacity) {
         const auto record = RecordWithFree(entry.free);
         AppendFormat(*record, "%s", std::string(entry.length, 'y').c_str());
         EXPECT_EQ(record->contentLength, LOG_TEXT_CAPACITY - entry.left);
-        EXPECT_EQ(Tail(*record, entry.free), std::string(static_cast<std::size_t>(entry.free - entry.left), 'y'));
+        EXPECT_EQ(Tail(*record, entry.free),
+                  std::string(static_cast<std::size_t>(entry.free - entry.left), 'y'));
         EXPECT_EQ(std::string(record->content + LOG_TEXT_CAPACITY + 1, 2), "xx");
     }
 }

@@ -7,15 +7,17 @@ namespace {
 
 class LogThreadsTest : public LogFixture {};
 
-// Many writers, while files roll by size and by the hour, settings change and the configuration is reloaded.
+// Many writers, while files roll by size and by the hour, settings change and the configuration is
+// reloaded.
 TEST_F(LogThreadsTest, NoRecordIsLostAndNoLineTorn) {
     constexpr int threads = 8;
     constexpr int records = 1500;
     const std::string filler(700, 'f');
     const std::string configuration = (folder / "log.conf").string();
     const auto configure = [&](int i) {
-        temporary.Write("log.conf.new",
-                        "[main]\nlimitsize=1\ndisplay=0\nname=name" + std::to_string(i % 5) + "\npath=" + folder.generic_string());
+        temporary.Write("log.conf.new", "[main]\nlimitsize=1\ndisplay=0\nname=name" +
+                                            std::to_string(i % 5) +
+                                            "\npath=" + folder.generic_string());
         // Refused on Windows while the reload reads the file; the next one goes through.
         std::error_code refused;
         std::filesystem::rename(configuration + ".new", configuration, refused);

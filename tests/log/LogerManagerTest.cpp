@@ -15,7 +15,8 @@ class LogerManagerTest : public LogFixture {};
 TEST(LogerManager, IsSilentUntilStartedAndAfterAStop) {
     FakeLogClock clock(1'744'290'429);
     TestManager manager(clock);
-    for (std::int32_t id = -1; id <= LOGGER_MAX; ++id) EXPECT_FALSE(manager.PreCheck(id, LOG_LEVEL_FATAL));
+    for (std::int32_t id = -1; id <= LOGGER_MAX; ++id)
+        EXPECT_FALSE(manager.PreCheck(id, LOG_LEVEL_FATAL));
     EXPECT_FALSE(manager.Stop());
     EXPECT_FALSE(manager.Log(LOGGER_MAIN, LOG_LEVEL_FATAL, "dropped"));
     manager.SetOutFile(LOGGER_MAIN, false);
@@ -50,7 +51,8 @@ TEST(LogerManager, StartFailsWhereThereIsNoThread) {
         std::fflush(stdout);
         std::_Exit(started || manager.PreCheck(LOGGER_MAIN, LOG_LEVEL_FATAL) ? 1 : 0);
     };
-    EXPECT_EXIT(start_without_threads(), testing::ExitedWithCode(0), "^AppLog: create AppLog thread error! \r\n$");
+    EXPECT_EXIT(start_without_threads(), testing::ExitedWithCode(0),
+                "^AppLog: create AppLog thread error! \r\n$");
 }
 #endif
 
@@ -58,7 +60,8 @@ TEST(LogerManager, CreatesUpToTwentyLoggers) {
     TestManager manager;
     EXPECT_EQ(manager.CreateLogger(nullptr), LOGGER_INVALID);
     EXPECT_EQ(manager.CreateLogger(" \tMain\r\n"), LOGGER_MAIN);
-    for (std::int32_t id = 1; id < LOGGER_MAX; ++id) EXPECT_EQ(manager.CreateLogger(("logger " + std::to_string(id)).c_str()), id);
+    for (std::int32_t id = 1; id < LOGGER_MAX; ++id)
+        EXPECT_EQ(manager.CreateLogger(("logger " + std::to_string(id)).c_str()), id);
     EXPECT_EQ(manager.CreateLogger("one more"), LOGGER_INVALID);
     EXPECT_EQ(manager.CreateLogger("\xEF\xBB\xBFlogger 19 "), 19);
     EXPECT_EQ(manager.FindLogger("logger 19"), 19);
@@ -83,10 +86,12 @@ TEST(LogerManager, SettersRefuseWhatDoesNotFit) {
     EXPECT_EQ(logger.name.Get(), "Main");
     EXPECT_TRUE(manager.SetName(LOGGER_MAIN, std::string(8191, 'n').c_str()));
 
-    EXPECT_FALSE(manager.SetPath(LOGGER_MAIN, std::string(8191, 'p').c_str()));  // too long with its slash
+    EXPECT_FALSE(
+        manager.SetPath(LOGGER_MAIN, std::string(8191, 'p').c_str()));  // too long with its slash
     EXPECT_EQ(logger.path.Get(), "./log/");
     for (const auto& [given, kept] :
-         {std::pair("a", "a/"), std::pair("a/", "a/"), std::pair("C:\\Logs\\", "C:\\Logs\\"), std::pair("C:\\Logs", "C:\\Logs/")}) {
+         {std::pair("a", "a/"), std::pair("a/", "a/"), std::pair("C:\\Logs\\", "C:\\Logs\\"),
+          std::pair("C:\\Logs", "C:\\Logs/")}) {
         EXPECT_TRUE(manager.SetPath(LOGGER_MAIN, given));
         EXPECT_EQ(logger.path.Get(), kept);
     }
@@ -130,15 +135,21 @@ TEST_F(LogerManagerTest, RecordsAreRecycledUpToALimit) {
     EXPECT_EQ(manager.MakeRecord(LOGGER_MAIN, LOG_LEVEL_INFO), first);
     manager.FreeRecord(first);
     std::vector<LogRecord*> records;
-    for (int i = 0; i < 300; ++i) records.push_back(manager.MakeRecord(LOGGER_MAIN, LOG_LEVEL_INFO));
-    for (LogRecord* record : records) manager.FreeRecord(record);  // the leak checker sees to the rest
+    for (int i = 0; i < 300; ++i)
+        records.push_back(manager.MakeRecord(LOGGER_MAIN, LOG_LEVEL_INFO));
+    for (LogRecord* record : records)
+        manager.FreeRecord(record);  // the leak checker sees to the rest
 }
 
 TEST_F(LogerManagerTest, PreCheckSlowsCallersDownWhileTheQueueIsLong) {
     const struct {
         std::size_t length;
         int least, most;  // milliseconds of sleep in 200 calls
-    } cases[] = {{20000, 0, 0}, {20199, 0, 0}, {24000, 1, 200 * 20}, {40000, 200 * 100, 200 * 100}, {90000, 200 * 100, 200 * 100}};
+    } cases[] = {{20000, 0, 0},
+                 {20199, 0, 0},
+                 {24000, 1, 200 * 20},
+                 {40000, 200 * 100, 200 * 100},
+                 {90000, 200 * 100, 200 * 100}};
     for (const auto& entry : cases) {
         manager.queue.assign(entry.length, nullptr);
         clock.slept = 0;
@@ -151,7 +162,8 @@ TEST_F(LogerManagerTest, PreCheckSlowsCallersDownWhileTheQueueIsLong) {
 
 // Nothing queues records today; this is what the worker does with one.
 TEST_F(LogerManagerTest, WorkerHandlesQueuedRecords) {
-    const auto push = [&](std::int32_t type, std::int32_t value, const char* text, int level = LOG_LEVEL_INFO) {
+    const auto push = [&](std::int32_t type, std::int32_t value, const char* text,
+                          int level = LOG_LEVEL_INFO) {
         LogRecord* const record = manager.MakeRecord(LOGGER_MAIN, level);
         record->type = type;
         record->typeValue = value;

@@ -12,7 +12,8 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 struct Picture {
-    Picture(unsigned width, unsigned height) : luma(width * height, 0xEE), cb(width * height / 4, 0xEE), cr(cb), width(width) {}
+    Picture(unsigned width, unsigned height)
+        : luma(width * height, 0xEE), cb(width * height / 4, 0xEE), cr(cb), width(width) {}
     YuvPlanes Planes() {
         const auto stride = static_cast<std::ptrdiff_t>(width);
         return {{luma.data(), cb.data(), cr.data()}, {stride, stride / 2, stride / 2}};
@@ -59,20 +60,26 @@ TEST(BgraToYuv, FollowsTheStandardsFormulas) {
     for (const auto& each : cases) {
         Picture picture(width, height);
         ConvertBgraToYuv(pixels.data(), width, height, each.matrix, picture.Planes());
-        const auto luma = [&](double b, double g, double r) { return each.red * r + (1 - each.red - each.blue) * g + each.blue * b; };
+        const auto luma = [&](double b, double g, double r) {
+            return each.red * r + (1 - each.red - each.blue) * g + each.blue * b;
+        };
         for (unsigned y = 0; y < height; ++y) {
             for (unsigned x = 0; x < width; ++x) {
                 const std::uint8_t* pixel = &pixels[(y * width + x) * 4];
-                ASSERT_NEAR(picture.luma[y * width + x], 16 + luma(pixel[0], pixel[1], pixel[2]) * 219 / 255, 0.51);
+                ASSERT_NEAR(picture.luma[y * width + x],
+                            16 + luma(pixel[0], pixel[1], pixel[2]) * 219 / 255, 0.51);
                 if (x % 2 != 0 || y % 2 != 0) continue;
                 double mean[3] = {};
                 for (const unsigned at : {0u, 4u, width * 4, width * 4 + 4}) {
-                    for (int c = 0; c < 3; ++c) mean[c] += pixel[at + static_cast<unsigned>(c)] / 4.0;
+                    for (int c = 0; c < 3; ++c)
+                        mean[c] += pixel[at + static_cast<unsigned>(c)] / 4.0;
                 }
                 const double gray = luma(mean[0], mean[1], mean[2]);
                 const unsigned i = y / 2 * (width / 2) + x / 2;
-                ASSERT_NEAR(picture.cb[i], 128 + (mean[0] - gray) / (1 - each.blue) * 112 / 255, 0.53);
-                ASSERT_NEAR(picture.cr[i], 128 + (mean[2] - gray) / (1 - each.red) * 112 / 255, 0.53);
+                ASSERT_NEAR(picture.cb[i], 128 + (mean[0] - gray) / (1 - each.blue) * 112 / 255,
+                            0.53);
+                ASSERT_NEAR(picture.cr[i], 128 + (mean[2] - gray) / (1 - each.red) * 112 / 255,
+                            0.53);
             }
         }
     }

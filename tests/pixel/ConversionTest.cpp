@@ -1,4 +1,5 @@
-// What the conversions give: known colours, odd widths, result codes. By the reference, which the variants equal.
+// What the conversions give: known colours, odd widths, result codes. By the reference, which the
+// variants equal.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,7 +29,8 @@ constexpr KnownColor known_colors[] = {
     {255, 0, 0, {20, 255, 74}, {23, 255, 58}},
 };
 
-Bytes Convert(const Conversion& conversion, const std::vector<Bytes>& sources, PixelSize size, std::uint8_t alpha) {
+Bytes Convert(const Conversion& conversion, const std::vector<Bytes>& sources, PixelSize size,
+              std::uint8_t alpha) {
     Planes planes{};
     Steps steps{};
     const std::vector<PlaneLayout> layouts = conversion.sources(size);
@@ -36,8 +38,10 @@ Bytes Convert(const Conversion& conversion, const std::vector<Bytes>& sources, P
         planes[i] = sources[i].data();
         steps[i] = layouts[i].row_bytes;
     }
-    Bytes destination(4 * static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height), 0xEE);
-    EXPECT_EQ(conversion.run(planes, steps, destination.data(), 4 * size.width, size, alpha), pixel_done);
+    Bytes destination(
+        4 * static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height), 0xEE);
+    EXPECT_EQ(conversion.run(planes, steps, destination.data(), 4 * size.width, size, alpha),
+              pixel_done);
     return destination;
 }
 
@@ -49,14 +53,17 @@ TEST(Conversion, KnownColors) {
         SCOPED_TRACE(testing::Message() << int{y} << " " << int{cb} << " " << int{cr});
         const auto pixels = [](const std::array<std::uint8_t, 3>& bgr, std::size_t count) {
             Bytes bytes;
-            for (std::size_t i = 0; i < count; ++i) bytes.insert(bytes.end(), {bgr[0], bgr[1], bgr[2], 200});
+            for (std::size_t i = 0; i < count; ++i)
+                bytes.insert(bytes.end(), {bgr[0], bgr[1], bgr[2], 200});
             return bytes;
         };
         const auto& all = AllConversions();
         const Bytes luma(4, y);
-        // YUY2 exchanges the coefficients: its colours are the studio matrix's with the chroma bytes and the ends exchanged.
+        // YUY2 exchanges the coefficients: its colours are the studio matrix's with the chroma
+        // bytes and the ends exchanged.
         const auto& studio = known.studio_bgr;
-        EXPECT_EQ(Convert(all[0], {{y, cr, y, cb}}, {2, 1}, 200), pixels({studio[2], studio[1], studio[0]}, 2));
+        EXPECT_EQ(Convert(all[0], {{y, cr, y, cb}}, {2, 1}, 200),
+                  pixels({studio[2], studio[1], studio[0]}, 2));
         EXPECT_EQ(Convert(all[1], {{cb, y, cr, y}}, {2, 1}, 200), pixels(known.flat_bgr, 2));
         EXPECT_EQ(Convert(all[2], {luma, {cb, cr}}, {2, 2}, 200), pixels(studio, 4));
         EXPECT_EQ(Convert(all[3], {luma, {cb}, {cr}}, {2, 2}, 200), pixels(known.flat_bgr, 4));
@@ -76,10 +83,14 @@ TEST(Conversion, OddPackedWidths) {
     const auto last = [](const Bytes& pixels) { return Bytes(pixels.end() - 4, pixels.end()); };
     const Conversion& yuy2 = AllConversions()[0];
     const Conversion& uyvy = AllConversions()[1];
-    EXPECT_EQ(last(Convert(yuy2, {{50, 60, 70, 80, 90, 100}}, {3, 1}, 1)), last(Convert(yuy2, {{90, 100, 90, 80}}, {2, 1}, 1)));
-    EXPECT_EQ(Convert(yuy2, {{90, 100}}, {1, 1}, 1), last(Convert(yuy2, {{90, 100, 90, 100}}, {2, 1}, 1)));
-    EXPECT_EQ(last(Convert(uyvy, {{60, 50, 80, 70, 100, 90}}, {3, 1}, 1)), last(Convert(uyvy, {{100, 90, 80, 90}}, {2, 1}, 1)));
-    EXPECT_EQ(Convert(uyvy, {{100, 90}}, {1, 1}, 1), last(Convert(uyvy, {{100, 90, 100, 90}}, {2, 1}, 1)));
+    EXPECT_EQ(last(Convert(yuy2, {{50, 60, 70, 80, 90, 100}}, {3, 1}, 1)),
+              last(Convert(yuy2, {{90, 100, 90, 80}}, {2, 1}, 1)));
+    EXPECT_EQ(Convert(yuy2, {{90, 100}}, {1, 1}, 1),
+              last(Convert(yuy2, {{90, 100, 90, 100}}, {2, 1}, 1)));
+    EXPECT_EQ(last(Convert(uyvy, {{60, 50, 80, 70, 100, 90}}, {3, 1}, 1)),
+              last(Convert(uyvy, {{100, 90, 80, 90}}, {2, 1}, 1)));
+    EXPECT_EQ(Convert(uyvy, {{100, 90}}, {1, 1}, 1),
+              last(Convert(uyvy, {{100, 90, 100, 90}}, {2, 1}, 1)));
 }
 
 TEST(Conversion, CopiesSpareTheFourthByte) {
@@ -97,7 +108,8 @@ TEST(Conversion, Premultiplication) {
     const Bytes pixels = {10, 128, 255, 255, 10, 128, 255, 0, 10, 128, 255, 128, 1, 2, 3, 254};
     Bytes destination(16, 0xEE);
     EXPECT_EQ(PremultiplyBgra(pixels.data(), 16, destination.data(), 16, {4, 1}), pixel_done);
-    EXPECT_THAT(destination, ElementsAre(10, 128, 255, 255, 0, 0, 0, 0, 5, 64, 128, 128, 0, 1, 2, 254));
+    EXPECT_THAT(destination,
+                ElementsAre(10, 128, 255, 255, 0, 0, 0, 0, 5, 64, 128, 128, 0, 1, 2, 254));
 }
 
 TEST(Conversion, BottomUp) {
@@ -110,15 +122,19 @@ TEST(Conversion, BottomUp) {
 TEST(Conversion, OddPlanarSizesLeaveTheRestUntouched) {
     for (const Conversion& conversion : AllConversions()) {
         if (!conversion.halves_rows) continue;
-        for (const PixelSize size :
-             {PixelSize{3, 2}, PixelSize{2, 3}, PixelSize{3, 3}, PixelSize{1, 1}, PixelSize{4, 1}, PixelSize{1, 4}}) {
+        for (const PixelSize size : {PixelSize{3, 2}, PixelSize{2, 3}, PixelSize{3, 3},
+                                     PixelSize{1, 1}, PixelSize{4, 1}, PixelSize{1, 4}}) {
             const Bytes source(64, 128);
             Bytes destination(64, 0xEE);
-            EXPECT_EQ(conversion.run({source.data(), source.data(), source.data()}, {4, 4, 4}, destination.data(), 16, size, 255), 35);
+            EXPECT_EQ(conversion.run({source.data(), source.data(), source.data()}, {4, 4, 4},
+                                     destination.data(), 16, size, 255),
+                      35);
             for (std::int32_t y = 0; y < 4; ++y) {
                 for (std::int32_t x = 0; x < 4; ++x) {
                     const bool inside = x < size.width / 2 * 2 && y < size.height / 2 * 2;
-                    EXPECT_EQ(destination[static_cast<std::size_t>(16 * y + 4 * x + 3)], inside ? 255 : 0xEE) << x << "," << y;
+                    EXPECT_EQ(destination[static_cast<std::size_t>(16 * y + 4 * x + 3)],
+                              inside ? 255 : 0xEE)
+                        << x << "," << y;
                 }
             }
         }
@@ -132,7 +148,8 @@ TEST(Conversion, ResultCodes) {
         SCOPED_TRACE(conversion.name);
         const Planes planes = {bytes.data(), bytes.data(), bytes.data()};
         const Steps steps = {8, 8, 8};
-        for (const PixelSize size : {PixelSize{0, 2}, PixelSize{2, 0}, PixelSize{-2, 2}, PixelSize{2, -2}}) {
+        for (const PixelSize size :
+             {PixelSize{0, 2}, PixelSize{2, 0}, PixelSize{-2, 2}, PixelSize{2, -2}}) {
             EXPECT_EQ(conversion.run(planes, steps, destination.data(), 8, size, 255), -6);
         }
         if (std::string(conversion.name) == "alpha") continue;
@@ -140,7 +157,8 @@ TEST(Conversion, ResultCodes) {
         for (std::size_t missing = 0; missing < conversion.sources({2, 2}).size(); ++missing) {
             Planes some = planes;
             some[missing] = nullptr;
-            EXPECT_EQ(conversion.run(some, steps, destination.data(), 8, {2, 2}, 255), -8) << missing;
+            EXPECT_EQ(conversion.run(some, steps, destination.data(), 8, {2, 2}, 255), -8)
+                << missing;
         }
     }
     EXPECT_EQ(FillAlpha(1, nullptr, 8, {2, 2}), -8);

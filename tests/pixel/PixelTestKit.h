@@ -1,4 +1,5 @@
-// The conversions behind one signature, so that tests can run through them all, and pictures with guarded ends.
+// The conversions behind one signature, so that tests can run through them all, and pictures with
+// guarded ends.
 #pragma once
 
 #include <algorithm>
@@ -17,7 +18,9 @@ namespace Vimbrel::test {
 // Uses a variant until the end of the scope.
 class WithKernels {
 public:
-    explicit WithKernels(const pixel::Kernels& kernels) : before(pixel::SelectedKernels()) { pixel::SelectKernels(kernels); }
+    explicit WithKernels(const pixel::Kernels& kernels) : before(pixel::SelectedKernels()) {
+        pixel::SelectKernels(kernels);
+    }
     ~WithKernels() { pixel::SelectKernels(before); }
     WithKernels(const WithKernels&) = delete;
     WithKernels& operator=(const WithKernels&) = delete;
@@ -39,7 +42,8 @@ public:
     void Fill(std::uint8_t* bytes, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint32_t value = Next();
-            bytes[i] = (value & 0x700) == 0 ? ((value & 1) != 0 ? 255 : 0) : static_cast<std::uint8_t>(value >> 16);
+            bytes[i] = (value & 0x700) == 0 ? ((value & 1) != 0 ? 255 : 0)
+                                            : static_cast<std::uint8_t>(value >> 16);
         }
     }
 
@@ -56,21 +60,31 @@ struct PlaneLayout {
 class Plane {
 public:
     Plane(PlaneLayout layout, std::int32_t padding, bool at_end, bool upside_down)
-        : layout(layout), pitch(layout.row_bytes + padding), upside_down(upside_down), memory(Bytes()) {
+        : layout(layout),
+          pitch(layout.row_bytes + padding),
+          upside_down(upside_down),
+          memory(Bytes()) {
         start = at_end ? memory.End() - Bytes() : memory.Begin();
     }
 
-    std::uint8_t* FirstRow() const { return upside_down ? start + static_cast<std::ptrdiff_t>(pitch) * (layout.rows - 1) : start; }
+    std::uint8_t* FirstRow() const {
+        return upside_down ? start + static_cast<std::ptrdiff_t>(pitch) * (layout.rows - 1) : start;
+    }
     std::int32_t Step() const { return upside_down ? -pitch : pitch; }
-    std::uint8_t* Row(std::int32_t y) const { return FirstRow() + static_cast<std::ptrdiff_t>(Step()) * y; }
-    void Fill(std::uint32_t seed) const { Noise(seed).Fill(memory.Begin(), static_cast<std::size_t>(memory.End() - memory.Begin())); }
+    std::uint8_t* Row(std::int32_t y) const {
+        return FirstRow() + static_cast<std::ptrdiff_t>(Step()) * y;
+    }
+    void Fill(std::uint32_t seed) const {
+        Noise(seed).Fill(memory.Begin(), static_cast<std::size_t>(memory.End() - memory.Begin()));
+    }
     // All the memory, the parts beside the picture too.
     std::vector<std::uint8_t> Snapshot() const { return {memory.Begin(), memory.End()}; }
 
 private:
     std::size_t Bytes() const {
         if (layout.rows == 0 || layout.row_bytes == 0) return 0;
-        return static_cast<std::size_t>(pitch) * static_cast<std::size_t>(layout.rows - 1) + static_cast<std::size_t>(layout.row_bytes);
+        return static_cast<std::size_t>(pitch) * static_cast<std::size_t>(layout.rows - 1) +
+               static_cast<std::size_t>(layout.row_bytes);
     }
 
     PlaneLayout layout;
@@ -86,68 +100,82 @@ using Steps = std::array<std::int32_t, 3>;
 struct Conversion {
     const char* name;
     std::vector<PlaneLayout> (*sources)(PixelSize size);
-    std::int32_t (*run)(const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t destination_step, PixelSize size,
-                        std::uint8_t alpha);
+    std::int32_t (*run)(const Planes& planes, const Steps& steps, std::uint8_t* destination,
+                        std::int32_t destination_step, PixelSize size, std::uint8_t alpha);
     bool halves_rows;
 };
 
-inline std::vector<PlaneLayout> PairsLayout(PixelSize size) { return {{2 * size.width, size.height}}; }
-inline std::vector<PlaneLayout> DwordLayout(PixelSize size) { return {{4 * size.width, size.height}}; }
-inline std::vector<PlaneLayout> TripletLayout(PixelSize size) { return {{3 * size.width, size.height}}; }
+inline std::vector<PlaneLayout> PairsLayout(PixelSize size) {
+    return {{2 * size.width, size.height}};
+}
+inline std::vector<PlaneLayout> DwordLayout(PixelSize size) {
+    return {{4 * size.width, size.height}};
+}
+inline std::vector<PlaneLayout> TripletLayout(PixelSize size) {
+    return {{3 * size.width, size.height}};
+}
 inline std::vector<PlaneLayout> Nv12Layout(PixelSize size) {
     return {{size.width / 2 * 2, size.height / 2 * 2}, {size.width / 2 * 2, size.height / 2}};
 }
 inline std::vector<PlaneLayout> PlanarLayout(PixelSize size) {
-    return {{size.width / 2 * 2, size.height / 2 * 2}, {size.width / 2, size.height / 2}, {size.width / 2, size.height / 2}};
+    return {{size.width / 2 * 2, size.height / 2 * 2},
+            {size.width / 2, size.height / 2},
+            {size.width / 2, size.height / 2}};
 }
 
 inline const std::vector<Conversion>& AllConversions() {
     static const std::vector<Conversion> all = {
         {"YUY2", PairsLayout,
-         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t alpha) {
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size, std::uint8_t alpha) {
              return ConvertYuy2ToBgra(planes[0], steps[0], destination, step, size, alpha);
          },
          false},
         {"UYVY", PairsLayout,
-         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t alpha) {
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size, std::uint8_t alpha) {
              return ConvertUyvyToBgra(planes[0], steps[0], destination, step, size, alpha);
          },
          false},
         {"NV12", Nv12Layout,
-         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t alpha) {
-             return ConvertNv12ToBgra(planes[0], steps[0], planes[1], steps[1], destination, step, size, alpha);
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size, std::uint8_t alpha) {
+             return ConvertNv12ToBgra(planes[0], steps[0], planes[1], steps[1], destination, step,
+                                      size, alpha);
          },
          true},
         {"I420", PlanarLayout,
-         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t alpha) {
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size, std::uint8_t alpha) {
              return ConvertI420ToBgra(planes.data(), steps.data(), destination, step, size, alpha);
          },
          true},
         {"YV12", PlanarLayout,
-         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t alpha) {
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size, std::uint8_t alpha) {
              return ConvertYv12ToBgra(planes.data(), steps.data(), destination, step, size, alpha);
          },
          true},
         {"copy", DwordLayout,
-         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t) {
-             return CopyBgrxToBgra(planes[0], steps[0], destination, step, size);
-         },
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size,
+            std::uint8_t) { return CopyBgrxToBgra(planes[0], steps[0], destination, step, size); },
          false},
         {"expansion", TripletLayout,
-         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t) {
-             return ExpandBgrToBgra(planes[0], steps[0], destination, step, size);
-         },
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size,
+            std::uint8_t) { return ExpandBgrToBgra(planes[0], steps[0], destination, step, size); },
          false},
         {"premultiplication", DwordLayout,
-         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t) {
-             return PremultiplyBgra(planes[0], steps[0], destination, step, size);
-         },
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size,
+            std::uint8_t) { return PremultiplyBgra(planes[0], steps[0], destination, step, size); },
          false},
         // Its row is only as long as from the first alpha byte to the last one.
         {"alpha", DwordLayout,
-         [](const Planes&, const Steps&, std::uint8_t* destination, std::int32_t step, PixelSize size, std::uint8_t alpha) {
-             return FillAlpha(alpha, destination + 3, step, size);
-         },
+         [](const Planes&, const Steps&, std::uint8_t* destination, std::int32_t step,
+            PixelSize size,
+            std::uint8_t alpha) { return FillAlpha(alpha, destination + 3, step, size); },
          false},
     };
     return all;
@@ -157,7 +185,9 @@ inline const std::vector<Conversion>& AllConversions() {
 inline int Tolerance(const pixel::Kernels& kernels, const Conversion& conversion) {
     const std::string by = kernels.name;
     const std::string name = conversion.name;
-    return (by == "avx2" || by == "sse4") && (name == "YUY2" || name == "NV12" || name == "YV12") ? 1 : 0;
+    return (by == "avx2" || by == "sse4") && (name == "YUY2" || name == "NV12" || name == "YV12")
+               ? 1
+               : 0;
 }
 
 struct Difference {
@@ -165,9 +195,10 @@ struct Difference {
     int most = 0;           // by how much
 };
 
-// Billions of bytes go through it in a test: the sanitizers have nothing to find in it and would take minutes.
-__attribute__((no_sanitize("thread", "address", "undefined"))) inline Difference Compare(const std::uint8_t* got,
-                                                                                         const std::uint8_t* expected, std::size_t size) {
+// Billions of bytes go through it in a test: the sanitizers have nothing to find in it and would
+// take minutes.
+__attribute__((no_sanitize("thread", "address", "undefined"))) inline Difference Compare(
+    const std::uint8_t* got, const std::uint8_t* expected, std::size_t size) {
     Difference difference;
     if (std::memcmp(got, expected, size) == 0) return difference;
     for (std::size_t i = 0; i < size; ++i) {

@@ -19,21 +19,24 @@ public:
     Resizer(PixelSize source, PixelSize destination) : destination(destination) {
         std::int32_t plan_bytes = 0;
         std::int32_t initialization_bytes = -1;
-        EXPECT_EQ(ResizeGetSizes(source, destination, resize_linear, 0, &plan_bytes, &initialization_bytes), pixel_done);
+        EXPECT_EQ(ResizeGetSizes(source, destination, resize_linear, 0, &plan_bytes,
+                                 &initialization_bytes),
+                  pixel_done);
         EXPECT_EQ(initialization_bytes, 0);
         plan_memory = std::make_unique<GuardedMemory>(static_cast<std::size_t>(plan_bytes));
         // Plans are aligned as malloc aligns; up to 12 bytes before the guard are out of its reach.
         plan = plan_memory->End() - (plan_bytes + 15) / 16 * 16;
         EXPECT_EQ(ResizeInit(source, destination, plan), pixel_done);
         std::int32_t buffer_bytes = 0;
-        EXPECT_EQ(ResizeGetBufferSize(plan, destination, resize_channels, &buffer_bytes), pixel_done);
+        EXPECT_EQ(ResizeGetBufferSize(plan, destination, resize_channels, &buffer_bytes),
+                  pixel_done);
         buffer_memory = std::make_unique<GuardedMemory>(static_cast<std::size_t>(buffer_bytes));
         buffer = buffer_memory->End() - buffer_bytes;
     }
 
     std::int32_t Run(const Plane& from, const Plane& to) const {
-        return ResizeBilinearBgra(from.FirstRow(), from.Step(), to.FirstRow(), to.Step(), {0, 0}, destination, resize_border_replicate,
-                                  plan, buffer);
+        return ResizeBilinearBgra(from.FirstRow(), from.Step(), to.FirstRow(), to.Step(), {0, 0},
+                                  destination, resize_border_replicate, plan, buffer);
     }
 
     std::uint8_t* plan;
@@ -82,7 +85,8 @@ std::uint8_t Expected(const Plane& source, const Place& x, const Place& y, int c
 }
 
 // Whether the value, computed in whole numbers, lies just between two bytes.
-bool IsTie(const Plane& source, const Place& x, const Place& y, const Numerator& x_part, const Numerator& y_part, int channel) {
+bool IsTie(const Plane& source, const Place& x, const Place& y, const Numerator& x_part,
+           const Numerator& y_part, int channel) {
     const auto within = [&](std::int32_t row) {
         const std::int64_t a = source.Row(row)[4 * x.first + channel];
         const std::int64_t b = source.Row(row)[4 * x.second + channel];
@@ -118,20 +122,23 @@ void ExpectFormula(PixelSize from, PixelSize to, std::int32_t padding, bool upsi
         const WithKernels with(*kernels);
         destination.Fill(1);
         ASSERT_EQ(resizer.Run(source, destination), pixel_done);
-        // Away from ties the bytes are the formula's; so put the formula's in where a tie went the other way.
+        // Away from ties the bytes are the formula's; so put the formula's in where a tie went the
+        // other way.
         std::size_t tie = 0;
         for (std::int32_t y = 0; y < to.height && kernels != RunnableKernels().back(); ++y) {
             for (std::int32_t x = 0; x < 4 * to.width; ++x, ++tie) {
                 if (ties[tie] == 0) continue;
                 std::uint8_t& got = destination.Row(y)[x];
-                const std::uint8_t formula = Expected(source, Place(x / 4, from.width, to.width), Place(y, from.height, to.height), x % 4);
+                const std::uint8_t formula = Expected(source, Place(x / 4, from.width, to.width),
+                                                      Place(y, from.height, to.height), x % 4);
                 if (std::abs(int{got} - int{formula}) == 1) got = formula;
             }
         }
         const std::vector<std::uint8_t> got = destination.Snapshot();
-        ASSERT_TRUE(got == expected) << kernels->name << ": " << from.width << " x " << from.height << " to " << to.width << " x "
-                                     << to.height << ", first difference at byte "
-                                     << std::mismatch(got.begin(), got.end(), expected.begin()).first - got.begin();
+        ASSERT_TRUE(got == expected)
+            << kernels->name << ": " << from.width << " x " << from.height << " to " << to.width
+            << " x " << to.height << ", first difference at byte "
+            << std::mismatch(got.begin(), got.end(), expected.begin()).first - got.begin();
     }
 }
 
@@ -158,7 +165,8 @@ TEST(Resize, FollowsTheFormulaAtTheSizesOfPictures) {
 TEST(Resize, FollowsTheFormulaAtSmallSizes) {
     for (std::int32_t from = 2; from <= 40; from += from < 12 ? 1 : 5) {
         for (std::int32_t to = 1; to <= 70; to += to < 20 ? 1 : 7) {
-            ExpectFormula({from, 2 + from % 5}, {to, 1 + to % 6}, from % 3 * 4 + to % 2, to % 2 == 0);
+            ExpectFormula({from, 2 + from % 5}, {to, 1 + to % 6}, from % 3 * 4 + to % 2,
+                          to % 2 == 0);
             if (HasFatalFailure()) return;
         }
     }
@@ -174,7 +182,8 @@ TEST(Resize, EqualSizesReproduceTheSource) {
         const WithKernels with(*kernels);
         destination.Fill(4);
         resizer.Run(source, destination);
-        EXPECT_EQ(std::memcmp(source.FirstRow(), destination.FirstRow(), 4 * 67 * 5), 0) << kernels->name;
+        EXPECT_EQ(std::memcmp(source.FirstRow(), destination.FirstRow(), 4 * 67 * 5), 0)
+            << kernels->name;
     }
 }
 
@@ -201,16 +210,19 @@ TEST(Resize, RunsAgainWithoutAllocating) {
 TEST(Resize, ResultCodes) {
     std::int32_t plan_bytes = 0;
     std::int32_t other_bytes = 0;
-    for (const PixelSize small : {PixelSize{1, 2}, PixelSize{2, 1}, PixelSize{0, 0}, PixelSize{-4, 4}}) {
+    for (const PixelSize small :
+         {PixelSize{1, 2}, PixelSize{2, 1}, PixelSize{0, 0}, PixelSize{-4, 4}}) {
         EXPECT_EQ(ResizeGetSizes(small, {2, 2}, resize_linear, 0, &plan_bytes, &other_bytes), -6);
     }
     EXPECT_EQ(ResizeGetSizes({2, 2}, {0, 2}, resize_linear, 0, &plan_bytes, &other_bytes), -6);
     EXPECT_EQ(ResizeGetSizes({2, 2}, {2, 0}, resize_linear, 0, &plan_bytes, &other_bytes), -6);
-    EXPECT_EQ(ResizeGetSizes({2, 2}, {2, 1 << 30}, resize_linear, 0, &plan_bytes, &other_bytes), -6);
+    EXPECT_EQ(ResizeGetSizes({2, 2}, {2, 1 << 30}, resize_linear, 0, &plan_bytes, &other_bytes),
+              -6);
     EXPECT_EQ(ResizeGetSizes({2, 2}, {2, 2}, resize_linear, 0, nullptr, &other_bytes), -8);
     EXPECT_EQ(ResizeGetSizes({2, 2}, {2, 2}, resize_linear, 0, &plan_bytes, nullptr), -8);
     EXPECT_EQ(ResizeGetSizes({2, 2}, {2, 2}, 1, 0, &plan_bytes, &other_bytes), pixel_unsupported);
-    EXPECT_EQ(ResizeGetSizes({2, 2}, {2, 2}, resize_linear, 1, &plan_bytes, &other_bytes), pixel_unsupported);
+    EXPECT_EQ(ResizeGetSizes({2, 2}, {2, 2}, resize_linear, 1, &plan_bytes, &other_bytes),
+              pixel_unsupported);
     EXPECT_EQ(ResizeInit({2, 2}, {2, 2}, nullptr), -8);
 
     const Resizer resizer({4, 4}, {2, 2});
@@ -230,12 +242,21 @@ TEST(Resize, ResultCodes) {
     const std::vector<std::uint8_t> source(64, 50);
     std::vector<std::uint8_t> destination(16, 0xEE);
     const auto resize = [&](PixelOffset offset, PixelSize size, std::int32_t border) {
-        return ResizeBilinearBgra(source.data(), 16, destination.data(), 8, offset, size, border, resizer.plan, resizer.buffer);
+        return ResizeBilinearBgra(source.data(), 16, destination.data(), 8, offset, size, border,
+                                  resizer.plan, resizer.buffer);
     };
-    EXPECT_EQ(ResizeBilinearBgra(nullptr, 16, destination.data(), 8, {0, 0}, {2, 2}, 1, resizer.plan, resizer.buffer), -8);
-    EXPECT_EQ(ResizeBilinearBgra(source.data(), 16, nullptr, 8, {0, 0}, {2, 2}, 1, resizer.plan, resizer.buffer), -8);
-    EXPECT_EQ(ResizeBilinearBgra(source.data(), 16, destination.data(), 8, {0, 0}, {2, 2}, 1, nullptr, resizer.buffer), -8);
-    EXPECT_EQ(ResizeBilinearBgra(source.data(), 16, destination.data(), 8, {0, 0}, {2, 2}, 1, resizer.plan, nullptr), -8);
+    EXPECT_EQ(ResizeBilinearBgra(nullptr, 16, destination.data(), 8, {0, 0}, {2, 2}, 1,
+                                 resizer.plan, resizer.buffer),
+              -8);
+    EXPECT_EQ(ResizeBilinearBgra(source.data(), 16, nullptr, 8, {0, 0}, {2, 2}, 1, resizer.plan,
+                                 resizer.buffer),
+              -8);
+    EXPECT_EQ(ResizeBilinearBgra(source.data(), 16, destination.data(), 8, {0, 0}, {2, 2}, 1,
+                                 nullptr, resizer.buffer),
+              -8);
+    EXPECT_EQ(ResizeBilinearBgra(source.data(), 16, destination.data(), 8, {0, 0}, {2, 2}, 1,
+                                 resizer.plan, nullptr),
+              -8);
     EXPECT_EQ(resize({0, 0}, {2, 1}, 1), -6);
     EXPECT_EQ(resize({0, 0}, {2, 2}, 0), pixel_unsupported);
     EXPECT_EQ(resize({0, 1}, {2, 2}, 1), pixel_unsupported);

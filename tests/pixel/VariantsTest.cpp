@@ -33,7 +33,8 @@ struct Scene {
     Scene(const Conversion& conversion, PixelSize size, const Arrangement& arrangement) {
         std::uint32_t seed = static_cast<std::uint32_t>(size.width * 31 + size.height);
         for (const PlaneLayout& layout : conversion.sources(size)) {
-            sources.push_back(std::make_unique<Plane>(layout, arrangement.padding, arrangement.at_end, arrangement.source_upside_down));
+            sources.push_back(std::make_unique<Plane>(
+                layout, arrangement.padding, arrangement.at_end, arrangement.source_upside_down));
             sources.back()->Fill(++seed);
             planes[sources.size() - 1] = sources.back()->FirstRow();
             steps[sources.size() - 1] = sources.back()->Step();
@@ -41,15 +42,18 @@ struct Scene {
     }
 };
 
-void ExpectSameAsReference(const Conversion& conversion, PixelSize size, const Arrangement& arrangement) {
+void ExpectSameAsReference(const Conversion& conversion, PixelSize size,
+                           const Arrangement& arrangement) {
     const Scene scene(conversion, size, arrangement);
-    const Plane destination({4 * size.width, size.height}, arrangement.padding, arrangement.at_end, arrangement.destination_upside_down);
+    const Plane destination({4 * size.width, size.height}, arrangement.padding, arrangement.at_end,
+                            arrangement.destination_upside_down);
     // What was in the destination before differs, so that no byte is right by chance.
     for (const std::uint32_t prefill : {1000U, 2000U}) {
         const auto convert = [&](const pixel::Kernels& kernels, std::int32_t& code) {
             const WithKernels with(kernels);
             destination.Fill(prefill);
-            code = conversion.run(scene.planes, scene.steps, destination.FirstRow(), destination.Step(), size, 77);
+            code = conversion.run(scene.planes, scene.steps, destination.FirstRow(),
+                                  destination.Step(), size, 77);
             return destination.Snapshot();
         };
         std::int32_t expected_code = 0;
@@ -58,9 +62,10 @@ void ExpectSameAsReference(const Conversion& conversion, PixelSize size, const A
             std::int32_t code = 0;
             const std::vector<std::uint8_t> got = convert(*kernels, code);
             ASSERT_EQ(code, expected_code);
-            ASSERT_LE(Compare(got.data(), expected.data(), got.size()).most, Tolerance(*kernels, conversion))
-                << conversion.name << " by " << kernels->name << ", " << size.width << " x " << size.height << ", padding "
-                << arrangement.padding;
+            ASSERT_LE(Compare(got.data(), expected.data(), got.size()).most,
+                      Tolerance(*kernels, conversion))
+                << conversion.name << " by " << kernels->name << ", " << size.width << " x "
+                << size.height << ", padding " << arrangement.padding;
         }
     }
 }
@@ -80,7 +85,8 @@ TEST(Variants, EqualTheReferenceAtAllWidths) {
             if (HasFatalFailure()) return;
         }
         // Large enough for its rows to be written one by one, and with a rest of a vector.
-        if (conversion.halves_rows) ExpectSameAsReference(conversion, {2058, 2050}, {0, true, false, false});
+        if (conversion.halves_rows)
+            ExpectSameAsReference(conversion, {2058, 2050}, {0, true, false, false});
     }
 }
 
@@ -94,7 +100,8 @@ struct Colors {
     Colors(const Conversion& conversion, std::uint8_t cr) {
         const std::vector<PlaneLayout> layouts = conversion.sources(size);
         for (std::size_t i = 0; i < layouts.size(); ++i) {
-            bytes[i].resize(static_cast<std::size_t>(layouts[i].row_bytes) * static_cast<std::size_t>(layouts[i].rows));
+            bytes[i].resize(static_cast<std::size_t>(layouts[i].row_bytes) *
+                            static_cast<std::size_t>(layouts[i].rows));
             planes[i] = bytes[i].data();
             steps[i] = layouts[i].row_bytes;
         }
@@ -130,22 +137,27 @@ TEST(Variants, EveryColor) {
         std::map<const pixel::Kernels*, std::size_t> differing;
         for (int cr = 0; cr < 256; ++cr) {
             const Colors colors(conversion, static_cast<std::uint8_t>(cr));
-            const auto convert = [&](const pixel::Kernels& kernels, std::vector<std::uint8_t>& result) {
+            const auto convert = [&](const pixel::Kernels& kernels,
+                                     std::vector<std::uint8_t>& result) {
                 const WithKernels with(kernels);
-                ASSERT_EQ(conversion.run(colors.planes, colors.steps, result.data(), 4 * 256, Colors::size, 255), pixel_done);
+                ASSERT_EQ(conversion.run(colors.planes, colors.steps, result.data(), 4 * 256,
+                                         Colors::size, 255),
+                          pixel_done);
             };
             convert(pixel::reference_kernels, expected);
             for (const pixel::Kernels* kernels : RunnableKernels()) {
                 if (kernels == &pixel::reference_kernels) continue;
                 convert(*kernels, got);
                 const Difference difference = Compare(got.data(), expected.data(), count);
-                ASSERT_LE(difference.most, Tolerance(*kernels, conversion)) << conversion.name << " by " << kernels->name << ", Cr " << cr;
+                ASSERT_LE(difference.most, Tolerance(*kernels, conversion))
+                    << conversion.name << " by " << kernels->name << ", Cr " << cr;
                 differing[kernels] += difference.count;
             }
         }
         // Of the three colours of all of them, less than one in 250 is rounded the other way.
         for (const auto& [kernels, number] : differing) {
-            EXPECT_LT(number, 256 * count * 3 / 4 / 250) << conversion.name << " by " << kernels->name;
+            EXPECT_LT(number, 256 * count * 3 / 4 / 250)
+                << conversion.name << " by " << kernels->name;
         }
     }
 }
@@ -181,7 +193,8 @@ TEST(Variants, FillAlphaTouchesNothingAroundTheAlphaBytes) {
                 const Plane plane({4 * width - 3, 1}, 0, at_end, false);
                 plane.Fill(5);
                 FillAlpha(9, plane.FirstRow(), plane.Step(), {width, 1});
-                for (std::int32_t x = 0; x < width; ++x) ASSERT_EQ(plane.FirstRow()[4 * x], 9) << kernels->name << " at " << x;
+                for (std::int32_t x = 0; x < width; ++x)
+                    ASSERT_EQ(plane.FirstRow()[4 * x], 9) << kernels->name << " at " << x;
             }
         }
     }
@@ -193,7 +206,8 @@ TEST(Variants, AreNamedByTheList) {
     EXPECT_EQ(all.back(), &pixel::reference_kernels);
     for (const pixel::Kernels* kernels : all) {
         EXPECT_EQ(&pixel::FastestKernels(kernels->name), kernels);
-        EXPECT_EQ(&pixel::FastestKernels(std::string("reference,unknown,") + kernels->name), kernels);
+        EXPECT_EQ(&pixel::FastestKernels(std::string("reference,unknown,") + kernels->name),
+                  kernels);
     }
     EXPECT_EQ(&pixel::FastestKernels("unknown"), &pixel::reference_kernels);
 }

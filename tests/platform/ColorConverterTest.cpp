@@ -48,7 +48,8 @@ ComPtr<IMFMediaType> BottomUpRgb() {
     header.biSizeImage = rgb_bytes;
     ComPtr<IMFVideoMediaType> type;
     EXPECT_EQ(
-        MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(&header, sizeof header, 1, 1, MFVideoInterlace_Progressive, 0, 30, 1, 0, type.Put()),
+        MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(
+            &header, sizeof header, 1, 1, MFVideoInterlace_Progressive, 0, 30, 1, 0, type.Put()),
         S_OK);
     return ComPtr<IMFMediaType>(type.Get());
 }
@@ -82,15 +83,18 @@ struct Colors {
     int y, cb, cr;
 };
 constexpr Colors colors[] = {
-    {"white", 255, 255, 255, 235, 128, 128}, {"black", 0, 0, 0, 16, 128, 128},  {"red", 0, 0, 255, 81, 90, 240},
-    {"green", 0, 255, 0, 145, 54, 34},       {"blue", 255, 0, 0, 41, 240, 110}, {"grey", 128, 128, 128, 126, 128, 128},
+    {"white", 255, 255, 255, 235, 128, 128}, {"black", 0, 0, 0, 16, 128, 128},
+    {"red", 0, 0, 255, 81, 90, 240},         {"green", 0, 255, 0, 145, 54, 34},
+    {"blue", 255, 0, 0, 41, 240, 110},       {"grey", 128, 128, 128, 126, 128, 128},
 };
 
 // One band of each colour, the first at the top of the picture, which is at the end of the memory.
 TEST(ColorConverter, TurnsBottomUpRgbIntoNv12) {
     const MediaPlatform platform;
     void* made = nullptr;
-    ASSERT_EQ(CoCreateInstance(CLSID_CColorConvertDMO, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IMFTransform), &made), S_OK);
+    ASSERT_EQ(CoCreateInstance(CLSID_CColorConvertDMO, nullptr, CLSCTX_INPROC_SERVER,
+                               __uuidof(IMFTransform), &made),
+              S_OK);
     ComPtr<IMFTransform> converter;
     converter.Attach(static_cast<IMFTransform*>(made));
     ASSERT_EQ(converter->SetInputType(0, BottomUpRgb().Get(), 0), S_OK);
@@ -132,7 +136,8 @@ TEST(ColorConverter, TurnsBottomUpRgbIntoNv12) {
         // Wine 8 does not look at the order of the rows.
         if (IsWine()) y = height - 1 - y;
         const BYTE* const luma = bytes + std::size_t{y} * width + width / 2;
-        const BYTE* const chroma = bytes + std::size_t{width} * height + std::size_t{y / 2} * width + width / 2;
+        const BYTE* const chroma =
+            bytes + std::size_t{width} * height + std::size_t{y / 2} * width + width / 2;
         constexpr int tolerance = 3;
         EXPECT_NEAR(luma[0], colors[band].y, tolerance) << colors[band].name;
         EXPECT_NEAR(chroma[0], colors[band].cb, tolerance) << colors[band].name;

@@ -19,7 +19,9 @@ protected:
         for (const HANDLE event : events) CloseHandle(event);
     }
 
-    HANDLE Make(bool manual, bool set = false) { return events.emplace_back(CreateEventW(nullptr, manual, set, nullptr)); }
+    HANDLE Make(bool manual, bool set = false) {
+        return events.emplace_back(CreateEventW(nullptr, manual, set, nullptr));
+    }
 
     std::vector<HANDLE> events;
 };
@@ -109,7 +111,9 @@ TEST(CriticalSection, ItsOwnerMayEnterAgainAndNobodyElse) {
     DeleteCriticalSection(&section);
 }
 
-TEST(Heap, EndsTheProcessWhenCorrupt) { EXPECT_TRUE(HeapSetInformation(nullptr, HeapEnableTerminationOnCorruption, nullptr, 0)); }
+TEST(Heap, EndsTheProcessWhenCorrupt) {
+    EXPECT_TRUE(HeapSetInformation(nullptr, HeapEnableTerminationOnCorruption, nullptr, 0));
+}
 
 }  // namespace
 }  // namespace Vimbrel::test

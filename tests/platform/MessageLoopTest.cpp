@@ -31,14 +31,19 @@ protected:
         while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
         }
     }
-    DWORD Wait(DWORD milliseconds) const { return MsgWaitForMultipleObjectsEx(1, &event, milliseconds, QS_ALLINPUT, MWMO_INPUTAVAILABLE); }
+    DWORD Wait(DWORD milliseconds) const {
+        return MsgWaitForMultipleObjectsEx(1, &event, milliseconds, QS_ALLINPUT,
+                                           MWMO_INPUTAVAILABLE);
+    }
 
     const DWORD self = GetCurrentThreadId();
     const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
 };
 
 TEST_F(MessageLoopTest, MessagesComeInTheirOrderAndFiltersPassOthersBy) {
-    for (WPARAM i = 0; i < 3; ++i) ASSERT_TRUE(PostThreadMessageW(self, number + static_cast<UINT>(i % 2), i, -static_cast<LPARAM>(i)));
+    for (WPARAM i = 0; i < 3; ++i)
+        ASSERT_TRUE(PostThreadMessageW(self, number + static_cast<UINT>(i % 2), i,
+                                       -static_cast<LPARAM>(i)));
     MSG message{};
     ASSERT_TRUE(PeekMessageW(&message, nullptr, number + 1, number + 1, PM_NOREMOVE));
     EXPECT_EQ(message.wParam, 1u);

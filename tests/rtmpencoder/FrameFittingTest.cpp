@@ -32,10 +32,14 @@ TEST(FrameFitting, PlacesFramesAtEvenOffsetsAndSizes) {
         frame_fitting fitting;
         fitting.scale_mode = row.mode;
         fitting.plan(row.source_width, row.source_height, row.width, row.height);
-        const Rectangle source{fitting.source_x, fitting.source_y, fitting.source_rect_width, fitting.source_rect_height};
-        const Rectangle target{fitting.target_x, fitting.target_y, fitting.target_rect_width, fitting.target_rect_height};
-        EXPECT_EQ(source, row.source) << row.source_width << " x " << row.source_height << " mode " << row.mode;
-        EXPECT_EQ(target, row.target) << row.source_width << " x " << row.source_height << " mode " << row.mode;
+        const Rectangle source{fitting.source_x, fitting.source_y, fitting.source_rect_width,
+                               fitting.source_rect_height};
+        const Rectangle target{fitting.target_x, fitting.target_y, fitting.target_rect_width,
+                               fitting.target_rect_height};
+        EXPECT_EQ(source, row.source)
+            << row.source_width << " x " << row.source_height << " mode " << row.mode;
+        EXPECT_EQ(target, row.target)
+            << row.source_width << " x " << row.source_height << " mode " << row.mode;
         EXPECT_TRUE(fitting.needs_resize());
     }
 }
@@ -47,16 +51,19 @@ TEST(FrameFitting, WritesTheTargetRectangleAlone) {
     std::vector<std::uint8_t> output(40 * 40 * 4, 7);
     fitting.resize(source.data(), output.data());
     for (std::uint32_t y = 0; y < 40; ++y) {
-        const bool inside = y >= fitting.target_y && y < fitting.target_y + fitting.target_rect_height;
+        const bool inside =
+            y >= fitting.target_y && y < fitting.target_y + fitting.target_rect_height;
         const auto row = output.begin() + y * 160;
         EXPECT_EQ(std::count(row, row + 160, inside ? 200 : 7), 160) << y;
     }
 }
 
-// The output's size, and sizes that the resize refuses: frames are not resized, whatever was planned before.
+// The output's size, and sizes that the resize refuses: frames are not resized, whatever was
+// planned before.
 TEST(FrameFitting, GoesWithoutAResizeWhereThereIsNone) {
     frame_fitting fitting;
-    for (const auto& [width, height] : {std::pair{640U, 480U}, {0U, 480U}, {1U, 1U}, {100000U, 2U}}) {
+    for (const auto& [width, height] :
+         {std::pair{640U, 480U}, {0U, 480U}, {1U, 1U}, {100000U, 2U}}) {
         fitting.plan(320, 200, 640, 480);
         ASSERT_TRUE(fitting.needs_resize());
         fitting.plan(width, height, 640, 480);

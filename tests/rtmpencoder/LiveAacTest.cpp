@@ -88,7 +88,8 @@ TEST(LiveAac, BlocksOfAnySizeAndSilence) {
     ASSERT_TRUE(direct.Post(44100 * 3));
     EXPECT_EQ(direct.collector.frames.size(), 2U);
     // Silence does not look at the bytes, and is small.
-    for (int i = 0; i < 20; ++i) ASSERT_TRUE(direct.Post(1024, live_encoder_aac::packet_audio::flag_silence));
+    for (int i = 0; i < 20; ++i)
+        ASSERT_TRUE(direct.Post(1024, live_encoder_aac::packet_audio::flag_silence));
     EXPECT_LT(direct.collector.frames.back()->size, 40);
     direct.encoder.on_stop();
 }
@@ -112,7 +113,8 @@ TEST(LiveAac, RefusedFormatsAreLogged) {
     direct.encoder.format.nChannels = 3;
     TakeErrors();
     EXPECT_FALSE(direct.encoder.on_start());
-    EXPECT_THAT(TakeErrors(), testing::ElementsAre("Live - SetInputType for audio encoder failed - 0xC00D36B4"));
+    EXPECT_THAT(TakeErrors(),
+                testing::ElementsAre("Live - SetInputType for audio encoder failed - 0xC00D36B4"));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The H.264 encoder on this system's transforms: in turns, by events, and with hardware that is not what it seems.
+// The H.264 encoder on this system's transforms: in turns, by events, and with hardware that is not
+// what it seems.
 #include <gmock/gmock.h>
 
 #include <mfapi.h>
@@ -28,7 +29,8 @@ public:
     }
     bool WaitFor(std::size_t count) {
         std::unique_lock guard(lock);
-        return changed.wait_for(guard, std::chrono::seconds(20), [&] { return frames.size() >= count; });
+        return changed.wait_for(guard, std::chrono::seconds(20),
+                                [&] { return frames.size() >= count; });
     }
 
     std::mutex lock;
@@ -43,7 +45,8 @@ void Post(live_encoder_h264& encoder, std::uint32_t width, std::uint32_t height,
     frame->time = 5'000'000 + number * 333'333LL;
     frame->data = std::make_unique<std::uint8_t[]>(std::size_t{4} * width * height);
     for (std::size_t i = 0; i < std::size_t{4} * width * height; ++i) {
-        frame->data[i] = static_cast<std::uint8_t>(i / 4 % width * 2 + static_cast<std::size_t>(number) * 5 + i % 4 * 40);
+        frame->data[i] = static_cast<std::uint8_t>(
+            i / 4 % width * 2 + static_cast<std::size_t>(number) * 5 + i % 4 * 40);
     }
     std::unique_ptr<live_encoder::packet> packet = std::move(frame);
     encoder.post(packet);
@@ -53,7 +56,8 @@ void Post(live_encoder_h264& encoder, std::uint32_t width, std::uint32_t height,
 std::vector<int> Kinds(const encoded_frame& frame) {
     const std::span<const std::uint8_t> bytes(frame.data, static_cast<std::size_t>(frame.size));
     std::vector<int> kinds;
-    for (start_code code = find_start_code(bytes, 0); code; code = find_start_code(bytes, code.place + code.length)) {
+    for (start_code code = find_start_code(bytes, 0); code;
+         code = find_start_code(bytes, code.place + code.length)) {
         kinds.push_back(bytes[code.place + code.length] & 0x1F);
     }
     return kinds;
@@ -67,13 +71,16 @@ struct Case {
 };
 
 HRESULT CreateByEvents(REFIID iid, void** object) {
-    return MakeCom<AsyncTransform>(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>())->QueryInterface(iid, object);
+    return MakeCom<AsyncTransform>(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>())
+        ->QueryInterface(iid, object);
 }
 
 // Listed, and made, but without the device that it is to work on.
 HRESULT CreateRefusing(REFIID iid, void** object) {
-    static constexpr HardwareEncoder nowhere = {"h264_vaapi", "/nowhere/*", AV_HWDEVICE_TYPE_VAAPI, AV_PIX_FMT_NV12};
-    return MakeCom<AsyncTransform>(MakeCom<H264EncoderTransform>(&nowhere).As<IMFTransform>())->QueryInterface(iid, object);
+    static constexpr HardwareEncoder nowhere = {"h264_vaapi", "/nowhere/*", AV_HWDEVICE_TYPE_VAAPI,
+                                                AV_PIX_FMT_NV12};
+    return MakeCom<AsyncTransform>(MakeCom<H264EncoderTransform>(&nowhere).As<IMFTransform>())
+        ->QueryInterface(iid, object);
 }
 
 HRESULT CreateNothing(REFIID, void**) { return E_FAIL; }
@@ -84,8 +91,14 @@ const Case cases[] = {
     {"software", false, {}, false},
     {"no hardware", true, {}, true},
     {"by events", true, {{L"a", hardware_by_events, CreateByEvents}}, true},
-    {"the first that can be made", true, {{L"a", hardware_by_events, CreateNothing}, {L"b", hardware_by_events, CreateByEvents}}, true},
-    {"in turns", true, {{L"a", MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT, CreateSoftwareH264Encoder}}, true},
+    {"the first that can be made",
+     true,
+     {{L"a", hardware_by_events, CreateNothing}, {L"b", hardware_by_events, CreateByEvents}},
+     true},
+    {"in turns",
+     true,
+     {{L"a", MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT, CreateSoftwareH264Encoder}},
+     true},
     {"refuses the types", true, {{L"a", hardware_by_events, CreateRefusing}}, false},
 };
 
@@ -116,8 +129,8 @@ TEST_P(LiveH264, EncodesEachFrameIntoOneSliceWithoutDelay) {
 
     ASSERT_GE(collector.frames.size(), static_cast<std::size_t>(count - behind));
     ASSERT_GT(encoder.sps.size(), 8U);
-    EXPECT_EQ((std::vector<int>{encoder.sps[0], encoder.sps[1], encoder.sps[2], encoder.sps[3], encoder.sps[4] & 0x1F, encoder.sps[5],
-                                encoder.sps[7]}),
+    EXPECT_EQ((std::vector<int>{encoder.sps[0], encoder.sps[1], encoder.sps[2], encoder.sps[3],
+                                encoder.sps[4] & 0x1F, encoder.sps[5], encoder.sps[7]}),
               (std::vector<int>{0, 0, 0, 1, 7, 77, 41}));
     ASSERT_GT(encoder.pps.size(), 5U);
     EXPECT_EQ(encoder.pps[3], 1);
@@ -125,12 +138,15 @@ TEST_P(LiveH264, EncodesEachFrameIntoOneSliceWithoutDelay) {
     for (std::size_t i = 0; i < collector.frames.size(); ++i) {
         const encoded_frame& frame = *collector.frames[i];
         const std::vector<int> kinds = Kinds(frame);
-        const int pictures = static_cast<int>(std::count_if(kinds.begin(), kinds.end(), [](int kind) { return kind == 1 || kind == 5; }));
+        const int pictures = static_cast<int>(std::count_if(
+            kinds.begin(), kinds.end(), [](int kind) { return kind == 1 || kind == 5; }));
         EXPECT_EQ(pictures, 1) << i;
         EXPECT_EQ(frame.key != 0, i % 30 == 0) << i;
         EXPECT_EQ(frame.time, static_cast<std::int64_t>(i) * 333'333) << i;
         if (frame.key == 0) continue;
-        EXPECT_EQ((std::vector<int>{kinds.at(0), kinds.at(1), kinds.back()}), (std::vector<int>{7, 8, 5})) << i;
+        EXPECT_EQ((std::vector<int>{kinds.at(0), kinds.at(1), kinds.back()}),
+                  (std::vector<int>{7, 8, 5}))
+            << i;
     }
 }
 
@@ -161,12 +177,15 @@ TEST(LiveH264Start, FailsWithItsWordsForFormatsThatNobodyTakes) {
         EXPECT_FALSE(encoder.start());
         std::string head = format.words;
         head.resize(head.find("0x"));
-        EXPECT_THAT(TakeErrors(), testing::Contains(testing::StartsWith(head))) << format.width << " x " << format.height;
+        EXPECT_THAT(TakeErrors(), testing::Contains(testing::StartsWith(head)))
+            << format.width << " x " << format.height;
     }
 }
 
 TEST(LiveH264Start, LevelsAndKeyFramesFollowTheFormat) {
-    const struct { int width, height, level; } formats[] = {{2, 2, 41}, {16, 16, 41}, {2048, 1080, 41}, {2050, 1080, 51}, {1920, 1088, 51}};
+    const struct {
+        int width, height, level;
+    } formats[] = {{2, 2, 41}, {16, 16, 41}, {2048, 1080, 41}, {2050, 1080, 51}, {1920, 1088, 51}};
     for (const auto& format : formats) {
         Collector collector;
         live_encoder_h264 encoder;
@@ -182,7 +201,8 @@ TEST(LiveH264Start, LevelsAndKeyFramesFollowTheFormat) {
     }
 }
 
-// So long and thin that they would have no height: shown as they lie in memory, and black where that is too little.
+// So long and thin that they would have no height: shown as they lie in memory, and black where
+// that is too little.
 TEST(LiveH264Frames, WithoutAFitAreEncodedAllTheSame) {
     Collector collector;
     live_encoder_h264 encoder;

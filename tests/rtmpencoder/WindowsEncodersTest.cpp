@@ -22,7 +22,8 @@ namespace {
 HRESULT Make(const GUID& clsid) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     IUnknown* made = nullptr;
-    const HRESULT hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IMFTransform), reinterpret_cast<void**>(&made));
+    const HRESULT hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER,
+                                        __uuidof(IMFTransform), reinterpret_cast<void**>(&made));
     if (made != nullptr) made->Release();
     CoUninitialize();
     return hr;

@@ -8,7 +8,8 @@
 namespace Vimbrel::test {
 
 // 24 bits a pixel. `color` gives 0xRRGGBB for (x, y), y counted from the top.
-inline std::vector<std::uint8_t> MakeBmp(int width, int height, const std::function<std::uint32_t(int, int)>& color) {
+inline std::vector<std::uint8_t> MakeBmp(int width, int height,
+                                         const std::function<std::uint32_t(int, int)>& color) {
     const std::size_t stride = (static_cast<std::size_t>(width) * 3 + 3) / 4 * 4;
     std::vector<std::uint8_t> bytes = {'B', 'M'};
     const auto number = [&](std::uint32_t value, int size) {

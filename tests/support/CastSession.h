@@ -21,11 +21,14 @@ inline constexpr int height = 240;
 
 // Red in the upper half, blue in the lower, and a white bar that moves to the right.
 inline std::vector<unsigned char> Picture(int number, int wide = width, int high = height) {
-    std::vector<unsigned char> pixels(static_cast<std::size_t>(wide) * static_cast<std::size_t>(high) * 4);
+    std::vector<unsigned char> pixels(static_cast<std::size_t>(wide) *
+                                      static_cast<std::size_t>(high) * 4);
     for (int y = 0; y < high; ++y) {
         for (int x = 0; x < wide; ++x) {
             unsigned char* pixel =
-                &pixels[(static_cast<std::size_t>(y) * static_cast<std::size_t>(wide) + static_cast<std::size_t>(x)) * 4];
+                &pixels[(static_cast<std::size_t>(y) * static_cast<std::size_t>(wide) +
+                         static_cast<std::size_t>(x)) *
+                        4];
             const bool bar = x / 16 == number % (wide / 16);
             pixel[0] = bar || y >= high / 2 ? 255 : 0;
             pixel[1] = bar ? 255 : 0;
@@ -47,8 +50,8 @@ inline std::vector<std::int16_t> Tone(int block) {
     return samples;
 }
 
-// Calls for each of so many pictures and for each block of sound beside them, by its first sample, when it is due; the sound on a thread
-// of its own.
+// Calls for each of so many pictures and for each block of sound beside them, by its first sample,
+// when it is due; the sound on a thread of its own.
 template <class PictureCall, class SoundCall>
 void Pace(int frames, int block, PictureCall give_picture, SoundCall give_sound) {
     const auto start = std::chrono::steady_clock::now();
@@ -66,13 +69,14 @@ void Pace(int frames, int block, PictureCall give_picture, SoundCall give_sound)
 }
 
 // Pictures and sound, each at its own pace.
-inline void Play(CMediaRTMPCast& cast, int frames, int wide = width, int high = height, std::int64_t begin = 10'000'000) {
+inline void Play(CMediaRTMPCast& cast, int frames, int wide = width, int high = height,
+                 std::int64_t begin = 10'000'000) {
     Pace(
         frames, 1024,
         [&](int number) {
             std::vector<unsigned char> picture = Picture(number, wide, high);
-            cast.SetVideoSample(picture.data(), static_cast<unsigned>(wide), static_cast<unsigned>(high), wide * 4,
-                                begin + number * 333'333LL);
+            cast.SetVideoSample(picture.data(), static_cast<unsigned>(wide),
+                                static_cast<unsigned>(high), wide * 4, begin + number * 333'333LL);
         },
         [&](int first) {
             std::vector<std::int16_t> tone = Tone(first / 1024);
@@ -82,7 +86,8 @@ inline void Play(CMediaRTMPCast& cast, int frames, int wide = width, int high = 
     std::this_thread::sleep_for(500ms);
 }
 
-inline std::unique_ptr<CMediaRTMPCast> MakeCast(const std::string& url, Framing framing = Framing::Native) {
+inline std::unique_ptr<CMediaRTMPCast> MakeCast(const std::string& url,
+                                                Framing framing = Framing::Native) {
     std::unique_ptr<CMediaRTMPCast> cast = CreateRTMPCast({.framing = framing});
     cast->SetServer(url, "", "");
     cast->SetVideoOutputFormat(width, height, 30, 1);

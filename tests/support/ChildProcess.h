@@ -18,14 +18,16 @@ public:
     // Its output goes to `output`. Not running if it cannot be started.
     ChildProcess(const std::vector<std::string>& command, const std::string& output) {
         std::vector<char*> arguments;
-        for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+        for (const std::string& word : command)
+            arguments.push_back(const_cast<char*>(word.c_str()));
         arguments.push_back(nullptr);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", 0, 0);
         posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), 01 | 0100 | 02000, 0644);
         posix_spawn_file_actions_adddup2(&actions, 1, 2);
-        if (posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) pid = -1;
+        if (posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
+            pid = -1;
         posix_spawn_file_actions_destroy(&actions);
     }
     ~ChildProcess() { Stop(); }
@@ -40,7 +42,8 @@ public:
     void Stop(int signal = SIGTERM) {
         if (!IsRunning()) return;
         kill(pid, signal);
-        for (int i = 0; i < 500 && IsRunning(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        for (int i = 0; i < 500 && IsRunning(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
         if (!IsRunning()) return;
         kill(pid, SIGKILL);
         waitpid(pid, &status, 0);

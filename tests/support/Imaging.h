@@ -13,7 +13,9 @@ class Imaging {
 public:
     Imaging() {
         CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        EXPECT_GE(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(factory.Put())), 0);
+        EXPECT_GE(CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
+                                   IID_PPV_ARGS(factory.Put())),
+                  0);
     }
     ~Imaging() {
         factory.Reset();

@@ -1,4 +1,5 @@
-// What the MP4 tests share: pictures and sound to record, and what other programs find in the files.
+// What the MP4 tests share: pictures and sound to record, and what other programs find in the
+// files.
 #pragma once
 
 #include <unknwn.h>
@@ -14,7 +15,8 @@ namespace Vimbrel::test {
 // A file that is there as long as this is.
 class TemporaryFile {
 public:
-    explicit TemporaryFile(const Bytes& bytes = {}) : path_(folder_.Write("file", bytes).string()) {}
+    explicit TemporaryFile(const Bytes& bytes = {})
+        : path_(folder_.Write("file", bytes).string()) {}
 
     const std::string& Path() const { return path_; }
     Bytes Read() const { return ReadBytes(path_); }
@@ -53,7 +55,8 @@ struct Scene {
 // A gradient that moves, with a level from 0 to 1 for its brightness.
 Bytes Frame(const Scene& scene, int number, double level = 1.0);
 // Of one sound sample's value from -1 to 1 by its number.
-Bytes Sound(const Scene& scene, std::int64_t first, std::size_t count, const std::function<double(std::int64_t)>& wave);
+Bytes Sound(const Scene& scene, std::int64_t first, std::size_t count,
+            const std::function<double(std::int64_t)>& wave);
 double Sine(const Scene& scene, std::int64_t sample);
 
 // ffprobe's entries of the first stream of a kind ("v" or "a"), or "format": "width,height".

@@ -13,7 +13,8 @@ namespace Vimbrel::test {
 // One connection.
 class Proxy {
 public:
-    explicit Proxy(std::uint16_t server) : listener(Listen(port)), relay([this, server] { Run(server); }) {}
+    explicit Proxy(std::uint16_t server)
+        : listener(Listen(port)), relay([this, server] { Run(server); }) {}
     ~Proxy() {
         stopping = true;
         relay.join();
@@ -52,7 +53,9 @@ private:
     static long Copy(const Socket& from, const Socket& to, std::size_t most) {
         char bytes[4096];
         const ssize_t count = read(from.Get(), bytes, most);
-        if (count <= 0 || send(to.Get(), bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL) != count) return -1;
+        if (count <= 0 ||
+            send(to.Get(), bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL) != count)
+            return -1;
         return count;
     }
 

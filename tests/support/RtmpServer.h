@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/Sockets.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Sockets.h"
 #include "tests/support/TempFolder.h"
 
 namespace Vimbrel::test {
@@ -38,17 +38,22 @@ public:
                          "  application closed { live on; deny publish all; }\n"
                          "} }\n");
         process = std::make_unique<ChildProcess>(
-            std::vector<std::string>{"/usr/sbin/nginx", "-p", place, "-c", place + "/nginx.conf", "-e", place + "/error.log"},
+            std::vector<std::string>{"/usr/sbin/nginx", "-p", place, "-c", place + "/nginx.conf",
+                                     "-e", place + "/error.log"},
             place + "/printed");
-        for (int i = 0; i < 500 && !Connect(port); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        EXPECT_TRUE(process->IsRunning()) << ReadText(folder / "printed") << ReadText(folder / "error.log");
+        for (int i = 0; i < 500 && !Connect(port); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_TRUE(process->IsRunning())
+            << ReadText(folder / "printed") << ReadText(folder / "error.log");
     }
 
     std::string Url(const std::string& application, const std::string& key) const {
         return "rtmp://127.0.0.1:" + std::to_string(port) + "/" + application + "/" + key;
     }
     // The recording, complete once the stream has ended.
-    std::filesystem::path Recording(const std::string& key) const { return folder / ("recorded/" + key + ".flv"); }
+    std::filesystem::path Recording(const std::string& key) const {
+        return folder / ("recorded/" + key + ".flv");
+    }
     void Stop() { process->Stop(SIGKILL); }
 
     TempFolder folder;

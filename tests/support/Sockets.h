@@ -63,7 +63,8 @@ inline Socket Listen(std::uint16_t& port) {
 inline Socket Connect(std::uint16_t port) {
     Socket connection(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const sockaddr_in address = Loopback(port);
-    if (connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return Socket();
+    if (connect(connection.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return Socket();
     return connection;
 }
 
@@ -76,7 +77,8 @@ inline bool WaitForListener(std::uint16_t port) {
         for (std::string line; std::getline(table, line);) {
             const std::size_t place = line.find(local);
             // State 0A listens.
-            if (place != std::string::npos && line.find(" 0A ", place) != std::string::npos) return true;
+            if (place != std::string::npos && line.find(" 0A ", place) != std::string::npos)
+                return true;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }

@@ -32,7 +32,8 @@ public:
         // By chance, since builds of several kinds may be tested at once.
         std::random_device random;
         do {
-            path = std::filesystem::absolute(std::filesystem::temp_directory_path()) / ("vimbrel-test-" + std::to_string(random()));
+            path = std::filesystem::absolute(std::filesystem::temp_directory_path()) /
+                   ("vimbrel-test-" + std::to_string(random()));
         } while (!std::filesystem::create_directory(path));
     }
     ~TempFolder() {
@@ -47,7 +48,8 @@ public:
     // The file's absolute path.
     std::filesystem::path Write(const std::string& name, const Bytes& bytes) const {
         std::ofstream(path / name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+            .write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
         return path / name;
     }
     std::filesystem::path Write(const std::string& name, const std::string& text) const {
@@ -56,7 +58,8 @@ public:
 
     // Runs shell commands within the folder and gives what they print; a failure fails the test.
     std::string Run(const std::string& command) const {
-        const std::string line = "cd \"" + path.string() + "\" && ( " + command + " ) > printed 2>&1 < /dev/null";
+        const std::string line =
+            "cd \"" + path.string() + "\" && ( " + command + " ) > printed 2>&1 < /dev/null";
         EXPECT_EQ(std::system(line.c_str()), 0) << command << "\n" << ReadText(path / "printed");
         return ReadText(path / "printed");
     }

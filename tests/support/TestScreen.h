@@ -1,5 +1,5 @@
-// A screen of 320 x 240 for tests that draw and capture: on Linux a server of its own, under Wine the one that the test runner
-// started.
+// A screen of 320 x 240 for tests that draw and capture: on Linux a server of its own, under Wine
+// the one that the test runner started.
 #pragma once
 
 #include <memory>

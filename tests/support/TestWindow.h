@@ -9,16 +9,19 @@
 
 namespace Vimbrel::test {
 
-// 0xRRGGBB at (x, y) of the inside of a window with that seed; no two neighbours are equal and the first is not black.
+// 0xRRGGBB at (x, y) of the inside of a window with that seed; no two neighbours are equal and the
+// first is not black.
 inline std::uint32_t PatternPixel(int x, int y, std::uint32_t seed) {
-    const auto mix = static_cast<std::uint32_t>(x) * 2654435761u ^ static_cast<std::uint32_t>(y) * 2246822519u ^ seed * 3266489917u;
+    const auto mix = static_cast<std::uint32_t>(x) * 2654435761u ^
+                     static_cast<std::uint32_t>(y) * 2246822519u ^ seed * 3266489917u;
     return ((mix ^ mix >> 15) & 0xFFFFFF) | 1;
 }
 
 class TestWindow {
 public:
     // Shown and painted when the constructor returns. A seed of 0 stands for a black window.
-    TestWindow(int x, int y, int width, int height, std::uint32_t seed, const std::string& title = "test");
+    TestWindow(int x, int y, int width, int height, std::uint32_t seed,
+               const std::string& title = "test");
     ~TestWindow();
     TestWindow(const TestWindow&) = delete;
     TestWindow& operator=(const TestWindow&) = delete;

@@ -6,6 +6,8 @@
 namespace Vimbrel::test {
 
 // Wine stands in for Windows in the tests and lacks some of its parts.
-inline bool RunsUnderWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
+inline bool RunsUnderWine() {
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
 
 }  // namespace Vimbrel::test

@@ -22,7 +22,8 @@ std::string ReadDisplay(int descriptor) {
     std::string number;
     pollfd readable{descriptor, POLLIN, 0};
     char c = 0;
-    while (poll(&readable, 1, start_timeout_ms) == 1 && read(descriptor, &c, 1) == 1 && c != '\n') number += c;
+    while (poll(&readable, 1, start_timeout_ms) == 1 && read(descriptor, &c, 1) == 1 && c != '\n')
+        number += c;
     return c == '\n' ? number : "";
 }
 
@@ -82,7 +83,8 @@ void XServer::Kill() {
 }
 
 std::vector<std::string> Xvfb(const std::string& screen, const std::vector<std::string>& more) {
-    std::vector<std::string> command{"Xvfb", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"};
+    std::vector<std::string> command{"Xvfb",      "-screen", "0",       screen,
+                                     "-nolisten", "tcp",     "-noreset"};
     command.insert(command.end(), more.begin(), more.end());
     return command;
 }

@@ -10,7 +10,8 @@ namespace Vimbrel::test {
 
 class XServer {
 public:
-    // `command` without the display; a server that does not come up within 20 seconds fails the test.
+    // `command` without the display; a server that does not come up within 20 seconds fails the
+    // test.
     explicit XServer(std::vector<std::string> command);
     ~XServer();
     XServer(const XServer&) = delete;

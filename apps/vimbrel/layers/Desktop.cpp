@@ -30,7 +30,8 @@ BOOL CALLBACK AddOutput(HMONITOR monitor, HDC, RECT* place, LPARAM list) {
     Output output;
     output.area = {place->left, place->top, place->right - place->left, place->bottom - place->top};
     output.primary = (info.dwFlags & MONITORINFOF_PRIMARY) != 0;
-    output.name = Narrow(info.szDevice, static_cast<int>(std::char_traits<wchar_t>::length(info.szDevice)));
+    output.name =
+        Narrow(info.szDevice, static_cast<int>(std::char_traits<wchar_t>::length(info.szDevice)));
     reinterpret_cast<std::vector<Output>*>(list)->push_back(output);
     return TRUE;
 }
@@ -51,7 +52,8 @@ DesktopWindow Describe(HWND handle) {
     window.minimised = IsIconic(handle) != FALSE;
     wchar_t text[512];
     window.title = Narrow(text, GetWindowTextW(handle, text, static_cast<int>(std::size(text))));
-    window.window_class = Narrow(text, GetClassNameW(handle, text, static_cast<int>(std::size(text))));
+    window.window_class =
+        Narrow(text, GetClassNameW(handle, text, static_cast<int>(std::size(text))));
     return window;
 }
 
@@ -60,14 +62,17 @@ BOOL CALLBACK AddWindow(HWND handle, LPARAM list) {
     return TRUE;
 }
 
-// Programs choose their titles: they are neither to break the list's lines nor to command the terminal.
+// Programs choose their titles: they are neither to break the list's lines nor to command the
+// terminal.
 std::string Printable(std::string text) {
     const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
     std::replace_if(text.begin(), text.end(), is_control, ' ');
     return text;
 }
 
-unsigned long long NumberOf(HWND handle) { return static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(handle)); }
+unsigned long long NumberOf(HWND handle) {
+    return static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(handle));
+}
 
 }  // namespace
 
@@ -79,7 +84,8 @@ std::vector<DesktopWindow> ListWindows() {
 
 std::optional<DesktopWindow> FindWindow(const WindowDescription& wanted) {
     if (wanted.number) {
-        const DesktopWindow window = Describe(reinterpret_cast<HWND>(static_cast<std::uintptr_t>(*wanted.number)));
+        const DesktopWindow window =
+            Describe(reinterpret_cast<HWND>(static_cast<std::uintptr_t>(*wanted.number)));
         return window.width > 0 ? std::optional(window) : std::nullopt;
     }
     const std::vector<DesktopWindow> windows = ListWindows();
@@ -87,9 +93,15 @@ std::optional<DesktopWindow> FindWindow(const WindowDescription& wanted) {
         const auto found = std::find_if(windows.begin(), windows.end(), matches);
         return found == windows.end() ? std::nullopt : std::optional(*found);
     };
-    if (!wanted.window_class.empty()) return find([&](const DesktopWindow& window) { return window.window_class == wanted.window_class; });
-    const auto exact = find([&](const DesktopWindow& window) { return window.title == wanted.title; });
-    return exact ? exact : find([&](const DesktopWindow& window) { return window.title.find(wanted.title) != std::string::npos; });
+    if (!wanted.window_class.empty())
+        return find([&](const DesktopWindow& window) {
+            return window.window_class == wanted.window_class;
+        });
+    const auto exact =
+        find([&](const DesktopWindow& window) { return window.title == wanted.title; });
+    return exact ? exact : find([&](const DesktopWindow& window) {
+        return window.title.find(wanted.title) != std::string::npos;
+    });
 }
 
 std::optional<Rect> DesktopArea() {
@@ -116,13 +128,15 @@ std::optional<Rect> PrimaryArea() {
 }
 
 std::string AreaText(const Rect& area) {
-    return std::to_string(area.width) + "x" + std::to_string(area.height) + " at " + std::to_string(area.x) + "," + std::to_string(area.y);
+    return std::to_string(area.width) + "x" + std::to_string(area.height) + " at " +
+           std::to_string(area.x) + "," + std::to_string(area.y);
 }
 
 bool PrintScreens() {
     const std::vector<Output> outputs = ListOutputs();
     for (const Output& output : outputs) {
-        std::printf("%-12s %s%s\n", output.name.c_str(), AreaText(output.area).c_str(), output.primary ? " (primary)" : "");
+        std::printf("%-12s %s%s\n", output.name.c_str(), AreaText(output.area).c_str(),
+                    output.primary ? " (primary)" : "");
     }
     return !outputs.empty();
 }
@@ -130,8 +144,9 @@ bool PrintScreens() {
 bool PrintWindows() {
     if (!DesktopArea()) return false;
     for (const DesktopWindow& window : ListWindows()) {
-        std::printf("0x%-10llx %5dx%-5d %-20s %s%s\n", NumberOf(window.handle), window.width, window.height,
-                    Printable(window.window_class).c_str(), Printable(window.title).c_str(), window.minimised ? " (minimised)" : "");
+        std::printf("0x%-10llx %5dx%-5d %-20s %s%s\n", NumberOf(window.handle), window.width,
+                    window.height, Printable(window.window_class).c_str(),
+                    Printable(window.title).c_str(), window.minimised ? " (minimised)" : "");
     }
     return true;
 }

@@ -23,7 +23,8 @@ struct DesktopWindow {
 // Topmost first. Empty without a server.
 std::vector<DesktopWindow> ListWindows();
 
-// By number; else the topmost with that very title or class, else the topmost whose title contains the text.
+// By number; else the topmost with that very title or class, else the topmost whose title contains
+// the text.
 std::optional<DesktopWindow> FindWindow(const WindowDescription& wanted);
 
 // What all outputs show together, and the primary one. Null without a server.

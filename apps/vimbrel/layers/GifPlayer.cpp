@@ -26,7 +26,8 @@ Area Clip(const Vimbrel::MediaSourcePicture::Frame& frame, const Raster& screen)
 }  // namespace
 
 GifPlayer::GifPlayer(const Vimbrel::MediaSourcePicture& opened)
-    : source(opened), screen(static_cast<int>(opened.GetGif()->width), static_cast<int>(opened.GetGif()->height)) {
+    : source(opened),
+      screen(static_cast<int>(opened.GetGif()->width), static_cast<int>(opened.GetGif()->height)) {
     Show(0);
     next_change_ms = Frame(0).delay;
 }
@@ -37,8 +38,10 @@ bool GifPlayer::AdvanceTo(std::int64_t time_ms) {
     bool changed = false;
     while (time_ms >= next_change_ms) {
         if (current + 1 == count) {
-            // A count of n in the file means n repetitions; without one the animation goes on for ever.
-            if (count == 1 || (gif.hasLoop && passes > static_cast<std::int64_t>(gif.loopCount))) return changed;
+            // A count of n in the file means n repetitions; without one the animation goes on for
+            // ever.
+            if (count == 1 || (gif.hasLoop && passes > static_cast<std::int64_t>(gif.loopCount)))
+                return changed;
             ++passes;
             std::fill(screen.pixels.begin(), screen.pixels.end(), std::uint8_t{0});
             Show(0);
@@ -65,7 +68,8 @@ void GifPlayer::DisposeOf(const Vimbrel::MediaSourcePicture::Frame& frame) {
     } else if (frame.disposal == disposal_background) {
         const Area area = Clip(frame, screen);
         for (int y = area.top; y < area.bottom && area.left < area.right; ++y) {
-            std::memset(screen.At(area.left, y), 0, static_cast<std::size_t>(area.right - area.left) * 4);
+            std::memset(screen.At(area.left, y), 0,
+                        static_cast<std::size_t>(area.right - area.left) * 4);
         }
     }
 }
@@ -74,7 +78,9 @@ void GifPlayer::Draw(const Vimbrel::MediaSourcePicture::Frame& frame) {
     const Area area = Clip(frame, screen);
     for (int y = area.top; y < area.bottom; ++y) {
         const std::uint8_t* from =
-            frame.pixels + (static_cast<std::size_t>(y - frame.top) * frame.width + static_cast<std::size_t>(area.left - frame.left)) * 4;
+            frame.pixels + (static_cast<std::size_t>(y - frame.top) * frame.width +
+                            static_cast<std::size_t>(area.left - frame.left)) *
+                               4;
         std::uint8_t* to = screen.At(area.left, y);
         for (int x = area.left; x < area.right; ++x, from += 4, to += 4) {
             if (from[3] != 0) std::memcpy(to, from, 4);

@@ -13,14 +13,17 @@ class GifPlayer {
 public:
     explicit GifPlayer(const Vimbrel::MediaSourcePicture& opened);
 
-    // Brings the picture to that time since the start, which never runs backwards. Returns whether it changed.
+    // Brings the picture to that time since the start, which never runs backwards. Returns whether
+    // it changed.
     bool AdvanceTo(std::int64_t time_ms);
 
     // The logical screen.
     const Raster& Picture() const { return screen; }
 
 private:
-    const Vimbrel::MediaSourcePicture::Frame& Frame(int index) const { return *source.GetFrame(index); }
+    const Vimbrel::MediaSourcePicture::Frame& Frame(int index) const {
+        return *source.GetFrame(index);
+    }
     void Show(int index);
     void DisposeOf(const Vimbrel::MediaSourcePicture::Frame& frame);
     void Draw(const Vimbrel::MediaSourcePicture::Frame& frame);

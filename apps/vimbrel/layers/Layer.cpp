@@ -7,7 +7,8 @@
 
 namespace studio {
 
-std::unique_ptr<Layer> OpenLayer(const LayerDescription& description, int fps, IWICImagingFactory* factory, std::string& error) {
+std::unique_ptr<Layer> OpenLayer(const LayerDescription& description, int fps,
+                                 IWICImagingFactory* factory, std::string& error) {
     if (const auto* picture = std::get_if<PictureDescription>(&description.content)) {
         return PictureLayer::Open(description, picture->file, picture->fit, false, factory, error);
     }
@@ -18,8 +19,10 @@ std::unique_ptr<Layer> OpenLayer(const LayerDescription& description, int fps, I
         return ScreenLayer::Open(description, *screen, fps, error);
     if (const auto* window = std::get_if<WindowDescription>(&description.content))
         return ScreenLayer::Open(description, *window, fps, error);
-    if (const auto* text = std::get_if<TextDescription>(&description.content)) return std::make_unique<TextLayer>(description, *text);
-    return std::make_unique<ColorLayer>(description, std::get<ColorDescription>(description.content));
+    if (const auto* text = std::get_if<TextDescription>(&description.content))
+        return std::make_unique<TextLayer>(description, *text);
+    return std::make_unique<ColorLayer>(description,
+                                        std::get<ColorDescription>(description.content));
 }
 
 }  // namespace studio

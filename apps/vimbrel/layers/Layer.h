@@ -25,8 +25,9 @@ protected:
     Layer& operator=(const Layer&) = delete;
 };
 
-// Opens what the layer shows. Null with `error` set to "place: what is wrong". The factory outlives the layer.
-// `fps` is how often the layer will be drawn in a second.
-std::unique_ptr<Layer> OpenLayer(const LayerDescription& description, int fps, IWICImagingFactory* factory, std::string& error);
+// Opens what the layer shows. Null with `error` set to "place: what is wrong". The factory outlives
+// the layer. `fps` is how often the layer will be drawn in a second.
+std::unique_ptr<Layer> OpenLayer(const LayerDescription& description, int fps,
+                                 IWICImagingFactory* factory, std::string& error);
 
 }  // namespace studio

@@ -13,19 +13,23 @@ namespace studio {
 class PictureLayer final : public Layer, private Vimbrel::MediaSource::Dispatcher {
 public:
     // With `must_be_gif` any other kind of picture is an error; without it a GIF plays as well.
-    static std::unique_ptr<Layer> Open(const LayerDescription& description, const std::filesystem::path& file, Fit fit, bool must_be_gif,
+    static std::unique_ptr<Layer> Open(const LayerDescription& description,
+                                       const std::filesystem::path& file, Fit fit, bool must_be_gif,
                                        IWICImagingFactory* factory, std::string& error);
 
     void Draw(std::int64_t time_ms, Raster& canvas) override;
 
 private:
     PictureLayer(const LayerDescription& description, Fit picture_fit);
-    bool OpenSource(const std::filesystem::path& file, bool must_be_gif, IWICImagingFactory* factory, std::string& error);
+    bool OpenSource(const std::filesystem::path& file, bool must_be_gif,
+                    IWICImagingFactory* factory, std::string& error);
 
-    void OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State, Vimbrel::MediaSource::State) override {}
-    void OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, int width, int height, int stride, std::int64_t,
-                       std::int64_t) override;
-    void OnAudioSample(Vimbrel::MediaSource*, unsigned char*, int, std::int64_t, std::int64_t) override {}
+    void OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State,
+                        Vimbrel::MediaSource::State) override {}
+    void OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, int width, int height,
+                       int stride, std::int64_t, std::int64_t) override;
+    void OnAudioSample(Vimbrel::MediaSource*, unsigned char*, int, std::int64_t,
+                       std::int64_t) override {}
 
     Rect rect;
     double opacity;

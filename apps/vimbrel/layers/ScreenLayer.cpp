@@ -35,7 +35,8 @@ ScreenLayer::~ScreenLayer() {
     source.SetDispatcher(nullptr);
 }
 
-std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description, const ScreenDescription& content, int fps,
+std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description,
+                                         const ScreenDescription& content, int fps,
                                          std::string& error) {
     std::unique_ptr<ScreenLayer> layer(new ScreenLayer(description, content.fit, fps));
     layer->screen = content;
@@ -43,7 +44,8 @@ std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description, co
     return layer->TakePart(error) && layer->Start(error) ? std::move(layer) : nullptr;
 }
 
-std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description, const WindowDescription& content, int fps,
+std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description,
+                                         const WindowDescription& content, int fps,
                                          std::string& error) {
     if (!DesktopArea()) {
         error = description.place + no_screen;
@@ -51,7 +53,8 @@ std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description, co
     }
     const auto window = FindWindow(content);
     if (!window) {
-        error = description.place + ": there is no such window; \"vimbrel windows\" lists those that there are";
+        error = description.place +
+                ": there is no such window; \"vimbrel windows\" lists those that there are";
         return nullptr;
     }
     std::unique_ptr<ScreenLayer> layer(new ScreenLayer(description, content.fit, fps));
@@ -67,7 +70,8 @@ bool ScreenLayer::TakePart(std::string& error) {
         error = place + no_screen;
         return false;
     }
-    const bool inside = region->x >= whole->x && region->y >= whole->y && region->x + region->width <= whole->x + whole->width &&
+    const bool inside = region->x >= whole->x && region->y >= whole->y &&
+                        region->x + region->width <= whole->x + whole->width &&
                         region->y + region->height <= whole->y + whole->height;
     if (!inside) {
         error = place + ".region: is not within the screen, which is " + AreaText(*whole);
@@ -93,7 +97,8 @@ bool ScreenLayer::Start(std::string& error) {
     return true;
 }
 
-// The source shows what it was opened on: where the screen becomes another, its pictures stop without a word.
+// The source shows what it was opened on: where the screen becomes another, its pictures stop
+// without a word.
 bool ScreenLayer::FollowDesktop() {
     if (DesktopArea() == desktop) return true;
     std::string error;
@@ -104,7 +109,8 @@ bool ScreenLayer::FollowDesktop() {
 
 void ScreenLayer::Run(const std::stop_token& stop) {
     using Clock = std::chrono::steady_clock;
-    const auto interval = std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / fps));
+    const auto interval =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1.0 / fps));
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     auto due = Clock::now();
     auto looked = due;
@@ -122,21 +128,25 @@ void ScreenLayer::Run(const std::stop_token& stop) {
     CoUninitialize();
 }
 
-void ScreenLayer::OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State, Vimbrel::MediaSource::State to) {
-    if (to == Vimbrel::MediaSource::State::Stopped) std::fprintf(stderr, "vimbrel: %s: the window was closed\n", place.c_str());
+void ScreenLayer::OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State,
+                                 Vimbrel::MediaSource::State to) {
+    if (to == Vimbrel::MediaSource::State::Stopped)
+        std::fprintf(stderr, "vimbrel: %s: the window was closed\n", place.c_str());
 }
 
-void ScreenLayer::OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, int width, int height, int stride, std::int64_t,
-                                std::int64_t) {
+void ScreenLayer::OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, int width, int height,
+                                int stride, std::int64_t, std::int64_t) {
     if (!pixels || width <= 0 || height <= 0) return;
     if (captured.width != width || captured.height != height) captured = Raster(width, height);
     for (int y = 0; y < height; ++y) {
         std::uint8_t* row = captured.At(0, y);
-        std::memcpy(row, pixels + static_cast<std::ptrdiff_t>(y) * stride, static_cast<std::size_t>(width) * 4);
+        std::memcpy(row, pixels + static_cast<std::ptrdiff_t>(y) * stride,
+                    static_cast<std::size_t>(width) * 4);
         // The source's byte of alpha tells nothing.
         for (int x = 0; x < width; ++x) row[x * 4 + 3] = 255;
     }
-    ScaleInto({captured.pixels.data(), width, height, captured.Stride()}, width, height, fit, scaled);
+    ScaleInto({captured.pixels.data(), width, height, captured.Stride()}, width, height, fit,
+              scaled);
     const std::lock_guard guard(lock);
     std::swap(shown, scaled);
     drawn = true;

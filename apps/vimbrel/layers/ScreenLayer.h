@@ -11,12 +11,16 @@
 
 namespace studio {
 
-// A request of the source can last: it waits for something to change. So it is made on a thread of the layer's own, which leaves
-// the last picture for Draw.
+// A request of the source can last: it waits for something to change. So it is made on a thread of
+// the layer's own, which leaves the last picture for Draw.
 class ScreenLayer final : public Layer, private Vimbrel::MediaSource::Dispatcher {
 public:
-    static std::unique_ptr<Layer> Open(const LayerDescription& description, const ScreenDescription& content, int fps, std::string& error);
-    static std::unique_ptr<Layer> Open(const LayerDescription& description, const WindowDescription& content, int fps, std::string& error);
+    static std::unique_ptr<Layer> Open(const LayerDescription& description,
+                                       const ScreenDescription& content, int fps,
+                                       std::string& error);
+    static std::unique_ptr<Layer> Open(const LayerDescription& description,
+                                       const WindowDescription& content, int fps,
+                                       std::string& error);
     ~ScreenLayer() override;
 
     void Draw(std::int64_t time_ms, Raster& canvas) override;
@@ -29,10 +33,12 @@ private:
     bool FollowDesktop();
     void Run(const std::stop_token& stop);
 
-    void OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State, Vimbrel::MediaSource::State to) override;
-    void OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, int width, int height, int stride, std::int64_t,
-                       std::int64_t) override;
-    void OnAudioSample(Vimbrel::MediaSource*, unsigned char*, int, std::int64_t, std::int64_t) override {}
+    void OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State,
+                        Vimbrel::MediaSource::State to) override;
+    void OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, int width, int height,
+                       int stride, std::int64_t, std::int64_t) override;
+    void OnAudioSample(Vimbrel::MediaSource*, unsigned char*, int, std::int64_t,
+                       std::int64_t) override {}
 
     const std::string place;
     const Rect rect;

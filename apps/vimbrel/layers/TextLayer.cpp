@@ -5,7 +5,9 @@
 namespace studio {
 
 TextLayer::TextLayer(const LayerDescription& description, const TextDescription& content)
-    : rect(description.rect), opacity(description.opacity), raster(description.rect.width, description.rect.height) {
+    : rect(description.rect),
+      opacity(description.opacity),
+      raster(description.rect.width, description.rect.height) {
     source.SetText(Widen(content.text).c_str());
     source.Open();
     source.Play();
@@ -13,7 +15,8 @@ TextLayer::TextLayer(const LayerDescription& description, const TextDescription&
 }
 
 void TextLayer::Draw(std::int64_t, Raster& canvas) {
-    if (source.GetState() == Vimbrel::MediaSource::State::Playing) DrawOver(raster, rect.x, rect.y, opacity, canvas);
+    if (source.GetState() == Vimbrel::MediaSource::State::Playing)
+        DrawOver(raster, rect.x, rect.y, opacity, canvas);
 }
 
 }  // namespace studio

@@ -18,7 +18,8 @@ bool IsWhole(const std::filesystem::path& file) {
 
 }  // namespace
 
-GifOutput::GifOutput(const OutputDescription& description) : file(description.file), recorder(Vimbrel::CreateMediaTranscodeGIF()) {}
+GifOutput::GifOutput(const OutputDescription& description)
+    : file(description.file), recorder(Vimbrel::CreateMediaTranscodeGIF()) {}
 
 GifOutput::~GifOutput() {
     // The recorder must be through with the file before the file goes.
@@ -26,7 +27,8 @@ GifOutput::~GifOutput() {
     recorder->Cleanup();
 }
 
-std::unique_ptr<Output> GifOutput::Start(const OutputDescription& description, const CanvasDescription& canvas, std::string& error) {
+std::unique_ptr<Output> GifOutput::Start(const OutputDescription& description,
+                                         const CanvasDescription& canvas, std::string& error) {
     std::unique_ptr<GifOutput> output(new GifOutput(description));
     std::string what;
     if (!output->file.Create(what)) {
@@ -47,8 +49,9 @@ std::unique_ptr<Output> GifOutput::Start(const OutputDescription& description, c
 
 void GifOutput::Push(const Raster& canvas, std::int64_t time) {
     ++pushed;
-    recorder->SetVideoSample(const_cast<std::uint8_t*>(canvas.pixels.data()), static_cast<unsigned>(canvas.width),
-                             static_cast<unsigned>(canvas.height), static_cast<unsigned>(canvas.Stride()), time, 0);
+    recorder->SetVideoSample(
+        const_cast<std::uint8_t*>(canvas.pixels.data()), static_cast<unsigned>(canvas.width),
+        static_cast<unsigned>(canvas.height), static_cast<unsigned>(canvas.Stride()), time, 0);
 }
 
 bool GifOutput::Finish(std::string& error) {
@@ -57,7 +60,8 @@ bool GifOutput::Finish(std::string& error) {
     recorder->Cleanup();
     if (Status().written == 0) {
         error = pushed == 0 ? File().string() + ": there was no frame to write"
-                            : File().string() + ": none of the " + std::to_string(pushed) + " frames could be written";
+                            : File().string() + ": none of the " + std::to_string(pushed) +
+                                  " frames could be written";
         return false;
     }
     if (!IsWhole(file.PartName())) {
@@ -69,7 +73,8 @@ bool GifOutput::Finish(std::string& error) {
 
 OutputStatus GifOutput::Status() const {
     const auto statistics = Vimbrel::GetTranscodeStatistics(*recorder);
-    return {pushed, statistics.videoWritten, statistics.videoDropped + statistics.videoLimited, file.Size()};
+    return {pushed, statistics.videoWritten, statistics.videoDropped + statistics.videoLimited,
+            file.Size()};
 }
 
 }  // namespace studio

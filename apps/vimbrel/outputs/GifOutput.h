@@ -9,14 +9,17 @@ namespace studio {
 
 class GifOutput final : public Output {
 public:
-    static std::unique_ptr<Output> Start(const OutputDescription& description, const CanvasDescription& canvas, std::string& error);
+    static std::unique_ptr<Output> Start(const OutputDescription& description,
+                                         const CanvasDescription& canvas, std::string& error);
     ~GifOutput() override;
 
     void Push(const Raster& canvas, std::int64_t time) override;
     bool Finish(std::string& error) override;
     OutputStatus Status() const override;
     std::string ShortName() const override { return File().filename().string(); }
-    std::string Summary(std::uint64_t skipped) const override { return FileSummary(File(), Status(), skipped); }
+    std::string Summary(std::uint64_t skipped) const override {
+        return FileSummary(File(), Status(), skipped);
+    }
 
 private:
     const std::filesystem::path& File() const { return file.Name(); }

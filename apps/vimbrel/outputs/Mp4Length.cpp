@@ -14,7 +14,8 @@ std::uint64_t ReadNumber(std::istream& stream, int bytes) {
     return number;
 }
 
-// Goes through the boxes from where the stream stands and stops behind the header of the first one of that type.
+// Goes through the boxes from where the stream stands and stops behind the header of the first one
+// of that type.
 bool Enter(std::istream& stream, std::string_view type) {
     for (;;) {
         const std::streamoff start = stream.tellg();

@@ -6,18 +6,21 @@
 
 #include "outputs/Mp4Length.h"
 #include "outputs/RecorderWait.h"
-#include "sound/SoundMixer.h"
 #include "scene/WideText.h"
+#include "sound/SoundMixer.h"
 
 namespace studio {
 
 namespace {
 
-// The recorder's own queue has no limit: frames that wait may take this much memory, and no more than two seconds.
+// The recorder's own queue has no limit: frames that wait may take this much memory, and no more
+// than two seconds.
 std::uint64_t WaitingLimit(const CanvasDescription& canvas) {
     constexpr std::uint64_t memory = std::uint64_t{512} << 20;
-    const std::uint64_t frame = static_cast<std::uint64_t>(canvas.width) * static_cast<std::uint64_t>(canvas.height) * 4;
-    return std::clamp<std::uint64_t>(memory / frame, 4, static_cast<std::uint64_t>(std::max(canvas.fps * 2, 4)));
+    const std::uint64_t frame =
+        static_cast<std::uint64_t>(canvas.width) * static_cast<std::uint64_t>(canvas.height) * 4;
+    return std::clamp<std::uint64_t>(memory / frame, 4,
+                                     static_cast<std::uint64_t>(std::max(canvas.fps * 2, 4)));
 }
 
 WAVEFORMATEX Format(int sound_rate) {
@@ -31,11 +34,14 @@ WAVEFORMATEX Format(int sound_rate) {
     return format;
 }
 
-std::string SizeName(int width, int height) { return std::to_string(width) + "x" + std::to_string(height); }
+std::string SizeName(int width, int height) {
+    return std::to_string(width) + "x" + std::to_string(height);
+}
 
 }  // namespace
 
-Mp4Output::Mp4Output(const OutputDescription& description, const CanvasDescription& canvas, int rate_of_sound)
+Mp4Output::Mp4Output(const OutputDescription& description, const CanvasDescription& canvas,
+                     int rate_of_sound)
     : file(description.file),
       fps(canvas.fps),
       sound_rate(rate_of_sound),
@@ -54,16 +60,20 @@ Mp4Output::~Mp4Output() {
     recorder->Cleanup();
 }
 
-std::unique_ptr<Output> Mp4Output::Start(const OutputDescription& description, const CanvasDescription& canvas, int sound_rate,
+std::unique_ptr<Output> Mp4Output::Start(const OutputDescription& description,
+                                         const CanvasDescription& canvas, int sound_rate,
                                          std::string& error) {
     if (canvas.width % 2 != 0 || canvas.height % 2 != 0) {
-        error = description.place + ": an MP4 needs a canvas of even width and height: not " + SizeName(canvas.width, canvas.height) +
-                ", but " + SizeName(canvas.width + canvas.width % 2, canvas.height + canvas.height % 2) + " would do";
+        error = description.place + ": an MP4 needs a canvas of even width and height: not " +
+                SizeName(canvas.width, canvas.height) + ", but " +
+                SizeName(canvas.width + canvas.width % 2, canvas.height + canvas.height % 2) +
+                " would do";
         return nullptr;
     }
     std::unique_ptr<Mp4Output> output(new Mp4Output(description, canvas, sound_rate));
     if (!output->recorder->Create(Widen(output->file))) {
-        error = description.place + ".file: " + output->file.string() + ": cannot be written; the log tells more";
+        error = description.place + ".file: " + output->file.string() +
+                ": cannot be written; the log tells more";
         return nullptr;
     }
     if (!output->recorder->Start()) {
@@ -81,15 +91,18 @@ void Mp4Output::Push(const Raster& canvas, std::int64_t time) {
         return;
     }
     const std::int64_t duration = 10'000'000 / fps;
-    recorder->SetVideoSample(const_cast<std::uint8_t*>(canvas.pixels.data()), static_cast<unsigned>(canvas.width),
-                             static_cast<unsigned>(canvas.height), static_cast<unsigned>(canvas.Stride()), time, duration);
+    recorder->SetVideoSample(const_cast<std::uint8_t*>(canvas.pixels.data()),
+                             static_cast<unsigned>(canvas.width),
+                             static_cast<unsigned>(canvas.height),
+                             static_cast<unsigned>(canvas.Stride()), time, duration);
     length = static_cast<double>(time + duration) / 1e7;
 }
 
 void Mp4Output::PushSound(const std::int16_t* frames, std::size_t count, std::int64_t time) {
     if (sound_rate == 0) return;
-    recorder->SetAudioSample(const_cast<std::int16_t*>(frames), static_cast<unsigned>(count * SoundMixer::channels * sizeof *frames), time,
-                             static_cast<std::int64_t>(count) * 10'000'000 / sound_rate);
+    recorder->SetAudioSample(const_cast<std::int16_t*>(frames),
+                             static_cast<unsigned>(count * SoundMixer::channels * sizeof *frames),
+                             time, static_cast<std::int64_t>(count) * 10'000'000 / sound_rate);
 }
 
 bool Mp4Output::Finish(std::string& error) {
@@ -105,7 +118,9 @@ bool Mp4Output::Finish(std::string& error) {
     const double found = Mp4Length(file).value_or(0);
     if (found + tolerance < length) {
         char text[96];
-        std::snprintf(text, sizeof text, ": could only be written up to %.1f s of %.1f s; is the disk full?", found, length);
+        std::snprintf(text, sizeof text,
+                      ": could only be written up to %.1f s of %.1f s; is the disk full?", found,
+                      length);
         error = file.string() + text;
         return false;
     }

@@ -6,10 +6,12 @@
 
 namespace studio {
 
-// The file has its own name from the beginning and can be played at any time: what was written when the run is killed is not lost.
+// The file has its own name from the beginning and can be played at any time: what was written when
+// the run is killed is not lost.
 class Mp4Output final : public Output {
 public:
-    static std::unique_ptr<Output> Start(const OutputDescription& description, const CanvasDescription& canvas, int sound_rate,
+    static std::unique_ptr<Output> Start(const OutputDescription& description,
+                                         const CanvasDescription& canvas, int sound_rate,
                                          std::string& error);
     ~Mp4Output() override;
 
@@ -18,11 +20,14 @@ public:
     bool Finish(std::string& error) override;
     OutputStatus Status() const override;
     std::string ShortName() const override { return File().filename().string(); }
-    std::string Summary(std::uint64_t skipped) const override { return FileSummary(File(), Status(), skipped); }
+    std::string Summary(std::uint64_t skipped) const override {
+        return FileSummary(File(), Status(), skipped);
+    }
 
 private:
     const std::filesystem::path& File() const { return file; }
-    Mp4Output(const OutputDescription& description, const CanvasDescription& canvas, int rate_of_sound);
+    Mp4Output(const OutputDescription& description, const CanvasDescription& canvas,
+              int rate_of_sound);
 
     const std::filesystem::path file;
     const int fps;

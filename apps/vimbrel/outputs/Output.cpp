@@ -24,12 +24,14 @@ std::string SizeText(std::uint64_t bytes) {
     return text;
 }
 
-std::string FileSummary(const std::filesystem::path& file, const OutputStatus& status, std::uint64_t skipped) {
-    return "wrote " + file.string() + ": " + std::to_string(status.written) + " frames, " + std::to_string(status.dropped + skipped) +
-           " dropped, " + SizeText(status.bytes);
+std::string FileSummary(const std::filesystem::path& file, const OutputStatus& status,
+                        std::uint64_t skipped) {
+    return "wrote " + file.string() + ": " + std::to_string(status.written) + " frames, " +
+           std::to_string(status.dropped + skipped) + " dropped, " + SizeText(status.bytes);
 }
 
-std::unique_ptr<Output> StartOutput(const OutputDescription& description, const CanvasDescription& canvas, int sound_rate,
+std::unique_ptr<Output> StartOutput(const OutputDescription& description,
+                                    const CanvasDescription& canvas, int sound_rate,
                                     OutputFailure& failure) {
     switch (description.type) {
         case OutputType::Gif:

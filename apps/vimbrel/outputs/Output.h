@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "Studio.h"
 #include "scene/Raster.h"
 #include "scene/Scene.h"
-#include "Studio.h"
 
 namespace studio {
 
@@ -23,11 +23,14 @@ class Output {
 public:
     virtual ~Output() = default;
 
-    // `time` in 100 nanoseconds since the start. The canvas is copied; the call does not wait for the encoder.
+    // `time` in 100 nanoseconds since the start. The canvas is copied; the call does not wait for
+    // the encoder.
     virtual void Push(const Raster& canvas, std::int64_t time) = 0;
-    // `count` frames of sound in the format that the output was started with, by the same clock. Outputs without sound ignore it.
+    // `count` frames of sound in the format that the output was started with, by the same clock.
+    // Outputs without sound ignore it.
     virtual void PushSound(const std::int16_t* frames, std::size_t count, std::int64_t time);
-    // Waits until what was pushed is written (not for ever) and ends the file. False with `error` set if there is no good and whole file.
+    // Waits until what was pushed is written (not for ever) and ends the file. False with `error`
+    // set if there is no good and whole file.
     virtual bool Finish(std::string& error) = 0;
     // What the program then returns.
     virtual ExitCode FailureCode() const { return exit_output_failed; }
@@ -45,7 +48,8 @@ protected:
 };
 
 // "wrote FILE: …" of an output that is a file.
-std::string FileSummary(const std::filesystem::path& file, const OutputStatus& status, std::uint64_t skipped);
+std::string FileSummary(const std::filesystem::path& file, const OutputStatus& status,
+                        std::uint64_t skipped);
 
 // "12345 B", "1.2 MB".
 std::string SizeText(std::uint64_t bytes);
@@ -55,9 +59,10 @@ struct OutputFailure {
     ExitCode code = exit_bad_input;
 };
 
-// Starts an output. `sound_rate` in frames a second, 0 for none. Null with `failure` set; a file of that name from before then stands as it
-// was.
-std::unique_ptr<Output> StartOutput(const OutputDescription& description, const CanvasDescription& canvas, int sound_rate,
+// Starts an output. `sound_rate` in frames a second, 0 for none. Null with `failure` set; a file of
+// that name from before then stands as it was.
+std::unique_ptr<Output> StartOutput(const OutputDescription& description,
+                                    const CanvasDescription& canvas, int sound_rate,
                                     OutputFailure& failure);
 
 }  // namespace studio

@@ -15,7 +15,8 @@ std::filesystem::path WithPart(std::filesystem::path name) {
 
 }  // namespace
 
-PartFile::PartFile(std::filesystem::path final_name) : name(std::move(final_name)), part_name(WithPart(name)) {}
+PartFile::PartFile(std::filesystem::path final_name)
+    : name(std::move(final_name)), part_name(WithPart(name)) {}
 
 PartFile::~PartFile() {
     std::error_code ignored;

@@ -7,8 +7,9 @@
 
 namespace studio {
 
-// While the file is being made it stands beside its place as "<name>.part", so that what is cut off never looks finished,
-// and a finished file from before is lost only to a new one. Removed at destruction unless kept.
+// While the file is being made it stands beside its place as "<name>.part", so that what is cut off
+// never looks finished, and a finished file from before is lost only to a new one. Removed at
+// destruction unless kept.
 class PartFile {
 public:
     explicit PartFile(std::filesystem::path final_name);

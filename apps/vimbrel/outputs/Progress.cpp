@@ -12,8 +12,8 @@ Progress::~Progress() {
     if (line_open) std::printf("\n");
 }
 
-void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t skipped, const std::vector<std::unique_ptr<Output>>& outputs,
-                    bool last) {
+void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t skipped,
+                    const std::vector<std::unique_ptr<Output>>& outputs, bool last) {
     const auto now = std::chrono::steady_clock::now();
     if (now < next && !last) return;
     next = now + (terminal ? std::chrono::milliseconds(200) : std::chrono::milliseconds(1000));
@@ -27,8 +27,9 @@ void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t sk
     }
     const int minutes = static_cast<int>(scene_seconds / 60);
     char counts[96];
-    std::snprintf(counts, sizeof counts, "%02d:%04.1f  frames %llu  dropped %llu", minutes, scene_seconds - minutes * 60,
-                  static_cast<unsigned long long>(frames), static_cast<unsigned long long>(dropped));
+    std::snprintf(counts, sizeof counts, "%02d:%04.1f  frames %llu  dropped %llu", minutes,
+                  scene_seconds - minutes * 60, static_cast<unsigned long long>(frames),
+                  static_cast<unsigned long long>(dropped));
     // The blanks cover what a longer line before may have left.
     std::printf(terminal ? "\r%s%s   " : "%s%s\n", counts, sizes.c_str());
     std::fflush(stdout);

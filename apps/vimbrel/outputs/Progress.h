@@ -18,8 +18,8 @@ public:
     ~Progress();
 
     // Shows the state, if it is time to; with `last` in any case.
-    void Show(double scene_seconds, std::uint64_t frames, std::uint64_t skipped, const std::vector<std::unique_ptr<Output>>& outputs,
-              bool last);
+    void Show(double scene_seconds, std::uint64_t frames, std::uint64_t skipped,
+              const std::vector<std::unique_ptr<Output>>& outputs, bool last);
 
 private:
     bool terminal;

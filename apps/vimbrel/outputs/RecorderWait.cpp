@@ -17,7 +17,8 @@ void WaitForRecorder(const Vimbrel::MediaTranscode& recorder) {
     auto last_progress = std::chrono::steady_clock::now();
     for (;;) {
         const auto counts = Vimbrel::GetTranscodeStatistics(recorder);
-        const std::uint64_t done = counts.videoWritten + counts.videoDropped + counts.audioWritten + counts.audioDropped;
+        const std::uint64_t done =
+            counts.videoWritten + counts.videoDropped + counts.audioWritten + counts.audioDropped;
         const auto now = std::chrono::steady_clock::now();
         if (done >= counts.videoTaken + counts.audioTaken || now - last_progress > patience) return;
         if (done != done_before) last_progress = now;

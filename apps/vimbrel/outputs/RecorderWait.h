@@ -5,7 +5,8 @@
 
 namespace studio {
 
-// Stopping a recorder gives up what still waits, so this comes before. Returns as well when nothing moves for a while.
+// Stopping a recorder gives up what still waits, so this comes before. Returns as well when nothing
+// moves for a while.
 void WaitForRecorder(const Vimbrel::MediaTranscode& recorder);
 
 }  // namespace studio

@@ -29,9 +29,11 @@ OutputFailure FailureOf(int status, const std::string& place, const std::string&
         case Vimbrel::RTMPCAST_CONNECTION_FAILED:
             return {place + ": " + target + ": no connection to the server", exit_no_connection};
         case Vimbrel::RTMPCAST_STREAM_FAILED:
-            return {place + ": " + target + ": the server does not take the stream", exit_stream_refused};
+            return {place + ": " + target + ": the server does not take the stream",
+                    exit_stream_refused};
         default:
-            return {place + ": the encoders cannot be started; the log tells more", exit_output_failed};
+            return {place + ": the encoders cannot be started; the log tells more",
+                    exit_output_failed};
     }
 }
 
@@ -40,19 +42,23 @@ OutputFailure FailureOf(int status, const std::string& place, const std::string&
 std::string PublicUrl(const std::string& url) {
     std::string shown = url.substr(0, url.find(' '));
     const std::size_t host = shown.find("://");
-    const std::size_t path = host == std::string::npos ? std::string::npos : shown.find('/', host + 3);
+    const std::size_t path =
+        host == std::string::npos ? std::string::npos : shown.find('/', host + 3);
     const std::size_t last = shown.rfind('/');
     if (path != std::string::npos && last > path) shown = shown.substr(0, last) + "/...";
     const std::size_t at = shown.rfind('@', path);
-    if (host != std::string::npos && at != std::string::npos && at > host) shown.erase(host + 3, at + 1 - (host + 3));
+    if (host != std::string::npos && at != std::string::npos && at > host)
+        shown.erase(host + 3, at + 1 - (host + 3));
     return shown;
 }
 
-RtmpOutput::RtmpOutput(const OutputDescription& description, const CanvasDescription& canvas, int rate_of_sound)
+RtmpOutput::RtmpOutput(const OutputDescription& description, const CanvasDescription& canvas,
+                       int rate_of_sound)
     : target(PublicUrl(description.stream.url)), sound_rate(rate_of_sound) {
     using Framing = Vimbrel::RTMPCastOptions::Framing;
     cast = Vimbrel::CreateRTMPCast(
-        {.framing = description.stream.standard_framing ? Framing::Standard : Framing::Native, .progress = progress});
+        {.framing = description.stream.standard_framing ? Framing::Standard : Framing::Native,
+         .progress = progress});
     cast->SetServer(description.stream.url, description.stream.user, description.stream.password);
     cast->SetVideoOutputFormat(canvas.width, canvas.height, canvas.fps, 1);
     cast->SetVideoQuality(description.quality);
@@ -63,11 +69,14 @@ RtmpOutput::RtmpOutput(const OutputDescription& description, const CanvasDescrip
 
 RtmpOutput::~RtmpOutput() { cast->Stop(); }
 
-std::unique_ptr<Output> RtmpOutput::Start(const OutputDescription& description, const CanvasDescription& canvas, int sound_rate,
+std::unique_ptr<Output> RtmpOutput::Start(const OutputDescription& description,
+                                          const CanvasDescription& canvas, int sound_rate,
                                           OutputFailure& failure) {
     if (canvas.width % 2 != 0 || canvas.height % 2 != 0) {
-        failure.error = description.place + ": a stream needs a canvas of even width and height: not " + std::to_string(canvas.width) +
-                        "x" + std::to_string(canvas.height) + ", but " + std::to_string(canvas.width + canvas.width % 2) + "x" +
+        failure.error = description.place +
+                        ": a stream needs a canvas of even width and height: not " +
+                        std::to_string(canvas.width) + "x" + std::to_string(canvas.height) +
+                        ", but " + std::to_string(canvas.width + canvas.width % 2) + "x" +
                         std::to_string(canvas.height + canvas.height % 2) + " would do";
         return nullptr;
     }
@@ -82,8 +91,9 @@ void RtmpOutput::Push(const Raster& canvas, std::int64_t time) {
     if (lost) return;
     ++pushed;
     // A first time of 0 would not be taken for one.
-    cast->SetVideoSample(const_cast<std::uint8_t*>(canvas.pixels.data()), static_cast<unsigned>(canvas.width),
-                         static_cast<unsigned>(canvas.height), static_cast<int>(canvas.Stride()), time + 1);
+    cast->SetVideoSample(const_cast<std::uint8_t*>(canvas.pixels.data()),
+                         static_cast<unsigned>(canvas.width), static_cast<unsigned>(canvas.height),
+                         static_cast<int>(canvas.Stride()), time + 1);
 }
 
 void RtmpOutput::PushSound(const std::int16_t* frames, std::size_t count, std::int64_t) {
@@ -93,7 +103,8 @@ void RtmpOutput::PushSound(const std::int16_t* frames, std::size_t count, std::i
     constexpr std::size_t block = 1024 * SoundMixer::channels;
     std::size_t sent = 0;
     for (; sent + block <= sound.size(); sent += block) {
-        cast->SetAudioSample(reinterpret_cast<unsigned char*>(sound.data() + sent), static_cast<int>(block * sizeof sound[0]), 0, 0, 0);
+        cast->SetAudioSample(reinterpret_cast<unsigned char*>(sound.data() + sent),
+                             static_cast<int>(block * sizeof sound[0]), 0, 0, 0);
     }
     sound.erase(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(sent));
 }
@@ -125,13 +136,18 @@ bool RtmpOutput::Finish(std::string& error) {
     return false;
 }
 
-OutputStatus RtmpOutput::Status() const { return {.pushed = pushed, .written = progress->sent, .dropped = progress->dropped}; }
+OutputStatus RtmpOutput::Status() const {
+    return {.pushed = pushed, .written = progress->sent, .dropped = progress->dropped};
+}
 
-std::string RtmpOutput::State() const { return lost ? "lost" : RateText(cast->GetCurrentBitRate()); }
+std::string RtmpOutput::State() const {
+    return lost ? "lost" : RateText(cast->GetCurrentBitRate());
+}
 
 std::string RtmpOutput::Summary(std::uint64_t skipped) const {
     const std::uint64_t sent = progress->sent;
-    return "cast to " + target + ": " + std::to_string(sent) + " frames, " + std::to_string(pushed - sent + skipped) + " dropped, " +
+    return "cast to " + target + ": " + std::to_string(sent) + " frames, " +
+           std::to_string(pushed - sent + skipped) + " dropped, " +
            RateText(cast->GetAverageBitRate());
 }
 

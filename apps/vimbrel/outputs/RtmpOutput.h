@@ -14,7 +14,8 @@ namespace studio {
 // A link that is lost ends this output, and the run goes on with the others.
 class RtmpOutput final : public Output {
 public:
-    static std::unique_ptr<Output> Start(const OutputDescription& description, const CanvasDescription& canvas, int sound_rate,
+    static std::unique_ptr<Output> Start(const OutputDescription& description,
+                                         const CanvasDescription& canvas, int sound_rate,
                                          OutputFailure& failure);
     ~RtmpOutput() override;
 
@@ -28,14 +29,16 @@ public:
     std::string Summary(std::uint64_t skipped) const override;
 
 private:
-    RtmpOutput(const OutputDescription& description, const CanvasDescription& canvas, int rate_of_sound);
+    RtmpOutput(const OutputDescription& description, const CanvasDescription& canvas,
+               int rate_of_sound);
     void WaitUntilSent() const;
 
     const std::string target;  // without the key, which is as good as a password
     const int sound_rate;
     std::atomic<bool> lost{false};
     std::uint64_t pushed = 0;
-    const std::shared_ptr<Vimbrel::RTMPCastProgress> progress = std::make_shared<Vimbrel::RTMPCastProgress>();
+    const std::shared_ptr<Vimbrel::RTMPCastProgress> progress =
+        std::make_shared<Vimbrel::RTMPCastProgress>();
     std::vector<std::int16_t> sound;  // less than a block
     std::unique_ptr<Vimbrel::CMediaRTMPCast> cast;
 };

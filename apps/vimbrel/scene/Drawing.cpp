@@ -24,14 +24,18 @@ using Font = std::unique_ptr<PangoFontDescription, Deleter<pango_font_descriptio
 
 // Blue, green, red, alpha in memory is this format on a little-endian processor.
 Surface Wrap(const PixelView& view) {
-    return Surface(cairo_image_surface_create_for_data(const_cast<std::uint8_t*>(view.pixels), CAIRO_FORMAT_ARGB32, view.width, view.height,
+    return Surface(cairo_image_surface_create_for_data(const_cast<std::uint8_t*>(view.pixels),
+                                                       CAIRO_FORMAT_ARGB32, view.width, view.height,
                                                        view.stride));
 }
 
-Surface Wrap(const Raster& raster) { return Wrap(PixelView{raster.pixels.data(), raster.width, raster.height, raster.Stride()}); }
+Surface Wrap(const Raster& raster) {
+    return Wrap(PixelView{raster.pixels.data(), raster.width, raster.height, raster.Stride()});
+}
 
 void SetColor(cairo_t* context, Color color, double opacity = 1.0) {
-    cairo_set_source_rgba(context, color.red / 255.0, color.green / 255.0, color.blue / 255.0, color.alpha / 255.0 * opacity);
+    cairo_set_source_rgba(context, color.red / 255.0, color.green / 255.0, color.blue / 255.0,
+                          color.alpha / 255.0 * opacity);
 }
 
 }  // namespace
@@ -44,13 +48,15 @@ void Clear(Raster& target, Color color) {
     cairo_paint(context.get());
 }
 
-void ScaleInto(const PixelView& source, int shown_width, int shown_height, Fit fit, Raster& target) {
+void ScaleInto(const PixelView& source, int shown_width, int shown_height, Fit fit,
+               Raster& target) {
     double width = target.width;
     double height = target.height;
     if (fit != Fit::Stretch) {
         const double horizontal = width / shown_width;
         const double vertical = height / shown_height;
-        const double scale = fit == Fit::Contain ? std::min(horizontal, vertical) : std::max(horizontal, vertical);
+        const double scale =
+            fit == Fit::Contain ? std::min(horizontal, vertical) : std::max(horizontal, vertical);
         width = shown_width * scale;
         height = shown_height * scale;
     }
@@ -61,7 +67,8 @@ void ScaleInto(const PixelView& source, int shown_width, int shown_height, Fit f
     cairo_paint(context.get());
     cairo_set_operator(context.get(), CAIRO_OPERATOR_OVER);
     cairo_translate(context.get(), (target.width - width) / 2, (target.height - height) / 2);
-    // Beyond the picture its edge goes on, so that the filter does not fade it out; the clip keeps it in its rectangle.
+    // Beyond the picture its edge goes on, so that the filter does not fade it out; the clip keeps
+    // it in its rectangle.
     cairo_rectangle(context.get(), 0, 0, width, height);
     cairo_clip(context.get());
     cairo_scale(context.get(), width / source.width, height / source.height);

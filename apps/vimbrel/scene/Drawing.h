@@ -19,11 +19,13 @@ struct PixelView {
 // Fills the raster.
 void Clear(Raster& target, Color color);
 
-// Draws `source`, which is to look as if it were shown_width x shown_height, into the whole of `target`: inside it (contain),
-// over all of it with the excess cut off evenly (cover), or out of shape (stretch). What is not covered becomes transparent.
+// Draws `source`, which is to look as if it were shown_width x shown_height, into the whole of
+// `target`: inside it (contain), over all of it with the excess cut off evenly (cover), or out of
+// shape (stretch). What is not covered becomes transparent.
 void ScaleInto(const PixelView& source, int shown_width, int shown_height, Fit fit, Raster& target);
 
-// Draws wrapped text from the top left corner into a cleared `target`. `font` is a description such as "Sans Bold 24".
+// Draws wrapped text from the top left corner into a cleared `target`. `font` is a description such
+// as "Sans Bold 24".
 void DrawText(const std::string& text, const std::string& font, Color color, Raster& target);
 
 // Draws `layer` over `canvas` with its top left corner at (x, y), cut at the canvas.

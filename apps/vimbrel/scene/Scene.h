@@ -69,7 +69,9 @@ struct LayerDescription {
     std::string place;  // as in "layers[2]", for messages
     Rect rect;
     double opacity = 1.0;
-    std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription, ScreenDescription, WindowDescription> content;
+    std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription,
+                 ScreenDescription, WindowDescription>
+        content;
 };
 
 struct SoundDescription {
@@ -113,16 +115,19 @@ struct Scene {
 // Whether a layer shows what is on the desktop.
 bool ShowsDesktop(const Scene& scene);
 
-// Reads a document. Null with `error` set to "file: place: what is wrong" if it is not a good scene. Whether the files it names
-// are good is seen when they are opened.
+// Reads a document. Null with `error` set to "file: place: what is wrong" if it is not a good
+// scene. Whether the files it names are good is seen when they are opened.
 std::optional<Scene> ReadScene(const std::filesystem::path& document, std::string& error);
 
-// An output named on the command line; its type follows from the ending. Null with `error` set if there is no such type.
+// An output named on the command line; its type follows from the ending. Null with `error` set if
+// there is no such type.
 std::optional<OutputDescription> OutputFromFileName(const std::string& name, std::string& error);
 
-// An output named on the command line by its URL. The password is the first line of `password_file`, if that is not empty. Null with
-// `error` set if that cannot be read, or if this is no URL.
-std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user, const std::string& password_file,
+// An output named on the command line by its URL. The password is the first line of
+// `password_file`, if that is not empty. Null with `error` set if that cannot be read, or if this
+// is no URL.
+std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user,
+                                               const std::string& password_file,
                                                std::string& error);
 
 // Whether two outputs would write one file or one stream; then `error` says which.

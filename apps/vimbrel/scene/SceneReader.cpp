@@ -25,7 +25,9 @@ struct Wrong {
     std::string message;
 };
 
-[[noreturn]] void Fail(const std::string& place, const std::string& what) { throw Wrong{place.empty() ? what : place + ": " + what}; }
+[[noreturn]] void Fail(const std::string& place, const std::string& what) {
+    throw Wrong{place.empty() ? what : place + ": " + what};
+}
 
 // One object of the document, with its place for messages.
 class Node {
@@ -35,7 +37,9 @@ public:
     }
 
     const std::string& Place() const { return place_; }
-    std::string PlaceOf(const std::string& name) const { return place_.empty() ? name : place_ + "." + name; }
+    std::string PlaceOf(const std::string& name) const {
+        return place_.empty() ? name : place_ + "." + name;
+    }
     bool Has(const std::string& name) const { return value_.contains(name); }
 
     const Json& At(const std::string& name) const {
@@ -47,7 +51,8 @@ public:
     // A misspelt name would otherwise be ignored in silence.
     void AllowOnly(std::initializer_list<std::string_view> names) const {
         for (const auto& item : value_.items()) {
-            if (std::find(names.begin(), names.end(), item.key()) == names.end()) Fail(PlaceOf(item.key()), "is not a known name");
+            if (std::find(names.begin(), names.end(), item.key()) == names.end())
+                Fail(PlaceOf(item.key()), "is not a known name");
         }
     }
 
@@ -63,13 +68,16 @@ public:
         return value.get<bool>();
     }
 
-    int Integer(const std::string& name, int lowest, int highest) const { return ToInteger(At(name), PlaceOf(name), lowest, highest); }
+    int Integer(const std::string& name, int lowest, int highest) const {
+        return ToInteger(At(name), PlaceOf(name), lowest, highest);
+    }
 
     double Number(const std::string& name, double lowest, double highest) const {
         const Json& value = At(name);
         const double number = value.is_number() ? value.get<double>() : NAN;
         if (!(number >= lowest && number <= highest)) {
-            Fail(PlaceOf(name), "must be a number from " + Json(lowest).dump() + " to " + Json(highest).dump());
+            Fail(PlaceOf(name),
+                 "must be a number from " + Json(lowest).dump() + " to " + Json(highest).dump());
         }
         return number;
     }
@@ -83,7 +91,8 @@ public:
     static int ToInteger(const Json& value, const std::string& place, int lowest, int highest) {
         const double number = value.is_number() ? value.get<double>() : NAN;
         if (!(number >= lowest && number <= highest) || number != std::floor(number)) {
-            Fail(place, "must be a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest));
+            Fail(place, "must be a whole number from " + std::to_string(lowest) + " to " +
+                            std::to_string(highest));
         }
         return static_cast<int>(number);
     }
@@ -95,12 +104,15 @@ private:
 
 Color ReadColor(const Node& node, const std::string& name) {
     const std::string text = node.Text(name);
-    const bool hexadecimal =
-        std::all_of(text.begin() + (text.empty() ? 0 : 1), text.end(), [](unsigned char c) { return std::isxdigit(c); });
+    const bool hexadecimal = std::all_of(text.begin() + (text.empty() ? 0 : 1), text.end(),
+                                         [](unsigned char c) { return std::isxdigit(c); });
     if ((text.size() != 7 && text.size() != 9) || text[0] != '#' || !hexadecimal) {
-        Fail(node.PlaceOf(name), "must be a colour as \"#rrggbb\" or \"#rrggbbaa\", not \"" + text + "\"");
+        Fail(node.PlaceOf(name),
+             "must be a colour as \"#rrggbb\" or \"#rrggbbaa\", not \"" + text + "\"");
     }
-    const auto channel = [&](std::size_t at) { return static_cast<std::uint8_t>(std::stoi(text.substr(at, 2), nullptr, 16)); };
+    const auto channel = [&](std::size_t at) {
+        return static_cast<std::uint8_t>(std::stoi(text.substr(at, 2), nullptr, 16));
+    };
     return {channel(1), channel(3), channel(5), text.size() == 9 ? channel(7) : std::uint8_t{255}};
 }
 
@@ -111,7 +123,8 @@ Rect ReadRect(const Node& node, const std::string& name) {
     const auto part = [&](std::size_t i, int lowest, int highest) {
         return Node::ToInteger(list[i], place + "[" + std::to_string(i) + "]", lowest, highest);
     };
-    return {part(0, -coordinate_limit, coordinate_limit), part(1, -coordinate_limit, coordinate_limit), part(2, 1, side_limit),
+    return {part(0, -coordinate_limit, coordinate_limit),
+            part(1, -coordinate_limit, coordinate_limit), part(2, 1, side_limit),
             part(3, 1, side_limit)};
 }
 
@@ -127,7 +140,9 @@ Fit ReadFit(const Node& node) {
 std::filesystem::path ReadFile(const Node& node, const std::filesystem::path& folder) {
     const std::string name = node.Text("file");
     if (name.empty()) Fail(node.PlaceOf("file"), "must not be empty");
-    return std::filesystem::absolute(folder / std::filesystem::path(std::u8string(name.begin(), name.end()))).lexically_normal();
+    return std::filesystem::absolute(folder /
+                                     std::filesystem::path(std::u8string(name.begin(), name.end())))
+        .lexically_normal();
 }
 
 // A number, or a text with one as "vimbrel windows" prints it.
@@ -145,7 +160,8 @@ std::uint32_t ReadWindowNumber(const Node& node) {
 
 WindowDescription ReadWindow(const Node& node) {
     node.AllowOnly({"type", "title", "class", "id", "cursor", "rect", "fit", "opacity"});
-    if (node.Has("title") + node.Has("class") + node.Has("id") != 1) Fail(node.Place(), "must have one of \"title\", \"class\" and \"id\"");
+    if (node.Has("title") + node.Has("class") + node.Has("id") != 1)
+        Fail(node.Place(), "must have one of \"title\", \"class\" and \"id\"");
     WindowDescription window;
     const auto text = [&](const std::string& name) {
         std::string value = node.Text(name);
@@ -190,7 +206,9 @@ LayerDescription ReadLayer(const Node& node, const std::filesystem::path& folder
     } else if (type == "window") {
         layer.content = ReadWindow(node);
     } else {
-        Fail(node.PlaceOf("type"), "unknown layer type \"" + type + "\"; there are picture, gif, text, color, screen and window");
+        Fail(node.PlaceOf("type"),
+             "unknown layer type \"" + type +
+                 "\"; there are picture, gif, text, color, screen and window");
     }
     layer.rect = ReadRect(node, "rect");
     if (node.Has("opacity")) layer.opacity = node.Number("opacity", 0.0, 1.0);
@@ -218,17 +236,20 @@ bool IsHostWithPort(std::string_view host) {
     if (colon == host.npos) return true;
     const std::string port(host.substr(colon + 1));
     const bool digits =
-        !port.empty() && port.size() <= 5 && std::all_of(port.begin(), port.end(), [](unsigned char c) { return std::isdigit(c); });
+        !port.empty() && port.size() <= 5 &&
+        std::all_of(port.begin(), port.end(), [](unsigned char c) { return std::isdigit(c); });
     return digits && std::stoi(port) >= 1 && std::stoi(port) <= 65535;
 }
 
-// More narrowly than the protocol's library, which takes other protocols, connects to a default port instead of a bad one, and
-// publishes without a key.
+// More narrowly than the protocol's library, which takes other protocols, connects to a default
+// port instead of a bad one, and publishes without a key.
 bool IsStreamUrl(std::string_view url) {
     const std::size_t blank = url.find(' ');
     std::string_view target = url.substr(0, blank);
     const std::size_t scheme = target.find("://");
-    if (scheme == target.npos || (target.substr(0, scheme) != "rtmp" && target.substr(0, scheme) != "rtmps")) return false;
+    if (scheme == target.npos ||
+        (target.substr(0, scheme) != "rtmp" && target.substr(0, scheme) != "rtmps"))
+        return false;
     target.remove_prefix(scheme + 3);
     const std::size_t application = target.find('/');
     if (!IsHostWithPort(target.substr(0, application))) return false;
@@ -239,7 +260,8 @@ bool IsStreamUrl(std::string_view url) {
     return key != target.npos && key > application + 1 && target.back() != '/';
 }
 
-constexpr const char* no_url = "this is no URL of a stream; one is rtmp://HOST[:PORT]/APPLICATION/KEY, or rtmps";
+constexpr const char* no_url =
+    "this is no URL of a stream; one is rtmp://HOST[:PORT]/APPLICATION/KEY, or rtmps";
 
 StreamDescription ReadStream(const Node& node, const std::filesystem::path& folder) {
     node.AllowOnly({"type", "url", "quality", "user", "password-file", "framing"});
@@ -256,7 +278,8 @@ StreamDescription ReadStream(const Node& node, const std::filesystem::path& fold
     if (node.Has("framing")) {
         const std::string framing = node.Text("framing");
         if (framing != "standard" && framing != "native") {
-            Fail(node.PlaceOf("framing"), "unknown framing \"" + framing + "\"; there are standard and native");
+            Fail(node.PlaceOf("framing"),
+                 "unknown framing \"" + framing + "\"; there are standard and native");
         }
         stream.standard_framing = framing == "standard";
     }
@@ -273,7 +296,9 @@ OutputDescription ReadOutput(const Node& node, const std::filesystem::path& fold
         if (node.Has("quality")) output.quality = node.Integer("quality", 0, 2);
         return output;
     }
-    if (type != "gif" && type != "mp4") Fail(node.PlaceOf("type"), "unknown output type \"" + type + "\"; there are gif, mp4 and rtmp");
+    if (type != "gif" && type != "mp4")
+        Fail(node.PlaceOf("type"),
+             "unknown output type \"" + type + "\"; there are gif, mp4 and rtmp");
     node.AllowOnly({"type", "file", "quality"});
     output.type = type == "gif" ? OutputType::Gif : OutputType::Mp4;
     output.file = ReadFile(node, folder);
@@ -285,7 +310,8 @@ SoundDescription ReadSound(const Node& node, const std::filesystem::path& folder
     SoundDescription sound;
     sound.place = node.Place();
     const std::string type = node.Text("type");
-    if (type != "file") Fail(node.PlaceOf("type"), "unknown type of sound \"" + type + "\"; there is file");
+    if (type != "file")
+        Fail(node.PlaceOf("type"), "unknown type of sound \"" + type + "\"; there is file");
     node.AllowOnly({"type", "file", "volume"});
     sound.file = ReadFile(node, folder);
     if (node.Has("volume")) sound.volume = node.Number("volume", 0, volume_limit) / 100;
@@ -310,7 +336,8 @@ Scene ReadDocument(const Json& json, const std::filesystem::path& folder) {
     const auto each = [&](const std::string& name, const auto& read) {
         if (!root.Has(name)) return;
         const Json& list = root.List(name);
-        for (std::size_t i = 0; i < list.size(); ++i) read(Node(list[i], name + "[" + std::to_string(i) + "]"));
+        for (std::size_t i = 0; i < list.size(); ++i)
+            read(Node(list[i], name + "[" + std::to_string(i) + "]"));
     };
     each("layers", [&](const Node& node) { scene.layers.push_back(ReadLayer(node, folder)); });
     each("sound", [&](const Node& node) { scene.sound.push_back(ReadSound(node, folder)); });
@@ -322,7 +349,8 @@ Scene ReadDocument(const Json& json, const std::filesystem::path& folder) {
 
 bool ShowsDesktop(const Scene& scene) {
     return std::any_of(scene.layers.begin(), scene.layers.end(), [](const LayerDescription& layer) {
-        return std::holds_alternative<ScreenDescription>(layer.content) || std::holds_alternative<WindowDescription>(layer.content);
+        return std::holds_alternative<ScreenDescription>(layer.content) ||
+               std::holds_alternative<WindowDescription>(layer.content);
     });
 }
 
@@ -355,9 +383,11 @@ std::optional<Scene> ReadScene(const std::filesystem::path& document, std::strin
 std::optional<OutputDescription> OutputFromFileName(const std::string& name, std::string& error) {
     const std::filesystem::path path(std::u8string(name.begin(), name.end()));
     std::string ending = path.extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (ending != ".gif" && ending != ".mp4") {
-        error = "--out " + name + ": the ending says what to write, and \"" + ending + "\" is none of .gif and .mp4";
+        error = "--out " + name + ": the ending says what to write, and \"" + ending +
+                "\" is none of .gif and .mp4";
         return std::nullopt;
     }
     OutputDescription output;
@@ -367,7 +397,8 @@ std::optional<OutputDescription> OutputFromFileName(const std::string& name, std
     return output;
 }
 
-std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user, const std::string& password_file,
+std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user,
+                                               const std::string& password_file,
                                                std::string& error) {
     if (!IsStreamUrl(url)) {
         error = std::string("--url: ") + no_url;
@@ -389,8 +420,11 @@ std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std
 bool OutputsCollide(const std::vector<OutputDescription>& outputs, std::string& error) {
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j) {
-            if (outputs[i].file != outputs[j].file || outputs[i].stream.url != outputs[j].stream.url) continue;
-            const std::string what = outputs[i].type == OutputType::Rtmp ? "that stream" : outputs[i].file.string();
+            if (outputs[i].file != outputs[j].file ||
+                outputs[i].stream.url != outputs[j].stream.url)
+                continue;
+            const std::string what =
+                outputs[i].type == OutputType::Rtmp ? "that stream" : outputs[i].file.string();
             error = outputs[i].place + ": " + what + " is already written by " + outputs[j].place;
             return true;
         }

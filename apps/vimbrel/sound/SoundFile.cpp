@@ -36,8 +36,10 @@ SoundFile::~SoundFile() { sf_close(handle); }
 void SoundFile::Read(float* stereo, std::size_t frames) {
     const auto width = static_cast<std::size_t>(channels);
     block.resize(frames * width);
-    const sf_count_t got = std::max<sf_count_t>(sf_readf_float(handle, block.data(), static_cast<sf_count_t>(frames)), 0);
-    std::fill(block.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(got) * width), block.end(), 0.0f);
+    const sf_count_t got = std::max<sf_count_t>(
+        sf_readf_float(handle, block.data(), static_cast<sf_count_t>(frames)), 0);
+    std::fill(block.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(got) * width),
+              block.end(), 0.0f);
     for (const float* from = block.data(); frames > 0; --frames, from += width, stereo += 2) {
         stereo[0] = from[0];
         stereo[1] = from[width > 1 ? 1 : 0];

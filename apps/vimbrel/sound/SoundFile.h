@@ -1,4 +1,5 @@
-// A sound file, read from its beginning to its end. The library behind it is seen in this class only.
+// A sound file, read from its beginning to its end. The library behind it is seen in this class
+// only.
 #pragma once
 
 #include <filesystem>
@@ -14,7 +15,8 @@ namespace studio {
 
 class SoundFile final : public SoundSource {
 public:
-    // WAV, FLAC, Ogg and what else the library reads. Null with `error` set to what is wrong with the file.
+    // WAV, FLAC, Ogg and what else the library reads. Null with `error` set to what is wrong with
+    // the file.
     static std::unique_ptr<SoundFile> Open(const std::filesystem::path& file, std::string& error);
     ~SoundFile();
     SoundFile(const SoundFile&) = delete;

@@ -5,7 +5,8 @@
 
 namespace studio {
 
-std::unique_ptr<SoundMixer> SoundMixer::Open(const std::vector<SoundDescription>& descriptions, std::string& error) {
+std::unique_ptr<SoundMixer> SoundMixer::Open(const std::vector<SoundDescription>& descriptions,
+                                             std::string& error) {
     auto mixer = std::make_unique<SoundMixer>();
     std::vector<std::unique_ptr<SoundFile>> files;
     for (const SoundDescription& description : descriptions) {
@@ -18,7 +19,8 @@ std::unique_ptr<SoundMixer> SoundMixer::Open(const std::vector<SoundDescription>
     }
     for (std::size_t i = 0; i < files.size(); ++i) {
         const int from = files[i]->Rate();
-        mixer->tracks.push_back({std::move(files[i]), SoundResampler(from, mixer->rate), static_cast<float>(descriptions[i].volume)});
+        mixer->tracks.push_back({std::move(files[i]), SoundResampler(from, mixer->rate),
+                                 static_cast<float>(descriptions[i].volume)});
     }
     return mixer;
 }
@@ -35,7 +37,8 @@ const std::int16_t* SoundMixer::Read(std::size_t frames) {
     std::transform(sum.begin(), sum.end(), mixed.begin(), [](float value) {
         // A file may hold what is no number.
         return std::isnan(value) ? std::int16_t{0}
-                                 : static_cast<std::int16_t>(std::lrint(std::clamp(value * 32768.0f, -32768.0f, 32767.0f)));
+                                 : static_cast<std::int16_t>(std::lrint(
+                                       std::clamp(value * 32768.0f, -32768.0f, 32767.0f)));
     });
     return mixed.data();
 }

@@ -17,12 +17,14 @@ public:
     static constexpr int channels = 2;
 
     // Null with `error` set to "place.file: file: what is wrong".
-    static std::unique_ptr<SoundMixer> Open(const std::vector<SoundDescription>& descriptions, std::string& error);
+    static std::unique_ptr<SoundMixer> Open(const std::vector<SoundDescription>& descriptions,
+                                            std::string& error);
 
     // Frames a second: 48000 if one of the files has that or a multiple of it, else 44100.
     int Rate() const { return rate; }
 
-    // The next frames, 16 bits, left and right; too loud is cut off at the limits. Valid until the next call.
+    // The next frames, 16 bits, left and right; too loud is cut off at the limits. Valid until the
+    // next call.
     const std::int16_t* Read(std::size_t frames);
 
 private:

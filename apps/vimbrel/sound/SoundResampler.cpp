@@ -13,7 +13,9 @@ constexpr double lobes = 16;       // of the filter to each side, at the lower r
 constexpr double passband = 0.96;  // of what the lower rate can hold
 constexpr std::size_t channels = 2;
 
-double Sinc(double x) { return std::abs(x) < 1e-9 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x); }
+double Sinc(double x) {
+    return std::abs(x) < 1e-9 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x);
+}
 
 }  // namespace
 
@@ -36,9 +38,12 @@ SoundResampler::SoundResampler(int from, int to) {
         double sum = 0;
         std::vector<double> exact(taps);
         for (std::size_t i = 0; i < taps; ++i) {
-            const double x =
-                static_cast<double>(i) - static_cast<double>(half - 1) - static_cast<double>(phase) / static_cast<double>(phases);
-            const double window = std::pow(std::cos(std::numbers::pi / 2 * std::clamp(x / static_cast<double>(half), -1.0, 1.0)), 2);
+            const double x = static_cast<double>(i) - static_cast<double>(half - 1) -
+                             static_cast<double>(phase) / static_cast<double>(phases);
+            const double window =
+                std::pow(std::cos(std::numbers::pi / 2 *
+                                  std::clamp(x / static_cast<double>(half), -1.0, 1.0)),
+                         2);
             exact[i] = Sinc(cutoff * x) * window;
             sum += exact[i];
         }

@@ -20,8 +20,10 @@ struct ClassEntry {
 };
 
 constexpr ClassEntry classes[] = {
-    {CLSID_WICImagingFactory1, CreateImagingFactory}, {CLSID_WICImagingFactory2, CreateImagingFactory},
-    {CLSID_CColorConvertDMO, CreateColorConverter},   {CLSID_CMSH264EncoderMFT, CreateSoftwareH264Encoder},
+    {CLSID_WICImagingFactory1, CreateImagingFactory},
+    {CLSID_WICImagingFactory2, CreateImagingFactory},
+    {CLSID_CColorConvertDMO, CreateColorConverter},
+    {CLSID_CMSH264EncoderMFT, CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, CreateAacEncoder},
 };
 

@@ -7,8 +7,8 @@ namespace Vimbrel {
 
 using ClassCreator = HRESULT (*)(REFIID iid, void** object);
 
-// While it lives, CoCreateInstance of `clsid` calls `creator`. Overrides end in the reverse order of their making, and none
-// is made or ended while another thread creates objects.
+// While it lives, CoCreateInstance of `clsid` calls `creator`. Overrides end in the reverse order
+// of their making, and none is made or ended while another thread creates objects.
 class ScopedClassOverride {
 public:
     ScopedClassOverride(REFCLSID clsid, ClassCreator creator);

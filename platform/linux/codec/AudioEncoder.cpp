@@ -13,13 +13,15 @@ namespace Vimbrel {
 
 namespace {
 
-// Frames that are resampled at a time, so that the memory does not depend on the size of the caller's blocks.
+// Frames that are resampled at a time, so that the memory does not depend on the size of the
+// caller's blocks.
 constexpr std::size_t slice = 4096;
 constexpr UINT most_channels = 8;
 
 // Those that AAC has an index for.
 bool IsAacRate(UINT rate) {
-    constexpr UINT rates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350};
+    constexpr UINT rates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                              22050, 16000, 12000, 11025, 8000,  7350};
     return std::find(std::begin(rates), std::end(rates), rate) != std::end(rates);
 }
 
@@ -48,23 +50,31 @@ void Widen(const std::uint8_t* source, std::size_t samples, std::vector<std::uin
 
 }  // namespace
 
-HRESULT AudioEncoder::Open(const AudioInput& input, const AudioOutput& output, std::unique_ptr<AudioEncoder>& result) {
+HRESULT AudioEncoder::Open(const AudioInput& input, const AudioOutput& output,
+                           std::unique_ptr<AudioEncoder>& result) {
     constexpr UINT highest_rate = 768000;
-    if (input.rate == 0 || input.rate > highest_rate || input.channels == 0 || input.channels > most_channels) return E_INVALIDARG;
+    if (input.rate == 0 || input.rate > highest_rate || input.channels == 0 ||
+        input.channels > most_channels)
+        return E_INVALIDARG;
     if (FormatOf(input) == AV_SAMPLE_FMT_NONE) return E_INVALIDARG;
-    if (!IsAacRate(output.rate) || output.channels == 0 || output.channels > most_channels) return E_INVALIDARG;
+    if (!IsAacRate(output.rate) || output.channels == 0 || output.channels > most_channels)
+        return E_INVALIDARG;
     constexpr UINT highest_bytes_per_second = 1 << 20;
-    if (output.bytes_per_second == 0 || output.bytes_per_second > highest_bytes_per_second) return E_INVALIDARG;
+    if (output.bytes_per_second == 0 || output.bytes_per_second > highest_bytes_per_second)
+        return E_INVALIDARG;
 
     const AVCodec* codec = avcodec_find_encoder_by_name("aac");
-    if (!codec) return ResultFromFfmpeg(AVERROR_ENCODER_NOT_FOUND, "avcodec_find_encoder_by_name", FfmpegUse::encode);
+    if (!codec)
+        return ResultFromFfmpeg(AVERROR_ENCODER_NOT_FOUND, "avcodec_find_encoder_by_name",
+                                FfmpegUse::encode);
     std::unique_ptr<AudioEncoder> encoder(new AudioEncoder);
     encoder->input_ = input;
     encoder->context_.reset(avcodec_alloc_context3(codec));
     encoder->packet_.reset(av_packet_alloc());
     encoder->frame_.reset(av_frame_alloc());
     encoder->resampled_.reset(av_frame_alloc());
-    if (!encoder->context_ || !encoder->packet_ || !encoder->frame_ || !encoder->resampled_) return E_OUTOFMEMORY;
+    if (!encoder->context_ || !encoder->packet_ || !encoder->frame_ || !encoder->resampled_)
+        return E_OUTOFMEMORY;
 
     AVCodecContext& context = *encoder->context_;
     context.log_level_offset = quiet_log_offset;
@@ -79,7 +89,8 @@ HRESULT AudioEncoder::Open(const AudioInput& input, const AudioOutput& output, s
         return ResultFromFfmpeg(error, codec->name, FfmpegUse::encode);
     }
     if (const HRESULT hr = encoder->OpenResampler(output); FAILED(hr)) return hr;
-    encoder->waiting_.reset(av_audio_fifo_alloc(context.sample_fmt, context.ch_layout.nb_channels, context.frame_size));
+    encoder->waiting_.reset(
+        av_audio_fifo_alloc(context.sample_fmt, context.ch_layout.nb_channels, context.frame_size));
     if (!encoder->waiting_) return E_OUTOFMEMORY;
     result = std::move(encoder);
     return S_OK;
@@ -89,8 +100,9 @@ HRESULT AudioEncoder::OpenResampler(const AudioOutput& output) {
     AVChannelLayout in_layout{};
     av_channel_layout_default(&in_layout, static_cast<int>(input_.channels));
     SwrContext* resampler = nullptr;
-    int error = swr_alloc_set_opts2(&resampler, &context_->ch_layout, context_->sample_fmt, static_cast<int>(output.rate), &in_layout,
-                                    FormatOf(input_), static_cast<int>(input_.rate), quiet_log_offset, nullptr);
+    int error = swr_alloc_set_opts2(&resampler, &context_->ch_layout, context_->sample_fmt,
+                                    static_cast<int>(output.rate), &in_layout, FormatOf(input_),
+                                    static_cast<int>(input_.rate), quiet_log_offset, nullptr);
     resampler_.reset(resampler);
     // Channels that are mixed into fewer must not overflow.
     if (error >= 0) error = av_opt_set_double(resampler, "rematrix_maxval", 1.0, 0);
@@ -102,8 +114,10 @@ std::vector<std::uint8_t> AudioEncoder::Configuration() const {
     return {context_->extradata, context_->extradata + context_->extradata_size};
 }
 
-HRESULT AudioEncoder::Encode(const std::uint8_t* frames, std::size_t count, const PacketSink& sink) {
-    if (!frames && silence_.empty()) silence_.assign(slice * FrameBytes(), input_.bits == 8 ? 0x80 : 0);
+HRESULT AudioEncoder::Encode(const std::uint8_t* frames, std::size_t count,
+                             const PacketSink& sink) {
+    if (!frames && silence_.empty())
+        silence_.assign(slice * FrameBytes(), input_.bits == 8 ? 0x80 : 0);
     while (count > 0) {
         const std::size_t now = std::min(count, slice);
         const std::uint8_t* source = frames ? frames : silence_.data();
@@ -137,12 +151,16 @@ HRESULT AudioEncoder::Resample(const std::uint8_t* const* source, int count) {
         av_frame_unref(resampled_.get());
         resampled_->format = context_->sample_fmt;
         resampled_->nb_samples = room;
-        if (const int error = av_channel_layout_copy(&resampled_->ch_layout, &context_->ch_layout); error < 0) return E_OUTOFMEMORY;
+        if (const int error = av_channel_layout_copy(&resampled_->ch_layout, &context_->ch_layout);
+            error < 0)
+            return E_OUTOFMEMORY;
         if (av_frame_get_buffer(resampled_.get(), 0) < 0) return E_OUTOFMEMORY;
     }
-    const int made = swr_convert(resampler_.get(), resampled_->extended_data, room, const_cast<const std::uint8_t**>(source), count);
+    const int made = swr_convert(resampler_.get(), resampled_->extended_data, room,
+                                 const_cast<const std::uint8_t**>(source), count);
     if (made < 0) return ResultFromFfmpeg(made, "swr_convert", FfmpegUse::encode);
-    const int kept = av_audio_fifo_write(waiting_.get(), reinterpret_cast<void**>(resampled_->extended_data), made);
+    const int kept = av_audio_fifo_write(waiting_.get(),
+                                         reinterpret_cast<void**>(resampled_->extended_data), made);
     return kept == made ? S_OK : E_OUTOFMEMORY;
 }
 
@@ -155,9 +173,11 @@ HRESULT AudioEncoder::EncodeFrames(bool all, const PacketSink& sink) {
         frame_->format = context_->sample_fmt;
         frame_->nb_samples = std::min(waiting, context_->frame_size);
         frame_->sample_rate = context_->sample_rate;
-        if (av_channel_layout_copy(&frame_->ch_layout, &context_->ch_layout) < 0) return E_OUTOFMEMORY;
+        if (av_channel_layout_copy(&frame_->ch_layout, &context_->ch_layout) < 0)
+            return E_OUTOFMEMORY;
         if (av_frame_get_buffer(frame_.get(), 0) < 0) return E_OUTOFMEMORY;
-        av_audio_fifo_read(waiting_.get(), reinterpret_cast<void**>(frame_->extended_data), frame_->nb_samples);
+        av_audio_fifo_read(waiting_.get(), reinterpret_cast<void**>(frame_->extended_data),
+                           frame_->nb_samples);
         frame_->pts = encoded_;
         encoded_ += frame_->nb_samples;
         if (const HRESULT hr = Send(frame_.get(), sink); FAILED(hr)) return hr;
@@ -172,7 +192,9 @@ HRESULT AudioEncoder::Send(const AVFrame* frame, const PacketSink& sink) {
         av_packet_unref(packet_.get());
         if (FAILED(hr)) return hr;
     }
-    return error == AVERROR(EAGAIN) || error == AVERROR_EOF ? S_OK : ResultFromFfmpeg(error, "avcodec_receive_packet", FfmpegUse::encode);
+    return error == AVERROR(EAGAIN) || error == AVERROR_EOF
+               ? S_OK
+               : ResultFromFfmpeg(error, "avcodec_receive_packet", FfmpegUse::encode);
 }
 
 }  // namespace Vimbrel

@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-#include "platform/linux/ffmpeg/FfmpegHandles.h"
 #include "platform/linux/codec/VideoEncoder.h"
+#include "platform/linux/ffmpeg/FfmpegHandles.h"
 
 namespace Vimbrel {
 
@@ -28,7 +28,8 @@ struct AudioOutput {
 
 class AudioEncoder {
 public:
-    static HRESULT Open(const AudioInput& input, const AudioOutput& output, std::unique_ptr<AudioEncoder>& result);
+    static HRESULT Open(const AudioInput& input, const AudioOutput& output,
+                        std::unique_ptr<AudioEncoder>& result);
 
     // AudioSpecificConfig.
     std::vector<std::uint8_t> Configuration() const;
@@ -38,7 +39,8 @@ public:
     // Where the sound that was pushed so far ends, in samples of the output since the first.
     std::int64_t Pushed() const { return pushed_ * context_->sample_rate / input_.rate; }
 
-    // Packets' times are in samples of the output; that of the first sample is 0. `frames` may be null for silence.
+    // Packets' times are in samples of the output; that of the first sample is 0. `frames` may be
+    // null for silence.
     HRESULT Encode(const std::uint8_t* frames, std::size_t count, const PacketSink& sink);
     HRESULT Flush(const PacketSink& sink);
 

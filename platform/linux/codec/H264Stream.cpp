@@ -13,11 +13,13 @@ constexpr unsigned unit_filler = 12;
 
 using Unit = std::span<const std::uint8_t>;
 
-// The first 00 00 01 from `from` on, or `end`. The third byte is the rarest of the three, so it is what is sought.
+// The first 00 00 01 from `from` on, or `end`. The third byte is the rarest of the three, so it is
+// what is sought.
 const std::uint8_t* FindStartCode(const std::uint8_t* from, const std::uint8_t* end) {
     if (end - from < 3) return end;
     for (const std::uint8_t* at = from + 2; at < end; ++at) {
-        at = static_cast<const std::uint8_t*>(std::memchr(at, 1, static_cast<std::size_t>(end - at)));
+        at = static_cast<const std::uint8_t*>(
+            std::memchr(at, 1, static_cast<std::size_t>(end - at)));
         if (!at) return end;
         if (at[-1] == 0 && at[-2] == 0) return at - 2;
     }
@@ -82,7 +84,8 @@ std::vector<std::uint8_t> H264Configuration(Unit annex_b) {
 void AppendH264Sample(Unit annex_b, std::vector<std::uint8_t>& sample) {
     ForEachUnit(annex_b, [&](Unit unit) {
         const unsigned type = unit[0] & 31u;
-        if (type != unit_sps && type != unit_pps && type != unit_delimiter && type != unit_filler) PutSized(unit, 4, sample);
+        if (type != unit_sps && type != unit_pps && type != unit_delimiter && type != unit_filler)
+            PutSized(unit, 4, sample);
     });
 }
 

@@ -10,7 +10,9 @@ HRESULT HardwareUpload::Open(AVCodecContext& context, const HardwareEncoder& har
     if (hardware.device == AV_HWDEVICE_TYPE_NONE) return S_OK;
 
     AVBufferRef* device = nullptr;
-    if (const int error = av_hwdevice_ctx_create(&device, hardware.device, path.c_str(), nullptr, 0); error < 0) {
+    if (const int error =
+            av_hwdevice_ctx_create(&device, hardware.device, path.c_str(), nullptr, 0);
+        error < 0) {
         return ResultFromFfmpeg(error, "av_hwdevice_ctx_create", FfmpegUse::encode);
     }
     device_.reset(device);

@@ -8,8 +8,8 @@ extern "C" {
 #include <algorithm>
 #include <string>
 
-#include "platform/linux/ffmpeg/FfmpegError.h"
 #include "pixel/BgraToYuv.h"
+#include "platform/linux/ffmpeg/FfmpegError.h"
 
 namespace Vimbrel {
 namespace {
@@ -31,11 +31,12 @@ int RateFactor(UINT percent) {
     return best + static_cast<int>(100 - std::min(percent, 100U)) / 4;
 }
 
-// One slice and one thread: more threads mean either slices or a frame of delay each. No lookahead, no frames out of order, and
-// key frames only where they were asked for.
+// One slice and one thread: more threads mean either slices or a frame of delay each. No lookahead,
+// no frames out of order, and key frames only where they were asked for.
 std::string LibX264Options(const LiveVideoSettings& settings) {
     std::string options =
-        "bframes=0:rc-lookahead=0:sync-lookahead=0:mbtree=0:force-cfr=1:sliced-threads=0:slices=1:threads=1:scenecut=0:repeat-headers=1:"
+        "bframes=0:rc-lookahead=0:sync-lookahead=0:mbtree=0:force-cfr=1:sliced-threads=0:slices=1:"
+        "threads=1:scenecut=0:repeat-headers=1:"
         "annexb=1";
     if (settings.level != 0) options += ":level=" + std::to_string(settings.level);
     return options;
@@ -44,10 +45,16 @@ std::string LibX264Options(const LiveVideoSettings& settings) {
 }  // namespace
 
 HRESULT LiveVideoEncoder::Open(const LiveVideoSettings& settings, const HardwareEncoder* hardware) {
-    if (settings.width == 0 || settings.height == 0 || settings.width % 2 != 0 || settings.height % 2 != 0) return E_INVALIDARG;
-    if (settings.fps_num == 0 || settings.fps_den == 0 || settings.bit_rate == 0 || settings.bit_rate > INT_MAX) return E_INVALIDARG;
+    if (settings.width == 0 || settings.height == 0 || settings.width % 2 != 0 ||
+        settings.height % 2 != 0)
+        return E_INVALIDARG;
+    if (settings.fps_num == 0 || settings.fps_den == 0 || settings.bit_rate == 0 ||
+        settings.bit_rate > INT_MAX)
+        return E_INVALIDARG;
     const AVCodec* codec = avcodec_find_encoder_by_name(hardware ? hardware->codec : "libx264");
-    if (!codec) return ResultFromFfmpeg(AVERROR_ENCODER_NOT_FOUND, "avcodec_find_encoder_by_name", FfmpegUse::encode);
+    if (!codec)
+        return ResultFromFfmpeg(AVERROR_ENCODER_NOT_FOUND, "avcodec_find_encoder_by_name",
+                                FfmpegUse::encode);
     packet_.reset(av_packet_alloc());
     frame_.reset(av_frame_alloc());
     context_.reset(avcodec_alloc_context3(codec));
@@ -63,7 +70,9 @@ HRESULT LiveVideoEncoder::Open(const LiveVideoSettings& settings, const Hardware
     context.time_base = {context.framerate.den, context.framerate.num};
     context.sample_aspect_ratio = {1, 1};
     context.color_range = AVCOL_RANGE_MPEG;
-    context.colorspace = MatrixForSize(settings.width, settings.height) == YuvMatrix::bt709 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+    context.colorspace = MatrixForSize(settings.width, settings.height) == YuvMatrix::bt709
+                             ? AVCOL_SPC_BT709
+                             : AVCOL_SPC_SMPTE170M;
     context.color_primaries = AVCOL_PRI_BT709;
     context.color_trc = AVCOL_TRC_BT709;
     context.max_b_frames = 0;
@@ -107,7 +116,8 @@ AVFrame* LiveVideoEncoder::Fill(const std::uint8_t* nv12) {
     auto* const luma = const_cast<std::uint8_t*>(nv12);
     if (interleaved) {
         const auto size = static_cast<std::size_t>(width * height / 2 * 3);
-        // Owned by nobody, or the frame would be copied on its way. libx264 has its own copy when it returns.
+        // Owned by nobody, or the frame would be copied on its way. libx264 has its own copy when
+        // it returns.
         frame_->buf[0] = av_buffer_create(
             luma, size, [](void*, std::uint8_t*) {}, nullptr, AV_BUFFER_FLAG_READONLY);
         if (!frame_->buf[0]) return nullptr;
@@ -116,7 +126,8 @@ AVFrame* LiveVideoEncoder::Fill(const std::uint8_t* nv12) {
         frame_->linesize[0] = frame_->linesize[1] = context_->width;
     } else {
         if (av_frame_get_buffer(frame_.get(), 0) < 0) return nullptr;
-        av_image_copy_plane(frame_->data[0], frame_->linesize[0], luma, context_->width, context_->width, context_->height);
+        av_image_copy_plane(frame_->data[0], frame_->linesize[0], luma, context_->width,
+                            context_->width, context_->height);
         for (std::ptrdiff_t y = 0; y < height / 2; ++y) {
             const std::uint8_t* both = luma + width * (height + y);
             for (std::ptrdiff_t x = 0; x < width / 2; ++x) {
@@ -129,12 +140,14 @@ AVFrame* LiveVideoEncoder::Fill(const std::uint8_t* nv12) {
     return SUCCEEDED(upload_.Upload(*context_, frame)) ? frame : nullptr;
 }
 
-HRESULT LiveVideoEncoder::Encode(const std::uint8_t* nv12, std::vector<std::uint8_t>& access_unit, bool& key) {
+HRESULT LiveVideoEncoder::Encode(const std::uint8_t* nv12, std::vector<std::uint8_t>& access_unit,
+                                 bool& key) {
     access_unit.clear();
     key = false;
     AVFrame* const frame = Fill(nv12);
     if (!frame) return E_OUTOFMEMORY;
-    // Frames are counted: the application's times may stand still or leap, which rate control must not see.
+    // Frames are counted: the application's times may stand still or leap, which rate control must
+    // not see.
     frame->pts = frames_++;
     int error = avcodec_send_frame(context_.get(), frame);
     if (error < 0) return ResultFromFfmpeg(error, "avcodec_send_frame", FfmpegUse::encode);

@@ -8,7 +8,8 @@ extern "C" {
 
 namespace Vimbrel {
 
-HRESULT PictureConverter::Open(unsigned in_width, unsigned in_height, unsigned out_width, unsigned out_height, AVPixelFormat format) {
+HRESULT PictureConverter::Open(unsigned in_width, unsigned in_height, unsigned out_width,
+                               unsigned out_height, AVPixelFormat format) {
     in_width_ = in_width;
     in_height_ = in_height;
     matrix_ = MatrixForSize(out_width, out_height);
@@ -29,11 +30,13 @@ HRESULT PictureConverter::Open(unsigned in_width, unsigned in_height, unsigned o
     av_opt_set_int(scaler_.get(), "dstw", frame_->width, 0);
     av_opt_set_int(scaler_.get(), "dsth", frame_->height, 0);
     av_opt_set_int(scaler_.get(), "dst_format", format, 0);
-    av_opt_set_int(scaler_.get(), "sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP, 0);
+    av_opt_set_int(scaler_.get(), "sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP,
+                   0);
     if (const int error = sws_init_context(scaler_.get(), nullptr, nullptr); error < 0) {
         return ResultFromFfmpeg(error, "sws_init_context", FfmpegUse::encode);
     }
-    const int* coefficients = sws_getCoefficients(matrix_ == YuvMatrix::bt709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
+    const int* coefficients =
+        sws_getCoefficients(matrix_ == YuvMatrix::bt709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
     sws_setColorspaceDetails(scaler_.get(), coefficients, 1, coefficients, 0, 0, 1 << 16, 1 << 16);
     return S_OK;
 }
@@ -57,7 +60,8 @@ AVFrame* PictureConverter::Convert(const std::uint8_t* pixels) {
     } else {
         const std::uint8_t* source[4] = {pixels};
         const int stride[4] = {static_cast<int>(in_width_ * 4)};
-        sws_scale(scaler_.get(), source, stride, 0, static_cast<int>(in_height_), frame_->data, frame_->linesize);
+        sws_scale(scaler_.get(), source, stride, 0, static_cast<int>(in_height_), frame_->data,
+                  frame_->linesize);
     }
     return frame_.get();
 }

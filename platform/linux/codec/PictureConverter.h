@@ -5,17 +5,19 @@
 
 #include <cstdint>
 
-#include "platform/linux/ffmpeg/FfmpegHandles.h"
 #include "pixel/BgraToYuv.h"
+#include "platform/linux/ffmpeg/FfmpegHandles.h"
 
 namespace Vimbrel {
 
 class PictureConverter {
 public:
     // The output is planar or semi-planar 4:2:0.
-    HRESULT Open(unsigned in_width, unsigned in_height, unsigned out_width, unsigned out_height, AVPixelFormat format);
+    HRESULT Open(unsigned in_width, unsigned in_height, unsigned out_width, unsigned out_height,
+                 AVPixelFormat format);
     YuvMatrix Matrix() const { return matrix_; }
-    // A frame that is good until the next call; users that keep a reference to it are respected. Null if there is no memory.
+    // A frame that is good until the next call; users that keep a reference to it are respected.
+    // Null if there is no memory.
     AVFrame* Convert(const std::uint8_t* pixels);
 
 private:

@@ -9,10 +9,10 @@
 #include <span>
 #include <vector>
 
-#include "platform/linux/ffmpeg/FfmpegHandles.h"
 #include "platform/linux/codec/HardwareEncoders.h"
 #include "platform/linux/codec/HardwareUpload.h"
 #include "platform/linux/codec/PictureConverter.h"
+#include "platform/linux/ffmpeg/FfmpegHandles.h"
 
 namespace Vimbrel {
 
@@ -40,8 +40,10 @@ class VideoEncoder {
 public:
     static constexpr int longest_key_interval = 2;  // seconds
 
-    // The hardware encoders are tried in their order, and each has to encode a frame. If none does it is libx264.
-    static HRESULT Open(const VideoInput& input, const VideoOutput& output, std::span<const HardwareEncoder> hardware,
+    // The hardware encoders are tried in their order, and each has to encode a frame. If none does
+    // it is libx264.
+    static HRESULT Open(const VideoInput& input, const VideoOutput& output,
+                        std::span<const HardwareEncoder> hardware,
                         std::unique_ptr<VideoEncoder>& result);
 
     const char* CodecName() const { return context_->codec->name; }
@@ -54,12 +56,14 @@ public:
     int Timescale() const { return context_->time_base.den; }
 
     // Times rise from call to call. Packets come later than their frames, in the order of decoding.
-    HRESULT Encode(const std::uint8_t* pixels, std::int64_t time, std::int64_t duration, const PacketSink& sink);
+    HRESULT Encode(const std::uint8_t* pixels, std::int64_t time, std::int64_t duration,
+                   const PacketSink& sink);
     HRESULT Flush(const PacketSink& sink);
 
 private:
     VideoEncoder() = default;
-    HRESULT Setup(const VideoInput& input, const VideoOutput& output, const HardwareEncoder* hardware);
+    HRESULT Setup(const VideoInput& input, const VideoOutput& output,
+                  const HardwareEncoder* hardware);
     HRESULT Probe(const VideoInput& input);
     HRESULT Send(AVFrame* frame, const PacketSink& sink);
 

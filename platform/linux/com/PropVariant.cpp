@@ -64,16 +64,20 @@ extern "C" HRESULT WINAPI PropVariantCopy(PROPVARIANT* target, const PROPVARIANT
             if (copy.punkVal) copy.punkVal->AddRef();
             break;
         case VT_LPSTR:
-            if (source->pszVal) missing = !(copy.pszVal = CopyOf(source->pszVal, std::strlen(source->pszVal) + 1));
+            if (source->pszVal)
+                missing = !(copy.pszVal = CopyOf(source->pszVal, std::strlen(source->pszVal) + 1));
             break;
         case VT_LPWSTR:
-            if (source->pwszVal) missing = !(copy.pwszVal = CopyOf(source->pwszVal, std::wcslen(source->pwszVal) + 1));
+            if (source->pwszVal)
+                missing =
+                    !(copy.pwszVal = CopyOf(source->pwszVal, std::wcslen(source->pwszVal) + 1));
             break;
         case VT_CLSID:
             if (source->puuid) missing = !(copy.puuid = CopyOf(source->puuid, 1));
             break;
         case VT_VECTOR | VT_UI1:
-            if (source->caub.pElems) missing = !(copy.caub.pElems = CopyOf(source->caub.pElems, source->caub.cElems));
+            if (source->caub.pElems)
+                missing = !(copy.caub.pElems = CopyOf(source->caub.pElems, source->caub.cElems));
             break;
         default: {
             // Asked of a copy: clearing a value of these types frees nothing.

@@ -12,7 +12,9 @@ namespace Vimbrel {
 namespace {
 
 // Positive only for FFmpeg's own tags, which are far above the C library's numbers.
-HRESULT MapNumber(int error) { return AVUNERROR(error) < 4096 ? ResultFromErrno(AVUNERROR(error)) : E_FAIL; }
+HRESULT MapNumber(int error) {
+    return AVUNERROR(error) < 4096 ? ResultFromErrno(AVUNERROR(error)) : E_FAIL;
+}
 
 HRESULT MapDecoding(int error) {
     switch (error) {
@@ -33,7 +35,9 @@ HRESULT MapDecoding(int error) {
     }
 }
 
-HRESULT MapEncoding(int error) { return error == AVERROR_ENCODER_NOT_FOUND ? REGDB_E_CLASSNOTREG : MapNumber(error); }
+HRESULT MapEncoding(int error) {
+    return error == AVERROR_ENCODER_NOT_FOUND ? REGDB_E_CLASSNOTREG : MapNumber(error);
+}
 
 }  // namespace
 
@@ -41,7 +45,8 @@ HRESULT ResultFromFfmpeg(int error, const char* step, FfmpegUse use) {
     char words[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(error, words, sizeof words);
     const HRESULT hr = use == FfmpegUse::decode ? MapDecoding(error) : MapEncoding(error);
-    APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE, "ffmpeg: %s: %s - 0x%08X", step, words, static_cast<unsigned>(hr));
+    APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE, "ffmpeg: %s: %s - 0x%08X", step, words,
+                  static_cast<unsigned>(hr));
     return hr;
 }
 

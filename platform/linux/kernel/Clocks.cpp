@@ -23,7 +23,8 @@ timespec Read(clockid_t clock) {
 
 extern "C" {
 
-// The counter ticks in 100 nanoseconds, as it commonly does on the other platform: users multiply it by 1000 in 64 bits.
+// The counter ticks in 100 nanoseconds, as it commonly does on the other platform: users multiply
+// it by 1000 in 64 bits.
 BOOL WINAPI QueryPerformanceCounter(LARGE_INTEGER* count) {
     const timespec now = Read(CLOCK_MONOTONIC);
     count->QuadPart = now.tv_sec * ticks_per_second + now.tv_nsec / 100;
@@ -37,12 +38,14 @@ BOOL WINAPI QueryPerformanceFrequency(LARGE_INTEGER* frequency) {
 
 DWORD WINAPI timeGetTime() {
     const timespec now = Read(CLOCK_MONOTONIC);
-    return static_cast<DWORD>(static_cast<ULONGLONG>(now.tv_sec) * 1000 + static_cast<ULONGLONG>(now.tv_nsec) / 1'000'000);
+    return static_cast<DWORD>(static_cast<ULONGLONG>(now.tv_sec) * 1000 +
+                              static_cast<ULONGLONG>(now.tv_nsec) / 1'000'000);
 }
 
 void WINAPI GetSystemTimeAsFileTime(FILETIME* time) {
     const timespec now = Read(CLOCK_REALTIME);
-    const ULONGLONG units = static_cast<ULONGLONG>(now.tv_sec) * 10'000'000 + static_cast<DWORD>(now.tv_nsec) / 100 + epoch_difference;
+    const ULONGLONG units = static_cast<ULONGLONG>(now.tv_sec) * 10'000'000 +
+                            static_cast<DWORD>(now.tv_nsec) / 100 + epoch_difference;
     time->dwLowDateTime = static_cast<DWORD>(units);
     time->dwHighDateTime = static_cast<DWORD>(units >> 32);
 }
@@ -56,7 +59,8 @@ DWORD WINAPI GetCurrentThreadId() {
 DWORD WINAPI GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
 
 void WINAPI Sleep(DWORD milliseconds) {
-    timespec rest = {static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1'000'000};
+    timespec rest = {static_cast<time_t>(milliseconds / 1000),
+                     static_cast<long>(milliseconds % 1000) * 1'000'000};
     while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
     }
 }

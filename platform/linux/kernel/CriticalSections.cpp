@@ -12,8 +12,14 @@ void WINAPI InitializeCriticalSection(CRITICAL_SECTION* section) {
 }
 
 void WINAPI EnterCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_lock(&section->mutex); }
-BOOL WINAPI TryEnterCriticalSection(CRITICAL_SECTION* section) { return pthread_mutex_trylock(&section->mutex) == 0; }
-void WINAPI LeaveCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_unlock(&section->mutex); }
-void WINAPI DeleteCriticalSection(CRITICAL_SECTION* section) { pthread_mutex_destroy(&section->mutex); }
+BOOL WINAPI TryEnterCriticalSection(CRITICAL_SECTION* section) {
+    return pthread_mutex_trylock(&section->mutex) == 0;
+}
+void WINAPI LeaveCriticalSection(CRITICAL_SECTION* section) {
+    pthread_mutex_unlock(&section->mutex);
+}
+void WINAPI DeleteCriticalSection(CRITICAL_SECTION* section) {
+    pthread_mutex_destroy(&section->mutex);
+}
 
 }  // extern "C"

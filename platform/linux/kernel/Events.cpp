@@ -26,7 +26,8 @@ public:
 
     bool TryTake() override {
         const bool signalled = manual ? IsReadable() : wakeup.Clear();
-        // What was done before Set is seen behind the wait; the descriptor alone promises that to nobody.
+        // What was done before Set is seen behind the wait; the descriptor alone promises that to
+        // nobody.
         static_cast<void>(sets.load(std::memory_order_acquire));
         return signalled;
     }
@@ -48,7 +49,8 @@ Event* EventOf(HANDLE handle) { return dynamic_cast<Event*>(Vimbrel::Waitable::O
 
 extern "C" {
 
-HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initial_state, LPCWSTR name) {
+HANDLE WINAPI CreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual_reset, BOOL initial_state,
+                           LPCWSTR name) {
     if (security || name) return nullptr;
     Event* const event = new (std::nothrow) Event(manual_reset != FALSE);
     if (!event) return nullptr;

@@ -27,7 +27,8 @@ FileReplacement::~FileReplacement() {
 }
 
 HRESULT FileReplacement::Open(const std::string& path, int& descriptor) {
-    // A pipe without a reader must not hold us up. What the file held is let go of only when it is known to be a file.
+    // A pipe without a reader must not hold us up. What the file held is let go of only when it is
+    // known to be a file.
     const int opened = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
     if (opened < 0) return ResultFromErrno(errno);
     struct stat status {};

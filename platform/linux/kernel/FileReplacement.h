@@ -15,9 +15,10 @@ public:
     FileReplacement(const FileReplacement&) = delete;
     FileReplacement& operator=(const FileReplacement&) = delete;
 
-    // Opens an empty file for reading and writing. If there is one of that name with something in it, the new one stands beside it until
-    // Commit; where the folder allows no new files, it is emptied and used itself. E_ACCESSDENIED for what is no ordinary file. The
-    // descriptor is the caller's.
+    // Opens an empty file for reading and writing. If there is one of that name with something in
+    // it, the new one stands beside it until Commit; where the folder allows no new files, it is
+    // emptied and used itself. E_ACCESSDENIED for what is no ordinary file. The descriptor is the
+    // caller's.
     HRESULT Open(const std::string& path, int& descriptor);
     // Gives the new file its name.
     HRESULT Commit();

@@ -19,14 +19,18 @@ public:
     const int descriptor;
 };
 
-int Descriptor(HANDLE handle) { return static_cast<File*>(static_cast<Vimbrel::KernelObject*>(handle))->descriptor; }
+int Descriptor(HANDLE handle) {
+    return static_cast<File*>(static_cast<Vimbrel::KernelObject*>(handle))->descriptor;
+}
 
 }  // namespace
 
 extern "C" {
 
-HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD, SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD, HANDLE pattern) {
-    if (access != FILE_APPEND_DATA || security || disposition != OPEN_ALWAYS || pattern) return INVALID_HANDLE_VALUE;
+HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD, SECURITY_ATTRIBUTES* security,
+                          DWORD disposition, DWORD, HANDLE pattern) {
+    if (access != FILE_APPEND_DATA || security || disposition != OPEN_ALWAYS || pattern)
+        return INVALID_HANDLE_VALUE;
     const int descriptor = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (descriptor < 0) return INVALID_HANDLE_VALUE;
     File* const file = new (std::nothrow) File(descriptor);
@@ -37,7 +41,8 @@ HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD, SECURITY_ATTRIBUTES*
     return static_cast<Vimbrel::KernelObject*>(file);
 }
 
-BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* position, DWORD origin) {
+BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* position,
+                             DWORD origin) {
     if (origin != FILE_END) return FALSE;
     const off_t result = lseek(Descriptor(file), distance.QuadPart, SEEK_END);
     if (result < 0) return FALSE;
@@ -45,7 +50,8 @@ BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER*
     return TRUE;
 }
 
-BOOL WINAPI WriteFile(HANDLE file, LPCVOID bytes, DWORD length, DWORD* written, OVERLAPPED* overlapped) {
+BOOL WINAPI WriteFile(HANDLE file, LPCVOID bytes, DWORD length, DWORD* written,
+                      OVERLAPPED* overlapped) {
     *written = 0;
     if (overlapped) return FALSE;
     ssize_t result;

@@ -48,10 +48,12 @@ FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) {
     if (!module || !name) return nullptr;
     void* const symbol = dlsym(module, name);
     if (!symbol) return nullptr;
-    // The loader also looks into the libraries that the program loads; one of those does not speak for the host.
+    // The loader also looks into the libraries that the program loads; one of those does not speak
+    // for the host.
     Dl_info info{};
     link_map* map = nullptr;
-    if (!dladdr1(symbol, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) || !map) return nullptr;
+    if (!dladdr1(symbol, &info, reinterpret_cast<void**>(&map), RTLD_DL_LINKMAP) || !map)
+        return nullptr;
     if (reinterpret_cast<const void*>(map->l_addr) != ProgramBase()) return nullptr;
     return reinterpret_cast<FARPROC>(symbol);
 }

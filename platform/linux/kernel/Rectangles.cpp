@@ -4,10 +4,13 @@
 
 extern "C" {
 
-BOOL WINAPI IsRectEmpty(const RECT* rect) { return !rect || rect->right <= rect->left || rect->bottom <= rect->top; }
+BOOL WINAPI IsRectEmpty(const RECT* rect) {
+    return !rect || rect->right <= rect->left || rect->bottom <= rect->top;
+}
 
 BOOL WINAPI PtInRect(const RECT* rect, POINT point) {
-    return rect && point.x >= rect->left && point.x < rect->right && point.y >= rect->top && point.y < rect->bottom;
+    return rect && point.x >= rect->left && point.x < rect->right && point.y >= rect->top &&
+           point.y < rect->bottom;
 }
 
 BOOL WINAPI OffsetRect(RECT* rect, int x, int y) {
@@ -21,7 +24,8 @@ BOOL WINAPI OffsetRect(RECT* rect, int x, int y) {
 
 BOOL WINAPI IntersectRect(RECT* result, const RECT* first, const RECT* second) {
     if (!result || !first || !second) return FALSE;
-    const RECT common{std::max(first->left, second->left), std::max(first->top, second->top), std::min(first->right, second->right),
+    const RECT common{std::max(first->left, second->left), std::max(first->top, second->top),
+                      std::min(first->right, second->right),
                       std::min(first->bottom, second->bottom)};
     const bool meet = !IsRectEmpty(first) && !IsRectEmpty(second) && !IsRectEmpty(&common);
     *result = meet ? common : RECT{};
@@ -36,8 +40,8 @@ BOOL WINAPI UnionRect(RECT* result, const RECT* first, const RECT* second) {
     } else if (IsRectEmpty(second)) {
         both = *first;
     } else {
-        both = {std::min(first->left, second->left), std::min(first->top, second->top), std::max(first->right, second->right),
-                std::max(first->bottom, second->bottom)};
+        both = {std::min(first->left, second->left), std::min(first->top, second->top),
+                std::max(first->right, second->right), std::max(first->bottom, second->bottom)};
     }
     *result = both;
     return !IsRectEmpty(result);

@@ -24,21 +24,25 @@ int Deliver(const std::basic_string<Character>& text, Character* target, int cap
 // The source text; a size of -1 takes the terminator in.
 template <class Character>
 std::basic_string_view<Character> Source(const Character* text, int size) {
-    return {text, size < 0 ? std::char_traits<Character>::length(text) + 1 : static_cast<std::size_t>(size)};
+    return {text, size < 0 ? std::char_traits<Character>::length(text) + 1
+                           : static_cast<std::size_t>(size)};
 }
 
 }  // namespace
 
 extern "C" {
 
-int WINAPI MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR text, int size, LPWSTR wide, int capacity) {
+int WINAPI MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR text, int size, LPWSTR wide,
+                               int capacity) {
     if (code_page != CP_UTF8 || flags != 0 || !text || size == 0) return 0;
     return Deliver(Vimbrel::FromUtf8(Source(text, size)), wide, capacity);
 }
 
-int WINAPI WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR wide, int size, LPSTR text, int capacity, LPCSTR default_character,
-                               BOOL* used_default) {
-    if (code_page != CP_UTF8 || flags != 0 || !wide || size == 0 || default_character || used_default) return 0;
+int WINAPI WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR wide, int size, LPSTR text,
+                               int capacity, LPCSTR default_character, BOOL* used_default) {
+    if (code_page != CP_UTF8 || flags != 0 || !wide || size == 0 || default_character ||
+        used_default)
+        return 0;
     return Deliver(Vimbrel::ToUtf8(Source(wide, size)), text, capacity);
 }
 

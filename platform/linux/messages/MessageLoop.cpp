@@ -27,7 +27,9 @@ BOOL WINAPI GetMessageW(MSG* message, HWND window, UINT first, UINT last) {
     return message->message != WM_QUIT;
 }
 
-BOOL WINAPI GetMessageA(MSG* message, HWND window, UINT first, UINT last) { return GetMessageW(message, window, first, last); }
+BOOL WINAPI GetMessageA(MSG* message, HWND window, UINT first, UINT last) {
+    return GetMessageW(message, window, first, last);
+}
 
 BOOL WINAPI TranslateMessage(const MSG*) { return FALSE; }
 
@@ -45,12 +47,15 @@ void WINAPI PostQuitMessage(int exit_code) {
     if (MessageQueue* const queue = MessageQueue::Current()) queue->PostQuit(exit_code);
 }
 
-DWORD WINAPI MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD wake_mask, DWORD flags) {
+DWORD WINAPI MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD milliseconds,
+                                         DWORD wake_mask, DWORD flags) {
     MessageQueue* const queue = MessageQueue::Current();
     if (!queue || count >= MAXIMUM_WAIT_OBJECTS || flags != MWMO_INPUTAVAILABLE) return WAIT_FAILED;
     std::array<Waitable*, MAXIMUM_WAIT_OBJECTS> objects{};
     for (DWORD i = 0; i < count; ++i) objects[i] = Waitable::Of(handles[i]);
-    return Vimbrel::WaitForFirst(objects.data(), count, (wake_mask & QS_POSTMESSAGE) != 0 ? queue->Descriptor() : -1, milliseconds);
+    return Vimbrel::WaitForFirst(objects.data(), count,
+                                 (wake_mask & QS_POSTMESSAGE) != 0 ? queue->Descriptor() : -1,
+                                 milliseconds);
 }
 
 int VimbrelMessageDescriptor() {

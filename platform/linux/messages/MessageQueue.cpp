@@ -102,7 +102,9 @@ void MessageQueue::Get(MSG& message, HWND window, UINT first, UINT last) {
 }
 
 bool MessageQueue::FindLocked(MSG& message, HWND window, UINT first, UINT last, bool remove) {
-    const auto found = std::find_if(messages.begin(), messages.end(), [&](const MSG& each) { return Fits(each, window, first, last); });
+    const auto found = std::find_if(messages.begin(), messages.end(), [&](const MSG& each) {
+        return Fits(each, window, first, last);
+    });
     if (found != messages.end()) {
         message = *found;
         if (remove) messages.erase(found);

@@ -15,7 +15,8 @@ namespace Vimbrel {
 // Only the owning thread takes messages; any thread may post.
 class MessageQueue {
 public:
-    // Of the calling thread, made at its first use; null if the process has no descriptor left. Ends with the thread.
+    // Of the calling thread, made at its first use; null if the process has no descriptor left.
+    // Ends with the thread.
     static MessageQueue* Current();
     // Of a thread by its id; null if it has none.
     static std::shared_ptr<MessageQueue> OfThread(DWORD thread);

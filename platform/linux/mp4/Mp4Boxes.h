@@ -31,9 +31,13 @@ public:
     void Put32(std::uint32_t value) { Put(value, 4); }
     void Put64(std::uint64_t value) { Put(value, 8); }
     // As wide as the version of the box says.
-    void PutTime(std::int64_t value, std::uint8_t version) { Put(static_cast<std::uint64_t>(value), version == 0 ? 4 : 8); }
+    void PutTime(std::int64_t value, std::uint8_t version) {
+        Put(static_cast<std::uint64_t>(value), version == 0 ? 4 : 8);
+    }
     void PutText(std::string_view text) { bytes_.insert(bytes_.end(), text.begin(), text.end()); }
-    void PutBytes(std::span<const std::uint8_t> bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+    void PutBytes(std::span<const std::uint8_t> bytes) {
+        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+    }
     void PutZeros(std::size_t count) { bytes_.insert(bytes_.end(), count, 0); }
     // The unity matrix of headers.
     void PutMatrix();

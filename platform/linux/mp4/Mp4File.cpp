@@ -33,12 +33,13 @@ Mp4File::~Mp4File() {
     if (file_ >= 0) close(file_);
 }
 
-HRESULT Mp4File::Create(const std::string& path, std::vector<Mp4TrackFormat> formats, std::uint64_t index_room,
-                        std::unique_ptr<Mp4File>& result) {
+HRESULT Mp4File::Create(const std::string& path, std::vector<Mp4TrackFormat> formats,
+                        std::uint64_t index_room, std::unique_ptr<Mp4File>& result) {
     std::unique_ptr<Mp4File> file(new Mp4File);
     FileReplacement place;
     if (const HRESULT hr = place.Open(path, file->file_); FAILED(hr)) return hr;
-    for (std::size_t i = 0; i < formats.size(); ++i) file->tracks_.emplace_back(static_cast<std::uint32_t>(i + 1), std::move(formats[i]));
+    for (std::size_t i = 0; i < formats.size(); ++i)
+        file->tracks_.emplace_back(static_cast<std::uint32_t>(i + 1), std::move(formats[i]));
     file->room_ = index_room;
     if (const HRESULT hr = file->WriteHeader(); FAILED(hr)) {
         file->Truncate(0);  // an empty file does not look like a recording
@@ -137,7 +138,8 @@ HRESULT Mp4File::WriteFragment() {
 HRESULT Mp4File::Finish() {
     if (SUCCEEDED(failure_)) failure_ = WriteFragment();
     // What is in the file becomes an ordinary one also if the last part could not be added.
-    const bool empty = std::none_of(tracks_.begin(), tracks_.end(), [](const Mp4Track& track) { return track.HasSamples(); });
+    const bool empty = std::none_of(tracks_.begin(), tracks_.end(),
+                                    [](const Mp4Track& track) { return track.HasSamples(); });
     const HRESULT hr = empty ? mp4_no_samples : WriteIndex();
     if (empty) Truncate(0);
     if (SUCCEEDED(failure_)) failure_ = hr;
@@ -170,15 +172,19 @@ HRESULT Mp4File::WriteIndex() {
     }
     if (FAILED(hr)) return hr;
     if (fdatasync(file_) != 0) return ResultFromErrno(errno);
-    // When this reaches the disk does not matter: before it does, the file is a whole one in fragments.
+    // When this reaches the disk does not matter: before it does, the file is a whole one in
+    // fragments.
     return WriteAt(room_start_, header.Bytes());
 }
 
-HRESULT Mp4File::Truncate(std::uint64_t size) { return ftruncate(file_, static_cast<off_t>(size)) == 0 ? S_OK : ResultFromErrno(errno); }
+HRESULT Mp4File::Truncate(std::uint64_t size) {
+    return ftruncate(file_, static_cast<off_t>(size)) == 0 ? S_OK : ResultFromErrno(errno);
+}
 
 HRESULT Mp4File::WriteAt(std::uint64_t place, std::span<const std::uint8_t> bytes) {
     while (!bytes.empty()) {
-        const ssize_t written = pwrite(file_, bytes.data(), bytes.size(), static_cast<off_t>(place));
+        const ssize_t written =
+            pwrite(file_, bytes.data(), bytes.size(), static_cast<off_t>(place));
         if (written < 0 && errno == EINTR) continue;
         if (written <= 0) return ResultFromErrno(written < 0 ? errno : ENOSPC);
         bytes = bytes.subspan(static_cast<std::size_t>(written));

@@ -1,9 +1,10 @@
 // An MP4 file that can be read at any moment of its making, and is an ordinary one at its end.
 //
-// While it grows it consists of fragments, each written at once. In front of them room is left; at the end the index of the
-// whole goes there, and the fragments become the data of an ordinary file without being moved. The header that makes the
-// difference is written in one piece and last, so the file is either the one or the other. If the room is too small the
-// index stands behind the data.
+// While it grows it consists of fragments, each written at once. In front of them room is left; at
+// the end the index of the whole goes there, and the fragments become the data of an ordinary file
+// without being moved. The header that makes the difference is written in one piece and last, so
+// the file is either the one or the other. If the room is too small the index stands behind the
+// data.
 #pragma once
 
 #include <winerror.h>
@@ -27,14 +28,14 @@ public:
     Mp4File(const Mp4File&) = delete;
     Mp4File& operator=(const Mp4File&) = delete;
 
-    // Makes or replaces the file, which must be an ordinary one. The room is taken from the disk at once. An older file stays if this
-    // fails.
-    static HRESULT Create(const std::string& path, std::vector<Mp4TrackFormat> formats, std::uint64_t index_room,
-                          std::unique_ptr<Mp4File>& result);
+    // Makes or replaces the file, which must be an ordinary one. The room is taken from the disk at
+    // once. An older file stays if this fails.
+    static HRESULT Create(const std::string& path, std::vector<Mp4TrackFormat> formats,
+                          std::uint64_t index_room, std::unique_ptr<Mp4File>& result);
 
     Mp4Track& Track(std::size_t i) { return tracks_[i]; }
-    // Writes a fragment if one of the tracks has enough for it. A failure leaves the fragments before it, and is given again
-    // by every later call.
+    // Writes a fragment if one of the tracks has enough for it. A failure leaves the fragments
+    // before it, and is given again by every later call.
     HRESULT WriteIfFull();
     // Writes what waits, and the index. A file without a sample is no recording and is left empty.
     HRESULT Finish();

@@ -13,9 +13,12 @@ constexpr std::size_t fragment_samples = 4096;
 constexpr std::uint32_t key_sample = 0x02000000;    // depends on no other
 constexpr std::uint32_t other_sample = 0x01010000;  // depends on others, no place to start from
 
-std::uint8_t VersionFor(std::int64_t time) { return time > std::numeric_limits<std::uint32_t>::max() ? 1 : 0; }
+std::uint8_t VersionFor(std::int64_t time) {
+    return time > std::numeric_limits<std::uint32_t>::max() ? 1 : 0;
+}
 
-// A table of (count, value) that counts equal neighbours. Its number of entries is set when it ends.
+// A table of (count, value) that counts equal neighbours. Its number of entries is set when it
+// ends.
 class RunTable {
 public:
     explicit RunTable(Mp4Boxes& boxes) : boxes_(boxes), place_(boxes.Size()) { boxes.Put32(0); }
@@ -52,7 +55,8 @@ private:
 
 }  // namespace
 
-void Mp4Track::Add(std::int64_t decode_time, std::int64_t presentation_time, std::int64_t duration, bool key) {
+void Mp4Track::Add(std::int64_t decode_time, std::int64_t presentation_time, std::int64_t duration,
+                   bool key) {
     if (!is_first_known_) {
         is_first_known_ = true;
         decode_time = std::max(decode_time, -std::int64_t{format_.lead});
@@ -67,13 +71,16 @@ void Mp4Track::Add(std::int64_t decode_time, std::int64_t presentation_time, std
     pending_.push_back({decode_time, static_cast<std::int32_t>(presentation_time - decode_time),
                         static_cast<std::uint32_t>(size) & 0x7FFFFFFFu, key ? 1u : 0u});
     pending_ends_ = {decode_time, std::max<std::int64_t>(duration, 1),
-                     std::max(pending_ends_.presentation, presentation_time + std::max<std::int64_t>(duration, 1))};
+                     std::max(pending_ends_.presentation,
+                              presentation_time + std::max<std::int64_t>(duration, 1))};
 }
 
 bool Mp4Track::IsFragmentFull() const {
     if (pending_.empty()) return false;
-    const std::int64_t span = pending_ends_.last_decode + pending_ends_.last_duration - pending_.front().decode_time;
-    return span * 2 >= format_.timescale || pending_bytes_.size() >= fragment_bytes || pending_.size() >= fragment_samples;
+    const std::int64_t span =
+        pending_ends_.last_decode + pending_ends_.last_duration - pending_.front().decode_time;
+    return span * 2 >= format_.timescale || pending_bytes_.size() >= fragment_bytes ||
+           pending_.size() >= fragment_samples;
 }
 
 std::size_t Mp4Track::PutFragment(Mp4Boxes& boxes) const {
@@ -83,8 +90,8 @@ std::size_t Mp4Track::PutFragment(Mp4Boxes& boxes) const {
         const Mp4Boxes::Scope tfhd(boxes, "tfhd", 0, base_is_fragment);
         boxes.Put32(id_);
     }
-    // Fragments are placed on the movie's line by their own times; the header has no edits but for the lead, since when the other
-    // track begins cannot be known when it is written.
+    // Fragments are placed on the movie's line by their own times; the header has no edits but for
+    // the lead, since when the other track begins cannot be known when it is written.
     {
         const Mp4Boxes::Scope tfdt(boxes, "tfdt", 1, 0);
         boxes.Put64(static_cast<std::uint64_t>(pending_.front().decode_time + format_.lead));
@@ -97,7 +104,8 @@ std::size_t Mp4Track::PutFragment(Mp4Boxes& boxes) const {
     for (std::size_t i = 0; i < pending_.size(); ++i) {
         const Sample& sample = pending_[i];
         const bool last = i + 1 == pending_.size();
-        boxes.Put32(static_cast<std::uint32_t>(last ? pending_ends_.last_duration : pending_[i + 1].decode_time - sample.decode_time));
+        boxes.Put32(static_cast<std::uint32_t>(
+            last ? pending_ends_.last_duration : pending_[i + 1].decode_time - sample.decode_time));
         boxes.Put32(sample.size);
         boxes.Put32(sample.key ? key_sample : other_sample);
         boxes.Put32(static_cast<std::uint32_t>(sample.offset));
@@ -318,17 +326,19 @@ void Mp4Track::PutTimes(Mp4Boxes& boxes) const {
         const Mp4Boxes::Scope stts(boxes, "stts", 0, 0);
         RunTable table(boxes);
         for (std::size_t i = 0; i < samples_.size(); ++i) {
-            const std::int64_t next = i + 1 < samples_.size() ? samples_[i + 1].decode_time : DecodeEnd();
+            const std::int64_t next =
+                i + 1 < samples_.size() ? samples_[i + 1].decode_time : DecodeEnd();
             table.Add(static_cast<std::uint32_t>(next - samples_[i].decode_time));
         }
     }
-    if (std::any_of(samples_.begin(), samples_.end(), [](const Sample& sample) { return sample.offset != 0; })) {
+    if (std::any_of(samples_.begin(), samples_.end(),
+                    [](const Sample& sample) { return sample.offset != 0; })) {
         const Mp4Boxes::Scope ctts(boxes, "ctts", 0, 0);
         RunTable table(boxes);
         for (const Sample& sample : samples_) table.Add(static_cast<std::uint32_t>(sample.offset));
     }
-    const auto keys =
-        static_cast<std::uint32_t>(std::count_if(samples_.begin(), samples_.end(), [](const Sample& sample) { return sample.key; }));
+    const auto keys = static_cast<std::uint32_t>(std::count_if(
+        samples_.begin(), samples_.end(), [](const Sample& sample) { return sample.key; }));
     if (keys != samples_.size()) {
         const Mp4Boxes::Scope stss(boxes, "stss", 0, 0);
         boxes.Put32(keys);
@@ -362,7 +372,8 @@ void Mp4Track::PutPlaces(Mp4Boxes& boxes) const {
     const bool wide = chunks_.back().place > std::numeric_limits<std::uint32_t>::max();
     const Mp4Boxes::Scope stco(boxes, wide ? "co64" : "stco", 0, 0);
     boxes.Put32(static_cast<std::uint32_t>(chunks_.size()));
-    for (const Chunk& chunk : chunks_) boxes.PutTime(static_cast<std::int64_t>(chunk.place), wide ? 1 : 0);
+    for (const Chunk& chunk : chunks_)
+        boxes.PutTime(static_cast<std::int64_t>(chunk.place), wide ? 1 : 0);
 }
 
 }  // namespace Vimbrel

@@ -1,4 +1,5 @@
-// One track of an MP4 file: its description, what waits for the next fragment, and the table of what is in the file.
+// One track of an MP4 file: its description, what waits for the next fragment, and the table of
+// what is in the file.
 #pragma once
 
 #include <algorithm>
@@ -14,8 +15,8 @@ struct Mp4TrackFormat {
     bool video = false;
     std::uint32_t timescale = 0;              // ticks a second
     std::vector<std::uint8_t> configuration;  // avcC or AudioSpecificConfig
-    // By how much decoding is ahead of the presentation at the start: frames that are reordered, or what a sound decoder gives
-    // before the first sample.
+    // By how much decoding is ahead of the presentation at the start: frames that are reordered, or
+    // what a sound decoder gives before the first sample.
     std::uint32_t lead = 0;
     // Video.
     std::uint16_t width = 0;
@@ -33,10 +34,12 @@ public:
 
     Mp4Track(std::uint32_t id, Mp4TrackFormat format) : id_(id), format_(std::move(format)) {}
 
-    // Times in ticks from the movie's start. The caller appends the sample's bytes itself, and then adds it.
+    // Times in ticks from the movie's start. The caller appends the sample's bytes itself, and then
+    // adds it.
     std::vector<std::uint8_t>& PendingBytes() { return pending_bytes_; }
     // Decoding times must rise; one that does not is set a tick after the last.
-    void Add(std::int64_t decode_time, std::int64_t presentation_time, std::int64_t duration, bool key);
+    void Add(std::int64_t decode_time, std::int64_t presentation_time, std::int64_t duration,
+             bool key);
     // What is beyond was never pushed, and players leave it out.
     void SetEnd(std::int64_t end) { end_limit_ = end; }
 
@@ -45,7 +48,8 @@ public:
     // More should not wait: half a second, or as much as a fragment should hold.
     bool IsFragmentFull() const;
 
-    // The box traf of what waits. The place of the data's offset from the fragment's start is returned.
+    // The box traf of what waits. The place of the data's offset from the fragment's start is
+    // returned.
     std::size_t PutFragment(Mp4Boxes& boxes) const;
     // What waited is in the file, its data at that place.
     void Commit(std::uint64_t place);
@@ -77,9 +81,11 @@ private:
     std::int64_t ToMovieTime(std::int64_t ticks) const;
     std::int64_t Start() const { return first_presentation_ + (format_.video ? 0 : format_.lead); }
     std::int64_t End() const { return std::max(std::min(ends_.presentation, end_limit_), Start()); }
-    // At which the last sample in the file ends. Where frames are reordered its own duration would be too short for all of them.
+    // At which the last sample in the file ends. Where frames are reordered its own duration would
+    // be too short for all of them.
     std::int64_t DecodeEnd() const {
-        return std::max(ends_.last_decode + ends_.last_duration, first_decode_ + ends_.presentation - first_presentation_);
+        return std::max(ends_.last_decode + ends_.last_duration,
+                        first_decode_ + ends_.presentation - first_presentation_);
     }
     void PutEdits(Mp4Boxes& boxes) const;
     void PutMedia(Mp4Boxes& boxes, bool fragmented) const;

@@ -20,6 +20,7 @@ enum class BlendAlpha {
 };
 
 // Draws `shape` with its corner at (x, y), cut at the target.
-void BlendOver(const BlendPicture& target, const BlendPicture& shape, int x, int y, BlendAlpha alpha);
+void BlendOver(const BlendPicture& target, const BlendPicture& shape, int x, int y,
+               BlendAlpha alpha);
 
 }  // namespace Vimbrel

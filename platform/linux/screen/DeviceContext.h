@@ -27,8 +27,8 @@ public:
 
     // Copies the window's pixels, whatever covers it, to the selected bitmap.
     bool Print(xcb_window_t printed);
-    // Has the server keep the window's pixels apart from the screen until the context ends, whatever covers it; its program draws
-    // it anew once. False if the server does not do that.
+    // Has the server keep the window's pixels apart from the screen until the context ends,
+    // whatever covers it; its program draws it anew once. False if the server does not do that.
     bool KeepApart(xcb_window_t wanted);
 
     const std::shared_ptr<XConnection> connection;

@@ -28,7 +28,8 @@ public:
         return S_OK;
     }
 
-    HRESULT STDMETHODCALLTYPE DuplicateOutput(IUnknown* device, IDXGIOutputDuplication** duplication) override {
+    HRESULT STDMETHODCALLTYPE DuplicateOutput(IUnknown* device,
+                                              IDXGIOutputDuplication** duplication) override {
         if (!duplication) return E_INVALIDARG;
         *duplication = nullptr;
         return device ? OutputDuplication::Create(output_, duplication) : E_INVALIDARG;
@@ -56,7 +57,8 @@ private:
 
 class DxgiFactory final : public ComObject<Implements<IDXGIFactory1>> {
 public:
-    explicit DxgiFactory(std::vector<XOutput> outputs) : adapter_(MakeCom<DxgiAdapter>(std::move(outputs))) {}
+    explicit DxgiFactory(std::vector<XOutput> outputs)
+        : adapter_(MakeCom<DxgiAdapter>(std::move(outputs))) {}
 
     HRESULT STDMETHODCALLTYPE EnumAdapters1(UINT index, IDXGIAdapter1** adapter) override {
         if (!adapter) return E_INVALIDARG;

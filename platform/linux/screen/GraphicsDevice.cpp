@@ -13,8 +13,10 @@ bool SameShape(const D3D11_TEXTURE2D_DESC& a, const D3D11_TEXTURE2D_DESC& b) {
 
 bool IsStaging(const D3D11_TEXTURE2D_DESC& description) {
     const D3D11_TEXTURE2D_DESC wanted =
-        TextureDescription(static_cast<int>(description.Width), static_cast<int>(description.Height), D3D11_USAGE_STAGING);
-    return std::memcmp(&description, &wanted, sizeof wanted) == 0 && description.Width > 0 && description.Height > 0;
+        TextureDescription(static_cast<int>(description.Width),
+                           static_cast<int>(description.Height), D3D11_USAGE_STAGING);
+    return std::memcmp(&description, &wanted, sizeof wanted) == 0 && description.Width > 0 &&
+           description.Height > 0;
 }
 
 // Whether the pointer holds the only reference.
@@ -25,7 +27,8 @@ bool IsAlone(const ComPtr<Texture>& texture) {
 
 }  // namespace
 
-HRESULT STDMETHODCALLTYPE GraphicsDevice::CreateTexture2D(const D3D11_TEXTURE2D_DESC* description, const D3D11_SUBRESOURCE_DATA* data,
+HRESULT STDMETHODCALLTYPE GraphicsDevice::CreateTexture2D(const D3D11_TEXTURE2D_DESC* description,
+                                                          const D3D11_SUBRESOURCE_DATA* data,
                                                           ID3D11Texture2D** texture) {
     if (!texture) return E_INVALIDARG;
     *texture = nullptr;
@@ -39,7 +42,8 @@ HRESULT STDMETHODCALLTYPE GraphicsDevice::CreateTexture2D(const D3D11_TEXTURE2D_
     return S_OK;
 }
 
-void STDMETHODCALLTYPE GraphicsContext::CopyResource(ID3D11Resource* destination, ID3D11Resource* source) {
+void STDMETHODCALLTYPE GraphicsContext::CopyResource(ID3D11Resource* destination,
+                                                     ID3D11Resource* source) {
     auto* to = dynamic_cast<Texture*>(destination);
     auto* from = dynamic_cast<Texture*>(source);
     if (!to || !from || to == from || !SameShape(to->Description(), from->Description())) return;
@@ -50,12 +54,15 @@ void STDMETHODCALLTYPE GraphicsContext::CopyResource(ID3D11Resource* destination
 
 extern "C" {
 
-HRESULT WINAPI D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type, HMODULE software, UINT, const D3D_FEATURE_LEVEL*, UINT,
-                                 UINT sdk_version, ID3D11Device** device, D3D_FEATURE_LEVEL* level, ID3D11DeviceContext** context) {
+HRESULT WINAPI D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type, HMODULE software,
+                                 UINT, const D3D_FEATURE_LEVEL*, UINT, UINT sdk_version,
+                                 ID3D11Device** device, D3D_FEATURE_LEVEL* level,
+                                 ID3D11DeviceContext** context) {
     using namespace Vimbrel;
     if (device) *device = nullptr;
     if (context) *context = nullptr;
-    if (!adapter || type != D3D_DRIVER_TYPE_UNKNOWN || software || sdk_version != D3D11_SDK_VERSION) return E_INVALIDARG;
+    if (!adapter || type != D3D_DRIVER_TYPE_UNKNOWN || software || sdk_version != D3D11_SDK_VERSION)
+        return E_INVALIDARG;
     if (device) *device = MakeCom<GraphicsDevice>().Detach();
     if (context) *context = MakeCom<GraphicsContext>().Detach();
     if (level) *level = D3D_FEATURE_LEVEL_11_0;

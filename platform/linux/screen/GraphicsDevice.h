@@ -10,7 +10,8 @@ namespace Vimbrel {
 
 class GraphicsDevice final : public ComObject<Implements<ID3D11Device>, Implements<IDXGIDevice>> {
 public:
-    HRESULT STDMETHODCALLTYPE CreateTexture2D(const D3D11_TEXTURE2D_DESC* description, const D3D11_SUBRESOURCE_DATA* data,
+    HRESULT STDMETHODCALLTYPE CreateTexture2D(const D3D11_TEXTURE2D_DESC* description,
+                                              const D3D11_SUBRESOURCE_DATA* data,
                                               ID3D11Texture2D** texture) override;
 
 private:
@@ -19,7 +20,8 @@ private:
 
 class GraphicsContext final : public ComObject<Implements<ID3D11DeviceContext>> {
 public:
-    void STDMETHODCALLTYPE CopyResource(ID3D11Resource* destination, ID3D11Resource* source) override;
+    void STDMETHODCALLTYPE CopyResource(ID3D11Resource* destination,
+                                        ID3D11Resource* source) override;
 };
 
 }  // namespace Vimbrel

@@ -17,27 +17,31 @@ HDC ToHandle(DeviceContext* context) { return reinterpret_cast<HDC>(context); }
 XRectangle Common(const XRectangle& a, const XRectangle& b) {
     const int left = std::max(a.x, b.x);
     const int top = std::max(a.y, b.y);
-    return {left, top, std::min(a.x + a.width, b.x + b.width) - left, std::min(a.y + a.height, b.y + b.height) - top};
+    return {left, top, std::min(a.x + a.width, b.x + b.width) - left,
+            std::min(a.y + a.height, b.y + b.height) - top};
 }
 
 bool IsEmpty(const XRectangle& area) { return area.width <= 0 || area.height <= 0; }
 
 XRectangle RootArea(const XConnection& connection) {
-    const XReply<xcb_get_geometry_reply_t> geometry(
-        xcb_get_geometry_reply(connection.Get(), xcb_get_geometry(connection.Get(), connection.Root()), nullptr));
+    const XReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(
+        connection.Get(), xcb_get_geometry(connection.Get(), connection.Root()), nullptr));
     return geometry ? XRectangle{0, 0, geometry->width, geometry->height} : XRectangle{};
 }
 
-// Of a window its own pixels, whatever covers it. Where the server does not keep them apart they are those on the screen: what is
-// covered is black then, and what is outside of the screen stays as it was in the target.
-bool ReadWindow(DeviceContext& source, const XRectangle& wanted, PixelBuffer& target, int x, int y) {
+// Of a window its own pixels, whatever covers it. Where the server does not keep them apart they
+// are those on the screen: what is covered is black then, and what is outside of the screen stays
+// as it was in the target.
+bool ReadWindow(DeviceContext& source, const XRectangle& wanted, PixelBuffer& target, int x,
+                int y) {
     const XConnection& connection = *source.connection;
     constexpr auto clear = DrawableReader::Alpha::Clear;
     const XRectangle root = RootArea(connection);
     if (source.window == connection.Root()) {
         const XRectangle area = Common(wanted, root);
-        return !IsEmpty(area) && source.reader.Read(source.window, connection.RootFormat(), area, clear, target, x + area.x - wanted.x,
-                                                    y + area.y - wanted.y);
+        return !IsEmpty(area) &&
+               source.reader.Read(source.window, connection.RootFormat(), area, clear, target,
+                                  x + area.x - wanted.x, y + area.y - wanted.y);
     }
     XWindowPlace place;
     if (!ReadWindowPlace(connection, source.window, place) || !place.viewable) return false;
@@ -45,15 +49,20 @@ bool ReadWindow(DeviceContext& source, const XRectangle& wanted, PixelBuffer& ta
     const XPixelFormat format = connection.FormatOf(place.visual, place.depth);
     const XRectangle inside = Common(wanted, {0, 0, place.width, place.height});
     if (IsEmpty(inside)) return false;
-    if (source.reader.Read(source.window, format, inside, clear, target, x + inside.x - wanted.x, y + inside.y - wanted.y)) return true;
+    if (source.reader.Read(source.window, format, inside, clear, target, x + inside.x - wanted.x,
+                           y + inside.y - wanted.y))
+        return true;
     const XRectangle shown = Common(inside, {-place.x, -place.y, root.width, root.height});
-    return !IsEmpty(shown) &&
-           source.reader.Read(source.window, format, shown, clear, target, x + shown.x - wanted.x, y + shown.y - wanted.y);
+    return !IsEmpty(shown) && source.reader.Read(source.window, format, shown, clear, target,
+                                                 x + shown.x - wanted.x, y + shown.y - wanted.y);
 }
 
 // Each target pixel becomes the average of the source pixels it covers.
-void Shrink(const PixelBuffer& from, const XRectangle& source, PixelBuffer& to, const XRectangle& target) {
-    const auto first = [](int i, int length, int all) { return static_cast<int>(std::int64_t{i} * all / length); };
+void Shrink(const PixelBuffer& from, const XRectangle& source, PixelBuffer& to,
+            const XRectangle& target) {
+    const auto first = [](int i, int length, int all) {
+        return static_cast<int>(std::int64_t{i} * all / length);
+    };
     for (int y = 0; y < target.height; ++y) {
         const int top = first(y, target.height, source.height);
         const int bottom = std::max(top + 1, first(y + 1, target.height, source.height));
@@ -69,13 +78,15 @@ void Shrink(const PixelBuffer& from, const XRectangle& source, PixelBuffer& to, 
             }
             const std::uint32_t count = static_cast<std::uint32_t>((right - left) * (bottom - top));
             std::uint8_t* pixel = to.At(target.x + x, target.y + y);
-            for (int i = 0; i < 4; ++i) pixel[i] = static_cast<std::uint8_t>((sums[i] + count / 2) / count);
+            for (int i = 0; i < 4; ++i)
+                pixel[i] = static_cast<std::uint8_t>((sums[i] + count / 2) / count);
         }
     }
 }
 
 bool Fits(const XRectangle& area, const PixelBuffer& buffer) {
-    return !IsEmpty(area) && area.x >= 0 && area.y >= 0 && area.x + area.width <= buffer.Width() && area.y + area.height <= buffer.Height();
+    return !IsEmpty(area) && area.x >= 0 && area.y >= 0 && area.x + area.width <= buffer.Width() &&
+           area.y + area.height <= buffer.Height();
 }
 
 // The cursor that GetCursorInfo last told this thread; its address is the handle.
@@ -104,7 +115,9 @@ HDC LinuxGdi::GetWindowDC(HWND window) { return GetDC(window); }
 
 int LinuxGdi::ReleaseDC(HWND, HDC context) { return DeleteDC(context); }
 
-HDC LinuxGdi::CreateCompatibleDC(HDC) { return ToHandle(new DeviceContext(XConnection::Shared(), 0)); }
+HDC LinuxGdi::CreateCompatibleDC(HDC) {
+    return ToHandle(new DeviceContext(XConnection::Shared(), 0));
+}
 
 BOOL LinuxGdi::DeleteDC(HDC context) {
     delete FromHandle(context);
@@ -114,13 +127,16 @@ BOOL LinuxGdi::DeleteDC(HDC context) {
 int LinuxGdi::GetDeviceCaps(HDC context, int index) {
     constexpr int normal_dpi = 96;
     if (index != LOGPIXELSX) return 0;
-    return context && FromHandle(context)->connection ? FromHandle(context)->connection->Dpi() : normal_dpi;
+    return context && FromHandle(context)->connection ? FromHandle(context)->connection->Dpi()
+                                                      : normal_dpi;
 }
 
 HBITMAP LinuxGdi::CreateDIBSection(HDC, const BITMAPINFO* info, void** bits) {
     *bits = nullptr;
     const BITMAPINFOHEADER& header = info->bmiHeader;
-    if (header.biBitCount != 32 || header.biPlanes != 1 || header.biCompression != BI_RGB || header.biHeight >= 0) return nullptr;
+    if (header.biBitCount != 32 || header.biPlanes != 1 || header.biCompression != BI_RGB ||
+        header.biHeight >= 0)
+        return nullptr;
     auto pixels = PixelBuffer::Make(XConnection::Shared(), header.biWidth, -header.biHeight);
     if (!pixels) return nullptr;
     *bits = pixels->At(0, 0);
@@ -137,7 +153,8 @@ BOOL LinuxGdi::DeleteObject(HGDIOBJ object) {
     return object != nullptr;
 }
 
-BOOL LinuxGdi::BitBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y, DWORD operation) {
+BOOL LinuxGdi::BitBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y,
+                      DWORD operation) {
     if (!to || !from || (operation & ~CAPTUREBLT) != SRCCOPY) return FALSE;
     DeviceContext& source = *FromHandle(from);
     DeviceContext& target = *FromHandle(to);
@@ -149,20 +166,23 @@ BOOL LinuxGdi::BitBlt(HDC to, int x, int y, int width, int height, HDC from, int
 // There is one mode.
 int LinuxGdi::SetStretchBltMode(HDC, int mode) { return mode == HALFTONE ? HALFTONE : 0; }
 
-BOOL LinuxGdi::StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y, int from_width, int from_height,
-                          DWORD operation) {
+BOOL LinuxGdi::StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x,
+                          int from_y, int from_width, int from_height, DWORD operation) {
     if (!to || !from || operation != SRCCOPY) return FALSE;
     DeviceContext& source = *FromHandle(from);
     DeviceContext& target = *FromHandle(to);
     if (!source.selected || !target.selected) return FALSE;
     const XRectangle from_area{from_x, from_y, from_width, from_height};
     const XRectangle to_area{x, y, width, height};
-    if (!Fits(from_area, *source.selected->pixels) || !Fits(to_area, *target.selected->pixels)) return FALSE;
+    if (!Fits(from_area, *source.selected->pixels) || !Fits(to_area, *target.selected->pixels))
+        return FALSE;
     Shrink(*source.selected->pixels, from_area, *target.selected->pixels, to_area);
     return TRUE;
 }
 
-BOOL LinuxGdi::PrintWindow(HWND window, HDC to, UINT) { return to && FromHandle(to)->Print(ToXWindow(window)); }
+BOOL LinuxGdi::PrintWindow(HWND window, HDC to, UINT) {
+    return to && FromHandle(to)->Print(ToXWindow(window));
+}
 
 BOOL LinuxGdi::GetCursorPos(POINT* position) {
     const auto connection = XConnection::Shared();
@@ -174,7 +194,9 @@ BOOL LinuxGdi::GetCursorPos(POINT* position) {
 
 BOOL LinuxGdi::GetCursorInfo(CURSORINFO* info) {
     const auto connection = XConnection::Shared();
-    if (info->cbSize != sizeof(CURSORINFO) || !connection || !ReadPointerShape(*connection, cursor_shape)) return FALSE;
+    if (info->cbSize != sizeof(CURSORINFO) || !connection ||
+        !ReadPointerShape(*connection, cursor_shape))
+        return FALSE;
     info->flags = cursor_shape.visible ? CURSOR_SHOWING : 0;
     info->hCursor = reinterpret_cast<HCURSOR>(&cursor_shape);
     return GetCursorPos(&info->ptScreenPos);
@@ -192,8 +214,10 @@ BOOL LinuxGdi::DrawIcon(HDC to, int x, int y, HICON icon) {
     if (!to || !icon || !FromHandle(to)->selected) return FALSE;
     const PixelBuffer& target = *FromHandle(to)->selected->pixels;
     XPointerShape& shape = *FromCursor(icon);
-    BlendOver({target.At(0, 0), target.Width(), target.Height(), target.Stride()},
-              {shape.pixels.data(), shape.width, shape.height, static_cast<std::size_t>(shape.width) * 4}, x, y, BlendAlpha::Keep);
+    BlendOver(
+        {target.At(0, 0), target.Width(), target.Height(), target.Stride()},
+        {shape.pixels.data(), shape.width, shape.height, static_cast<std::size_t>(shape.width) * 4},
+        x, y, BlendAlpha::Keep);
     return TRUE;
 }
 

@@ -5,7 +5,8 @@
 
 namespace Vimbrel {
 
-// Holds nothing itself: contexts and bitmaps belong to their makers, and the last cursor shape to the thread that asked for it.
+// Holds nothing itself: contexts and bitmaps belong to their makers, and the last cursor shape to
+// the thread that asked for it.
 class LinuxGdi final : public Gdi {
 public:
     HWND GetDesktopWindow() override;
@@ -18,10 +19,11 @@ public:
     HBITMAP CreateDIBSection(HDC context, const BITMAPINFO* info, void** bits) override;
     HGDIOBJ SelectObject(HDC context, HGDIOBJ object) override;
     BOOL DeleteObject(HGDIOBJ object) override;
-    BOOL BitBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y, DWORD operation) override;
+    BOOL BitBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y,
+                DWORD operation) override;
     int SetStretchBltMode(HDC context, int mode) override;
-    BOOL StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y, int from_width, int from_height,
-                    DWORD operation) override;
+    BOOL StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y,
+                    int from_width, int from_height, DWORD operation) override;
     BOOL PrintWindow(HWND window, HDC to, UINT flags) override;
     BOOL GetCursorPos(POINT* position) override;
     BOOL GetCursorInfo(CURSORINFO* info) override;

@@ -17,7 +17,8 @@ constexpr DWORD stood_for_minor = 0;
 constexpr DWORD stood_for_build = 19045;
 constexpr DWORD stood_for_service_pack = 0;
 
-// The server draws every window as large as its program asked for, so a window has no scale of its own: it is the desktop's.
+// The server draws every window as large as its program asked for, so a window has no scale of its
+// own: it is the desktop's.
 UINT WINAPI DpiOfWindow(HWND window) {
     const auto connection = XConnection::Shared();
     XWindowPlace place;
@@ -39,8 +40,10 @@ struct Entry {
 };
 
 const Entry entries[] = {
-    {L"User32.dll", "GetDpiForWindow", reinterpret_cast<FARPROC>(reinterpret_cast<void*>(DpiOfWindow))},
-    {L"Shcore.dll", "GetDpiForMonitor", reinterpret_cast<FARPROC>(reinterpret_cast<void*>(DpiOfMonitor))},
+    {L"User32.dll", "GetDpiForWindow",
+     reinterpret_cast<FARPROC>(reinterpret_cast<void*>(DpiOfWindow))},
+    {L"Shcore.dll", "GetDpiForMonitor",
+     reinterpret_cast<FARPROC>(reinterpret_cast<void*>(DpiOfMonitor))},
 };
 
 // The first entry of the library stands for it.
@@ -78,7 +81,9 @@ HWND LinuxWindowSystem::GetActiveWindow() { return nullptr; }
 
 BOOL LinuxWindowSystem::IsIconic(HWND window) { return ::IsIconic(window); }
 
-BOOL LinuxWindowSystem::GetClientRect(HWND window, RECT* rect) { return ::GetClientRect(window, rect); }
+BOOL LinuxWindowSystem::GetClientRect(HWND window, RECT* rect) {
+    return ::GetClientRect(window, rect);
+}
 
 BOOL LinuxWindowSystem::GetWindowRect(HWND window, RECT* rect) {
     const auto connection = XConnection::Shared();
@@ -91,14 +96,17 @@ BOOL LinuxWindowSystem::GetWindowRect(HWND window, RECT* rect) {
 HMONITOR LinuxWindowSystem::MonitorFromRect(const RECT* rect, DWORD) {
     const auto connection = XConnection::Shared();
     if (!connection) return nullptr;
-    const POINT middle{rect->left + (rect->right - rect->left) / 2, rect->top + (rect->bottom - rect->top) / 2};
+    const POINT middle{rect->left + (rect->right - rect->left) / 2,
+                       rect->top + (rect->bottom - rect->top) / 2};
     const XOutput* nearest = nullptr;
     LONGLONG nearest_distance = 0;
     const std::vector<XOutput> outputs = ListOutputs(*connection);
     for (const XOutput& output : outputs) {
         if (!output.attached) continue;
-        const LONGLONG x = std::clamp(middle.x, output.place.left, output.place.right - 1) - middle.x;
-        const LONGLONG y = std::clamp(middle.y, output.place.top, output.place.bottom - 1) - middle.y;
+        const LONGLONG x =
+            std::clamp(middle.x, output.place.left, output.place.right - 1) - middle.x;
+        const LONGLONG y =
+            std::clamp(middle.y, output.place.top, output.place.bottom - 1) - middle.y;
         const LONGLONG distance = x * x + y * y;
         if (nearest && distance >= nearest_distance) continue;
         nearest = &output;
@@ -107,23 +115,28 @@ HMONITOR LinuxWindowSystem::MonitorFromRect(const RECT* rect, DWORD) {
     return nearest ? reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(nearest->id)) : nullptr;
 }
 
-BOOL LinuxWindowSystem::EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit, LPARAM parameter) {
+BOOL LinuxWindowSystem::EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit,
+                                            LPARAM parameter) {
     return ::EnumDisplayMonitors(context, clip, visit, parameter);
 }
 
-BOOL LinuxWindowSystem::GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) { return ::GetMonitorInfoW(monitor, info); }
+BOOL LinuxWindowSystem::GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) {
+    return ::GetMonitorInfoW(monitor, info);
+}
 
-BOOL LinuxWindowSystem::VerifyVersionInfoW(OSVERSIONINFOEXW* wanted, DWORD types, ULONGLONG conditions) {
-    // Major, minor and service pack count as one number, of which the parts that are asked for are compared; the only comparison
-    // is that with "at least".
+BOOL LinuxWindowSystem::VerifyVersionInfoW(OSVERSIONINFOEXW* wanted, DWORD types,
+                                           ULONGLONG conditions) {
+    // Major, minor and service pack count as one number, of which the parts that are asked for are
+    // compared; the only comparison is that with "at least".
     struct Part {
         DWORD type;
         DWORD mine;
         DWORD theirs;
     };
-    const Part parts[] = {{VER_MAJORVERSION, stood_for_major, wanted->dwMajorVersion},
-                          {VER_MINORVERSION, stood_for_minor, wanted->dwMinorVersion},
-                          {VER_SERVICEPACKMAJOR, stood_for_service_pack, wanted->wServicePackMajor}};
+    const Part parts[] = {
+        {VER_MAJORVERSION, stood_for_major, wanted->dwMajorVersion},
+        {VER_MINORVERSION, stood_for_minor, wanted->dwMinorVersion},
+        {VER_SERVICEPACKMAJOR, stood_for_service_pack, wanted->wServicePackMajor}};
     for (const Part& part : parts) {
         if (!(types & part.type)) continue;
         if (((conditions >> ConditionShift(part.type)) & 7) != VER_GREATER_EQUAL) return FALSE;
@@ -138,7 +151,8 @@ DWORD LinuxWindowSystem::GetFileVersionInfoSizeW(LPCWSTR file, DWORD* ignored) {
 }
 
 BOOL LinuxWindowSystem::GetFileVersionInfoW(LPCWSTR file, DWORD, DWORD size, void* block) {
-    if (GetFileVersionInfoSizeW(file, nullptr) == 0 || size < sizeof(VS_FIXEDFILEINFO)) return FALSE;
+    if (GetFileVersionInfoSizeW(file, nullptr) == 0 || size < sizeof(VS_FIXEDFILEINFO))
+        return FALSE;
     VS_FIXEDFILEINFO info{};
     info.dwFileVersionMS = stood_for_major << 16 | stood_for_minor;
     info.dwFileVersionLS = stood_for_build << 16;

@@ -15,7 +15,8 @@ public:
     BOOL GetClientRect(HWND window, RECT* rect) override;
     BOOL GetWindowRect(HWND window, RECT* rect) override;
     HMONITOR MonitorFromRect(const RECT* rect, DWORD flags) override;
-    BOOL EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit, LPARAM parameter) override;
+    BOOL EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit,
+                             LPARAM parameter) override;
     BOOL GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) override;
     BOOL VerifyVersionInfoW(OSVERSIONINFOEXW* wanted, DWORD types, ULONGLONG conditions) override;
     DWORD GetFileVersionInfoSizeW(LPCWSTR file, DWORD* ignored) override;

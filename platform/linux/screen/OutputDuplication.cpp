@@ -17,7 +17,8 @@ namespace {
 using HalvorixAppLog::LOG_LEVEL_WARN;
 using SteadyClock = std::chrono::steady_clock;
 
-// The server tells when something is drawn or the pointer's shape changes, but not that the pointer moves.
+// The server tells when something is drawn or the pointer's shape changes, but not that the pointer
+// moves.
 constexpr std::chrono::milliseconds pointer_interval{20};
 
 int Width(const RECT& rect) { return rect.right - rect.left; }
@@ -30,7 +31,8 @@ LONGLONG Now() {
 }
 
 HRESULT Unsupported(const XOutput& output, const char* what) {
-    APPLOG_STREAM(LOG_LEVEL_WARN, "X11 - output " << output.name << " cannot be duplicated: " << what);
+    APPLOG_STREAM(LOG_LEVEL_WARN,
+                  "X11 - output " << output.name << " cannot be duplicated: " << what);
     return DXGI_ERROR_UNSUPPORTED;
 }
 
@@ -49,7 +51,8 @@ HRESULT OutputDuplication::Start() {
     if (!shared) return Unsupported(output_, "there is no server");
     if (!shared->HasFixes()) return Unsupported(output_, "the server lacks the XFIXES extension");
     if (!shared->HasDamage()) return Unsupported(output_, "the server lacks the DAMAGE extension");
-    if (!shared->RootFormat().Usable()) return Unsupported(output_, "its pixels are of a kind that is not read");
+    if (!shared->RootFormat().Usable())
+        return Unsupported(output_, "its pixels are of a kind that is not read");
     connection_ = XConnection::Open();
     if (!connection_) return Unsupported(output_, "the server takes no further connection");
     format_ = connection_->RootFormat();
@@ -59,14 +62,18 @@ HRESULT OutputDuplication::Start() {
     xcb_connection_t* const c = connection_->Get();
     damage_ = xcb_generate_id(c);
     // Waited for, since it makes an event for the whole screen, which belongs to the first frame.
-    if (!XConnection::Succeeded(
-            xcb_request_check(c, xcb_damage_create_checked(c, damage_, connection_->Root(), XCB_DAMAGE_REPORT_LEVEL_DELTA_RECTANGLES)),
-            "watch the screen")) {
+    if (!XConnection::Succeeded(xcb_request_check(c, xcb_damage_create_checked(
+                                                         c, damage_, connection_->Root(),
+                                                         XCB_DAMAGE_REPORT_LEVEL_DELTA_RECTANGLES)),
+                                "watch the screen")) {
         return Unsupported(output_, "its changes are not told");
     }
-    xcb_xfixes_select_cursor_input(c, connection_->Root(), XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
+    xcb_xfixes_select_cursor_input(c, connection_->Root(),
+                                   XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
     if (connection_->HasRandr()) {
-        xcb_randr_select_input(c, connection_->Root(), XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
+        xcb_randr_select_input(
+            c, connection_->Root(),
+            XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
         // What was changed between the listing of the outputs and this, no event tells.
         if (PlaceChanged()) return Unsupported(output_, "it has just been changed");
     }
@@ -88,12 +95,15 @@ bool OutputDuplication::MakePictures() {
         if (!turned_) return false;
     }
     const PixelBuffer& shown = turned_ ? *turned_ : *picture_;
-    texture_ = MakeCom<Texture>(TextureDescription(shown.Width(), shown.Height(), D3D11_USAGE_DEFAULT));
+    texture_ =
+        MakeCom<Texture>(TextureDescription(shown.Width(), shown.Height(), D3D11_USAGE_DEFAULT));
     texture_->SetPixels(turned_ ? turned_ : picture_);
     return true;
 }
 
-HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms, DXGI_OUTDUPL_FRAME_INFO* info, IDXGIResource** resource) {
+HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms,
+                                                              DXGI_OUTDUPL_FRAME_INFO* info,
+                                                              IDXGIResource** resource) {
     if (!info || !resource) return E_INVALIDARG;
     *resource = nullptr;
     if (acquired_) return DXGI_ERROR_INVALID_CALL;
@@ -116,8 +126,9 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms, D
             acquired_ = true;
             return S_OK;
         }
-        // Events that came in front of the pointer's place are off the socket already: waiting for that would miss them.
-        // Only those that make a frame put the end off: others may come for ever.
+        // Events that came in front of the pointer's place are off the socket already: waiting for
+        // that would miss them. Only those that make a frame put the end off: others may come for
+        // ever.
         TakeEvents();
         if (changes_ > 0 || shape_changed_ || lost_) continue;
         if (!WaitForEvents(deadline)) return DXGI_ERROR_WAIT_TIMEOUT;
@@ -126,15 +137,18 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms, D
 }
 
 void OutputDuplication::TakeEvents() {
-    while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->Get())}) TakeEvent(*event);
+    while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->Get())})
+        TakeEvent(*event);
 }
 
 void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
     const int type = event.response_type & 0x7F;
     if (type == connection_->DamageEvent() + XCB_DAMAGE_NOTIFY) {
         const auto& notify = reinterpret_cast<const xcb_damage_notify_event_t&>(event);
-        RECT area{notify.area.x, notify.area.y, notify.area.x + notify.area.width, notify.area.y + notify.area.height};
-        // What is drawn elsewhere has to be taken off the server's list, too, or it would tell no more.
+        RECT area{notify.area.x, notify.area.y, notify.area.x + notify.area.width,
+                  notify.area.y + notify.area.height};
+        // What is drawn elsewhere has to be taken off the server's list, too, or it would tell no
+        // more.
         if (!IntersectRect(&area, &area, &output_.place)) {
             xcb_damage_subtract(connection_->Get(), damage_, XCB_NONE, XCB_NONE);
             return;
@@ -144,8 +158,9 @@ void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
         ++changes_;
     } else if (type == connection_->FixesEvent() + XCB_XFIXES_CURSOR_NOTIFY) {
         shape_changed_ = true;
-    } else if (connection_->HasRandr() && (type == connection_->RandrEvent() + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
-                                           type == connection_->RandrEvent() + XCB_RANDR_NOTIFY)) {
+    } else if (connection_->HasRandr() &&
+               (type == connection_->RandrEvent() + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                type == connection_->RandrEvent() + XCB_RANDR_NOTIFY)) {
         lost_ = lost_ || PlaceChanged();
     }
 }
@@ -176,7 +191,8 @@ bool OutputDuplication::PlaceChanged() const {
 bool OutputDuplication::WaitForEvents(SteadyClock::time_point deadline) const {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - SteadyClock::now());
     if (left.count() <= 0) return false;
-    // What is not sent yet can wait, and has to: sending reads, too, and an event that is read then would be missed.
+    // What is not sent yet can wait, and has to: sending reads, too, and an event that is read then
+    // would be missed.
     pollfd descriptor{xcb_get_file_descriptor(connection_->Get()), POLLIN, 0};
     poll(&descriptor, 1, static_cast<int>(std::min(left, pointer_interval).count()));
     return true;
@@ -187,9 +203,11 @@ bool OutputDuplication::EnsureSingleUse() {
     std::shared_ptr<PixelBuffer>& shown = turned_ ? turned_ : picture_;
     constexpr long own_uses = 2;  // this object's and the texture's
     if (shown.use_count() <= own_uses) return true;
-    std::shared_ptr<PixelBuffer> fresh = PixelBuffer::Make(turned_ ? nullptr : connection_, shown->Width(), shown->Height());
+    std::shared_ptr<PixelBuffer> fresh =
+        PixelBuffer::Make(turned_ ? nullptr : connection_, shown->Width(), shown->Height());
     if (!fresh) return false;
-    std::memcpy(fresh->At(0, 0), shown->At(0, 0), shown->Stride() * static_cast<std::size_t>(shown->Height()));
+    std::memcpy(fresh->At(0, 0), shown->At(0, 0),
+                shown->Stride() * static_cast<std::size_t>(shown->Height()));
     shown = std::move(fresh);
     texture_->SetPixels(shown);
     return true;
@@ -214,8 +232,11 @@ bool OutputDuplication::ReadArea(const RECT& dirty) {
     XRectangle area{dirty.left, dirty.top, Width(dirty), Height(dirty)};
     // Whole rows go straight to their place, which is worth reading some pixels more.
     if (area.width > picture_->Width() / 2) area = {0, area.y, picture_->Width(), area.height};
-    const XRectangle on_root{area.x + output_.place.left, area.y + output_.place.top, area.width, area.height};
-    if (!reader_->Read(connection_->Root(), format_, on_root, DrawableReader::Alpha::Opaque, *picture_, area.x, area.y)) return false;
+    const XRectangle on_root{area.x + output_.place.left, area.y + output_.place.top, area.width,
+                             area.height};
+    if (!reader_->Read(connection_->Root(), format_, on_root, DrawableReader::Alpha::Opaque,
+                       *picture_, area.x, area.y))
+        return false;
     if (turned_) TurnBack(area);
     return true;
 }
@@ -251,7 +272,9 @@ void OutputDuplication::ReadShape() {
     shape_untold_ = true;
 }
 
-bool OutputDuplication::PointerIsOnOutput() const { return place_.on_screen && PtInRect(&output_.place, {place_.x, place_.y}); }
+bool OutputDuplication::PointerIsOnOutput() const {
+    return place_.on_screen && PtInRect(&output_.place, {place_.x, place_.y});
+}
 
 void OutputDuplication::Describe(bool picture_changed, DXGI_OUTDUPL_FRAME_INFO& info) {
     info = {};
@@ -262,9 +285,11 @@ void OutputDuplication::Describe(bool picture_changed, DXGI_OUTDUPL_FRAME_INFO& 
     changes_ = 0;
 
     const bool visible = PointerIsOnOutput() && shape_.visible;
-    if (shape_news_ || visible != told_visible_ || place_ != told_place_) info.LastMouseUpdateTime.QuadPart = now;
+    if (shape_news_ || visible != told_visible_ || place_ != told_place_)
+        info.LastMouseUpdateTime.QuadPart = now;
     info.PointerPosition.Visible = visible ? TRUE : FALSE;
-    info.PointerPosition.Position = {place_.x - shape_.hot_x - output_.place.left, place_.y - shape_.hot_y - output_.place.top};
+    info.PointerPosition.Position = {place_.x - shape_.hot_x - output_.place.left,
+                                     place_.y - shape_.hot_y - output_.place.top};
     // A shape that changes while nobody sees it is told once it is seen.
     shape_told_ = shape_untold_ && visible;
     if (shape_told_) info.PointerShapeBufferSize = static_cast<UINT>(shape_.pixels.size());
@@ -274,8 +299,8 @@ void OutputDuplication::Describe(bool picture_changed, DXGI_OUTDUPL_FRAME_INFO& 
     told_place_ = place_;
 }
 
-HRESULT STDMETHODCALLTYPE OutputDuplication::GetFramePointerShape(UINT size, void* buffer, UINT* required,
-                                                                  DXGI_OUTDUPL_POINTER_SHAPE_INFO* info) {
+HRESULT STDMETHODCALLTYPE OutputDuplication::GetFramePointerShape(
+    UINT size, void* buffer, UINT* required, DXGI_OUTDUPL_POINTER_SHAPE_INFO* info) {
     if (!required || !info) return E_INVALIDARG;
     *required = 0;
     *info = {};

@@ -9,8 +9,8 @@
 #include <memory>
 
 #include "com/ComObject.h"
-#include "platform/linux/x11/DrawableReader.h"
 #include "platform/linux/screen/Texture.h"
+#include "platform/linux/x11/DrawableReader.h"
 #include "platform/linux/x11/XOutputs.h"
 #include "platform/linux/x11/XPointer.h"
 
@@ -18,14 +18,16 @@ namespace Vimbrel {
 
 class OutputDuplication final : public ComObject<Implements<IDXGIOutputDuplication>> {
 public:
-    // On a connection of its own, whose events are all for this object. DXGI_ERROR_UNSUPPORTED, with the reason in the log, if the
-    // server lacks what it takes.
+    // On a connection of its own, whose events are all for this object. DXGI_ERROR_UNSUPPORTED,
+    // with the reason in the log, if the server lacks what it takes.
     static HRESULT Create(const XOutput& output, IDXGIOutputDuplication** duplication);
 
     explicit OutputDuplication(const XOutput& output) : output_(output) {}
 
-    HRESULT STDMETHODCALLTYPE AcquireNextFrame(UINT timeout_ms, DXGI_OUTDUPL_FRAME_INFO* info, IDXGIResource** resource) override;
-    HRESULT STDMETHODCALLTYPE GetFramePointerShape(UINT size, void* buffer, UINT* required, DXGI_OUTDUPL_POINTER_SHAPE_INFO* info) override;
+    HRESULT STDMETHODCALLTYPE AcquireNextFrame(UINT timeout_ms, DXGI_OUTDUPL_FRAME_INFO* info,
+                                               IDXGIResource** resource) override;
+    HRESULT STDMETHODCALLTYPE GetFramePointerShape(UINT size, void* buffer, UINT* required,
+                                                   DXGI_OUTDUPL_POINTER_SHAPE_INFO* info) override;
     HRESULT STDMETHODCALLTYPE ReleaseFrame() override;
 
 private:

@@ -5,9 +5,11 @@ namespace Vimbrel {
 HRESULT STDMETHODCALLTYPE Texture::Map(DXGI_MAPPED_RECT* mapped, UINT flags) {
     if (!mapped) return E_INVALIDARG;
     *mapped = {};
-    if (description_.Usage != D3D11_USAGE_STAGING || flags != DXGI_MAP_READ || mapped_) return DXGI_ERROR_INVALID_CALL;
+    if (description_.Usage != D3D11_USAGE_STAGING || flags != DXGI_MAP_READ || mapped_)
+        return DXGI_ERROR_INVALID_CALL;
     if (!pixels_) {
-        pixels_ = PixelBuffer::Make(nullptr, static_cast<int>(description_.Width), static_cast<int>(description_.Height));
+        pixels_ = PixelBuffer::Make(nullptr, static_cast<int>(description_.Width),
+                                    static_cast<int>(description_.Height));
         if (!pixels_) return E_OUTOFMEMORY;
     }
     mapped->Pitch = static_cast<INT>(pixels_->Stride());

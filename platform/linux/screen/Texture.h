@@ -10,12 +10,15 @@
 
 namespace Vimbrel {
 
-class Texture final : public ComObject<Implements<ID3D11Texture2D, ID3D11Resource>, Implements<IDXGISurface1>, Implements<IDXGIResource>> {
+class Texture final : public ComObject<Implements<ID3D11Texture2D, ID3D11Resource>,
+                                       Implements<IDXGISurface1>, Implements<IDXGIResource>> {
 public:
     // Without pixels until some are set or mapped.
     explicit Texture(const D3D11_TEXTURE2D_DESC& description) : description_(description) {}
 
-    void STDMETHODCALLTYPE GetDesc(D3D11_TEXTURE2D_DESC* description) override { *description = description_; }
+    void STDMETHODCALLTYPE GetDesc(D3D11_TEXTURE2D_DESC* description) override {
+        *description = description_;
+    }
     HRESULT STDMETHODCALLTYPE Map(DXGI_MAPPED_RECT* mapped, UINT flags) override;
     HRESULT STDMETHODCALLTYPE Unmap() override;
 

@@ -19,7 +19,9 @@ int CopyText(const std::wstring& text, LPWSTR target, int size) {
     return static_cast<int>(length);
 }
 
-HMONITOR ToMonitor(std::uint32_t output) { return reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(output)); }
+HMONITOR ToMonitor(std::uint32_t output) {
+    return reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(output));
+}
 
 }  // namespace
 
@@ -47,7 +49,8 @@ int WINAPI GetClassNameW(HWND window, LPWSTR text, int size) {
 BOOL WINAPI GetClientRect(HWND window, RECT* rect) {
     const auto connection = XConnection::Shared();
     XWindowPlace place;
-    if (!rect || !connection || !ReadWindowPlace(*connection, ToXWindow(window), place)) return FALSE;
+    if (!rect || !connection || !ReadWindowPlace(*connection, ToXWindow(window), place))
+        return FALSE;
     *rect = {0, 0, place.width, place.height};
     return TRUE;
 }
@@ -57,12 +60,15 @@ BOOL WINAPI IsIconic(HWND window) {
     return connection && IsMinimised(*connection, ToXWindow(window));
 }
 
-BOOL WINAPI EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit, LPARAM parameter) {
+BOOL WINAPI EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit,
+                                LPARAM parameter) {
     const auto connection = XConnection::Shared();
     if (!connection || !visit || context || clip) return FALSE;
     std::vector<RECT> visited;
     for (XOutput& output : ListOutputs(*connection)) {
-        const auto same = [&](const RECT& place) { return std::memcmp(&place, &output.place, sizeof place) == 0; };
+        const auto same = [&](const RECT& place) {
+            return std::memcmp(&place, &output.place, sizeof place) == 0;
+        };
         if (!output.attached || std::any_of(visited.begin(), visited.end(), same)) continue;
         visited.push_back(output.place);
         if (!visit(ToMonitor(output.id), nullptr, &output.place, parameter)) return FALSE;
@@ -71,7 +77,8 @@ BOOL WINAPI EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC v
 }
 
 BOOL WINAPI GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) {
-    if (!info || (info->cbSize != sizeof(MONITORINFO) && info->cbSize != sizeof(MONITORINFOEXW))) return FALSE;
+    if (!info || (info->cbSize != sizeof(MONITORINFO) && info->cbSize != sizeof(MONITORINFOEXW)))
+        return FALSE;
     const auto connection = XConnection::Shared();
     if (!connection) return FALSE;
     for (const XOutput& output : ListOutputs(*connection)) {

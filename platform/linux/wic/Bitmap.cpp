@@ -10,7 +10,8 @@ namespace {
 
 class Bitmap final : public FrameSource<Implements<IWICBitmap, IWICBitmapSource>> {
 public:
-    Bitmap(FfmpegPtr<AVFrame> frame, bool straight) : FrameSource(std::move(frame)), straight_(straight) {}
+    Bitmap(FfmpegPtr<AVFrame> frame, bool straight)
+        : FrameSource(std::move(frame)), straight_(straight) {}
 
     bool Straight() const override { return straight_; }
 
@@ -20,7 +21,8 @@ private:
 
 }  // namespace
 
-HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels, IWICBitmap** bitmap, bool straight) {
+HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels,
+                     IWICBitmap** bitmap, bool straight) {
     *bitmap = nullptr;
     if (width == 0 || height == 0) return E_INVALIDARG;
     HRESULT hr = CheckPictureSize(width, height);
@@ -31,8 +33,8 @@ HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE
     FfmpegPtr<AVFrame> frame = AllocateBgra(width, height);
     if (!frame) return E_OUTOFMEMORY;
     for (UINT y = 0; y < height; ++y) {
-        std::memcpy(frame->data[0] + static_cast<std::ptrdiff_t>(frame->linesize[0]) * y, pixels + std::size_t{stride} * y,
-                    std::size_t{width} * 4);
+        std::memcpy(frame->data[0] + static_cast<std::ptrdiff_t>(frame->linesize[0]) * y,
+                    pixels + std::size_t{stride} * y, std::size_t{width} * 4);
     }
     *bitmap = MakeCom<Bitmap>(std::move(frame), straight).Detach();
     return S_OK;

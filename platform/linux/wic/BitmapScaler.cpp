@@ -13,10 +13,13 @@ namespace {
 
 class BitmapScaler final : public PbgraSource<Implements<IWICBitmapScaler, IWICBitmapSource>> {
 public:
-    HRESULT STDMETHODCALLTYPE Initialize(IWICBitmapSource* source, UINT width, UINT height, WICBitmapInterpolationMode mode) override {
+    HRESULT STDMETHODCALLTYPE Initialize(IWICBitmapSource* source, UINT width, UINT height,
+                                         WICBitmapInterpolationMode mode) override {
         if (source_) return WINCODEC_ERR_WRONGSTATE;
         if (!source || width == 0 || height == 0) return E_INVALIDARG;
-        if (mode < WICBitmapInterpolationModeNearestNeighbor || mode > WICBitmapInterpolationModeFant) return E_INVALIDARG;
+        if (mode < WICBitmapInterpolationModeNearestNeighbor ||
+            mode > WICBitmapInterpolationModeFant)
+            return E_INVALIDARG;
         BitmapSource* renderer = AsBitmapSource(source);
         if (!renderer) return E_INVALIDARG;
         if (renderer->Width() == 0) return WINCODEC_ERR_NOTINITIALIZED;
@@ -34,12 +37,16 @@ public:
     UINT Height() const override { return height_; }
     bool Straight() const override { return renderer_ && renderer_->Straight(); }
 
-    HRESULT RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode, std::uint8_t* pixels, std::size_t stride) override {
-        if (width == width_ && height == height_) return renderer_->RenderPbgra(width, height, mode_, pixels, stride);
-        // A scaler that has this one for its source: the picture in between is what the application asked for.
+    HRESULT RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode,
+                        std::uint8_t* pixels, std::size_t stride) override {
+        if (width == width_ && height == height_)
+            return renderer_->RenderPbgra(width, height, mode_, pixels, stride);
+        // A scaler that has this one for its source: the picture in between is what the application
+        // asked for.
         const FfmpegPtr<AVFrame> between = AllocateBgra(width_, height_);
         if (!between) return E_OUTOFMEMORY;
-        const HRESULT hr = renderer_->RenderPbgra(width_, height_, mode_, between->data[0], static_cast<std::size_t>(between->linesize[0]));
+        const HRESULT hr = renderer_->RenderPbgra(width_, height_, mode_, between->data[0],
+                                                  static_cast<std::size_t>(between->linesize[0]));
         return FAILED(hr) ? hr : RenderFrame(*between, width, height, mode, pixels, stride);
     }
 

@@ -1,5 +1,5 @@
-// A file as a byte stream. Each call goes straight to the system: the encoder hands over whole frames, and what is written is
-// there for other readers at once.
+// A file as a byte stream. Each call goes straight to the system: the encoder hands over whole
+// frames, and what is written is there for other readers at once.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -7,8 +7,8 @@
 
 #include "com/ComObject.h"
 #include "platform/linux/kernel/ErrnoResult.h"
-#include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/kernel/NativePath.h"
+#include "platform/linux/wic/ImagingObjects.h"
 
 namespace Vimbrel {
 
@@ -21,10 +21,12 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE InitializeFromFilename(LPCWSTR name, DWORD access) override {
-        if (!name || (access & ~(GENERIC_READ | GENERIC_WRITE)) != 0 || access == 0) return E_INVALIDARG;
+        if (!name || (access & ~(GENERIC_READ | GENERIC_WRITE)) != 0 || access == 0)
+            return E_INVALIDARG;
         if (file_ >= 0) return WINCODEC_ERR_WRONGSTATE;
         int flags = O_RDONLY;
-        if (access & GENERIC_WRITE) flags = (access & GENERIC_READ ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC;
+        if (access & GENERIC_WRITE)
+            flags = (access & GENERIC_READ ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC;
         file_ = open(NativePath(name).c_str(), flags | O_CLOEXEC, 0666);
         return file_ >= 0 ? S_OK : ResultFromErrno(errno);
     }

@@ -1,4 +1,5 @@
-// What the GIF encoder takes from a converter to palette indices: it makes the indices itself, within its own frame.
+// What the GIF encoder takes from a converter to palette indices: it makes the indices itself,
+// within its own frame.
 #pragma once
 
 #include <wincodec.h>
@@ -16,7 +17,8 @@ struct IndexedPlan {
     UINT height = 0;
 };
 
-// Null if `converter` is no initialised converter to palette indices. The plan lives as long as the converter.
+// Null if `converter` is no initialised converter to palette indices. The plan lives as long as the
+// converter.
 const IndexedPlan* AsIndexedPlan(IWICBitmapSource* converter);
 
 }  // namespace Vimbrel

@@ -15,7 +15,8 @@ public:
 
     UINT Width() const override { return static_cast<UINT>(frame_->width); }
     UINT Height() const override { return static_cast<UINT>(frame_->height); }
-    HRESULT RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode, std::uint8_t* pixels, std::size_t stride) override {
+    HRESULT RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode,
+                        std::uint8_t* pixels, std::size_t stride) override {
         return RenderFrame(*frame_, width, height, mode, pixels, stride);
     }
 

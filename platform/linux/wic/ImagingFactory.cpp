@@ -9,21 +9,23 @@
 
 #include "com/ComObject.h"
 #include "platform/linux/kernel/ErrnoResult.h"
-#include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/kernel/NativePath.h"
+#include "platform/linux/wic/ImagingObjects.h"
 
 namespace Vimbrel {
 
 namespace {
 
-// Whether the file begins as a GIF does. What is no ordinary file is refused: opening a pipe would wait for its other end.
+// Whether the file begins as a GIF does. What is no ordinary file is refused: opening a pipe would
+// wait for its other end.
 HRESULT IsGif(const std::string& path, bool& gif) {
     const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file < 0) return ResultFromErrno(errno);
     struct stat status {};
     char start[6] = {};
     HRESULT hr = S_OK;
-    if (fstat(file, &status) != 0 || (S_ISREG(status.st_mode) && read(file, start, sizeof start) < 0)) {
+    if (fstat(file, &status) != 0 ||
+        (S_ISREG(status.st_mode) && read(file, start, sizeof start) < 0)) {
         hr = ResultFromErrno(errno);
     } else if (!S_ISREG(status.st_mode)) {
         hr = E_ACCESSDENIED;
@@ -35,7 +37,8 @@ HRESULT IsGif(const std::string& path, bool& gif) {
 
 class ImagingFactory final : public ComObject<Implements<IWICImagingFactory2, IWICImagingFactory>> {
 public:
-    HRESULT STDMETHODCALLTYPE CreateDecoderFromFilename(LPCWSTR name, const GUID* vendor, DWORD access, WICDecodeOptions,
+    HRESULT STDMETHODCALLTYPE CreateDecoderFromFilename(LPCWSTR name, const GUID* vendor,
+                                                        DWORD access, WICDecodeOptions,
                                                         IWICBitmapDecoder** decoder) override {
         if (!decoder) return E_INVALIDARG;
         *decoder = nullptr;
@@ -47,10 +50,12 @@ public:
         return gif ? CreateGifDecoder(path, decoder) : CreateStillDecoder(path, decoder);
     }
 
-    HRESULT STDMETHODCALLTYPE CreateEncoder(REFGUID container, const GUID*, IWICBitmapEncoder** encoder) override {
+    HRESULT STDMETHODCALLTYPE CreateEncoder(REFGUID container, const GUID*,
+                                            IWICBitmapEncoder** encoder) override {
         if (!encoder) return E_INVALIDARG;
         *encoder = nullptr;
-        return container == GUID_ContainerFormatGif ? CreateGifEncoder(encoder) : WINCODEC_ERR_COMPONENTNOTFOUND;
+        return container == GUID_ContainerFormatGif ? CreateGifEncoder(encoder)
+                                                    : WINCODEC_ERR_COMPONENTNOTFOUND;
     }
 
     HRESULT STDMETHODCALLTYPE CreatePalette(IWICPalette** palette) override {
@@ -65,20 +70,27 @@ public:
         return scaler ? Vimbrel::CreateBitmapScaler(scaler) : E_INVALIDARG;
     }
 
-    HRESULT STDMETHODCALLTYPE CreateStream(IWICStream** stream) override { return stream ? CreateFileStream(stream) : E_INVALIDARG; }
+    HRESULT STDMETHODCALLTYPE CreateStream(IWICStream** stream) override {
+        return stream ? CreateFileStream(stream) : E_INVALIDARG;
+    }
 
-    HRESULT STDMETHODCALLTYPE CreateBitmapFromMemory(UINT width, UINT height, REFWICPixelFormatGUID format, UINT stride, UINT size,
-                                                     BYTE* pixels, IWICBitmap** bitmap) override {
+    HRESULT STDMETHODCALLTYPE CreateBitmapFromMemory(UINT width, UINT height,
+                                                     REFWICPixelFormatGUID format, UINT stride,
+                                                     UINT size, BYTE* pixels,
+                                                     IWICBitmap** bitmap) override {
         if (!bitmap) return E_INVALIDARG;
         *bitmap = nullptr;
         const bool straight = format == GUID_WICPixelFormat32bppBGRA;
-        if (!straight && format != GUID_WICPixelFormat32bppPBGRA) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+        if (!straight && format != GUID_WICPixelFormat32bppPBGRA)
+            return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
         return CreateBitmap(width, height, stride, size, pixels, bitmap, straight);
     }
 };
 
 }  // namespace
 
-HRESULT CreateImagingFactory(REFIID iid, void** object) { return MakeCom<ImagingFactory>()->QueryInterface(iid, object); }
+HRESULT CreateImagingFactory(REFIID iid, void** object) {
+    return MakeCom<ImagingFactory>()->QueryInterface(iid, object);
+}
 
 }  // namespace Vimbrel

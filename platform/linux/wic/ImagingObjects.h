@@ -1,5 +1,5 @@
-// Makers of the imaging objects, one per kind, each in the file named after it. Every maker stores an added reference on
-// success and null on failure; its result pointer is not null.
+// Makers of the imaging objects, one per kind, each in the file named after it. Every maker stores
+// an added reference on success and null on failure; its result pointer is not null.
 #pragma once
 
 #include <wincodec.h>
@@ -21,6 +21,7 @@ HRESULT CreateFormatConverter(IWICFormatConverter** converter);
 HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler);
 HRESULT CreateFileStream(IWICStream** stream);
 // Copies `height` rows of BGRA, premultiplied or `straight`.
-HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels, IWICBitmap** bitmap, bool straight = false);
+HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE* pixels,
+                     IWICBitmap** bitmap, bool straight = false);
 
 }  // namespace Vimbrel

@@ -32,8 +32,10 @@ public:
         return Width() == 0 ? WINCODEC_ERR_NOTINITIALIZED : WINCODEC_ERR_PALETTEUNAVAILABLE;
     }
 
-    HRESULT STDMETHODCALLTYPE CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* pixels) override {
-        return Width() == 0 ? WINCODEC_ERR_NOTINITIALIZED : CopyRendered(*this, rect, stride, size, pixels);
+    HRESULT STDMETHODCALLTYPE CopyPixels(const WICRect* rect, UINT stride, UINT size,
+                                         BYTE* pixels) override {
+        return Width() == 0 ? WINCODEC_ERR_NOTINITIALIZED
+                            : CopyRendered(*this, rect, stride, size, pixels);
     }
 };
 

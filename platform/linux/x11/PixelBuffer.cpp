@@ -4,7 +4,8 @@
 
 namespace Vimbrel {
 
-std::shared_ptr<PixelBuffer> PixelBuffer::Make(const std::shared_ptr<XConnection>& connection, int width, int height) {
+std::shared_ptr<PixelBuffer> PixelBuffer::Make(const std::shared_ptr<XConnection>& connection,
+                                               int width, int height) {
     constexpr std::int64_t pixel_limit = std::int64_t{1} << 29;
     if (width <= 0 || height <= 0 || std::int64_t{width} * height > pixel_limit) return nullptr;
     std::shared_ptr<PixelBuffer> buffer(new PixelBuffer(width, height));

@@ -8,21 +8,25 @@
 
 namespace Vimbrel {
 
-std::unique_ptr<SharedMemory> SharedMemory::Make(std::shared_ptr<XConnection> connection, std::size_t size) {
+std::unique_ptr<SharedMemory> SharedMemory::Make(std::shared_ptr<XConnection> connection,
+                                                 std::size_t size) {
     if (!connection->HasSharedMemory() || size == 0) return nullptr;
     const int file = memfd_create("vimbrel-screen", MFD_CLOEXEC);
     if (file < 0) return nullptr;
     void* memory = MAP_FAILED;
-    if (ftruncate(file, static_cast<off_t>(size)) == 0) memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    if (ftruncate(file, static_cast<off_t>(size)) == 0)
+        memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     if (memory == MAP_FAILED) {
         close(file);
         return nullptr;
     }
-    std::unique_ptr<SharedMemory> shared(new SharedMemory(std::move(connection), static_cast<std::uint8_t*>(memory), size));
+    std::unique_ptr<SharedMemory> shared(
+        new SharedMemory(std::move(connection), static_cast<std::uint8_t*>(memory), size));
     xcb_connection_t* const c = shared->connection_->Get();
     const xcb_shm_seg_t segment = xcb_generate_id(c);
     // The library closes the descriptor once it is sent.
-    if (!XConnection::Succeeded(xcb_request_check(c, xcb_shm_attach_fd_checked(c, segment, file, 0)), "share memory") ||
+    if (!XConnection::Succeeded(
+            xcb_request_check(c, xcb_shm_attach_fd_checked(c, segment, file, 0)), "share memory") ||
         shared->connection_->Lost()) {
         return nullptr;
     }

@@ -14,7 +14,8 @@ namespace Vimbrel {
 class SharedMemory {
 public:
     // Zeros. Null if the server cannot share memory, as one on another machine cannot.
-    static std::unique_ptr<SharedMemory> Make(std::shared_ptr<XConnection> connection, std::size_t size);
+    static std::unique_ptr<SharedMemory> Make(std::shared_ptr<XConnection> connection,
+                                              std::size_t size);
 
     ~SharedMemory();
     SharedMemory(const SharedMemory&) = delete;

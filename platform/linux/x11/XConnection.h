@@ -11,13 +11,15 @@
 
 namespace Vimbrel {
 
-// Errors of requests without a reply are dropped, those of others are told in the log at trace level. Once the server is gone every
-// request fails; nothing ends the process. Requests with replies may come from any thread, events belong to one.
+// Errors of requests without a reply are dropped, those of others are told in the log at trace
+// level. Once the server is gone every request fails; nothing ends the process. Requests with
+// replies may come from any thread, events belong to one.
 class XConnection {
 public:
     // To the server that DISPLAY names. Null if there is none; the log says why.
     static std::shared_ptr<XConnection> Open();
-    // One for all who need no events: made anew when DISPLAY names another server or the old one is gone.
+    // One for all who need no events: made anew when DISPLAY names another server or the old one is
+    // gone.
     static std::shared_ptr<XConnection> Shared();
 
     ~XConnection();
@@ -39,7 +41,8 @@ public:
     std::uint8_t FixesEvent() const { return fixes_event_; }
     std::uint8_t RandrEvent() const { return randr_event_; }
 
-    // How the pixels of windows with that visual lie in memory; unusable if the visual cannot be converted.
+    // How the pixels of windows with that visual lie in memory; unusable if the visual cannot be
+    // converted.
     XPixelFormat FormatOf(xcb_visualid_t visual, std::uint8_t depth) const;
     XPixelFormat RootFormat() const { return FormatOf(screen_->root_visual, screen_->root_depth); }
 

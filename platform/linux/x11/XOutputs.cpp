@@ -12,7 +12,8 @@ namespace Vimbrel {
 
 namespace {
 
-// The desktop appears turned counter-clockwise on an output of "rotate 90"; its picture has to be turned clockwise to be upright.
+// The desktop appears turned counter-clockwise on an output of "rotate 90"; its picture has to be
+// turned clockwise to be upright.
 DXGI_MODE_ROTATION Rotation(std::uint16_t rotation) {
     if (rotation & XCB_RANDR_ROTATION_ROTATE_90) return DXGI_MODE_ROTATION_ROTATE90;
     if (rotation & XCB_RANDR_ROTATION_ROTATE_180) return DXGI_MODE_ROTATION_ROTATE180;
@@ -24,8 +25,8 @@ XOutput WholeScreen(const XConnection& connection) {
     XOutput output;
     output.name = L"screen";
     // As it is now, not as it was when the connection was made.
-    const XReply<xcb_get_geometry_reply_t> geometry(
-        xcb_get_geometry_reply(connection.Get(), xcb_get_geometry(connection.Get(), connection.Root()), nullptr));
+    const XReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(
+        connection.Get(), xcb_get_geometry(connection.Get(), connection.Root()), nullptr));
     if (geometry) output.place = {0, 0, geometry->width, geometry->height};
     output.attached = geometry != nullptr;
     output.primary = true;
@@ -33,7 +34,8 @@ XOutput WholeScreen(const XConnection& connection) {
 }
 
 void ReadPlace(xcb_connection_t* c, xcb_randr_crtc_t crtc, xcb_timestamp_t time, XOutput& output) {
-    const XReply<xcb_randr_get_crtc_info_reply_t> info(xcb_randr_get_crtc_info_reply(c, xcb_randr_get_crtc_info(c, crtc, time), nullptr));
+    const XReply<xcb_randr_get_crtc_info_reply_t> info(
+        xcb_randr_get_crtc_info_reply(c, xcb_randr_get_crtc_info(c, crtc, time), nullptr));
     if (!info || info->width == 0 || info->height == 0) return;
     output.place = {info->x, info->y, info->x + info->width, info->y + info->height};
     output.rotation = Rotation(info->rotation);
@@ -50,23 +52,30 @@ std::vector<XOutput> ListOutputs(const XConnection& connection) {
         const auto primary_cookie = xcb_randr_get_output_primary(c, connection.Root());
         const XReply<xcb_randr_get_screen_resources_current_reply_t> resources(
             xcb_randr_get_screen_resources_current_reply(c, resources_cookie, nullptr));
-        const XReply<xcb_randr_get_output_primary_reply_t> primary(xcb_randr_get_output_primary_reply(c, primary_cookie, nullptr));
+        const XReply<xcb_randr_get_output_primary_reply_t> primary(
+            xcb_randr_get_output_primary_reply(c, primary_cookie, nullptr));
         if (!resources) return outputs;
-        const xcb_randr_output_t* ids = xcb_randr_get_screen_resources_current_outputs(resources.get());
+        const xcb_randr_output_t* ids =
+            xcb_randr_get_screen_resources_current_outputs(resources.get());
         const int count = xcb_randr_get_screen_resources_current_outputs_length(resources.get());
         for (int i = 0; i < count; ++i) {
-            const XReply<xcb_randr_get_output_info_reply_t> info(
-                xcb_randr_get_output_info_reply(c, xcb_randr_get_output_info(c, ids[i], resources->config_timestamp), nullptr));
-            if (!info || (info->connection != XCB_RANDR_CONNECTION_CONNECTED && info->crtc == XCB_NONE)) continue;
+            const XReply<xcb_randr_get_output_info_reply_t> info(xcb_randr_get_output_info_reply(
+                c, xcb_randr_get_output_info(c, ids[i], resources->config_timestamp), nullptr));
+            if (!info ||
+                (info->connection != XCB_RANDR_CONNECTION_CONNECTED && info->crtc == XCB_NONE))
+                continue;
             XOutput output;
             output.id = ids[i];
-            output.name = FromUtf8({reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
-                                    static_cast<std::size_t>(xcb_randr_get_output_info_name_length(info.get()))});
+            output.name = FromUtf8(
+                {reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
+                 static_cast<std::size_t>(xcb_randr_get_output_info_name_length(info.get()))});
             output.width_mm = info->mm_width;
-            if (info->crtc != XCB_NONE) ReadPlace(c, info->crtc, resources->config_timestamp, output);
+            if (info->crtc != XCB_NONE)
+                ReadPlace(c, info->crtc, resources->config_timestamp, output);
             output.primary = output.attached && primary && primary->output == output.id;
             // Turned outputs tell their unturned size.
-            if (output.rotation == DXGI_MODE_ROTATION_ROTATE90 || output.rotation == DXGI_MODE_ROTATION_ROTATE270) {
+            if (output.rotation == DXGI_MODE_ROTATION_ROTATE90 ||
+                output.rotation == DXGI_MODE_ROTATION_ROTATE270) {
                 output.width_mm = info->mm_height;
             }
             outputs.push_back(output);

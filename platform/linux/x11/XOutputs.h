@@ -22,8 +22,8 @@ struct XOutput {
     std::uint32_t width_mm = 0;
 };
 
-// In the server's order, the ones that nothing is plugged into left out. Without RandR one that shows the whole screen. Empty once the
-// server is gone.
+// In the server's order, the ones that nothing is plugged into left out. Without RandR one that
+// shows the whole screen. Empty once the server is gone.
 std::vector<XOutput> ListOutputs(const XConnection& connection);
 
 }  // namespace Vimbrel

@@ -21,9 +21,10 @@ struct XPixelFormat {
     bool IsBgra() const;
     std::size_t RowBytes(int width) const;
 
-    // Converts `height` rows; only if Usable. The alpha byte is left out of what is converted: it is 0, or that of the picture if it has
-    // one.
-    void Convert(const std::uint8_t* from, std::size_t from_stride, std::uint8_t* to, std::size_t to_stride, int width, int height) const;
+    // Converts `height` rows; only if Usable. The alpha byte is left out of what is converted: it
+    // is 0, or that of the picture if it has one.
+    void Convert(const std::uint8_t* from, std::size_t from_stride, std::uint8_t* to,
+                 std::size_t to_stride, int width, int height) const;
 };
 
 }  // namespace Vimbrel

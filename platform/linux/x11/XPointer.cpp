@@ -11,15 +11,19 @@ namespace Vimbrel {
 namespace {
 
 std::uint8_t Unpremultiply(std::uint32_t color, std::uint32_t alpha) {
-    return static_cast<std::uint8_t>(alpha == 0 ? 0 : std::min(255U, (color * 255 + alpha / 2) / alpha));
+    return static_cast<std::uint8_t>(
+        alpha == 0 ? 0 : std::min(255U, (color * 255 + alpha / 2) / alpha));
 }
 
 }  // namespace
 
-xcb_query_pointer_cookie_t AskPointerPlace(const XConnection& connection) { return xcb_query_pointer(connection.Get(), connection.Root()); }
+xcb_query_pointer_cookie_t AskPointerPlace(const XConnection& connection) {
+    return xcb_query_pointer(connection.Get(), connection.Root());
+}
 
 XPointerPlace WaitPointerPlace(const XConnection& connection, xcb_query_pointer_cookie_t cookie) {
-    const XReply<xcb_query_pointer_reply_t> reply(xcb_query_pointer_reply(connection.Get(), cookie, nullptr));
+    const XReply<xcb_query_pointer_reply_t> reply(
+        xcb_query_pointer_reply(connection.Get(), cookie, nullptr));
     if (!reply) return {};
     return {reply->same_screen != 0, reply->root_x, reply->root_y};
 }
@@ -27,8 +31,8 @@ XPointerPlace WaitPointerPlace(const XConnection& connection, xcb_query_pointer_
 bool ReadPointerShape(const XConnection& connection, XPointerShape& shape) {
     if (!connection.HasFixes()) return false;
     xcb_generic_error_t* error = nullptr;
-    const XReply<xcb_xfixes_get_cursor_image_reply_t> reply(
-        xcb_xfixes_get_cursor_image_reply(connection.Get(), xcb_xfixes_get_cursor_image(connection.Get()), &error));
+    const XReply<xcb_xfixes_get_cursor_image_reply_t> reply(xcb_xfixes_get_cursor_image_reply(
+        connection.Get(), xcb_xfixes_get_cursor_image(connection.Get()), &error));
     if (!XConnection::Succeeded(error, "read the pointer") || !reply) return false;
     const std::uint32_t* image = xcb_xfixes_get_cursor_image_cursor_image(reply.get());
     const int count = xcb_xfixes_get_cursor_image_cursor_image_length(reply.get());
@@ -38,7 +42,8 @@ bool ReadPointerShape(const XConnection& connection, XPointerShape& shape) {
     shape.hot_x = reply->xhot;
     shape.hot_y = reply->yhot;
     shape.visible = false;
-    shape.pixels.resize(static_cast<std::size_t>(shape.width) * static_cast<std::size_t>(shape.height) * 4);
+    shape.pixels.resize(static_cast<std::size_t>(shape.width) *
+                        static_cast<std::size_t>(shape.height) * 4);
     for (std::size_t i = 0; i < shape.pixels.size() / 4; ++i) {
         const std::uint32_t alpha = image[i] >> 24;
         shape.visible |= alpha != 0;

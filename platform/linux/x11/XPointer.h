@@ -32,7 +32,8 @@ struct XPointerShape {
     std::vector<std::uint8_t> pixels;
 };
 
-// False, with the shape unchanged, if the server does not tell it. The memory of `shape` is used again.
+// False, with the shape unchanged, if the server does not tell it. The memory of `shape` is used
+// again.
 bool ReadPointerShape(const XConnection& connection, XPointerShape& shape);
 
 }  // namespace Vimbrel

@@ -15,19 +15,23 @@ namespace {
 constexpr std::uint32_t property_words = 4096;
 constexpr std::uint32_t state_iconic = 3;  // of WM_STATE
 
-XReply<xcb_get_property_reply_t> Property(const XConnection& connection, xcb_window_t window, xcb_atom_t name) {
+XReply<xcb_get_property_reply_t> Property(const XConnection& connection, xcb_window_t window,
+                                          xcb_atom_t name) {
     if (name == XCB_ATOM_NONE) return nullptr;
     xcb_connection_t* const c = connection.Get();
-    return XReply<xcb_get_property_reply_t>(
-        xcb_get_property_reply(c, xcb_get_property(c, 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0, property_words), nullptr));
+    return XReply<xcb_get_property_reply_t>(xcb_get_property_reply(
+        c, xcb_get_property(c, 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0, property_words),
+        nullptr));
 }
 
 // The first 32-bit values of a property; how many there were, 0 if it has another format.
 template <std::size_t count>
-std::size_t ReadValues(const XConnection& connection, xcb_window_t window, xcb_atom_t name, std::array<std::uint32_t, count>& values) {
+std::size_t ReadValues(const XConnection& connection, xcb_window_t window, xcb_atom_t name,
+                       std::array<std::uint32_t, count>& values) {
     const auto reply = Property(connection, window, name);
     if (!reply || reply->format != 32) return 0;
-    const std::size_t found = std::min(count, static_cast<std::size_t>(xcb_get_property_value_length(reply.get())) / 4);
+    const std::size_t found =
+        std::min(count, static_cast<std::size_t>(xcb_get_property_value_length(reply.get())) / 4);
     if (found > 0) std::memcpy(values.data(), xcb_get_property_value(reply.get()), found * 4);
     return found;
 }
@@ -46,7 +50,9 @@ std::wstring FromLatin1(const std::string& text) {
     return wide;
 }
 
-bool IsInputOnly(const xcb_get_window_attributes_reply_t& attributes) { return attributes._class == XCB_WINDOW_CLASS_INPUT_ONLY; }
+bool IsInputOnly(const xcb_get_window_attributes_reply_t& attributes) {
+    return attributes._class == XCB_WINDOW_CLASS_INPUT_ONLY;
+}
 
 }  // namespace
 
@@ -55,9 +61,12 @@ bool ReadWindowPlace(const XConnection& connection, xcb_window_t window, XWindow
     const auto geometry_cookie = xcb_get_geometry(c, window);
     const auto attributes_cookie = xcb_get_window_attributes(c, window);
     const auto corner_cookie = xcb_translate_coordinates(c, window, connection.Root(), 0, 0);
-    const XReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(c, geometry_cookie, nullptr));
-    const XReply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(c, attributes_cookie, nullptr));
-    const XReply<xcb_translate_coordinates_reply_t> corner(xcb_translate_coordinates_reply(c, corner_cookie, nullptr));
+    const XReply<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(c, geometry_cookie, nullptr));
+    const XReply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(c, attributes_cookie, nullptr));
+    const XReply<xcb_translate_coordinates_reply_t> corner(
+        xcb_translate_coordinates_reply(c, corner_cookie, nullptr));
     if (!geometry || !attributes || !corner || IsInputOnly(*attributes)) return false;
     place.x = corner->dst_x;
     place.y = corner->dst_y;
@@ -75,7 +84,8 @@ bool IsMinimised(const XConnection& connection, xcb_window_t window) {
     if (!ReadWindowPlace(connection, window, place)) return false;
     if (!place.viewable) return true;
     std::array<std::uint32_t, 1> state{};
-    return ReadValues(connection, window, connection.Names().window_state, state) > 0 && state[0] == state_iconic;
+    return ReadValues(connection, window, connection.Names().window_state, state) > 0 &&
+           state[0] == state_iconic;
 }
 
 xcb_window_t ParentWindow(const XConnection& connection, xcb_window_t window) {
@@ -83,12 +93,14 @@ xcb_window_t ParentWindow(const XConnection& connection, xcb_window_t window) {
     std::array<std::uint32_t, 1> state{};
     if (ReadValues(connection, window, connection.Names().window_state, state) > 0) return 0;
     xcb_connection_t* const c = connection.Get();
-    const XReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr));
+    const XReply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr));
     return !tree || tree->parent == connection.Root() ? 0 : tree->parent;
 }
 
 RECT OuterPlace(const XConnection& connection, xcb_window_t window, const XWindowPlace& place) {
-    RECT outer{place.x - place.border, place.y - place.border, place.x + place.width + place.border, place.y + place.height + place.border};
+    RECT outer{place.x - place.border, place.y - place.border, place.x + place.width + place.border,
+               place.y + place.height + place.border};
     std::array<std::uint32_t, 4> frame{};
     constexpr std::uint32_t sensible = 1024;
     if (ReadValues(connection, window, connection.Names().frame_extents, frame) < frame.size() ||
@@ -119,16 +131,20 @@ std::wstring WindowClass(const XConnection& connection, xcb_window_t window) {
 
 std::vector<xcb_window_t> ListWindows(const XConnection& connection) {
     std::array<xcb_window_t, 1024> managed{};
-    const std::size_t count = ReadValues(connection, connection.Root(), connection.Names().window_list, managed);
-    std::vector<xcb_window_t> windows(managed.begin(), managed.begin() + static_cast<std::ptrdiff_t>(count));
+    const std::size_t count =
+        ReadValues(connection, connection.Root(), connection.Names().window_list, managed);
+    std::vector<xcb_window_t> windows(managed.begin(),
+                                      managed.begin() + static_cast<std::ptrdiff_t>(count));
     if (windows.empty()) {
         xcb_connection_t* const c = connection.Get();
-        const XReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, xcb_query_tree(c, connection.Root()), nullptr));
+        const XReply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(c, xcb_query_tree(c, connection.Root()), nullptr));
         if (!tree) return {};
         const xcb_window_t* children = xcb_query_tree_children(tree.get());
         for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
             XWindowPlace place;
-            if (ReadWindowPlace(connection, children[i], place) && place.viewable) windows.push_back(children[i]);
+            if (ReadWindowPlace(connection, children[i], place) && place.viewable)
+                windows.push_back(children[i]);
         }
     }
     std::reverse(windows.begin(), windows.end());

@@ -11,8 +11,12 @@
 
 namespace Vimbrel {
 
-inline xcb_window_t ToXWindow(HWND window) { return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(window)); }
-inline HWND ToHandle(xcb_window_t window) { return reinterpret_cast<HWND>(static_cast<std::uintptr_t>(window)); }
+inline xcb_window_t ToXWindow(HWND window) {
+    return static_cast<xcb_window_t>(reinterpret_cast<std::uintptr_t>(window));
+}
+inline HWND ToHandle(xcb_window_t window) {
+    return reinterpret_cast<HWND>(static_cast<std::uintptr_t>(window));
+}
 
 struct XWindowPlace {
     int x = 0;  // of the inner corner, from the root's corner
@@ -31,7 +35,8 @@ bool ReadWindowPlace(const XConnection& connection, xcb_window_t window, XWindow
 // Not viewable, or the window manager calls it minimised.
 bool IsMinimised(const XConnection& connection, xcb_window_t window);
 
-// The window that this one is a part of; 0 for one that a window manager manages or that lies on the root.
+// The window that this one is a part of; 0 for one that a window manager manages or that lies on
+// the root.
 xcb_window_t ParentWindow(const XConnection& connection, xcb_window_t window);
 
 // What the window manager has put around the inside.

@@ -17,22 +17,33 @@ public:
     HBITMAP CreateDIBSection(HDC context, const BITMAPINFO* info, void** bits) override {
         return ::CreateDIBSection(context, info, DIB_RGB_COLORS, bits, nullptr, 0);
     }
-    HGDIOBJ SelectObject(HDC context, HGDIOBJ object) override { return ::SelectObject(context, object); }
+    HGDIOBJ SelectObject(HDC context, HGDIOBJ object) override {
+        return ::SelectObject(context, object);
+    }
     BOOL DeleteObject(HGDIOBJ object) override { return ::DeleteObject(object); }
     // The bits are read next: what the system still holds back has to be in them.
-    BOOL BitBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y, DWORD operation) override {
+    BOOL BitBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y,
+                DWORD operation) override {
         return ::BitBlt(to, x, y, width, height, from, from_x, from_y, operation) && GdiFlush();
     }
-    int SetStretchBltMode(HDC context, int mode) override { return ::SetStretchBltMode(context, mode); }
-    BOOL StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y, int from_width, int from_height,
-                    DWORD operation) override {
-        return ::StretchBlt(to, x, y, width, height, from, from_x, from_y, from_width, from_height, operation) && GdiFlush();
+    int SetStretchBltMode(HDC context, int mode) override {
+        return ::SetStretchBltMode(context, mode);
     }
-    BOOL PrintWindow(HWND window, HDC to, UINT flags) override { return ::PrintWindow(window, to, flags) && GdiFlush(); }
+    BOOL StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x, int from_y,
+                    int from_width, int from_height, DWORD operation) override {
+        return ::StretchBlt(to, x, y, width, height, from, from_x, from_y, from_width, from_height,
+                            operation) &&
+               GdiFlush();
+    }
+    BOOL PrintWindow(HWND window, HDC to, UINT flags) override {
+        return ::PrintWindow(window, to, flags) && GdiFlush();
+    }
     BOOL GetCursorPos(POINT* position) override { return ::GetCursorPos(position); }
     BOOL GetCursorInfo(CURSORINFO* info) override { return ::GetCursorInfo(info); }
     BOOL GetIconInfo(HICON icon, ICONINFO* info) override { return ::GetIconInfo(icon, info); }
-    BOOL DrawIcon(HDC to, int x, int y, HICON icon) override { return ::DrawIcon(to, x, y, icon) && GdiFlush(); }
+    BOOL DrawIcon(HDC to, int x, int y, HICON icon) override {
+        return ::DrawIcon(to, x, y, icon) && GdiFlush();
+    }
 };
 
 }  // namespace Vimbrel

@@ -20,8 +20,12 @@ static_assert(GdiPlus::pixel_format_32bpp_argb == PixelFormat32bppARGB);
 
 namespace Flat = Gdiplus::DllExports;
 
-Gdiplus::GpBitmap* ToBitmap(GdiPlus::Image* image) { return reinterpret_cast<Gdiplus::GpBitmap*>(image); }
-Gdiplus::GpGraphics* ToGraphics(GdiPlus::Graphics* graphics) { return reinterpret_cast<Gdiplus::GpGraphics*>(graphics); }
+Gdiplus::GpBitmap* ToBitmap(GdiPlus::Image* image) {
+    return reinterpret_cast<Gdiplus::GpBitmap*>(image);
+}
+Gdiplus::GpGraphics* ToGraphics(GdiPlus::Graphics* graphics) {
+    return reinterpret_cast<Gdiplus::GpGraphics*>(graphics);
+}
 
 }  // namespace
 
@@ -33,9 +37,11 @@ int WindowsGdiPlus::GdiplusStartup(ULONG_PTR* token, UINT version) {
 
 void WindowsGdiPlus::GdiplusShutdown(ULONG_PTR token) { Gdiplus::GdiplusShutdown(token); }
 
-int WindowsGdiPlus::GdipCreateBitmapFromScan0(INT width, INT height, INT stride, INT format, BYTE* pixels, Image** image) {
+int WindowsGdiPlus::GdipCreateBitmapFromScan0(INT width, INT height, INT stride, INT format,
+                                              BYTE* pixels, Image** image) {
     Gdiplus::GpBitmap* bitmap = nullptr;
-    const auto status = Flat::GdipCreateBitmapFromScan0(width, height, stride, format, pixels, &bitmap);
+    const auto status =
+        Flat::GdipCreateBitmapFromScan0(width, height, stride, format, pixels, &bitmap);
     *image = status == Gdiplus::Ok ? reinterpret_cast<Image*>(bitmap) : nullptr;
     return status;
 }
@@ -51,8 +57,12 @@ int WindowsGdiPlus::GdipDrawImageI(Graphics* graphics, Image* image, INT x, INT 
     return Flat::GdipDrawImageI(ToGraphics(graphics), ToBitmap(image), x, y);
 }
 
-int WindowsGdiPlus::GdipDeleteGraphics(Graphics* graphics) { return Flat::GdipDeleteGraphics(ToGraphics(graphics)); }
+int WindowsGdiPlus::GdipDeleteGraphics(Graphics* graphics) {
+    return Flat::GdipDeleteGraphics(ToGraphics(graphics));
+}
 
-int WindowsGdiPlus::GdipDisposeImage(Image* image) { return Flat::GdipDisposeImage(ToBitmap(image)); }
+int WindowsGdiPlus::GdipDisposeImage(Image* image) {
+    return Flat::GdipDisposeImage(ToBitmap(image));
+}
 
 }  // namespace Vimbrel

@@ -13,15 +13,22 @@ public:
     BOOL IsIconic(HWND window) override { return ::IsIconic(window); }
     BOOL GetClientRect(HWND window, RECT* rect) override { return ::GetClientRect(window, rect); }
     BOOL GetWindowRect(HWND window, RECT* rect) override { return ::GetWindowRect(window, rect); }
-    HMONITOR MonitorFromRect(const RECT* rect, DWORD flags) override { return ::MonitorFromRect(rect, flags); }
-    BOOL EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit, LPARAM parameter) override {
+    HMONITOR MonitorFromRect(const RECT* rect, DWORD flags) override {
+        return ::MonitorFromRect(rect, flags);
+    }
+    BOOL EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit,
+                             LPARAM parameter) override {
         return ::EnumDisplayMonitors(context, clip, visit, parameter);
     }
-    BOOL GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) override { return ::GetMonitorInfoW(monitor, info); }
+    BOOL GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) override {
+        return ::GetMonitorInfoW(monitor, info);
+    }
     BOOL VerifyVersionInfoW(OSVERSIONINFOEXW* wanted, DWORD types, ULONGLONG conditions) override {
         return ::VerifyVersionInfoW(wanted, types, conditions);
     }
-    DWORD GetFileVersionInfoSizeW(LPCWSTR file, DWORD* ignored) override { return ::GetFileVersionInfoSizeW(file, ignored); }
+    DWORD GetFileVersionInfoSizeW(LPCWSTR file, DWORD* ignored) override {
+        return ::GetFileVersionInfoSizeW(file, ignored);
+    }
     BOOL GetFileVersionInfoW(LPCWSTR file, DWORD ignored, DWORD size, void* block) override {
         return ::GetFileVersionInfoW(file, ignored, size, block);
     }
@@ -29,7 +36,9 @@ public:
         return ::VerQueryValueW(block, path, value, size);
     }
     HMODULE LoadLibraryW(LPCWSTR name) override { return ::LoadLibraryW(name); }
-    FARPROC GetProcAddress(HMODULE library, LPCSTR name) override { return ::GetProcAddress(library, name); }
+    FARPROC GetProcAddress(HMODULE library, LPCSTR name) override {
+        return ::GetProcAddress(library, name);
+    }
     BOOL FreeLibrary(HMODULE library) override { return ::FreeLibrary(library); }
 };
 

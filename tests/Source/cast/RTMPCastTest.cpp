@@ -13,9 +13,11 @@
 namespace Vimbrel::test {
 namespace {
 
-std::string Probe(const RtmpServer& server, const std::string& file, const std::string& stream, const std::string& entries) {
-    return server.folder.Run("ffprobe -v quiet -select_streams " + stream + " -count_frames -show_entries stream=" + entries +
-                             " -of csv=p=0 " + file);
+std::string Probe(const RtmpServer& server, const std::string& file, const std::string& stream,
+                  const std::string& entries) {
+    return server.folder.Run("ffprobe -v quiet -select_streams " + stream +
+                             " -count_frames -show_entries stream=" + entries + " -of csv=p=0 " +
+                             file);
 }
 
 // What the encoder makes of the same pictures when nothing is between it and the test.
@@ -36,7 +38,9 @@ public:
             frame->height = height;
             frame->time = 10'000'000 + number * 333'333LL;
             frame->data = std::make_unique<std::uint8_t[]>(picture.size());
-            for (std::size_t y = 0; y < height; ++y) std::memcpy(frame->data.get() + (height - 1 - y) * row, picture.data() + y * row, row);
+            for (std::size_t y = 0; y < height; ++y)
+                std::memcpy(frame->data.get() + (height - 1 - y) * row, picture.data() + y * row,
+                            row);
             std::unique_ptr<live_encoder::packet> packet = std::move(frame);
             encoder.post(packet);
             for (int i = 0; i < 1000 && count <= number; ++i) std::this_thread::sleep_for(10ms);
@@ -45,7 +49,8 @@ public:
         EXPECT_EQ(count, frames);
     }
     void dispatch(encoded_frame_ptr& frame) override {
-        stream.append(reinterpret_cast<const char*>(frame->data), static_cast<std::size_t>(frame->size));
+        stream.append(reinterpret_cast<const char*>(frame->data),
+                      static_cast<std::size_t>(frame->size));
         ++count;
     }
 
@@ -70,7 +75,8 @@ TEST(RTMPCast, ArrivesWholeAtARealServer) {
         const std::string file = server.Recording("key").string();
         EXPECT_EQ(Probe(server, file, "v", "codec_name,profile,width,height,nb_read_frames"),
                   "h264,Main,320,240," + std::to_string(frames) + "\n");
-        EXPECT_EQ(Probe(server, file, "a", "codec_name,profile,sample_rate,channels"), "aac,LC,44100,2\n");
+        EXPECT_EQ(Probe(server, file, "a", "codec_name,profile,sample_rate,channels"),
+                  "aac,LC,44100,2\n");
         const int sound_frames = std::stoi(Probe(server, file, "a", "nb_read_frames"));
         EXPECT_NEAR(sound_frames, 3.0 * 44100 / 1024, 3);
         // The picture is upright and its colours are right.
@@ -80,12 +86,15 @@ TEST(RTMPCast, ArrivesWholeAtARealServer) {
             pictures.append(picture.begin(), picture.end());
         }
         server.folder.Write("pictures", pictures);
-        const std::string psnr = server.folder.Run(
-            "ffmpeg -v quiet -i " + file +
-            " -f rawvideo -pix_fmt bgra -s 320x240 -framerate 30 -i pictures -vsync passthrough -lavfi "
-            "'[0:v]settb=1/30,setpts=N,format=yuv420p[a];[1:v]settb=1/30,setpts=N,format=yuv420p[b];[a][b]psnr=stats_file=psnr' -f null - "
-            "; "
-            "awk '{sub(/.*psnr_avg:/, \"\"); sum += $1; n++} END {print (n == 90 && sum / n > 35) ? \"good\" : sum / n \" \" n}' psnr");
+        const std::string psnr =
+            server.folder.Run("ffmpeg -v quiet -i " + file +
+                              " -f rawvideo -pix_fmt bgra -s 320x240 -framerate 30 -i pictures "
+                              "-vsync passthrough -lavfi "
+                              "'[0:v]settb=1/30,setpts=N,format=yuv420p[a];[1:v]settb=1/"
+                              "30,setpts=N,format=yuv420p[b];[a][b]psnr=stats_file=psnr' -f null - "
+                              "; "
+                              "awk '{sub(/.*psnr_avg:/, \"\"); sum += $1; n++} END {print (n == 90 "
+                              "&& sum / n > 35) ? \"good\" : sum / n \" \" n}' psnr");
         EXPECT_EQ(psnr, "good\n");
         if (framing == Framing::Standard) {
             EXPECT_EQ(server.folder.Run("ffmpeg -v error -i " + file + " -f null -"), "");
@@ -93,8 +102,9 @@ TEST(RTMPCast, ArrivesWholeAtARealServer) {
         // Nothing of the pictures changed on the way.
         server.folder.Write("alone.h264", EncodedAlone(frames).stream);
         const auto hashes = [&](const std::string& of) {
-            return server.folder.Run("ffmpeg -v quiet -i " + of +
-                                     " -map 0:v -vsync passthrough -f framemd5 - | grep -v '^#' | sed 's/.*, *//'");
+            return server.folder.Run(
+                "ffmpeg -v quiet -i " + of +
+                " -map 0:v -vsync passthrough -f framemd5 - | grep -v '^#' | sed 's/.*, *//'");
         };
         const std::string expected = hashes("alone.h264");
         EXPECT_EQ(std::count(expected.begin(), expected.end(), '\n'), frames);
@@ -110,7 +120,8 @@ TEST(RTMPCast, StandardFramingIsCutIntoHls) {
     Play(*cast, 120);
     cast->Stop();
     std::this_thread::sleep_for(300ms);
-    EXPECT_EQ(server.folder.Run("cat hls/key-*.ts > all.ts; ffprobe -v error -select_streams v -count_frames -show_entries "
+    EXPECT_EQ(server.folder.Run("cat hls/key-*.ts > all.ts; ffprobe -v error -select_streams v "
+                                "-count_frames -show_entries "
                                 "stream=nb_read_frames -of csv=p=0 all.ts | head -1"),
               "120\n");
 }
@@ -126,7 +137,8 @@ TEST(RTMPCast, StandardFramingHasAMessageForEachFrameOfSound) {
         frames, block, [&](int number) { GivePicture({cast.get()}, number); },
         [&](int) {
             std::vector<std::int16_t> silence(std::size_t{2} * block);
-            cast->SetAudioSample(reinterpret_cast<unsigned char*>(silence.data()), static_cast<int>(silence.size() * 2), 0, 0, 0);
+            cast->SetAudioSample(reinterpret_cast<unsigned char*>(silence.data()),
+                                 static_cast<int>(silence.size() * 2), 0, 0, 0);
         });
     WaitUntilStill([&] { return CastRecording::Size(server, "key"); });
     cast->Stop();
@@ -143,13 +155,16 @@ TEST(RTMPCast, FramesOfOtherSizesAreFitted) {
     Play(*cast, 30, 90, 160, 30'000'000);
     cast->Stop();
     std::this_thread::sleep_for(300ms);
-    EXPECT_EQ(Probe(server, server.Recording("key").string(), "v", "width,height,nb_read_frames"), "320,240,60\n");
-    // 641 x 361 in 320 x 240 leaves 30 rows of black above and below; 90 x 160 leaves 92 columns on both sides.
+    EXPECT_EQ(Probe(server, server.Recording("key").string(), "v", "width,height,nb_read_frames"),
+              "320,240,60\n");
+    // 641 x 361 in 320 x 240 leaves 30 rows of black above and below; 90 x 160 leaves 92 columns on
+    // both sides.
     const auto pixel = [&](const std::string& time, int x, int y) {
         return server.folder.Run(
-            "ffmpeg -v error -ss " + time + " -i " + server.Recording("key").string() + " -frames:v 1 -vf crop=2:2:" + std::to_string(x) +
-            ":" + std::to_string(y) +
-            ",scale=1:1 -pix_fmt rgb24 -f rawvideo - | od -An -tu1 | awk '{print ($1 > 200), ($2 > 200), ($3 > 200)}'");
+            "ffmpeg -v error -ss " + time + " -i " + server.Recording("key").string() +
+            " -frames:v 1 -vf crop=2:2:" + std::to_string(x) + ":" + std::to_string(y) +
+            ",scale=1:1 -pix_fmt rgb24 -f rawvideo - | od -An -tu1 | awk '{print ($1 > 200), ($2 > "
+            "200), ($3 > 200)}'");
     };
     EXPECT_EQ(pixel("0.5", 160, 10), "0 0 0\n");
     EXPECT_EQ(pixel("0.5", 300, 50), "1 0 0\n");
@@ -166,7 +181,8 @@ TEST(RTMPCast, FailuresOfTheStartHaveTheirCodes) {
     } cases[] = {
         {"no URL", "", RTMPCAST_BAD_URL},
         {"no protocol", "127.0.0.1/live/key", RTMPCAST_BAD_URL},
-        {"nobody listens", "rtmp://127.0.0.1:" + std::to_string(FreePort()) + "/live/key", RTMPCAST_CONNECTION_FAILED},
+        {"nobody listens", "rtmp://127.0.0.1:" + std::to_string(FreePort()) + "/live/key",
+         RTMPCAST_CONNECTION_FAILED},
         {"no such host", "rtmp://host.invalid/live/key", RTMPCAST_CONNECTION_FAILED},
         {"no such application", server.Url("nowhere", "key"), RTMPCAST_STREAM_FAILED},
     };
@@ -233,7 +249,8 @@ TEST(RTMPCast, StartsOnceAndStopsAtAnyTime) {
     const auto idle = MakeCast(server.Url("live", "key"));
     idle->Stop();
     for (int round = 0; round < 20; ++round) {
-        const auto cast = MakeCast(server.Url("live", "key"), round % 2 == 0 ? Framing::Native : Framing::Standard);
+        const auto cast = MakeCast(server.Url("live", "key"),
+                                   round % 2 == 0 ? Framing::Native : Framing::Standard);
         ASSERT_EQ(cast->Start(), 0);
         if (round % 4 < 2) cast->Stop();
         EXPECT_EQ(cast->Start(), RTMPCAST_ENCODER_FAILED);

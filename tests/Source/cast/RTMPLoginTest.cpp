@@ -1,8 +1,8 @@
 // What publishers answer to servers that ask them to log in.
 #include <gmock/gmock.h>
 
-#include "tests/support/CastSession.h"
 #include "tests/fakes/FakeRtmpServer.h"
+#include "tests/support/CastSession.h"
 #include "tests/support/TempFolder.h"
 
 namespace Vimbrel::test {
@@ -20,10 +20,12 @@ std::string Value(const std::string& application, const std::string& name) {
 
 // By a foreign program.
 std::string Md5Base64(const std::string& text) {
-    return TempFolder().Run("printf %s '" + text + "' | openssl dgst -md5 -binary | openssl base64 | tr -d '\\n'");
+    return TempFolder().Run("printf %s '" + text +
+                            "' | openssl dgst -md5 -binary | openssl base64 | tr -d '\\n'");
 }
 std::string Md5Hex(const std::string& text) {
-    return TempFolder().Run("printf %s '" + text + "' | openssl dgst -md5 -r | cut -c1-32 | tr -d '\\n'");
+    return TempFolder().Run("printf %s '" + text +
+                            "' | openssl dgst -md5 -r | cut -c1-32 | tr -d '\\n'");
 }
 
 struct Login {
@@ -40,10 +42,14 @@ protected:
     static std::string Judge(const std::string& application) {
         const Login& login = GetParam();
         const std::string mode = std::string("authmod=") + login.mode;
-        if (application.find(mode) == std::string::npos) return head + "code=403 need auth; " + mode + " ] : ";
+        if (application.find(mode) == std::string::npos)
+            return head + "code=403 need auth; " + mode + " ] : ";
         const std::string response = Value(application, "response");
-        if (response.empty()) return head + mode + " ] : ?reason=needauth&user=" + Value(application, "user") + login.question;
-        return response == login.response(application) ? "" : head + mode + " ] : ?reason=authfailed";
+        if (response.empty())
+            return head + mode + " ] : ?reason=needauth&user=" + Value(application, "user") +
+                   login.question;
+        return response == login.response(application) ? ""
+                                                       : head + mode + " ] : ?reason=authfailed";
     }
 };
 
@@ -76,19 +82,21 @@ TEST_P(RTMPLogin, FailsWithTheStream) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, RTMPLogin,
-                         testing::Values(Login{"adobe", "&salt=c2FsdA==&challenge=Y2hhbGw=&opaque=b3BhcXVl",
-                                               [](const std::string& application) {
-                                                   return Md5Base64(Md5Base64("joec2FsdA==secret") + "b3BhcXVl" +
-                                                                    Value(application, "challenge"));
-                                               }},
-                                         Login{"llnw", "&nonce=abcd",
-                                               [](const std::string& application) {
-                                                   return Md5Hex(Md5Hex("joe:live:secret") + ":abcd:" + Value(application, "nc") + ":" +
-                                                                 Value(application, "cnonce") +
-                                                                 ":auth:" + Md5Hex("publish:/live/_definst_"));
-                                               }}),
-                         [](const auto& info) { return std::string(info.param.mode); });
+INSTANTIATE_TEST_SUITE_P(
+    Modes, RTMPLogin,
+    testing::Values(Login{"adobe", "&salt=c2FsdA==&challenge=Y2hhbGw=&opaque=b3BhcXVl",
+                          [](const std::string& application) {
+                              return Md5Base64(Md5Base64("joec2FsdA==secret") + "b3BhcXVl" +
+                                               Value(application, "challenge"));
+                          }},
+                    Login{"llnw", "&nonce=abcd",
+                          [](const std::string& application) {
+                              return Md5Hex(Md5Hex("joe:live:secret") +
+                                            ":abcd:" + Value(application, "nc") + ":" +
+                                            Value(application, "cnonce") +
+                                            ":auth:" + Md5Hex("publish:/live/_definst_"));
+                          }}),
+    [](const auto& info) { return std::string(info.param.mode); });
 
 }  // namespace
 }  // namespace Vimbrel::test

@@ -36,7 +36,8 @@ std::vector<unsigned char> Picture(int step, bool holes) {
     return pixels;
 }
 
-void Record(MediaTranscodeGIF& recorder, const std::filesystem::path& file, int frames, bool holes) {
+void Record(MediaTranscodeGIF& recorder, const std::filesystem::path& file, int frames,
+            bool holes) {
     recorder.SetVideoOutputFormat(static_cast<int>(width), static_cast<int>(height));
     recorder.SetVideoFps(10, 1);
     recorder.SetVideoFpsAsVideo(true);
@@ -49,7 +50,8 @@ void Record(MediaTranscodeGIF& recorder, const std::filesystem::path& file, int 
             const auto statistics = GetTranscodeStatistics(recorder);
             return statistics.videoWritten + statistics.videoDropped > static_cast<unsigned>(step);
         };
-        for (int i = 0; i < 10'000 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        for (int i = 0; i < 10'000 && !done(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     recorder.Stop();
     recorder.Cleanup();
@@ -68,9 +70,10 @@ TEST_P(GifRecordingTest, WhatIsRecordedIsReadBack) {
     MediaTranscodeGIF recorder;
     Record(recorder, folder / "out.gif", 6, holes);
     if (RunsUnderWine()) {
-        // Wine's GIF encoder has no metadata writer: the line is logged for each frame, and nothing worse happens.
-        EXPECT_THAT(TakeErrors(),
-                    testing::ElementsAreArray(std::vector<std::string>(6, "GIF - GetMetadataQueryWriter failed - 0x80004001")));
+        // Wine's GIF encoder has no metadata writer: the line is logged for each frame, and nothing
+        // worse happens.
+        EXPECT_THAT(TakeErrors(), testing::ElementsAreArray(std::vector<std::string>(
+                                      6, "GIF - GetMetadataQueryWriter failed - 0x80004001")));
         EXPECT_EQ(GetTranscodeStatistics(recorder).videoDropped, 6u);
         return;
     }
@@ -94,7 +97,8 @@ TEST_P(GifRecordingTest, WhatIsRecordedIsReadBack) {
         double error = 0;
         for (std::size_t i = 0; i < expected.size(); ++i) {
             if (i % 4 == 3) {
-                ASSERT_EQ(frame.pixels[i], expected[i]) << "alpha of pixel " << i / 4 << " in frame " << step;
+                ASSERT_EQ(frame.pixels[i], expected[i])
+                    << "alpha of pixel " << i / 4 << " in frame " << step;
             } else {
                 error += std::pow(frame.pixels[i] - expected[i], 2);
             }
@@ -103,8 +107,9 @@ TEST_P(GifRecordingTest, WhatIsRecordedIsReadBack) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Transparency, GifRecordingTest, testing::Bool(),
-                         [](const auto& info) { return info.param ? "TransparentCorners" : "Opaque"; });
+INSTANTIATE_TEST_SUITE_P(Transparency, GifRecordingTest, testing::Bool(), [](const auto& info) {
+    return info.param ? "TransparentCorners" : "Opaque";
+});
 
 }  // namespace
 }  // namespace Vimbrel::test

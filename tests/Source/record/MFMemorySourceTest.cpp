@@ -1,4 +1,5 @@
-// A small client that pulls as the pipeline does. Runs on both systems, each with its own work queue, event queues and descriptors.
+// A small client that pulls as the pipeline does. Runs on both systems, each with its own work
+// queue, event queues and descriptors.
 #include "Source/record/MFMemorySource.h"
 
 #include <gmock/gmock.h>
@@ -68,7 +69,8 @@ PulledSample Read(IUnknown* object) {
 // A stream and its events.
 struct Pulled {
     explicit Pulled(IUnknown* object)
-        : stream(ComPtr<IUnknown>(object).As<IMFMediaStream>()), events(MakeCom<EventListener>(stream.Get())) {
+        : stream(ComPtr<IUnknown>(object).As<IMFMediaStream>()),
+          events(MakeCom<EventListener>(stream.Get())) {
         EXPECT_GE(events->Listen(), 0);
     }
 
@@ -76,7 +78,8 @@ struct Pulled {
     ComPtr<EventListener> events;
 };
 
-// Many tests push before they start: while the source waits for data, nothing but SetSample gets through to it.
+// Many tests push before they start: while the source waits for data, nothing but SetSample gets
+// through to it.
 class MFMemorySourceTest : public testing::Test {
 protected:
     MFMemorySourceTest() { EXPECT_GE(platform.Start(), 0); }
@@ -110,7 +113,8 @@ protected:
     }
 
     static void WaitFor(const std::atomic<std::uint64_t>& count, std::uint64_t value) {
-        for (int i = 0; i < 20'000 && count < value; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        for (int i = 0; i < 20'000 && count < value; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         EXPECT_EQ(count, value);
     }
 
@@ -192,7 +196,8 @@ TEST_F(MFMemorySourceTest, TellsWhatItIsAndChecksWhatItIsAsked) {
     const PROPVARIANT other = Position(VT_R8);
     EXPECT_EQ(source->Start(nullptr, &GUID_NULL, &zero), E_INVALIDARG);
     EXPECT_EQ(source->Start(descriptor.Get(), &GUID_NULL, nullptr), E_INVALIDARG);
-    EXPECT_EQ(source->Start(descriptor.Get(), &MFMediaType_Video, &zero), MF_E_UNSUPPORTED_TIME_FORMAT);
+    EXPECT_EQ(source->Start(descriptor.Get(), &MFMediaType_Video, &zero),
+              MF_E_UNSUPPORTED_TIME_FORMAT);
     EXPECT_EQ(source->Start(descriptor.Get(), &GUID_NULL, &later), MF_E_INVALIDREQUEST);
     EXPECT_EQ(source->Start(descriptor.Get(), &GUID_NULL, &other), MF_E_UNSUPPORTED_TIME_FORMAT);
 
@@ -231,7 +236,8 @@ TEST_F(MFMemorySourceTest, DeliversBothStreamsInOrderUntilTheEnd) {
     same.Reset();
 
     std::thread video_pusher([this] {
-        for (int i = 0; i < count; ++i) Push(true, static_cast<unsigned char>(i), i * 400, 1 + i % 7 * 1000u);
+        for (int i = 0; i < count; ++i)
+            Push(true, static_cast<unsigned char>(i), i * 400, 1 + i % 7 * 1000u);
     });
     std::thread audio_pusher([this] {
         for (int i = 0; i < count; ++i) Push(false, static_cast<unsigned char>(i + 1), i * 100, 40);
@@ -245,8 +251,9 @@ TEST_F(MFMemorySourceTest, DeliversBothStreamsInOrderUntilTheEnd) {
             const PulledSample sample = Read(event.object.Get());
             if (i < 0 || i == count) continue;
             const std::int64_t time = i * (video ? 400 : 100);
-            ASSERT_EQ(sample, (PulledSample{Bytes(video ? 1 + i % 7 * 1000u : 40u, static_cast<unsigned char>(video ? i : i + 1)), time,
-                                            time + 1}));
+            ASSERT_EQ(sample, (PulledSample{Bytes(video ? 1 + i % 7 * 1000u : 40u,
+                                                  static_cast<unsigned char>(video ? i : i + 1)),
+                                            time, time + 1}));
         }
         EXPECT_EQ(pulled.events->Next().type, MEEndOfStream);
         EXPECT_EQ(pulled.stream->RequestSample(nullptr), MF_E_END_OF_STREAM);
@@ -265,7 +272,8 @@ TEST_F(MFMemorySourceTest, DeliversBothStreamsInOrderUntilTheEnd) {
     EXPECT_EQ(token->Release(), 1u);
     EXPECT_EQ(delivered, count + 3u);
     EXPECT_EQ(dropped, 0u);
-    EXPECT_THAT(events->NextTypes(3), testing::UnorderedElementsAre(MEEndOfPresentation, MEError, MEError));
+    EXPECT_THAT(events->NextTypes(3),
+                testing::UnorderedElementsAre(MEEndOfPresentation, MEError, MEError));
 }
 
 TEST_F(MFMemorySourceTest, HoldsTwoSamplesAheadAndTheEndDropsWhatWaits) {
@@ -344,7 +352,8 @@ TEST_F(MFMemorySourceTest, OnlySelectedStreamsAreStarted) {
     PushEnd();
     EXPECT_EQ(audio.stream->RequestSample(nullptr), S_OK);
     EXPECT_EQ(audio.stream->RequestSample(nullptr), S_OK);
-    EXPECT_THAT(audio.events->NextTypes(4), ElementsAre(MEStreamStarted, MEMediaSample, MEMediaSample, MEEndOfStream));
+    EXPECT_THAT(audio.events->NextTypes(4),
+                ElementsAre(MEStreamStarted, MEMediaSample, MEMediaSample, MEEndOfStream));
     EXPECT_EQ(events->Next().type, MEEndOfPresentation);
 }
 
@@ -364,7 +373,9 @@ TEST_F(MFMemorySourceTest, ABlockForNoStreamIsAnErrorAndTheLastThingFetched) {
 
 TEST_F(MFMemorySourceTest, EndsAtAnyMoment) {
     std::mt19937 random(4711);
-    const auto chance = [&](int of) { return std::uniform_int_distribution<int>(0, of - 1)(random); };
+    const auto chance = [&](int of) {
+        return std::uniform_int_distribution<int>(0, of - 1)(random);
+    };
     for (int round = 0; round < 150; ++round) {
         Make(true, chance(2) == 0);
         const int before = chance(6);

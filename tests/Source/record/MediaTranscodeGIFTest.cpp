@@ -32,7 +32,8 @@ protected:
         recorder.SetVideoOutputFormat(4, 4);
         recorder.SetVideoFps(10, 1);
         recorder.SetVideoFpsAsVideo(true);
-        EXPECT_FALSE(recorder.Create(L"/folder/out.gif")) << "there is nothing to create, and that is told as false";
+        EXPECT_FALSE(recorder.Create(L"/folder/out.gif"))
+            << "there is nothing to create, and that is told as false";
     }
     ~MediaTranscodeGIFTest() override { imaging.Journal().Resume(); }
 
@@ -48,7 +49,8 @@ protected:
         WaitUntil([&] { return Statistics().videoWritten + Statistics().videoDropped >= frames; });
     }
     static void WaitUntil(const std::function<bool()>& done) {
-        for (int i = 0; i < 10'000 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        for (int i = 0; i < 10'000 && !done(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     void PushAndWait(std::uint64_t frames) {
         Push();
@@ -71,16 +73,21 @@ TEST_F(MediaTranscodeGIFTest, WritesHeaderFrameAndMetadataInTheirOrder) {
     EXPECT_FALSE(recorder.IsWorking());
     EXPECT_THAT(
         journal.Entries(),
-        ElementsAre("CoCreateInstance", "CreateStream", "InitializeFromFilename /folder/out.gif write", "CreateEncoder gif",
+        ElementsAre("CoCreateInstance", "CreateStream",
+                    "InitializeFromFilename /folder/out.gif write", "CreateEncoder gif",
                     "Encoder.Initialize 2", "GetMetadataQueryWriter",
-                    "SetMetadata /appext/Application UI1[] 78 69 84 83 67 65 80 69 50 46 48", "SetMetadata /appext/Data UI1[] 3 1 0 0 0",
-                    "SetMetadata /commentext/TextEntry LPSTR Produced by Halvorix Ombrix", "SetMetadata /logscrdesc/Width UI2 4",
-                    "SetMetadata /logscrdesc/Height UI2 4", "CreateFormatConverter", "CreateBitmap 4x4 stride 16 size 64 first 77",
-                    "CreateBitmapScaler", "Scaler.Initialize 4x4 mode 1", "CreatePalette", "Palette.Initialize 256 opaque",
-                    "Converter.Initialize indexed dither 8 threshold 0 type 7", "CreateNewFrame", "Frame.Initialize", "Frame.WriteSource",
-                    "Frame.GetMetadataQueryWriter", "Frame.Commit", "SetMetadata /grctlext/Delay UI2 10",
-                    "SetMetadata /imgdesc/Width UI2 4", "SetMetadata /imgdesc/Height UI2 4", "Encoder.Release", "Stream.Release",
-                    "Factory.Release"));
+                    "SetMetadata /appext/Application UI1[] 78 69 84 83 67 65 80 69 50 46 48",
+                    "SetMetadata /appext/Data UI1[] 3 1 0 0 0",
+                    "SetMetadata /commentext/TextEntry LPSTR Produced by Halvorix Ombrix",
+                    "SetMetadata /logscrdesc/Width UI2 4", "SetMetadata /logscrdesc/Height UI2 4",
+                    "CreateFormatConverter", "CreateBitmap 4x4 stride 16 size 64 first 77",
+                    "CreateBitmapScaler", "Scaler.Initialize 4x4 mode 1", "CreatePalette",
+                    "Palette.Initialize 256 opaque",
+                    "Converter.Initialize indexed dither 8 threshold 0 type 7", "CreateNewFrame",
+                    "Frame.Initialize", "Frame.WriteSource", "Frame.GetMetadataQueryWriter",
+                    "Frame.Commit", "SetMetadata /grctlext/Delay UI2 10",
+                    "SetMetadata /imgdesc/Width UI2 4", "SetMetadata /imgdesc/Height UI2 4",
+                    "Encoder.Release", "Stream.Release", "Factory.Release"));
     EXPECT_THAT(TakeErrors(), IsEmpty());
 }
 
@@ -89,7 +96,8 @@ TEST_F(MediaTranscodeGIFTest, FourCornersDecideOnTransparency) {
         std::size_t pixel;  // of 4 x 4
         unsigned char alpha;
         bool transparent;
-    } cases[] = {{0, 10, true}, {3, 0, true}, {12, 9, true}, {15, 10, true}, {0, 11, false}, {5, 0, false}};
+    } cases[] = {{0, 10, true},  {3, 0, true},   {12, 9, true},
+                 {15, 10, true}, {0, 11, false}, {5, 0, false}};
     recorder.SetAlphaThresholdPercent(80.0f);
     recorder.SetVideoQuality(0);
     std::uint64_t frames = 0;
@@ -99,9 +107,12 @@ TEST_F(MediaTranscodeGIFTest, FourCornersDecideOnTransparency) {
         pixels[item.pixel * 4 + 3] = item.alpha;
         recorder.SetVideoSample(pixels.data(), 4, 4, 16, 0, 0);
         WaitForFrames(++frames);
-        EXPECT_EQ(journal.DetailsOf("Palette.Initialize").back(), item.transparent ? "256 transparent" : "256 opaque") << item.pixel;
+        EXPECT_EQ(journal.DetailsOf("Palette.Initialize").back(),
+                  item.transparent ? "256 transparent" : "256 opaque")
+            << item.pixel;
         EXPECT_EQ(journal.DetailsOf("Converter.Initialize").back(),
-                  item.transparent ? "indexed dither 0 threshold 80 type 7" : "indexed dither 0 threshold 0 type 7");
+                  item.transparent ? "indexed dither 0 threshold 80 type 7"
+                                   : "indexed dither 0 threshold 0 type 7");
     }
     recorder.Stop();
     std::vector<std::string> flags;
@@ -174,7 +185,8 @@ TEST_F(MediaTranscodeGIFTest, ASlowEncoderLosesTheOldestOfFive) {
     WaitForFrames(8);
     recorder.Stop();
     std::string marks;
-    for (const std::string& entry : journal.DetailsOf("CreateBitmap")) marks += entry.substr(entry.rfind(' '));
+    for (const std::string& entry : journal.DetailsOf("CreateBitmap"))
+        marks += entry.substr(entry.rfind(' '));
     EXPECT_EQ(marks, " 1 4 5 6 7 8");
     EXPECT_EQ(Statistics().videoTaken, 8u);
     EXPECT_EQ(Statistics().videoWritten, 6u);
@@ -228,14 +240,17 @@ TEST_F(MediaTranscodeGIFTest, AFailingHeaderIsLoggedAndTriedAgain) {
         recorder.Stop();
         EXPECT_EQ(Statistics().videoDropped, 2u) << item.operation;
         EXPECT_EQ(Statistics().videoWritten, 1u) << item.operation;
-        EXPECT_EQ(TakeErrors(), item.message ? std::vector<std::string>(2, item.message) : std::vector<std::string>());
+        EXPECT_EQ(TakeErrors(), item.message ? std::vector<std::string>(2, item.message)
+                                             : std::vector<std::string>());
     }
 }
 
 TEST_F(MediaTranscodeGIFTest, AFailingFrameIsLostInSilence) {
-    for (const char* operation : {"CreateFormatConverter", "CreateBitmap", "CreateBitmapScaler", "Scaler.Initialize", "CreatePalette",
-                                  "Palette.Initialize", "Converter.Initialize", "CreateNewFrame", "Frame.Initialize", "Frame.WriteSource",
-                                  "Frame.GetMetadataQueryWriter", "Frame.Commit"}) {
+    for (const char* operation :
+         {"CreateFormatConverter", "CreateBitmap", "CreateBitmapScaler", "Scaler.Initialize",
+          "CreatePalette", "Palette.Initialize", "Converter.Initialize", "CreateNewFrame",
+          "Frame.Initialize", "Frame.WriteSource", "Frame.GetMetadataQueryWriter",
+          "Frame.Commit"}) {
         ASSERT_TRUE(recorder.Start());
         journal.FailNext(operation, E_FAIL);
         PushAndWait(1);

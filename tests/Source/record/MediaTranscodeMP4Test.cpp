@@ -1,5 +1,5 @@
-// Whole recordings as an application makes them, looked at by ffprobe and ffmpeg. What the pipeline does with stamps and formats by itself
-// is tested with the pipeline.
+// Whole recordings as an application makes them, looked at by ffprobe and ffmpeg. What the pipeline
+// does with stamps and formats by itself is tested with the pipeline.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <objbase.h>
@@ -49,21 +49,25 @@ std::unique_ptr<MediaTranscode> Make(const Scene& scene, bool audio_only = false
     return recorder;
 }
 
-void PushFrame(MediaTranscode& recorder, const Scene& scene, const Bytes& pixels, std::int64_t time) {
-    recorder.SetVideoSample(const_cast<std::uint8_t*>(pixels.data()), scene.width, scene.height, scene.width * 4, time, scene.FrameTime(1));
+void PushFrame(MediaTranscode& recorder, const Scene& scene, const Bytes& pixels,
+               std::int64_t time) {
+    recorder.SetVideoSample(const_cast<std::uint8_t*>(pixels.data()), scene.width, scene.height,
+                            scene.width * 4, time, scene.FrameTime(1));
 }
 
 void PushSound(MediaTranscode& recorder, const Scene& scene, std::int64_t first, std::size_t count,
                const std::function<double(std::int64_t)>& wave, std::int64_t base = 0) {
     Bytes sound = Sound(scene, first, count, wave);
-    recorder.SetAudioSample(sound.data(), static_cast<unsigned>(sound.size()), base + first * second / scene.sound_rate,
+    recorder.SetAudioSample(sound.data(), static_cast<unsigned>(sound.size()),
+                            base + first * second / scene.sound_rate,
                             static_cast<std::int64_t>(count) * second / scene.sound_rate);
 }
 
 // A sine in blocks of 20 ms.
 void PushSine(MediaTranscode& recorder, const Scene& scene, double seconds) {
     const std::size_t block = scene.sound_rate / 50;
-    for (std::int64_t first = 0; static_cast<double>(first) < seconds * scene.sound_rate; first += static_cast<std::int64_t>(block)) {
+    for (std::int64_t first = 0; static_cast<double>(first) < seconds * scene.sound_rate;
+         first += static_cast<std::int64_t>(block)) {
         PushSound(recorder, scene, first, block, [&](std::int64_t i) { return Sine(scene, i); });
     }
 }
@@ -75,14 +79,17 @@ void WaitTaken(MediaTranscode& recorder) {
         return counts.videoTaken != counts.videoWritten + counts.videoDropped ||
                counts.audioTaken != counts.audioWritten + counts.audioDropped;
     };
-    for (int i = 0; i < 60'000 && waits(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (int i = 0; i < 60'000 && waits(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_FALSE(waits());
 }
 
 class MediaTranscodeMP4Test : public testing::Test {
 protected:
     void SetUp() override {
-        if (RunsUnderWine()) GTEST_SKIP() << "Wine 8 ends the program in MFCreateTranscodeProfile, which it does not have";
+        if (RunsUnderWine())
+            GTEST_SKIP()
+                << "Wine 8 ends the program in MFCreateTranscodeProfile, which it does not have";
         CoInitializeEx(nullptr, COINIT_MULTITHREADED);
         TakeLog();
     }
@@ -90,7 +97,9 @@ protected:
         if (!RunsUnderWine()) CoUninitialize();
     }
 
-    std::wstring Name(const std::string& name = "out.mp4") const { return (folder / name).wstring(); }
+    std::wstring Name(const std::string& name = "out.mp4") const {
+        return (folder / name).wstring();
+    }
     std::string Path(const std::string& name = "out.mp4") const { return (folder / name).string(); }
 
     // Frames and as much sound, one after the other as time goes on.
@@ -100,8 +109,10 @@ protected:
         ASSERT_TRUE(recorder->Start());
         std::int64_t samples = 0;
         for (int i = 0; i < frames; ++i) {
-            while (scene.sound_rate != 0 && samples * second / scene.sound_rate < scene.FrameTime(i + 1)) {
-                PushSound(*recorder, scene, samples, 441, [&](std::int64_t sample) { return Sine(scene, sample); });
+            while (scene.sound_rate != 0 &&
+                   samples * second / scene.sound_rate < scene.FrameTime(i + 1)) {
+                PushSound(*recorder, scene, samples, 441,
+                          [&](std::int64_t sample) { return Sine(scene, sample); });
                 samples += 441;
             }
             PushFrame(*recorder, scene, Frame(scene, i), scene.FrameTime(i));
@@ -109,7 +120,8 @@ protected:
         WaitTaken(*recorder);
         recorder->Stop();
         recorder->Cleanup();
-        EXPECT_EQ(GetTranscodeStatistics(*recorder).videoWritten, static_cast<std::uint64_t>(frames));
+        EXPECT_EQ(GetTranscodeStatistics(*recorder).videoWritten,
+                  static_cast<std::uint64_t>(frames));
     }
 
     const Watchdog watchdog{"MediaTranscodeMP4Test", std::chrono::seconds(110)};
@@ -124,24 +136,38 @@ TEST_F(MediaTranscodeMP4Test, FormatsRatesAndSizes) {
         const char* sound;
     } cases[] = {
         {{.width = 320, .height = 240}, 50, "h264,Main,320,240,25/1,50", "aac,LC,44100,2"},
-        {{.width = 2, .height = 2, .fps_num = 24, .sound_rate = 48000, .channels = 1}, 24, "h264,Main,2,2,24/1,24", "aac,LC,48000,1"},
+        {{.width = 2, .height = 2, .fps_num = 24, .sound_rate = 48000, .channels = 1},
+         24,
+         "h264,Main,2,2,24/1,24",
+         "aac,LC,48000,1"},
         {{.width = 90, .height = 160, .fps_num = 30000, .fps_den = 1001, .sound_rate = 32000},
          30,
          "h264,Main,90,160,30000/1001,30",
          "aac,LC,44100,2"},
-        {{.fps_num = 1, .sound_rate = 8000, .channels = 1, .bits = 8}, 4, "h264,Main,64,48,1/1,4", "aac,LC,44100,1"},
+        {{.fps_num = 1, .sound_rate = 8000, .channels = 1, .bits = 8},
+         4,
+         "h264,Main,64,48,1/1,4",
+         "aac,LC,44100,1"},
         {{.fps_num = 60, .channels = 3}, 60, "h264,Main,64,48,60/1,60", "aac,LC,44100,2"},
-        {{.fps_num = 120, .sound_rate = 48000, .channels = 6}, 60, "h264,Main,64,48,120/1,60", "aac,LC,48000,6"},
-        {{.width = 3840, .height = 2160, .sound_rate = 0}, 2, "h264,Main,3840,2160,25/1,2", nullptr},
+        {{.fps_num = 120, .sound_rate = 48000, .channels = 6},
+         60,
+         "h264,Main,64,48,120/1,60",
+         "aac,LC,48000,6"},
+        {{.width = 3840, .height = 2160, .sound_rate = 0},
+         2,
+         "h264,Main,3840,2160,25/1,2",
+         nullptr},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.picture);
         Record(each.scene, each.frames);
-        EXPECT_EQ(Probe(Path(), "v", "codec_name,profile,width,height,r_frame_rate,nb_frames"), each.picture);
+        EXPECT_EQ(Probe(Path(), "v", "codec_name,profile,width,height,r_frame_rate,nb_frames"),
+                  each.picture);
         EXPECT_NEAR(ProbeNumber(Path(), "v", "duration"), each.frames / each.scene.Rate(), 1e-3);
         if (each.sound) {
             EXPECT_EQ(Probe(Path(), "a", "codec_name,profile,sample_rate,channels"), each.sound);
-            EXPECT_NEAR(ProbeNumber(Path(), "a", "duration"), each.frames / each.scene.Rate(), 0.06);
+            EXPECT_NEAR(ProbeNumber(Path(), "a", "duration"), each.frames / each.scene.Rate(),
+                        0.06);
         } else {
             EXPECT_EQ(Probe(Path(), "a", "codec_name"), "");
         }
@@ -180,7 +206,9 @@ TEST_F(MediaTranscodeMP4Test, PictureAndSoundStayTogetherForTenMinutes) {
     const Scene scene = {.sound_rate = 8000, .channels = 1};
     constexpr double length = 600;
     const std::vector<double> flashes = {1, 598};
-    const auto on = [&](double time) { return (time > 0.9999 && time < 1.2) || (time > 597.9999 && time < 598.2); };
+    const auto on = [&](double time) {
+        return (time > 0.9999 && time < 1.2) || (time > 597.9999 && time < 598.2);
+    };
     const auto near_event = [&](double time) { return time < 2 || time > 597; };
     const auto recorder = Make(scene);
     ASSERT_TRUE(recorder->Create(Name()));
@@ -194,7 +222,10 @@ TEST_F(MediaTranscodeMP4Test, PictureAndSoundStayTogetherForTenMinutes) {
         while (static_cast<double>(sample) < std::min(time + 1.0, length) * scene.sound_rate) {
             PushSound(
                 *recorder, scene, sample, block,
-                [&](std::int64_t i) { return on(static_cast<double>(i) / scene.sound_rate) ? Sine(scene, i) : 0.0; }, base);
+                [&](std::int64_t i) {
+                    return on(static_cast<double>(i) / scene.sound_rate) ? Sine(scene, i) : 0.0;
+                },
+                base);
             sample += block;
         }
         PushFrame(*recorder, scene, on(time) ? bright : dark, base + std::llround(time * second));
@@ -212,7 +243,8 @@ TEST_F(MediaTranscodeMP4Test, PictureAndSoundStayTogetherForTenMinutes) {
     }
 }
 
-// What comes of each medium, whatever the other does. The origins are kept apart: a picture that begins late begins at 0 all the same.
+// What comes of each medium, whatever the other does. The origins are kept apart: a picture that
+// begins late begins at 0 all the same.
 TEST_F(MediaTranscodeMP4Test, OneMediumWithoutTheOther) {
     const struct {
         const char* what;
@@ -229,13 +261,15 @@ TEST_F(MediaTranscodeMP4Test, OneMediumWithoutTheOther) {
     for (const auto& each : cases) {
         SCOPED_TRACE(each.what);
         const auto recorder = Make(scene, each.audio_only);
-        EXPECT_EQ(recorder->GetOutputType(), each.audio_only ? MediaTranscode::OutputType::MP4Audio : MediaTranscode::OutputType::MP4);
+        EXPECT_EQ(recorder->GetOutputType(), each.audio_only ? MediaTranscode::OutputType::MP4Audio
+                                                             : MediaTranscode::OutputType::MP4);
         ASSERT_TRUE(recorder->Create(Name()));
         ASSERT_TRUE(recorder->Start());
         PushSine(*recorder, scene, each.sound);
         const int frames = static_cast<int>(each.picture * scene.Rate());
         for (int i = 0; i < frames; ++i) {
-            PushFrame(*recorder, scene, Frame(scene, i), std::llround(each.late * second) + scene.FrameTime(i));
+            PushFrame(*recorder, scene, Frame(scene, i),
+                      std::llround(each.late * second) + scene.FrameTime(i));
         }
         WaitTaken(*recorder);
         recorder->Stop();
@@ -276,7 +310,8 @@ TEST_F(MediaTranscodeMP4Test, StopDropsWhatWaitsAndIsQuick) {
 }
 
 TEST_F(MediaTranscodeMP4Test, TwoAtOnceAndEachAgain) {
-    std::thread other([this] { Record({.width = 160, .height = 120, .fps_num = 30}, 90, "other.mp4"); });
+    std::thread other(
+        [this] { Record({.width = 160, .height = 120, .fps_num = 30}, 90, "other.mp4"); });
     Record({}, 75, "one.mp4");
     other.join();
     EXPECT_EQ(Probe(Path("other.mp4"), "v", "width,nb_frames"), "160,90");
@@ -288,7 +323,8 @@ TEST_F(MediaTranscodeMP4Test, TwoAtOnceAndEachAgain) {
         const int begin = name[0] == 'f' ? 100 : 150;
         ASSERT_TRUE(recorder->Create(Name(name)));
         ASSERT_TRUE(recorder->Start());
-        for (int i = begin; i < begin + 25; ++i) PushFrame(*recorder, no_sound, Frame(no_sound, i), no_sound.FrameTime(i));
+        for (int i = begin; i < begin + 25; ++i)
+            PushFrame(*recorder, no_sound, Frame(no_sound, i), no_sound.FrameTime(i));
         WaitTaken(*recorder);
         recorder->Stop();
         EXPECT_NEAR(Times(Path(name), "v").front(), begin == 100 ? 0.0 : 2.0, 1e-4);
@@ -323,13 +359,16 @@ TEST_F(MediaTranscodeMP4Test, WhatCannotBeMadeIsRefusedAndToldAndHarmsNoOlderFil
         EXPECT_FALSE(recorder->Create(Name(each.name)));
         std::vector<std::string> told;
         for (const LogLine& line : TakeLog()) {
-            if (line.level >= HalvorixAppLog::LOG_LEVEL_WARN) told.push_back(std::to_string(line.level) + " " + line.text);
+            if (line.level >= HalvorixAppLog::LOG_LEVEL_WARN)
+                told.push_back(std::to_string(line.level) + " " + line.text);
         }
         if (std::string(each.what) == "no width" || std::string(each.what) == "no rate") {
             EXPECT_THAT(told, Not(IsEmpty()));
         } else {
-            EXPECT_THAT(told, ElementsAre(HasSubstr("3 TranscodeMP4 - MFCreateTranscodeTopology (hw) failed - 0x"),
-                                          HasSubstr("4 TranscodeMP4 - MFCreateTranscodeTopology failed - 0x")));
+            EXPECT_THAT(
+                told, ElementsAre(
+                          HasSubstr("3 TranscodeMP4 - MFCreateTranscodeTopology (hw) failed - 0x"),
+                          HasSubstr("4 TranscodeMP4 - MFCreateTranscodeTopology failed - 0x")));
         }
         EXPECT_FALSE(recorder->Start());
         recorder->Stop();
@@ -395,12 +434,14 @@ struct Possessions {
 
 Possessions Count() {
     const auto entries = [](const char* folder) {
-        return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+        return std::distance(std::filesystem::directory_iterator(folder),
+                             std::filesystem::directory_iterator());
     };
     Possessions count = {entries("/proc/self/task"), entries("/proc/self/fd"), 0};
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0) count.memory_kib = std::strtol(line.c_str() + 6, nullptr, 10);
+        if (line.rfind("VmRSS:", 0) == 0)
+            count.memory_kib = std::strtol(line.c_str() + 6, nullptr, 10);
     }
     return count;
 }

@@ -42,11 +42,13 @@ TEST(RecorderFailure, AFullDiskEndsTheFileAndHoldsUpNobody) {
     Bytes noise(std::size_t{scene.width} * scene.height * 4);
     for (std::uint8_t& byte : noise) byte = static_cast<std::uint8_t>(random());
     for (const bool waiting : {true, false}) {
-        SCOPED_TRACE(waiting ? "nothing waits when it is stopped" : "frames wait when it is stopped");
+        SCOPED_TRACE(waiting ? "nothing waits when it is stopped"
+                             : "frames wait when it is stopped");
         const TempFolder folder;
         const std::string path = (folder / "out.mp4").string();
         const auto recorder = CreateMediaTranscodeMP4(false);
-        recorder->SetVideoOutputFormat(static_cast<int>(scene.width), static_cast<int>(scene.height));
+        recorder->SetVideoOutputFormat(static_cast<int>(scene.width),
+                                       static_cast<int>(scene.height));
         recorder->SetVideoQuality(2);
         {
             const FileSizeLimit limit(400 << 10);
@@ -56,10 +58,13 @@ TEST(RecorderFailure, AFullDiskEndsTheFileAndHoldsUpNobody) {
             for (int i = 0; i < 500; ++i, ++pushed) {
                 noise[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(i);
                 std::rotate(noise.begin(), noise.begin() + 997, noise.end());
-                recorder->SetVideoSample(noise.data(), scene.width, scene.height, scene.width * 4, scene.FrameTime(i), 0);
+                recorder->SetVideoSample(noise.data(), scene.width, scene.height, scene.width * 4,
+                                         scene.FrameTime(i), 0);
             }
             // What comes after the failure is still taken, and dropped.
-            for (int i = 0; waiting && i < 60'000 && GetTranscodeStatistics(*recorder).videoWritten < pushed; ++i) {
+            for (int i = 0;
+                 waiting && i < 60'000 && GetTranscodeStatistics(*recorder).videoWritten < pushed;
+                 ++i) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
             if (waiting) {

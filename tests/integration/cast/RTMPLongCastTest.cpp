@@ -20,7 +20,9 @@ namespace {
 // A cast in one of the framings, through a proxy of its own.
 struct ProxiedCast {
     ProxiedCast(const RtmpServer& server, Framing framing, std::string key)
-        : key(std::move(key)), proxy(server.port), cast(MakeCast(proxy.Url("live", this->key), framing)) {
+        : key(std::move(key)),
+          proxy(server.port),
+          cast(MakeCast(proxy.Url("live", this->key), framing)) {
         cast->SetCallback([this](int) { ++calls; });
     }
 
@@ -30,12 +32,15 @@ struct ProxiedCast {
     const std::unique_ptr<CMediaRTMPCast> cast;
 };
 
-// Of the connection from this process to the port. By itself the kernel may take half a minute of a small cast.
+// Of the connection from this process to the port. By itself the kernel may take half a minute of a
+// small cast.
 void LimitSendBuffer(std::uint16_t port) {
     for (int descriptor = 0; descriptor < 1024; ++descriptor) {
         sockaddr_in peer{};
         socklen_t size = sizeof peer;
-        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) != 0 || peer.sin_port != htons(port)) continue;
+        if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) != 0 ||
+            peer.sin_port != htons(port))
+            continue;
         const int bytes = 32768;
         EXPECT_EQ(setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes), 0);
     }
@@ -49,9 +54,11 @@ public:
         std::counting_semaphore<> go_on{0};
     };
 
-    explicit HeldEncoder(Gate& gate) : gate(gate), inner(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>()) {}
+    explicit HeldEncoder(Gate& gate)
+        : gate(gate), inner(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>()) {}
 
-    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) override {
+    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,
+                                                  MFT_OUTPUT_STREAM_INFO* info) override {
         return inner->GetOutputStreamInfo(stream, info);
     }
     HRESULT STDMETHODCALLTYPE GetOutputCurrentType(DWORD stream, IMFMediaType** type) override {
@@ -60,10 +67,12 @@ public:
     HRESULT STDMETHODCALLTYPE SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) override {
         return inner->SetInputType(stream, type, flags);
     }
-    HRESULT STDMETHODCALLTYPE SetOutputType(DWORD stream, IMFMediaType* type, DWORD flags) override {
+    HRESULT STDMETHODCALLTYPE SetOutputType(DWORD stream, IMFMediaType* type,
+                                            DWORD flags) override {
         return inner->SetOutputType(stream, type, flags);
     }
-    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR parameter) override {
+    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message,
+                                             ULONG_PTR parameter) override {
         return inner->ProcessMessage(message, parameter);
     }
     HRESULT STDMETHODCALLTYPE ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override {
@@ -71,7 +80,9 @@ public:
         gate.go_on.acquire();
         return inner->ProcessInput(stream, sample, flags);
     }
-    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples, DWORD* status) override {
+    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count,
+                                            MFT_OUTPUT_DATA_BUFFER* samples,
+                                            DWORD* status) override {
         return inner->ProcessOutput(flags, count, samples, status);
     }
 
@@ -153,17 +164,19 @@ TEST_F(RTMPLongCast, PictureAndSoundArriveWholeAndInStep) {
             ExpectRising(sound, 0, 400);
         }
         // They must not drift.
-        EXPECT_NEAR(sound.back().time, static_cast<double>(sound.size() - 1) * samples_per_frame * 10 / 441, 150);
+        EXPECT_NEAR(sound.back().time,
+                    static_cast<double>(sound.size() - 1) * samples_per_frame * 10 / 441, 150);
 
         const std::vector<int> picture_marks = recording.PictureMarks();
         const std::vector<int> sound_marks = recording.SoundMarks();
         ASSERT_EQ(picture_marks.size(), 10U);
         ASSERT_EQ(sound_marks.size(), 10U);
         std::vector<int> apart;
-        std::transform(sound_marks.begin(), sound_marks.end(), picture_marks.begin(), std::back_inserter(apart), std::minus());
+        std::transform(sound_marks.begin(), sound_marks.end(), picture_marks.begin(),
+                       std::back_inserter(apart), std::minus());
         std::sort(apart.begin(), apart.end());
-        // The encoder's frame of silence is 23 ms, and the sound may be a tenth of a second off the clock; some marks may come from a
-        // moment at which the machine was held up.
+        // The encoder's frame of silence is 23 ms, and the sound may be a tenth of a second off the
+        // clock; some marks may come from a moment at which the machine was held up.
         EXPECT_NEAR(apart[apart.size() / 2], 23, 100);
         EXPECT_NEAR(apart.front(), 23, 300);
         EXPECT_NEAR(apart.back(), 23, 300);
@@ -176,9 +189,11 @@ TEST_F(RTMPLongCast, PictureAndSoundArriveWholeAndInStep) {
             for (std::size_t i = from + 1; i <= last; ++i) bytes += pictures[i].size;
             return bytes * 8000 / (pictures[last].time - pictures[from].time);
         };
-        // The meter starts with the first message: of this framing, the first small piece of the first picture.
+        // The meter starts with the first message: of this framing, the first small piece of the
+        // first picture.
         const double average = bit_rate(0, one == &native ? pictures[0].size : 0);
-        EXPECT_NEAR(one->cast->GetCurrentBitRate(), bit_rate(last - window), bit_rate(last - window) / 100);
+        EXPECT_NEAR(one->cast->GetCurrentBitRate(), bit_rate(last - window),
+                    bit_rate(last - window) / 100);
         EXPECT_NEAR(one->cast->GetAverageBitRate(), average, average / 100);
     }
 }
@@ -193,7 +208,8 @@ TEST_F(RTMPLongCast, AServerThatPausesHalfAMinuteLosesNothing) {
         const int pictures = given_pictures;
         const int blocks = given_blocks;
         std::this_thread::sleep_for(8s);
-        const std::array<int, 2> rates{native.cast->GetAverageBitRate(), standard.cast->GetAverageBitRate()};
+        const std::array<int, 2> rates{native.cast->GetAverageBitRate(),
+                                       standard.cast->GetAverageBitRate()};
         std::this_thread::sleep_for(22s);
         // Nothing has gone out since the network was full.
         EXPECT_EQ(native.cast->GetAverageBitRate(), rates[0]);
@@ -230,7 +246,8 @@ TEST_F(RTMPLongCast, StopInAPauseWaitsForTheServerAndDropsWhatWaits) {
     }
     Play(frames);
     std::vector<std::future<void>> stops;
-    for (auto* one : casts) stops.push_back(std::async(std::launch::async, [one] { one->cast->Stop(); }));
+    for (auto* one : casts)
+        stops.push_back(std::async(std::launch::async, [one] { one->cast->Stop(); }));
     for (auto& stop : stops) EXPECT_EQ(stop.wait_for(300ms), std::future_status::timeout);
     standard.proxy.cut_after = 0;
     for (auto* one : casts) one->proxy.paused = false;
@@ -243,13 +260,15 @@ TEST_F(RTMPLongCast, StopInAPauseWaitsForTheServerAndDropsWhatWaits) {
     EXPECT_EQ(recording.numbers, NumbersUpTo(static_cast<int>(recording.numbers.size())));
 }
 
-// Against a queue of the test's own. The encoder takes one of three pictures, catches up, and falls behind again.
+// Against a queue of the test's own. The encoder takes one of three pictures, catches up, and falls
+// behind again.
 TEST(RTMPSlowEncoder, CostsTheOldestOfTwelveWaitingPicturesAndNothingElse) {
     constexpr int frames = 150;
     HeldEncoder::Gate gate;
-    const ScopedHardwareEncoders listed({{L"held", MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT, [&](REFIID iid, void** object) {
-                                              return MakeCom<HeldEncoder>(gate)->QueryInterface(iid, object);
-                                          }}});
+    const ScopedHardwareEncoders listed(
+        {{L"held", MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT, [&](REFIID iid, void** object) {
+              return MakeCom<HeldEncoder>(gate)->QueryInterface(iid, object);
+          }}});
     RtmpServer server;
     const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
     cast->SetHardwareEncoder(true);
@@ -284,7 +303,8 @@ TEST(RTMPSlowEncoder, CostsTheOldestOfTwelveWaitingPicturesAndNothingElse) {
     EXPECT_EQ(recording.numbers, taken);
     const Packets pictures = recording.Pictures();
     ASSERT_EQ(pictures.size(), taken.size());
-    for (std::size_t i = 0; i < taken.size(); ++i) EXPECT_NEAR(pictures[i].time, taken[i] * 1000.0 / 30, 1);
+    for (std::size_t i = 0; i < taken.size(); ++i)
+        EXPECT_NEAR(pictures[i].time, taken[i] * 1000.0 / 30, 1);
     recording.ExpectSound(frames * samples_per_picture);
 }
 
@@ -304,7 +324,8 @@ TEST(RTMPSlowEncoder, KeepsTheLatestPictures) {
     EXPECT_LT(numbers.size(), std::size_t{frames});
     EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
     const std::vector<int> all = NumbersUpTo(frames);
-    EXPECT_EQ(std::vector<int>(numbers.end() - 12, numbers.end()), std::vector<int>(all.end() - 12, all.end()));
+    EXPECT_EQ(std::vector<int>(numbers.end() - 12, numbers.end()),
+              std::vector<int>(all.end() - 12, all.end()));
 }
 
 }  // namespace

@@ -29,12 +29,16 @@ TEST(RTMPServers, AServerThatDiesIsALostLink) {
 // With a certificate that nobody vouches for: it is not looked at, and so the cast stands.
 TEST(RTMPServers, TlsIsSpokenAndTheCertificateNotVerified) {
     RtmpServer server;
-    server.folder.Run("openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=elsewhere.invalid -keyout key.pem -out cert.pem");
+    server.folder.Run(
+        "openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=elsewhere.invalid -keyout "
+        "key.pem -out cert.pem");
     const std::uint16_t port = FreePort();
     const std::string place = server.folder.path.string();
-    server.folder.Write("stunnel.conf", "foreground = yes\npid =\n[rtmps]\naccept = 127.0.0.1:" + std::to_string(port) +
-                                            "\nconnect = 127.0.0.1:" + std::to_string(server.port) + "\ncert = " + place +
-                                            "/cert.pem\nkey = " + place + "/key.pem\n");
+    server.folder.Write(
+        "stunnel.conf",
+        "foreground = yes\npid =\n[rtmps]\naccept = 127.0.0.1:" + std::to_string(port) +
+            "\nconnect = 127.0.0.1:" + std::to_string(server.port) + "\ncert = " + place +
+            "/cert.pem\nkey = " + place + "/key.pem\n");
     ChildProcess tunnel({"stunnel4", place + "/stunnel.conf"}, place + "/stunnel.log");
     ASSERT_TRUE(WaitForListener(port)) << ReadText(server.folder / "stunnel.log");
     const auto cast = MakeCast("rtmps://127.0.0.1:" + std::to_string(port) + "/live/key");
@@ -42,7 +46,8 @@ TEST(RTMPServers, TlsIsSpokenAndTheCertificateNotVerified) {
     Play(*cast, 30);
     cast->Stop();
     std::this_thread::sleep_for(300ms);
-    EXPECT_EQ(server.folder.Run("ffprobe -v quiet -select_streams v -count_frames -show_entries stream=nb_read_frames -of csv=p=0 " +
+    EXPECT_EQ(server.folder.Run("ffprobe -v quiet -select_streams v -count_frames -show_entries "
+                                "stream=nb_read_frames -of csv=p=0 " +
                                 server.Recording("key").string()),
               "30\n");
 }
@@ -52,11 +57,12 @@ TEST(RTMPServers, FfmpegsListenerDecodesEveryFrame) {
         const TempFolder folder;
         const std::uint16_t port = FreePort();
         const std::string url = "rtmp://127.0.0.1:" + std::to_string(port) + "/live/key";
-        ChildProcess listener({"ffmpeg", "-v",          "error", "-y",       "-listen",
-                               "1",      "-i",          url,     "-map",     "0:v",
-                               "-vsync", "passthrough", "-f",    "framecrc", (folder / "frames").string(),
-                               "-map",   "0:a",         "-f",    "framecrc", (folder / "sound").string()},
-                              (folder / "printed").string());
+        ChildProcess listener(
+            {"ffmpeg", "-v",          "error", "-y",       "-listen",
+             "1",      "-i",          url,     "-map",     "0:v",
+             "-vsync", "passthrough", "-f",    "framecrc", (folder / "frames").string(),
+             "-map",   "0:a",         "-f",    "framecrc", (folder / "sound").string()},
+            (folder / "printed").string());
         ASSERT_TRUE(WaitForListener(port)) << ReadText(folder / "printed");
         const auto cast = MakeCast(url, framing);
         ASSERT_EQ(cast->Start(), 0);

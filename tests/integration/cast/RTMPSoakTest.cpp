@@ -1,4 +1,5 @@
-// A minute of a full-size cast, which takes about half a core. Not for builds with a sanitizer: they would measure their own slowness.
+// A minute of a full-size cast, which takes about half a core. Not for builds with a sanitizer:
+// they would measure their own slowness.
 #include <malloc.h>
 #include <sys/resource.h>
 
@@ -23,12 +24,15 @@ long ResidentKib() {
 double CpuSeconds() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) { return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6; };
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// A desktop at work: a background of soft colours with windows of lines like text, of which one scrolls, and a camera's picture with
-// its grain in a corner. One buffer, changed from picture to picture.
+// A desktop at work: a background of soft colours with windows of lines like text, of which one
+// scrolls, and a camera's picture with its grain in a corner. One buffer, changed from picture to
+// picture.
 class Desktop {
 public:
     Desktop() : pixels(std::size_t{4} * wide * high) {
@@ -46,7 +50,8 @@ public:
                 const int dx = x - 240 - static_cast<int>(100 * std::sin(number * 0.05));
                 const int dy = y - 150;
                 const bool head = dx * dx + dy * dy < 8000;
-                Put(1380 + x, 750 + y, (head ? 120 : 80 + x / 8) + grain, (head ? 150 : 90 + y / 4) + grain, (head ? 200 : 100) + grain);
+                Put(1380 + x, 750 + y, (head ? 120 : 80 + x / 8) + grain,
+                    (head ? 150 : 90 + y / 4) + grain, (head ? 200 : 100) + grain);
             }
         }
         return pixels.data();
@@ -54,7 +59,8 @@ public:
 
 private:
     void Put(int x, int y, int blue, int green, int red) {
-        unsigned char* const pixel = &pixels[std::size_t{4} * (static_cast<std::size_t>(y) * wide + static_cast<std::size_t>(x))];
+        unsigned char* const pixel = &pixels[std::size_t{4} * (static_cast<std::size_t>(y) * wide +
+                                                               static_cast<std::size_t>(x))];
         pixel[0] = static_cast<unsigned char>(blue);
         pixel[1] = static_cast<unsigned char>(green);
         pixel[2] = static_cast<unsigned char>(red);
@@ -67,8 +73,8 @@ private:
             const int row = (y + scrolled) % 18;
             for (int x = 0; x < columns; ++x) {
                 const auto letter = static_cast<unsigned>(line * 131 + x / 9) * 2654435761U;
-                const bool ink =
-                    row > 3 && row < 14 && x % 9 < 7 && (letter >> 28) > 2 && (letter >> ((x % 9 / 2 + row / 3 * 4) % 24) & 1) != 0;
+                const bool ink = row > 3 && row < 14 && x % 9 < 7 && (letter >> 28) > 2 &&
+                                 (letter >> ((x % 9 / 2 + row / 3 * 4) % 24) & 1) != 0;
                 const int level = ink ? 30 : 245;
                 Put(left + x, top + y, level, level, level);
             }
@@ -87,7 +93,8 @@ TEST(RTMPSoak, AMinuteOfFullHdLosesNothingAndHoldsItsMemory) {
     cast->SetVideoQuality(1);
     ASSERT_EQ(cast->Start(), RTMPCAST_OK);
     Desktop desktop;
-    // The least of the first seconds but for the very first, and of the last: pictures that wait for the encoder come and go.
+    // The least of the first seconds but for the very first, and of the last: pictures that wait
+    // for the encoder come and go.
     long early = LONG_MAX, late = LONG_MAX, most = 0;
     double drawing = 0;
     const double cpu = CpuSeconds();
@@ -96,10 +103,12 @@ TEST(RTMPSoak, AMinuteOfFullHdLosesNothingAndHoldsItsMemory) {
         [&](int number) {
             const auto start = std::chrono::steady_clock::now();
             unsigned char* const picture = desktop.Draw(number);
-            drawing += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            drawing +=
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
             cast->SetVideoSample(picture, wide, high, wide * 4, 10'000'000 + number * 333'333LL);
             if (number % 30 != 0) return;
-            // What the C library keeps of freed pictures comes in steps of their size, and is no growth.
+            // What the C library keeps of freed pictures comes in steps of their size, and is no
+            // growth.
             malloc_trim(0);
             const long resident = ResidentKib();
             most = std::max(most, resident);
@@ -110,14 +119,18 @@ TEST(RTMPSoak, AMinuteOfFullHdLosesNothingAndHoldsItsMemory) {
     const double used = CpuSeconds() - cpu;
     std::this_thread::sleep_for(1s);
     cast->Stop();
-    std::printf("%.2f of a core, of which %.2f at most drew pictures; %ld, %ld and at most %ld MiB resident; %d kbit/s\n", used / 60,
-                drawing / 60, early / 1024, late / 1024, most / 1024, cast->GetAverageBitRate() / 1000);
+    std::printf(
+        "%.2f of a core, of which %.2f at most drew pictures; %ld, %ld and at most %ld MiB "
+        "resident; %d kbit/s\n",
+        used / 60, drawing / 60, early / 1024, late / 1024, most / 1024,
+        cast->GetAverageBitRate() / 1000);
     const CastRecording recording(server, "key");
     const auto pictures = recording.Packets("v");
     EXPECT_EQ(pictures.size(), std::size_t{frames});
     ExpectRising(pictures, 33, 34);
     // But for the one that is still in the encoder, and what fills none.
-    EXPECT_EQ(recording.Packets("a").size(), std::size_t{frames} * samples_per_picture / samples_per_frame - 1);
+    EXPECT_EQ(recording.Packets("a").size(),
+              std::size_t{frames} * samples_per_picture / samples_per_frame - 1);
     // A raw picture has 8 MiB, and what is encoded from second 15 to 50 has 20.
     EXPECT_LT(late - early, 8 * 1024);
 }

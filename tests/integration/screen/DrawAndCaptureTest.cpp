@@ -1,12 +1,13 @@
-// Real windows with known pixels, captured by each back end of the system and compared pixel by pixel.
+// Real windows with known pixels, captured by each back end of the system and compared pixel by
+// pixel.
 #include <gmock/gmock.h>
 
 #include <functional>
 
-#include "ScreenCapture/system/CaptureSystem.h"
 #include "ScreenCapture/DXCapture.h"
 #include "ScreenCapture/GdiCapture.h"
 #include "ScreenCapture/WindowCapture.h"
+#include "ScreenCapture/system/CaptureSystem.h"
 #include "tests/fakes/CapturingLog.h"
 #include "tests/fakes/RecordingDispatcher.h"
 #include "tests/support/CapturedPicture.h"
@@ -29,12 +30,14 @@ protected:
 
     // The pixel of the desktop, where the two windows are.
     std::uint32_t Desktop(int x, int y) const {
-        if (x >= 60 && x < 60 + upper.Width() && y >= 50 && y < 50 + upper.Height()) return upper.Expected(x - 60, y - 50);
+        if (x >= 60 && x < 60 + upper.Width() && y >= 50 && y < 50 + upper.Height())
+            return upper.Expected(x - 60, y - 50);
         return lower.Expected(x - 20, y - 10);
     }
 
     // How many pixels of a picture are not as expected; the byte of alpha does not count.
-    static int Differences(const BYTE* bits, int width, int height, const std::function<std::uint32_t(int, int)>& expected) {
+    static int Differences(const BYTE* bits, int width, int height,
+                           const std::function<std::uint32_t(int, int)>& expected) {
         int different = 0;
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
@@ -58,7 +61,9 @@ TEST_F(DrawAndCaptureTest, BitBltOfTheDesktop) {
     capture.Start({33, 21, 160, 122});
     capture.Capture();
     ASSERT_TRUE(capture.GetBits());
-    EXPECT_EQ(Differences(capture.GetBits(), 127, 101, [&](int x, int y) { return Desktop(33 + x, 21 + y); }), 0);
+    EXPECT_EQ(Differences(capture.GetBits(), 127, 101,
+                          [&](int x, int y) { return Desktop(33 + x, 21 + y); }),
+              0);
     // Of a rectangle beyond the screen what is inside comes; the rest is black.
     upper.Close();
     capture.Start({-7, -5, TestScreen::width + 9, TestScreen::height + 3});
@@ -78,14 +83,18 @@ TEST_F(DrawAndCaptureTest, TheFrontBuffer) {
     ASSERT_GE(hr, 0) << std::hex << hr;
     const BYTE* bits = capture.Capture();
     ASSERT_TRUE(bits);
-    // The front buffer of Wine is that of the device's own window: it has no picture of the desktop, and locks what is outside.
+    // The front buffer of Wine is that of the device's own window: it has no picture of the
+    // desktop, and locks what is outside.
     if (RunsUnderWine()) return;
-    EXPECT_EQ(Differences(bits, 127, 101, [&](int x, int y) { return Desktop(33 + x, 21 + y); }), 0);
+    EXPECT_EQ(Differences(bits, 127, 101, [&](int x, int y) { return Desktop(33 + x, 21 + y); }),
+              0);
     // The part inside the screen goes to the corner; nothing else is written.
     ASSERT_GE(capture.InitCapture({-20, -10, 30, 40}), 0);
     bits = capture.Capture();
     ASSERT_TRUE(bits);
-    EXPECT_EQ(Differences(bits + (10 * 50 + 20) * 4, 10, 1, [&](int x, int) { return lower.Expected(x, 0); }), 0);
+    EXPECT_EQ(Differences(bits + (10 * 50 + 20) * 4, 10, 1,
+                          [&](int x, int) { return lower.Expected(x, 0); }),
+              0);
     EXPECT_EQ(Differences(bits + 40 * 50 * 4, 50, 10, [](int, int) { return 0; }), 0);
     // All of it outside: no picture. And no bitmap for swapped sides.
     ASSERT_GE(capture.InitCapture({-20, -10, -5, -5}), 0);
@@ -151,8 +160,10 @@ TEST_F(DrawAndCaptureTest, TheSourceOfTheDesktop) {
     std::vector<std::string> log;
     for (LogLine& line : TakeLog()) log.push_back(std::move(line.text));
     if (RunsUnderWine()) {
-        EXPECT_THAT(log, testing::IsSupersetOf({"Failed to duplicate output hr=0x80004001", "DXGICapture GetOutputRect failed!",
-                                                "Screen Capture - Method: 1, [33, 21], 127 x 101"}));
+        EXPECT_THAT(log,
+                    testing::IsSupersetOf({"Failed to duplicate output hr=0x80004001",
+                                           "DXGICapture GetOutputRect failed!",
+                                           "Screen Capture - Method: 1, [33, 21], 127 x 101"}));
     } else {
         EXPECT_EQ(log.back(), "Screen Capture - Method: 2, [33, 21], 127 x 101");
     }
@@ -160,7 +171,9 @@ TEST_F(DrawAndCaptureTest, TheSourceOfTheDesktop) {
     source.RequestSample();
     ASSERT_EQ(dispatcher.video.size(), 1u);
     if (RunsUnderWine()) return;
-    EXPECT_EQ(Differences(dispatcher.video[0].pixels, 127, 101, [&](int x, int y) { return Desktop(33 + x, 21 + y); }), 0);
+    EXPECT_EQ(Differences(dispatcher.video[0].pixels, 127, 101,
+                          [&](int x, int y) { return Desktop(33 + x, 21 + y); }),
+              0);
 }
 
 TEST_F(DrawAndCaptureTest, TheSourceOfAWindow) {
@@ -173,7 +186,9 @@ TEST_F(DrawAndCaptureTest, TheSourceOfAWindow) {
     ASSERT_TRUE(source.Open(&settings));
     source.RequestSample();
     EXPECT_EQ(dispatcher.video.at(0).width, 51);
-    EXPECT_EQ(Differences(dispatcher.video[0].pixels, 51, 33, [&](int x, int y) { return upper.Expected(x, y); }), 0);
+    EXPECT_EQ(Differences(dispatcher.video[0].pixels, 51, 33,
+                          [&](int x, int y) { return upper.Expected(x, y); }),
+              0);
     upper.Close();
     source.RequestSample();
     EXPECT_EQ(source.GetState(), MediaSource::State::Stopped);
@@ -185,7 +200,8 @@ TEST_F(DrawAndCaptureTest, TheCursorIsWithinTheRectangleOnly) {
     const auto differences = [&] {
         capture.Start({30, 20, 130, 120});
         capture.Capture();
-        return Differences(capture.GetBits(), 100, 100, [&](int x, int y) { return Desktop(30 + x, 20 + y); });
+        return Differences(capture.GetBits(), 100, 100,
+                           [&](int x, int y) { return Desktop(30 + x, 20 + y); });
     };
     MovePointer(80, 70);
     // Wine gives a handle of its desktop's process here, whose shape cannot be asked for.

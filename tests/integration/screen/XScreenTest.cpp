@@ -1,4 +1,5 @@
-// What is peculiar to X servers: changes, pointers, outputs, missing extensions, odd pixels, a server that goes away.
+// What is peculiar to X servers: changes, pointers, outputs, missing extensions, odd pixels, a
+// server that goes away.
 #include <gmock/gmock.h>
 #include <xcb/xcb.h>
 
@@ -101,14 +102,17 @@ TEST(XScreenTest, FramesComeWithChanges) {
 TEST(XScreenTest, PointersBlendTheSameEverywhere) {
     XServer server(Xvfb("200x100x24"));
     TestWindow window{0, 0, 200, 100, 1};
-    SetPointerShape(3, 2, 1, 1, {0xFF112233, 0x80400000, 0x00000000, 0x01010101, 0xFFFFFFFF, 0x7F007F00});
+    SetPointerShape(3, 2, 1, 1,
+                    {0xFF112233, 0x80400000, 0x00000000, 0x01010101, 0xFFFFFFFF, 0x7F007F00});
     const auto expected = [&](int x, int y) {
-        constexpr std::uint32_t shape[] = {0xFF112233, 0x80400000, 0x00000000, 0x01010101, 0xFFFFFFFF, 0x7F007F00};
+        constexpr std::uint32_t shape[] = {0xFF112233, 0x80400000, 0x00000000,
+                                           0x01010101, 0xFFFFFFFF, 0x7F007F00};
         std::uint32_t result = 0;
         const std::uint32_t over = shape[y * 3 + x];
         const std::uint32_t below = window.Expected(49 + x, 39 + y);
         for (int shift = 0; shift < 24; shift += 8) {
-            const double value = (over >> shift & 0xFF) + (below >> shift & 0xFF) * (255 - (over >> 24)) / 255.0;
+            const double value =
+                (over >> shift & 0xFF) + (below >> shift & 0xFF) * (255 - (over >> 24)) / 255.0;
             result |= static_cast<std::uint32_t>(std::lround(value)) << shift;
         }
         return result;
@@ -122,7 +126,9 @@ TEST(XScreenTest, PointersBlendTheSameEverywhere) {
         for (int y = 0; y < 2; ++y) {
             for (int x = 0; x < 3; ++x) {
                 for (int shift = 0; shift < 24; shift += 8) {
-                    EXPECT_NEAR(screen->At(49 + x, 39 + y) >> shift & 0xFF, expected(x, y) >> shift & 0xFF, 1) << x << "," << y;
+                    EXPECT_NEAR(screen->At(49 + x, 39 + y) >> shift & 0xFF,
+                                expected(x, y) >> shift & 0xFF, 1)
+                        << x << "," << y;
                 }
             }
         }
@@ -164,7 +170,8 @@ TEST(XScreenTest, AShapeIsToldOnceAndWhenItChanges) {
     EXPECT_EQ(duplication->AcquireNextFrame(1, &info, resource.Put()), DXGI_ERROR_INVALID_CALL);
     EXPECT_EQ(duplication->ReleaseFrame(), S_OK);
     EXPECT_EQ(duplication->ReleaseFrame(), DXGI_ERROR_INVALID_CALL);
-    EXPECT_EQ(duplication->GetFramePointerShape(4, pixel, &required, &shape), DXGI_ERROR_INVALID_CALL);
+    EXPECT_EQ(duplication->GetFramePointerShape(4, pixel, &required, &shape),
+              DXGI_ERROR_INVALID_CALL);
 
     MovePointer(30, 11);
     next();
@@ -200,8 +207,8 @@ TEST(XScreenTest, ACopyKeepsItsPixels) {
     ComPtr<ID3D11DeviceContext> context;
     ASSERT_EQ(CreateDXGIFactory1(IID_PPV_ARGS(factory.Put())), S_OK);
     ASSERT_EQ(factory->EnumAdapters1(0, adapter.Put()), S_OK);
-    ASSERT_EQ(D3D11CreateDevice(adapter.Get(), D3D_DRIVER_TYPE_UNKNOWN, nullptr, 0, nullptr, 0, D3D11_SDK_VERSION, device.Put(), nullptr,
-                                context.Put()),
+    ASSERT_EQ(D3D11CreateDevice(adapter.Get(), D3D_DRIVER_TYPE_UNKNOWN, nullptr, 0, nullptr, 0,
+                                D3D11_SDK_VERSION, device.Put(), nullptr, context.Put()),
               S_OK);
     ComPtr<IDXGIOutputDuplication> duplication;
     ASSERT_EQ(OutputDuplication::Create(ListOutputs(*connection).at(0), duplication.Put()), S_OK);
@@ -269,16 +276,20 @@ TEST(XScreenTest, MissingExtensions) {
         int method;
         const char* reason;
     };
-    const Row rows[] = {{"MIT-SHM", 2, nullptr},
-                        {"RANDR", 2, nullptr},
-                        {"Composite", 2, nullptr},
-                        {"DAMAGE", 1, "X11 - output screen cannot be duplicated: the server lacks the DAMAGE extension"},
-                        {"XFIXES", 1, "X11 - output screen cannot be duplicated: the server lacks the XFIXES extension"}};
+    const Row rows[] = {
+        {"MIT-SHM", 2, nullptr},
+        {"RANDR", 2, nullptr},
+        {"Composite", 2, nullptr},
+        {"DAMAGE", 1,
+         "X11 - output screen cannot be duplicated: the server lacks the DAMAGE extension"},
+        {"XFIXES", 1,
+         "X11 - output screen cannot be duplicated: the server lacks the XFIXES extension"}};
     for (const Row& row : rows) {
         XServer server(Xvfb("200x100x24", {"-extension", row.extension}));
         TestWindow window{10, 10, 60, 40, 1};
         Screen screen({0, 0, 200, 100}, true);
-        EXPECT_EQ(screen.method, row.method) << row.extension << ": " << testing::PrintToString(screen.opening);
+        EXPECT_EQ(screen.method, row.method)
+            << row.extension << ": " << testing::PrintToString(screen.opening);
         if (row.reason) {
             EXPECT_THAT(screen.opening, Contains(row.reason));
             EXPECT_THAT(screen.opening, Contains("Failed to duplicate output hr=0x887a0004"));
@@ -295,7 +306,8 @@ TEST(XScreenTest, MissingExtensions) {
     }
 }
 
-// Fills the root with a pixel of the server's own format. While `grabbed` runs, nobody else is served.
+// Fills the root with a pixel of the server's own format. While `grabbed` runs, nobody else is
+// served.
 void FillRoot(std::uint32_t pixel, const std::function<void()>& grabbed = {}) {
     xcb_connection_t* const c = xcb_connect(nullptr, nullptr);
     if (grabbed) {
@@ -318,7 +330,9 @@ TEST(XScreenTest, OddPixels) {
         std::uint32_t pixel;
         std::uint32_t color;
     };
-    const Row rows[] = {{"64x32x16", 0xFBE0, 0xFF7D00}, {"64x32x15", 0x7DE0, 0xFF7B00}, {"64x32x30", 0x3FF80000, 0xFF8000}};
+    const Row rows[] = {{"64x32x16", 0xFBE0, 0xFF7D00},
+                        {"64x32x15", 0x7DE0, 0xFF7B00},
+                        {"64x32x30", 0x3FF80000, 0xFF8000}};
     for (const Row& row : rows) {
         XServer server(Xvfb(row.geometry));
         Screen screen({0, 0, 64, 32});
@@ -331,7 +345,10 @@ TEST(XScreenTest, OddPixels) {
     XServer server(Xvfb("64x32x8"));
     Screen screen({0, 0, 64, 32});
     EXPECT_EQ(screen.method, 0);
-    EXPECT_THAT(screen.opening, Contains("X11 - output screen cannot be duplicated: its pixels are of a kind that is not read"));
+    EXPECT_THAT(
+        screen.opening,
+        Contains(
+            "X11 - output screen cannot be duplicated: its pixels are of a kind that is not read"));
     EXPECT_THAT(screen.Request(), IsEmpty());
     EXPECT_EQ(screen.At(5, 5), 0u);
 }
@@ -344,12 +361,15 @@ TEST(XScreenTest, AChangeThatComesWithTheReplyIsAFrame) {
     ASSERT_EQ(OutputDuplication::Create(ListOutputs(*connection).at(0), duplication.Put()), S_OK);
     DXGI_OUTDUPL_FRAME_INFO info{};
     ComPtr<IDXGIResource> resource;
-    while (duplication->AcquireNextFrame(0, &info, resource.Put()) == S_OK) duplication->ReleaseFrame();
-    // The frame is asked for while the server serves the painter only, so it tells of the paint before it answers.
+    while (duplication->AcquireNextFrame(0, &info, resource.Put()) == S_OK)
+        duplication->ReleaseFrame();
+    // The frame is asked for while the server serves the painter only, so it tells of the paint
+    // before it answers.
     HRESULT result = E_FAIL;
     std::jthread asking;
     FillRoot(0x112233, [&] {
-        asking = std::jthread([&] { result = duplication->AcquireNextFrame(0, &info, resource.Put()); });
+        asking =
+            std::jthread([&] { result = duplication->AcquireNextFrame(0, &info, resource.Put()); });
         std::this_thread::sleep_for(std::chrono::milliseconds(150));
     });
     asking.join();
@@ -370,7 +390,9 @@ TEST(XScreenTest, Formats) {
         {{24, 32, false, true, false, 0xFF0000, 0xFF00, 0xFF}, {0x33, 0x22, 0x11}, 0x112233},
         {{32, 32, true, true, false, 0xFF0000, 0xFF00, 0xFF}, {0x99, 0x11, 0x22, 0x33}, 0x112233},
         {{32, 32, false, true, false, 0xFF, 0xFF00, 0xFF0000}, {0x11, 0x22, 0x33, 0x99}, 0x112233},
-        {{32, 32, false, true, false, 0x3FF00000, 0xFFC00, 0x3FF}, {0xFF, 0x03, 0x08, 0xC0}, 0x0080FF},
+        {{32, 32, false, true, false, 0x3FF00000, 0xFFC00, 0x3FF},
+         {0xFF, 0x03, 0x08, 0xC0},
+         0x0080FF},
         {{32, 32, true, true, true, 0xFF0000, 0xFF00, 0xFF}, {0x99, 0x11, 0x22, 0x33}, 0x99112233},
     };
     for (const Row& row : rows) {
@@ -412,7 +434,8 @@ TEST(XScreenTest, AWindowUnderOthers) {
     XServer server(Xvfb("200x100x24"));
     TestWindow window{10, 10, 60, 40, 1, "under"};
     TestWindow cover{40, 10, 60, 40, 2};
-    // Both ways of reading a window give what is covered. The server has to paint it first, which it does with the next request.
+    // Both ways of reading a window give what is covered. The server has to paint it first, which
+    // it does with the next request.
     Screen screen({}, false, window.Handle());
     screen.source.RequestSample();
     screen.source.RequestSample();
@@ -461,11 +484,13 @@ TEST(XScreenTest, TheScaleIsTheDesktops) {
     TestWindow window{10, 10, 60, 40, 1};
     const CaptureSystem& system = PlatformCaptureSystem();
     OsVersion version;
-    EXPECT_TRUE(GetOsVersion(system.windows, version.versionMajor, version.versionMinor, version.versionBuild, version.versionRevision));
+    EXPECT_TRUE(GetOsVersion(system.windows, version.versionMajor, version.versionMinor,
+                             version.versionBuild, version.versionRevision));
     EXPECT_EQ(version.versionMajor, 10);
     TempFolder folder;
     folder.Run(
-        "printf 'Xft.antialias: 1\\nXft.dpi:\\t144\\n' | xrdb -merge 2>&1 || xprop -root -f RESOURCE_MANAGER 8s -set "
+        "printf 'Xft.antialias: 1\\nXft.dpi:\\t144\\n' | xrdb -merge 2>&1 || xprop -root -f "
+        "RESOURCE_MANAGER 8s -set "
         "RESOURCE_MANAGER 'Xft.dpi: 144'");
     EXPECT_EQ(DpiPercent(system.windows, system.gdi, version, window.Handle()), 150);
     // Nothing is scaled, since the server draws windows as large as they are.
@@ -478,7 +503,8 @@ TEST(XScreenTest, ATurnedScreen) {
     XServer outer(Xvfb("640x480x24"));
     XServer server({"Xephyr", "-screen", "301x203", "-noreset"});
     const TempFolder folder;
-    for (const auto& [angle, rotation] : {std::pair{"left", 2}, std::pair{"inverted", 3}, std::pair{"right", 4}, std::pair{"normal", 1}}) {
+    for (const auto& [angle, rotation] : {std::pair{"left", 2}, std::pair{"inverted", 3},
+                                          std::pair{"right", 4}, std::pair{"normal", 1}}) {
         const auto connection = XConnection::Shared();
         ASSERT_TRUE(connection);
         const XOutput before = ListOutputs(*connection).at(0);
@@ -499,7 +525,8 @@ TEST(XScreenTest, ATurnedScreen) {
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
                 const bool in_part = x >= 11 && x < 28 && y >= 13 && y < 32;
-                different += screen.At(x, y) != (in_part ? part.Expected(x - 11, y - 13) : window.Expected(x, y));
+                different += screen.At(x, y) !=
+                             (in_part ? part.Expected(x - 11, y - 13) : window.Expected(x, y));
             }
         }
         EXPECT_EQ(different, 0) << angle;
@@ -533,9 +560,11 @@ Section "Screen"
   EndSubSection
 EndSection
 )"));
-    XServer server({"Xorg", "-config", configuration.string(), "-noreset", "-nolisten", "tcp", "-logfile", (folder / "log").string()});
+    XServer server({"Xorg", "-config", configuration.string(), "-noreset", "-nolisten", "tcp",
+                    "-logfile", (folder / "log").string()});
     folder.Run(
-        "xrandr --newmode small 10 320 330 340 350 240 250 260 270 && xrandr --addmode DUMMY1 small && "
+        "xrandr --newmode small 10 320 330 340 350 240 250 260 270 && xrandr --addmode DUMMY1 "
+        "small && "
         "xrandr --output DUMMY1 --mode small --right-of DUMMY0 --primary");
     TestWindow window{600, 20, 100, 50, 1};
     Screen screen({0, 0, 960, 480});
@@ -556,7 +585,8 @@ EndSection
     EXPECT_EQ(all.GetOutputRect(&span), S_OK);
     std::vector<BYTE> pixels(960 * 480 * 4);
     EXPECT_EQ(all.GetOutputBits(pixels.data(), &span), S_OK);
-    for (int x = 0; x < 100; ++x) EXPECT_EQ(ColorAt(pixels.data(), 960 * 4, 600 + x, 30), window.Expected(x, 10));
+    for (int x = 0; x < 100; ++x)
+        EXPECT_EQ(ColorAt(pixels.data(), 960 * 4, 600 + x, 30), window.Expected(x, 10));
     // An output that changes is lost for good.
     folder.Run("xrandr --output DUMMY1 --off");
     for (const int x : {100, 200}) {

@@ -30,7 +30,8 @@ bool IsAttributeType(VARTYPE type) {
 }  // namespace
 
 std::vector<AttributeStore::Item>::iterator AttributeStore::Find(REFGUID key) {
-    return std::find_if(items_.begin(), items_.end(), [&](const Item& item) { return item.key == key; });
+    return std::find_if(items_.begin(), items_.end(),
+                        [&](const Item& item) { return item.key == key; });
 }
 
 template <class Use>
@@ -44,7 +45,9 @@ HRESULT AttributeStore::With(REFGUID key, VARTYPE type, const Use& use) const {
 }
 
 HRESULT AttributeStore::GetItem(REFGUID key, PROPVARIANT* value) const {
-    return With(key, VT_EMPTY, [&](const PROPVARIANT& held) { return value ? PropVariantCopy(value, &held) : S_OK; });
+    return With(key, VT_EMPTY, [&](const PROPVARIANT& held) {
+        return value ? PropVariantCopy(value, &held) : S_OK;
+    });
 }
 
 HRESULT AttributeStore::GetItemType(REFGUID key, MF_ATTRIBUTE_TYPE* type) const {
@@ -57,28 +60,33 @@ HRESULT AttributeStore::GetItemType(REFGUID key, MF_ATTRIBUTE_TYPE* type) const 
 
 HRESULT AttributeStore::GetUINT32(REFGUID key, UINT32* value) const {
     if (!value) return E_POINTER;
-    return With(key, MF_ATTRIBUTE_UINT32, [&](const PROPVARIANT& held) { return *value = held.ulVal, S_OK; });
+    return With(key, MF_ATTRIBUTE_UINT32,
+                [&](const PROPVARIANT& held) { return *value = held.ulVal, S_OK; });
 }
 
 HRESULT AttributeStore::GetUINT64(REFGUID key, UINT64* value) const {
     if (!value) return E_POINTER;
-    return With(key, MF_ATTRIBUTE_UINT64, [&](const PROPVARIANT& held) { return *value = held.uhVal.QuadPart, S_OK; });
+    return With(key, MF_ATTRIBUTE_UINT64,
+                [&](const PROPVARIANT& held) { return *value = held.uhVal.QuadPart, S_OK; });
 }
 
 HRESULT AttributeStore::GetDouble(REFGUID key, double* value) const {
     if (!value) return E_POINTER;
-    return With(key, MF_ATTRIBUTE_DOUBLE, [&](const PROPVARIANT& held) { return *value = held.dblVal, S_OK; });
+    return With(key, MF_ATTRIBUTE_DOUBLE,
+                [&](const PROPVARIANT& held) { return *value = held.dblVal, S_OK; });
 }
 
 HRESULT AttributeStore::GetGUID(REFGUID key, GUID* value) const {
     if (!value) return E_POINTER;
-    return With(key, MF_ATTRIBUTE_GUID, [&](const PROPVARIANT& held) { return *value = *held.puuid, S_OK; });
+    return With(key, MF_ATTRIBUTE_GUID,
+                [&](const PROPVARIANT& held) { return *value = *held.puuid, S_OK; });
 }
 
 HRESULT AttributeStore::GetStringLength(REFGUID key, UINT32* length) const {
     if (!length) return E_POINTER;
-    return With(key, MF_ATTRIBUTE_STRING,
-                [&](const PROPVARIANT& held) { return *length = static_cast<UINT32>(std::wcslen(held.pwszVal)), S_OK; });
+    return With(key, MF_ATTRIBUTE_STRING, [&](const PROPVARIANT& held) {
+        return *length = static_cast<UINT32>(std::wcslen(held.pwszVal)), S_OK;
+    });
 }
 
 HRESULT AttributeStore::GetString(REFGUID key, LPWSTR value, UINT32 size, UINT32* length) const {
@@ -94,7 +102,8 @@ HRESULT AttributeStore::GetString(REFGUID key, LPWSTR value, UINT32 size, UINT32
 
 HRESULT AttributeStore::GetBlobSize(REFGUID key, UINT32* size) const {
     if (!size) return E_POINTER;
-    return With(key, MF_ATTRIBUTE_BLOB, [&](const PROPVARIANT& held) { return *size = held.caub.cElems, S_OK; });
+    return With(key, MF_ATTRIBUTE_BLOB,
+                [&](const PROPVARIANT& held) { return *size = held.caub.cElems, S_OK; });
 }
 
 HRESULT AttributeStore::GetBlob(REFGUID key, UINT8* value, UINT32 size, UINT32* blob_size) const {
@@ -121,7 +130,9 @@ HRESULT AttributeStore::GetUnknown(REFGUID key, REFIID iid, LPVOID* object) cons
 
 HRESULT AttributeStore::Set(REFGUID key, const PROPVARIANT& value) {
     if (!IsAttributeType(value.vt)) return MF_E_INVALIDTYPE;
-    if ((value.vt == MF_ATTRIBUTE_GUID && !value.puuid) || (value.vt == MF_ATTRIBUTE_STRING && !value.pwszVal)) return E_INVALIDARG;
+    if ((value.vt == MF_ATTRIBUTE_GUID && !value.puuid) ||
+        (value.vt == MF_ATTRIBUTE_STRING && !value.pwszVal))
+        return E_INVALIDARG;
     PropertyValue copy;  // ends up with what was there before, which is released without the lock
     if (const HRESULT hr = copy.CopyFrom(value); FAILED(hr)) return hr;
     const std::lock_guard guard(lock_);
@@ -195,11 +206,13 @@ HRESULT AttributeStore::CopyTo(IMFAttributes* target) const {
         const std::lock_guard guard(lock_);
         for (const Item& item : items_) {
             copies.push_back({item.key, {}});
-            if (const HRESULT hr = copies.back().value.CopyFrom(item.value.Get()); FAILED(hr)) return hr;
+            if (const HRESULT hr = copies.back().value.CopyFrom(item.value.Get()); FAILED(hr))
+                return hr;
         }
     }
     HRESULT hr = target->DeleteAllItems();
-    for (auto item = copies.begin(); SUCCEEDED(hr) && item != copies.end(); ++item) hr = target->SetItem(item->key, item->value.Get());
+    for (auto item = copies.begin(); SUCCEEDED(hr) && item != copies.end(); ++item)
+        hr = target->SetItem(item->key, item->value.Get());
     return hr;
 }
 

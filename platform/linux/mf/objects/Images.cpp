@@ -6,15 +6,17 @@
 
 extern "C" {
 
-HRESULT WINAPI MFCopyImage(BYTE* destination, LONG destination_stride, const BYTE* source, LONG source_stride, DWORD width_in_bytes,
-                           DWORD rows) {
+HRESULT WINAPI MFCopyImage(BYTE* destination, LONG destination_stride, const BYTE* source,
+                           LONG source_stride, DWORD width_in_bytes, DWORD rows) {
     if (!destination || !source) return E_POINTER;
-    if (destination_stride == source_stride && source_stride > 0 && static_cast<DWORD>(source_stride) == width_in_bytes) {
+    if (destination_stride == source_stride && source_stride > 0 &&
+        static_cast<DWORD>(source_stride) == width_in_bytes) {
         std::memcpy(destination, source, static_cast<std::size_t>(width_in_bytes) * rows);
         return S_OK;
     }
     for (std::ptrdiff_t y = 0; y < static_cast<std::ptrdiff_t>(rows); ++y) {
-        std::memcpy(destination + y * destination_stride, source + y * source_stride, width_in_bytes);
+        std::memcpy(destination + y * destination_stride, source + y * source_stride,
+                    width_in_bytes);
     }
     return S_OK;
 }
@@ -24,7 +26,8 @@ HRESULT WINAPI MFCalculateImageSize(REFGUID subtype, UINT32 width, UINT32 height
     *size = 0;
     UINT64 bytes = 0;
     if (subtype == MFVideoFormat_NV12) {
-        bytes = (UINT64{width} + width % 2) * height + UINT64{width + width % 2} * ((height + 1) / 2);
+        bytes =
+            (UINT64{width} + width % 2) * height + UINT64{width + width % 2} * ((height + 1) / 2);
     } else if (subtype == MFVideoFormat_RGB32 || subtype == MFVideoFormat_ARGB32) {
         bytes = UINT64{width} * height * 4;
     } else if (subtype == MFVideoFormat_RGB24) {
@@ -37,7 +40,8 @@ HRESULT WINAPI MFCalculateImageSize(REFGUID subtype, UINT32 width, UINT32 height
     return S_OK;
 }
 
-HRESULT WINAPI MFFrameRateToAverageTimePerFrame(UINT32 numerator, UINT32 denominator, UINT64* average) {
+HRESULT WINAPI MFFrameRateToAverageTimePerFrame(UINT32 numerator, UINT32 denominator,
+                                                UINT64* average) {
     if (!average) return E_POINTER;
     constexpr UINT64 second = 10'000'000;
     *average = numerator == 0 ? 0 : (second * denominator + numerator / 2) / numerator;

@@ -4,8 +4,8 @@
 
 namespace Vimbrel {
 
-HRESULT MediaEvent::Create(MediaEventType type, REFGUID extended_type, HRESULT status, const PROPVARIANT* value,
-                           ComPtr<IMFMediaEvent>& event) {
+HRESULT MediaEvent::Create(MediaEventType type, REFGUID extended_type, HRESULT status,
+                           const PROPVARIANT* value, ComPtr<IMFMediaEvent>& event) {
     PropertyValue copy;
     if (value) {
         if (const HRESULT hr = copy.CopyFrom(*value); FAILED(hr)) return hr;
@@ -39,7 +39,8 @@ HRESULT STDMETHODCALLTYPE MediaEvent::GetValue(PROPVARIANT* value) {
 
 }  // namespace Vimbrel
 
-extern "C" HRESULT WINAPI MFCreateMediaEvent(MediaEventType type, REFGUID extended_type, HRESULT status, const PROPVARIANT* value,
+extern "C" HRESULT WINAPI MFCreateMediaEvent(MediaEventType type, REFGUID extended_type,
+                                             HRESULT status, const PROPVARIANT* value,
                                              IMFMediaEvent** event) {
     if (!event) return E_POINTER;
     Vimbrel::ComPtr<IMFMediaEvent> made;

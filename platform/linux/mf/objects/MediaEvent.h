@@ -10,8 +10,8 @@ namespace Vimbrel {
 class MediaEvent final : public AttributesObject<Implements<IMFMediaEvent, IMFAttributes>> {
 public:
     // `value` may be null. E_INVALIDARG for a value that cannot be copied.
-    static HRESULT Create(MediaEventType type, REFGUID extended_type, HRESULT status, const PROPVARIANT* value,
-                          ComPtr<IMFMediaEvent>& event);
+    static HRESULT Create(MediaEventType type, REFGUID extended_type, HRESULT status,
+                          const PROPVARIANT* value, ComPtr<IMFMediaEvent>& event);
 
     MediaEvent(MediaEventType type, REFGUID extended_type, HRESULT status, PropertyValue value)
         : type_(type), extended_type_(extended_type), status_(status), value_(std::move(value)) {}

@@ -26,9 +26,13 @@ public:
     explicit TypeWriter(IMFMediaType* type) : type_(type) {}
 
     void Set(REFGUID key, UINT32 value) { Keep(type_->SetUINT32(key, value)); }
-    void SetPair(REFGUID key, UINT32 first, UINT32 second) { Keep(MFSetAttributeSize(type_, key, first, second)); }
+    void SetPair(REFGUID key, UINT32 first, UINT32 second) {
+        Keep(MFSetAttributeSize(type_, key, first, second));
+    }
     void Set(REFGUID key, REFGUID value) { Keep(type_->SetGUID(key, value)); }
-    void Set(REFGUID key, const UINT8* value, UINT32 size) { Keep(type_->SetBlob(key, value, size)); }
+    void Set(REFGUID key, const UINT8* value, UINT32 size) {
+        Keep(type_->SetBlob(key, value, size));
+    }
     HRESULT Result() const { return result_; }
 
 private:
@@ -63,15 +67,18 @@ HRESULT DescribeAudio(const WAVEFORMATEX& format, IMFMediaType* type) {
         if (format.cbSize < described) return E_INVALIDARG;
         std::memcpy(&extensible, &format, sizeof extensible);
         subtype = extensible.SubFormat;
-        if (extensible.Samples.wValidBitsPerSample) writer.Set(MF_MT_AUDIO_VALID_BITS_PER_SAMPLE, extensible.Samples.wValidBitsPerSample);
+        if (extensible.Samples.wValidBitsPerSample)
+            writer.Set(MF_MT_AUDIO_VALID_BITS_PER_SAMPLE, extensible.Samples.wValidBitsPerSample);
         writer.Set(MF_MT_AUDIO_CHANNEL_MASK, extensible.dwChannelMask);
     } else {
         writer.Set(MF_MT_AUDIO_PREFER_WAVEFORMATEX, 1u);
     }
     writer.Set(MF_MT_SUBTYPE, subtype);
-    if (subtype == MFAudioFormat_PCM || subtype == MFAudioFormat_Float) writer.Set(MF_MT_ALL_SAMPLES_INDEPENDENT, 1u);
+    if (subtype == MFAudioFormat_PCM || subtype == MFAudioFormat_Float)
+        writer.Set(MF_MT_ALL_SAMPLES_INDEPENDENT, 1u);
     if (format.cbSize > described) {
-        const auto* const extra = reinterpret_cast<const UINT8*>(&format) + sizeof format + described;
+        const auto* const extra =
+            reinterpret_cast<const UINT8*>(&format) + sizeof format + described;
         writer.Set(MF_MT_USER_DATA, extra, format.cbSize - described);
     }
     return writer.Result();
@@ -100,10 +107,10 @@ HRESULT WINAPI MFCreateAudioMediaType(const WAVEFORMATEX* format, IMFAudioMediaT
     return hr;
 }
 
-HRESULT WINAPI MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(const BITMAPINFOHEADER* header, UINT32 size, DWORD pixel_aspect_x,
-                                                            DWORD pixel_aspect_y, MFVideoInterlaceMode interlace, QWORD flags,
-                                                            DWORD fps_numerator, DWORD fps_denominator, DWORD max_bit_rate,
-                                                            IMFVideoMediaType** type) {
+HRESULT WINAPI MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(
+    const BITMAPINFOHEADER* header, UINT32 size, DWORD pixel_aspect_x, DWORD pixel_aspect_y,
+    MFVideoInterlaceMode interlace, QWORD flags, DWORD fps_numerator, DWORD fps_denominator,
+    DWORD max_bit_rate, IMFVideoMediaType** type) {
     if (!header || !type) return E_POINTER;
     *type = nullptr;
     if (size < sizeof *header || header->biSize < sizeof *header || flags != 0) return E_INVALIDARG;

@@ -1,4 +1,5 @@
-// Media types. They are attributes and nothing else: the published interfaces of sound and picture add only what nobody calls here.
+// Media types. They are attributes and nothing else: the published interfaces of sound and picture
+// add only what nobody calls here.
 #pragma once
 
 #include <mfobjects.h>

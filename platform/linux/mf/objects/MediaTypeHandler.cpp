@@ -14,11 +14,14 @@ bool SameGuid(IMFMediaType* a, IMFMediaType* b, REFGUID key) {
 
 }  // namespace
 
-HRESULT STDMETHODCALLTYPE MediaTypeHandler::IsMediaTypeSupported(IMFMediaType* type, IMFMediaType** closest) {
+HRESULT STDMETHODCALLTYPE MediaTypeHandler::IsMediaTypeSupported(IMFMediaType* type,
+                                                                 IMFMediaType** closest) {
     if (closest) *closest = nullptr;
     if (!type) return E_POINTER;
     for (const ComPtr<IMFMediaType>& each : types_) {
-        if (SameGuid(each.Get(), type, MF_MT_MAJOR_TYPE) && SameGuid(each.Get(), type, MF_MT_SUBTYPE)) return S_OK;
+        if (SameGuid(each.Get(), type, MF_MT_MAJOR_TYPE) &&
+            SameGuid(each.Get(), type, MF_MT_SUBTYPE))
+            return S_OK;
     }
     return MF_E_INVALIDMEDIATYPE;
 }

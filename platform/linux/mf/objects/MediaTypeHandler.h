@@ -15,7 +15,8 @@ public:
     explicit MediaTypeHandler(std::vector<ComPtr<IMFMediaType>> types) : types_(std::move(types)) {}
 
     // Types whose major type and subtype one of the stream's has.
-    HRESULT STDMETHODCALLTYPE IsMediaTypeSupported(IMFMediaType* type, IMFMediaType** closest) override;
+    HRESULT STDMETHODCALLTYPE IsMediaTypeSupported(IMFMediaType* type,
+                                                   IMFMediaType** closest) override;
     HRESULT STDMETHODCALLTYPE GetMediaTypeCount(DWORD* count) override;
     HRESULT STDMETHODCALLTYPE GetMediaTypeByIndex(DWORD index, IMFMediaType** type) override;
     HRESULT STDMETHODCALLTYPE SetCurrentMediaType(IMFMediaType* type) override;

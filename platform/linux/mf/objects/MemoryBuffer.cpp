@@ -10,11 +10,14 @@ ComPtr<MemoryBuffer> MemoryBuffer::Create(DWORD size, std::size_t alignment) {
     // Not cleared: frames are large, and overwritten at once.
     std::unique_ptr<BYTE[]> memory(new (std::nothrow) BYTE[std::size_t{size} + alignment]);
     if (!memory) return {};
-    BYTE* const start = memory.get() + (alignment - reinterpret_cast<std::uintptr_t>(memory.get()) % alignment) % alignment;
+    BYTE* const start =
+        memory.get() +
+        (alignment - reinterpret_cast<std::uintptr_t>(memory.get()) % alignment) % alignment;
     return MakeCom<MemoryBuffer>(std::move(memory), start, size);
 }
 
-HRESULT STDMETHODCALLTYPE MemoryBuffer::Lock(BYTE** data, DWORD* max_length, DWORD* current_length) {
+HRESULT STDMETHODCALLTYPE MemoryBuffer::Lock(BYTE** data, DWORD* max_length,
+                                             DWORD* current_length) {
     if (!data) return E_POINTER;
     *data = start_;
     if (max_length) *max_length = size_;
@@ -48,7 +51,8 @@ extern "C" HRESULT WINAPI MFCreateMemoryBuffer(DWORD max_length, IMFMediaBuffer*
     return *buffer ? S_OK : E_OUTOFMEMORY;
 }
 
-extern "C" HRESULT WINAPI MFCreateAlignedMemoryBuffer(DWORD max_length, DWORD alignment, IMFMediaBuffer** buffer) {
+extern "C" HRESULT WINAPI MFCreateAlignedMemoryBuffer(DWORD max_length, DWORD alignment,
+                                                      IMFMediaBuffer** buffer) {
     if (!buffer) return E_POINTER;
     *buffer = nullptr;
     const std::size_t multiple = std::size_t{alignment} + 1;

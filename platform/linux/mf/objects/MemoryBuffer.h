@@ -15,7 +15,8 @@ public:
     // Beginning at a multiple of `alignment`, a power of two. Null if there is no memory.
     static ComPtr<MemoryBuffer> Create(DWORD size, std::size_t alignment = 1);
 
-    MemoryBuffer(std::unique_ptr<BYTE[]> memory, BYTE* start, DWORD size) : memory_(std::move(memory)), start_(start), size_(size) {}
+    MemoryBuffer(std::unique_ptr<BYTE[]> memory, BYTE* start, DWORD size)
+        : memory_(std::move(memory)), start_(start), size_(size) {}
 
     HRESULT STDMETHODCALLTYPE Lock(BYTE** data, DWORD* max_length, DWORD* current_length) override;
     HRESULT STDMETHODCALLTYPE Unlock() override { return S_OK; }

@@ -9,8 +9,8 @@ HRESULT STDMETHODCALLTYPE PresentationDescriptor::GetStreamDescriptorCount(DWORD
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE PresentationDescriptor::GetStreamDescriptorByIndex(DWORD index, BOOL* selected,
-                                                                             IMFStreamDescriptor** descriptor) {
+HRESULT STDMETHODCALLTYPE PresentationDescriptor::GetStreamDescriptorByIndex(
+    DWORD index, BOOL* selected, IMFStreamDescriptor** descriptor) {
     if (!selected || !descriptor) return E_POINTER;
     *descriptor = nullptr;
     const std::lock_guard guard(lock_);

@@ -10,7 +10,8 @@
 
 namespace Vimbrel {
 
-class PresentationDescriptor final : public AttributesObject<Implements<IMFPresentationDescriptor, IMFAttributes>> {
+class PresentationDescriptor final
+    : public AttributesObject<Implements<IMFPresentationDescriptor, IMFAttributes>> {
 public:
     struct Stream {
         ComPtr<IMFStreamDescriptor> descriptor;
@@ -19,7 +20,8 @@ public:
     explicit PresentationDescriptor(std::vector<Stream> streams) : streams_(std::move(streams)) {}
 
     HRESULT STDMETHODCALLTYPE GetStreamDescriptorCount(DWORD* count) override;
-    HRESULT STDMETHODCALLTYPE GetStreamDescriptorByIndex(DWORD index, BOOL* selected, IMFStreamDescriptor** descriptor) override;
+    HRESULT STDMETHODCALLTYPE GetStreamDescriptorByIndex(DWORD index, BOOL* selected,
+                                                         IMFStreamDescriptor** descriptor) override;
     HRESULT STDMETHODCALLTYPE SelectStream(DWORD index) override { return Select(index, true); }
     HRESULT STDMETHODCALLTYPE DeselectStream(DWORD index) override { return Select(index, false); }
     HRESULT STDMETHODCALLTYPE Clone(IMFPresentationDescriptor** copy) override;

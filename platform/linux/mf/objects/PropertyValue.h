@@ -10,7 +10,8 @@ namespace Vimbrel {
 class PropertyValue {
 public:
     PropertyValue() = default;
-    PropertyValue(PropertyValue&& other) noexcept : value_(std::exchange(other.value_, PROPVARIANT{})) {}
+    PropertyValue(PropertyValue&& other) noexcept
+        : value_(std::exchange(other.value_, PROPVARIANT{})) {}
     PropertyValue& operator=(PropertyValue&& other) noexcept {
         std::swap(value_, other.value_);
         return *this;

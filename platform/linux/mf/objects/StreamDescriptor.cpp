@@ -18,7 +18,8 @@ HRESULT STDMETHODCALLTYPE StreamDescriptor::GetMediaTypeHandler(IMFMediaTypeHand
 
 }  // namespace Vimbrel
 
-extern "C" HRESULT WINAPI MFCreateStreamDescriptor(DWORD identifier, DWORD type_count, IMFMediaType** types,
+extern "C" HRESULT WINAPI MFCreateStreamDescriptor(DWORD identifier, DWORD type_count,
+                                                   IMFMediaType** types,
                                                    IMFStreamDescriptor** descriptor) {
     using namespace Vimbrel;
     if (!descriptor) return E_POINTER;
@@ -29,6 +30,7 @@ extern "C" HRESULT WINAPI MFCreateStreamDescriptor(DWORD identifier, DWORD type_
         if (!types[i]) return E_INVALIDARG;
         held.emplace_back(types[i]);
     }
-    *descriptor = MakeCom<StreamDescriptor>(identifier, MakeCom<MediaTypeHandler>(std::move(held))).Detach();
+    *descriptor =
+        MakeCom<StreamDescriptor>(identifier, MakeCom<MediaTypeHandler>(std::move(held))).Detach();
     return S_OK;
 }

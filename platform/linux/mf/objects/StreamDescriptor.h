@@ -8,9 +8,11 @@
 
 namespace Vimbrel {
 
-class StreamDescriptor final : public AttributesObject<Implements<IMFStreamDescriptor, IMFAttributes>> {
+class StreamDescriptor final
+    : public AttributesObject<Implements<IMFStreamDescriptor, IMFAttributes>> {
 public:
-    StreamDescriptor(DWORD identifier, ComPtr<MediaTypeHandler> handler) : identifier_(identifier), handler_(std::move(handler)) {}
+    StreamDescriptor(DWORD identifier, ComPtr<MediaTypeHandler> handler)
+        : identifier_(identifier), handler_(std::move(handler)) {}
 
     HRESULT STDMETHODCALLTYPE GetStreamIdentifier(DWORD* identifier) override;
     HRESULT STDMETHODCALLTYPE GetMediaTypeHandler(IMFMediaTypeHandler** handler) override;

@@ -23,7 +23,8 @@ HRESULT STDMETHODCALLTYPE AsyncResult::GetObject(IUnknown** object) {
 
 }  // namespace Vimbrel
 
-extern "C" HRESULT WINAPI MFCreateAsyncResult(IUnknown* object, IMFAsyncCallback* callback, IUnknown* state, IMFAsyncResult** result) {
+extern "C" HRESULT WINAPI MFCreateAsyncResult(IUnknown* object, IMFAsyncCallback* callback,
+                                              IUnknown* state, IMFAsyncResult** result) {
     if (!result) return E_POINTER;
     *result = Vimbrel::MakeCom<Vimbrel::AsyncResult>(object, callback, state).Detach();
     return S_OK;

@@ -11,7 +11,8 @@ namespace Vimbrel {
 
 class AsyncResult final : public ComObject<Implements<IMFAsyncResult>> {
 public:
-    AsyncResult(IUnknown* object, IMFAsyncCallback* callback, IUnknown* state) : object_(object), callback_(callback), state_(state) {}
+    AsyncResult(IUnknown* object, IMFAsyncCallback* callback, IUnknown* state)
+        : object_(object), callback_(callback), state_(state) {}
 
     HRESULT STDMETHODCALLTYPE GetState(IUnknown** state) override;
     HRESULT STDMETHODCALLTYPE GetStatus() override { return status_; }

@@ -12,7 +12,8 @@ HRESULT STDMETHODCALLTYPE EventQueue::GetEvent(DWORD flags, IMFMediaEvent** even
     *event = nullptr;
     std::unique_lock guard(lock_);
     if (!shut_down_ && request_) return MF_E_MULTIPLE_SUBSCRIBERS;
-    if ((flags & MF_EVENT_FLAG_NO_WAIT) == 0) arrived_.wait(guard, [this] { return shut_down_ || !events_.empty(); });
+    if ((flags & MF_EVENT_FLAG_NO_WAIT) == 0)
+        arrived_.wait(guard, [this] { return shut_down_ || !events_.empty(); });
     if (shut_down_) return MF_E_SHUTDOWN;
     if (events_.empty()) return MF_E_NO_EVENTS_AVAILABLE;
     *event = events_.front().Detach();
@@ -65,14 +66,15 @@ HRESULT STDMETHODCALLTYPE EventQueue::QueueEvent(IMFMediaEvent* event) {
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE EventQueue::QueueEventParamVar(MediaEventType type, REFGUID extended_type, HRESULT status,
-                                                         const PROPVARIANT* value) {
+HRESULT STDMETHODCALLTYPE EventQueue::QueueEventParamVar(MediaEventType type, REFGUID extended_type,
+                                                         HRESULT status, const PROPVARIANT* value) {
     ComPtr<IMFMediaEvent> event;
     const HRESULT hr = MediaEvent::Create(type, extended_type, status, value, event);
     return SUCCEEDED(hr) ? QueueEvent(event.Get()) : hr;
 }
 
-HRESULT STDMETHODCALLTYPE EventQueue::QueueEventParamUnk(MediaEventType type, REFGUID extended_type, HRESULT status, IUnknown* object) {
+HRESULT STDMETHODCALLTYPE EventQueue::QueueEventParamUnk(MediaEventType type, REFGUID extended_type,
+                                                         HRESULT status, IUnknown* object) {
     PROPVARIANT value{};
     value.vt = VT_UNKNOWN;
     value.punkVal = object;  // the event takes a reference of its own

@@ -17,9 +17,10 @@ public:
     HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback, IUnknown* state) override;
     HRESULT STDMETHODCALLTYPE EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) override;
     HRESULT STDMETHODCALLTYPE QueueEvent(IMFMediaEvent* event) override;
-    HRESULT STDMETHODCALLTYPE QueueEventParamVar(MediaEventType type, REFGUID extended_type, HRESULT status,
-                                                 const PROPVARIANT* value) override;
-    HRESULT STDMETHODCALLTYPE QueueEventParamUnk(MediaEventType type, REFGUID extended_type, HRESULT status, IUnknown* object) override;
+    HRESULT STDMETHODCALLTYPE QueueEventParamVar(MediaEventType type, REFGUID extended_type,
+                                                 HRESULT status, const PROPVARIANT* value) override;
+    HRESULT STDMETHODCALLTYPE QueueEventParamUnk(MediaEventType type, REFGUID extended_type,
+                                                 HRESULT status, IUnknown* object) override;
     HRESULT STDMETHODCALLTYPE Shutdown() override;
 
 private:

@@ -43,7 +43,8 @@ HRESULT WINAPI MFStartup(ULONG version, DWORD) {
     if (version != MF_VERSION) return MF_E_BAD_STARTUP_VERSION;
     Platform& platform = ThePlatform();
     const std::lock_guard guard(platform.lock);
-    if (platform.startups++ == 0) platform.queue = std::make_shared<WorkQueue>(WorkQueue::most_threads, WorkQueue::idle_time);
+    if (platform.startups++ == 0)
+        platform.queue = std::make_shared<WorkQueue>(WorkQueue::most_threads, WorkQueue::idle_time);
     return S_OK;
 }
 
@@ -55,7 +56,8 @@ HRESULT WINAPI MFShutdown() {
         if (platform.startups == 0) return E_FAIL;
         if (--platform.startups == 0) queue = std::move(platform.queue);
     }
-    // Without the lock, as the items that are left may call anything. A MFStartup meanwhile makes a queue of its own.
+    // Without the lock, as the items that are left may call anything. A MFStartup meanwhile makes a
+    // queue of its own.
     if (queue) queue->Close();
     return S_OK;
 }

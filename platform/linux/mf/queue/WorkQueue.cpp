@@ -14,7 +14,8 @@ thread_local const WorkQueue* running_queue = nullptr;
 }  // namespace
 
 WorkQueue::~WorkQueue() {
-    // Each thread holds a reference, so what is left are those that ended, and perhaps the one that runs this.
+    // Each thread holds a reference, so what is left are those that ended, and perhaps the one that
+    // runs this.
     for (std::thread& thread : ended_) {
         if (thread.get_id() == std::this_thread::get_id()) {
             thread.detach();
@@ -73,7 +74,8 @@ void WorkQueue::Run(Threads::iterator self) {
         }
         if (closed_) return;
         ++idle_;
-        const bool woken = wake_.wait_for(guard, idle_time_, [this] { return closed_ || !items_.empty(); });
+        const bool woken =
+            wake_.wait_for(guard, idle_time_, [this] { return closed_ || !items_.empty(); });
         --idle_;
         if (!woken) {
             ended_.splice(ended_.end(), threads_, self);

@@ -1,7 +1,8 @@
 // Threads that run work items, as many as there are items that want to run.
 //
-// Items may block for as long as they like: those of a live source do, until the application gives them a frame. So a thread is
-// added whenever an item would have to wait for one. Threads that found nothing to do for a while end.
+// Items may block for as long as they like: those of a live source do, until the application gives
+// them a frame. So a thread is added whenever an item would have to wait for one. Threads that
+// found nothing to do for a while end.
 #pragma once
 
 #include <chrono>
@@ -18,19 +19,22 @@ namespace Vimbrel {
 
 class WorkQueue : public std::enable_shared_from_this<WorkQueue> {
 public:
-    // A recording keeps about ten of them blocked while it waits for a frame. With all of them blocked, items wait until the application
-    // gives the next frame to one of its recordings.
+    // A recording keeps about ten of them blocked while it waits for a frame. With all of them
+    // blocked, items wait until the application gives the next frame to one of its recordings.
     static constexpr std::size_t most_threads = 256;
     static constexpr std::chrono::milliseconds idle_time{5000};
 
-    WorkQueue(std::size_t thread_limit, std::chrono::milliseconds idle) : thread_limit_(thread_limit), idle_time_(idle) {}
+    WorkQueue(std::size_t thread_limit, std::chrono::milliseconds idle)
+        : thread_limit_(thread_limit), idle_time_(idle) {}
     ~WorkQueue();
     WorkQueue(const WorkQueue&) = delete;
     WorkQueue& operator=(const WorkQueue&) = delete;
 
-    // Begins in order of the calls. MF_E_SHUTDOWN after Close; E_OUTOFMEMORY if there is no thread at all.
+    // Begins in order of the calls. MF_E_SHUTDOWN after Close; E_OUTOFMEMORY if there is no thread
+    // at all.
     HRESULT Put(ComPtr<AsyncResult> item);
-    // Returns when all items are done and all threads have ended; from within an item at once, and they end on their own.
+    // Returns when all items are done and all threads have ended; from within an item at once, and
+    // they end on their own.
     void Close();
 
     std::size_t ThreadCount() const;

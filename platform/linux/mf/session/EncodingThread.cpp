@@ -88,13 +88,16 @@ HRESULT EncodingThread::Encode(const Job& job) {
     if (SUCCEEDED(hr)) hr = buffer->Lock(&data, nullptr, &size);
     if (SUCCEEDED(hr)) {
         if (FAILED(job.sample->GetSampleDuration(&duration))) duration = 0;
-        hr = job.video ? pipeline_->WriteVideo(data, size, time, duration) : pipeline_->WriteAudio(data, size, time, duration);
+        hr = job.video ? pipeline_->WriteVideo(data, size, time, duration)
+                       : pipeline_->WriteAudio(data, size, time, duration);
         buffer->Unlock();
         if (FAILED(hr) && hr != E_INVALIDARG) return hr;
     }
     if (FAILED(hr)) {
-        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE, "media session: a sample of %s left out: %u bytes at %lld - 0x%08X",
-                      job.video ? "picture" : "sound", size, static_cast<long long>(time), static_cast<unsigned>(hr));
+        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE,
+                      "media session: a sample of %s left out: %u bytes at %lld - 0x%08X",
+                      job.video ? "picture" : "sound", size, static_cast<long long>(time),
+                      static_cast<unsigned>(hr));
     }
     return S_OK;
 }

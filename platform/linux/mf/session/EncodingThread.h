@@ -16,7 +16,8 @@ namespace Vimbrel {
 
 class EncodingThread {
 public:
-    // Called without a lock, on the thread; OnSampleDone on that of Push too once the file is ended. Neither may wait for anything.
+    // Called without a lock, on the thread; OnSampleDone on that of Push too once the file is
+    // ended. Neither may wait for anything.
     class Listener {
     public:
         // A sample was encoded, or dropped because the file is ended.
@@ -39,7 +40,8 @@ public:
     void Push(std::size_t track, bool video, ComPtr<IMFSample> sample);
     // Ends the file behind the samples that wait.
     void End();
-    // Ends the file and waits. It takes as long as those samples and the end of the file need; the source has no part in it.
+    // Ends the file and waits. It takes as long as those samples and the end of the file need; the
+    // source has no part in it.
     void Join();
 
 private:

@@ -29,7 +29,8 @@ HRESULT MediaSession::CurrentRun(ComPtr<TranscodeRun>& run) {
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE MediaSession::Start(const GUID* time_format, const PROPVARIANT* position) {
+HRESULT STDMETHODCALLTYPE MediaSession::Start(const GUID* time_format,
+                                              const PROPVARIANT* position) {
     if (time_format && *time_format != GUID_NULL) return MF_E_UNSUPPORTED_TIME_FORMAT;
     if (!position) return E_INVALIDARG;
     if (position->vt != VT_EMPTY) return MF_E_INVALIDREQUEST;
@@ -75,7 +76,8 @@ HRESULT STDMETHODCALLTYPE MediaSession::GetClock(IMFClock** clock) {
 
 }  // namespace Vimbrel
 
-extern "C" HRESULT WINAPI MFCreateMediaSession(IMFAttributes* configuration, IMFMediaSession** session) {
+extern "C" HRESULT WINAPI MFCreateMediaSession(IMFAttributes* configuration,
+                                               IMFMediaSession** session) {
     using namespace Vimbrel;
     if (!session) return E_POINTER;
     *session = nullptr;

@@ -16,14 +16,17 @@ public:
     explicit MediaSession(ComPtr<IMFMediaEventQueue> events) : events_(std::move(events)) {}
     ~MediaSession() override { Shutdown(); }
 
-    HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override { return events_->GetEvent(flags, event); }
+    HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override {
+        return events_->GetEvent(flags, event);
+    }
     HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback, IUnknown* state) override {
         return events_->BeginGetEvent(callback, state);
     }
     HRESULT STDMETHODCALLTYPE EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) override {
         return events_->EndGetEvent(result, event);
     }
-    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended_type, HRESULT status, const PROPVARIANT* value) override {
+    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended_type, HRESULT status,
+                                         const PROPVARIANT* value) override {
         return events_->QueueEventParamVar(type, extended_type, status, value);
     }
     HRESULT STDMETHODCALLTYPE SetTopology(DWORD flags, IMFTopology* topology) override;

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "platform/linux/mf/queue/FunctionCallback.h"
 #include "platform/linux/mf/objects/PropertyValue.h"
+#include "platform/linux/mf/queue/FunctionCallback.h"
 
 namespace Vimbrel {
 
@@ -13,15 +13,18 @@ namespace {
 
 template <class Interface>
 ComPtr<Interface> InterfaceIn(const PROPVARIANT& value) {
-    return value.vt == VT_UNKNOWN ? ComPtr<IUnknown>(value.punkVal).As<Interface>() : ComPtr<Interface>();
+    return value.vt == VT_UNKNOWN ? ComPtr<IUnknown>(value.punkVal).As<Interface>()
+                                  : ComPtr<Interface>();
 }
 
 }  // namespace
 
-PresentationReader::PresentationReader(ComPtr<IMFMediaSource> source, ComPtr<IMFPresentationDescriptor> presentation,
+PresentationReader::PresentationReader(ComPtr<IMFMediaSource> source,
+                                       ComPtr<IMFPresentationDescriptor> presentation,
                                        const std::vector<DWORD>& streams)
     : source_(std::move(source)), presentation_(std::move(presentation)) {
-    for (const DWORD identifier : streams) tracks_.push_back({.identifier = identifier, .stream = {}});
+    for (const DWORD identifier : streams)
+        tracks_.push_back({.identifier = identifier, .stream = {}});
 }
 
 HRESULT PresentationReader::Start(ComPtr<IUnknown> keeper, Listener& listener) {
@@ -29,7 +32,8 @@ HRESULT PresentationReader::Start(ComPtr<IUnknown> keeper, Listener& listener) {
         const std::lock_guard guard(lock_);
         audience_ = {std::move(keeper), &listener};
     }
-    const auto callback = MakeCom<FunctionCallback>([self = ComPtr(this)](IMFAsyncResult*) { self->StartSource(); });
+    const auto callback =
+        MakeCom<FunctionCallback>([self = ComPtr(this)](IMFAsyncResult*) { self->StartSource(); });
     return MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), nullptr);
 }
 
@@ -44,7 +48,8 @@ void PresentationReader::StartSource() {
 }
 
 void PresentationReader::Request(std::size_t track) {
-    const auto callback = MakeCom<FunctionCallback>([self = ComPtr(this), track](IMFAsyncResult*) { self->RequestNow(track); });
+    const auto callback = MakeCom<FunctionCallback>(
+        [self = ComPtr(this), track](IMFAsyncResult*) { self->RequestNow(track); });
     MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), nullptr);
 }
 
@@ -172,14 +177,16 @@ HRESULT PresentationReader::HandleStreamEvent(std::size_t track, IMFMediaEvent& 
     return S_OK;
 }
 
-// The end of the presentation may be noticed before the last samples of its streams are. If all streams have ended there is nothing
-// more to come, with that event or without.
+// The end of the presentation may be noticed before the last samples of its streams are. If all
+// streams have ended there is nothing more to come, with that event or without.
 void PresentationReader::CheckEnd() {
     Audience audience;
     {
         const std::lock_guard guard(lock_);
-        const bool all_ended = std::all_of(tracks_.begin(), tracks_.end(),
-                                           [this](const Track& track) { return track.ended || (presentation_ended_ && !track.stream); });
+        const bool all_ended =
+            std::all_of(tracks_.begin(), tracks_.end(), [this](const Track& track) {
+                return track.ended || (presentation_ended_ && !track.stream);
+            });
         if (!all_ended || end_told_) return;
         end_told_ = true;
         audience = audience_;
@@ -188,13 +195,16 @@ void PresentationReader::CheckEnd() {
 }
 
 HRESULT PresentationReader::ListenTo(IMFMediaSource* source) {
-    const auto callback = MakeCom<FunctionCallback>([self = ComPtr(this)](IMFAsyncResult* result) { self->TakeSourceEvent(result); });
+    const auto callback = MakeCom<FunctionCallback>(
+        [self = ComPtr(this)](IMFAsyncResult* result) { self->TakeSourceEvent(result); });
     return source->BeginGetEvent(callback.Get(), nullptr);
 }
 
 HRESULT PresentationReader::ListenTo(IMFMediaStream* stream, std::size_t track) {
     const auto callback =
-        MakeCom<FunctionCallback>([self = ComPtr(this), track](IMFAsyncResult* result) { self->TakeStreamEvent(track, result); });
+        MakeCom<FunctionCallback>([self = ComPtr(this), track](IMFAsyncResult* result) {
+            self->TakeStreamEvent(track, result);
+        });
     return stream->BeginGetEvent(callback.Get(), nullptr);
 }
 
@@ -204,8 +214,8 @@ void PresentationReader::Fail(HRESULT result) {
 }
 
 void PresentationReader::Detach() {
-    // The source lets go of the callbacks that it holds when it is shut down, and they of the reader; without these references nothing
-    // leads back to the source.
+    // The source lets go of the callbacks that it holds when it is shut down, and they of the
+    // reader; without these references nothing leads back to the source.
     ComPtr<IMFMediaSource> source;
     std::vector<Track> tracks;
     Audience audience;

@@ -1,8 +1,8 @@
 // Reads the selected streams of a media source, as fast as its owner asks for samples.
 //
-// Every call into the source is made from a work item, where it may block for as long as it likes: a live source keeps its lock while
-// it waits for the application's next frame. Detach does not wait for those items. They hold the reader, and what they find out
-// afterwards is dropped.
+// Every call into the source is made from a work item, where it may block for as long as it likes:
+// a live source keeps its lock while it waits for the application's next frame. Detach does not
+// wait for those items. They hold the reader, and what they find out afterwards is dropped.
 #pragma once
 
 #include <mfidl.h>
@@ -17,7 +17,8 @@ namespace Vimbrel {
 
 class PresentationReader final : public ComObject<Implements<IUnknown>> {
 public:
-    // Called without a lock, from work items; for one track in the order of its samples, for several side by side.
+    // Called without a lock, from work items; for one track in the order of its samples, for
+    // several side by side.
     class Listener {
     public:
         // The source has started, or could not.
@@ -31,15 +32,19 @@ public:
         ~Listener() = default;
     };
 
-    // `streams` are the identifiers of the selected streams of the presentation, which are the tracks.
-    PresentationReader(ComPtr<IMFMediaSource> source, ComPtr<IMFPresentationDescriptor> presentation, const std::vector<DWORD>& streams);
+    // `streams` are the identifiers of the selected streams of the presentation, which are the
+    // tracks.
+    PresentationReader(ComPtr<IMFMediaSource> source,
+                       ComPtr<IMFPresentationDescriptor> presentation,
+                       const std::vector<DWORD>& streams);
 
-    // `keeper` holds the listener. Starts the source; a sample of each stream is asked for when it has started.
+    // `keeper` holds the listener. Starts the source; a sample of each stream is asked for when it
+    // has started.
     HRESULT Start(ComPtr<IUnknown> keeper, Listener& listener);
     // Asks for the track's next sample.
     void Request(std::size_t track);
-    // The listener is not called again but by calls that are under way, which keep it alive. The references on the source and its
-    // streams are given back.
+    // The listener is not called again but by calls that are under way, which keep it alive. The
+    // references on the source and its streams are given back.
     void Detach();
 
 private:

@@ -1,4 +1,5 @@
-// Media types and profiles as the pipeline takes them. Why one is refused goes to the log at trace level.
+// Media types and profiles as the pipeline takes them. Why one is refused goes to the log at trace
+// level.
 #pragma once
 
 #include <mfidl.h>
@@ -12,8 +13,8 @@ namespace Vimbrel {
 HRESULT ReadVideoInput(IMFMediaType* type, VideoInput& input);
 HRESULT ReadAudioInput(IMFMediaType* type, AudioInput& input);
 
-// What a profile leaves open is taken from the input. MF_E_TRANSCODE_NO_MATCHING_ENCODER for another codec,
-// MF_E_TRANSCODE_INVALID_PROFILE for what is missing or cannot be.
+// What a profile leaves open is taken from the input. MF_E_TRANSCODE_NO_MATCHING_ENCODER for
+// another codec, MF_E_TRANSCODE_INVALID_PROFILE for what is missing or cannot be.
 HRESULT ReadVideoOutput(IMFAttributes* profile, const VideoInput& input, VideoOutput& output);
 HRESULT ReadAudioOutput(IMFAttributes* profile, const AudioInput& input, AudioOutput& output);
 

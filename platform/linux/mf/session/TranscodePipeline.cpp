@@ -19,7 +19,8 @@ constexpr std::int64_t latest_time = 1000 * 24 * longest_gap;
 // Stamps of sound waver; what is below this is not corrected.
 constexpr std::int64_t sound_tolerances_a_second = 10;
 
-// Room for the index: a second's worth of the file, so that it hardly counts but in the shortest recordings.
+// Room for the index: a second's worth of the file, so that it hardly counts but in the shortest
+// recordings.
 std::uint64_t IndexRoom(const VideoOutput* video, const AudioOutput* audio) {
     std::uint64_t room = 0;
     if (video) room += video->bit_rate / 8;
@@ -33,27 +34,33 @@ std::int64_t Rescaled(std::int64_t time_100ns, std::int64_t rate) {
 
 }  // namespace
 
-HRESULT TranscodePipeline::Create(const std::string& path, const VideoInput* video_input, const VideoOutput* video_output,
-                                  const AudioInput* audio_input, const AudioOutput* audio_output, bool hardware_allowed,
+HRESULT TranscodePipeline::Create(const std::string& path, const VideoInput* video_input,
+                                  const VideoOutput* video_output, const AudioInput* audio_input,
+                                  const AudioOutput* audio_output, bool hardware_allowed,
                                   std::unique_ptr<TranscodePipeline>& result) {
-    if (!video_input != !video_output || !audio_input != !audio_output || (!video_input && !audio_input)) return E_INVALIDARG;
+    if (!video_input != !video_output || !audio_input != !audio_output ||
+        (!video_input && !audio_input))
+        return E_INVALIDARG;
     std::unique_ptr<TranscodePipeline> pipeline(new TranscodePipeline);
     std::vector<Mp4TrackFormat> formats;
     if (video_input) {
-        const auto hardware = hardware_allowed ? HardwareEncoders() : std::span<const HardwareEncoder>();
-        const HRESULT hr = VideoEncoder::Open(*video_input, *video_output, hardware, pipeline->video_);
+        const auto hardware =
+            hardware_allowed ? HardwareEncoders() : std::span<const HardwareEncoder>();
+        const HRESULT hr =
+            VideoEncoder::Open(*video_input, *video_output, hardware, pipeline->video_);
         if (FAILED(hr)) return hr;
         const VideoEncoder& encoder = *pipeline->video_;
         pipeline->frame_bytes_ = std::size_t{video_input->width} * video_input->height * 4;
-        pipeline->frame_duration_ =
-            std::max<std::int64_t>(av_rescale(encoder.Timescale(), video_output->fps_den, video_output->fps_num), 1);
-        formats.push_back({.video = true,
-                           .timescale = static_cast<std::uint32_t>(encoder.Timescale()),
-                           .configuration = encoder.Configuration(),
-                           .lead = static_cast<std::uint32_t>(encoder.Reordering() * pipeline->frame_duration_),
-                           .width = static_cast<std::uint16_t>(video_output->width),
-                           .height = static_cast<std::uint16_t>(video_output->height),
-                           .bt709 = encoder.Matrix() == YuvMatrix::bt709});
+        pipeline->frame_duration_ = std::max<std::int64_t>(
+            av_rescale(encoder.Timescale(), video_output->fps_den, video_output->fps_num), 1);
+        formats.push_back(
+            {.video = true,
+             .timescale = static_cast<std::uint32_t>(encoder.Timescale()),
+             .configuration = encoder.Configuration(),
+             .lead = static_cast<std::uint32_t>(encoder.Reordering() * pipeline->frame_duration_),
+             .width = static_cast<std::uint16_t>(video_output->width),
+             .height = static_cast<std::uint16_t>(video_output->height),
+             .bt709 = encoder.Matrix() == YuvMatrix::bt709});
     }
     if (audio_input) {
         const HRESULT hr = AudioEncoder::Open(*audio_input, *audio_output, pipeline->audio_);
@@ -69,7 +76,8 @@ HRESULT TranscodePipeline::Create(const std::string& path, const VideoInput* vid
                            .channels = static_cast<std::uint16_t>(audio_output->channels),
                            .bytes_per_second = audio_output->bytes_per_second});
     }
-    const HRESULT hr = Mp4File::Create(path, std::move(formats), IndexRoom(video_output, audio_output), pipeline->file_);
+    const HRESULT hr = Mp4File::Create(path, std::move(formats),
+                                       IndexRoom(video_output, audio_output), pipeline->file_);
     if (FAILED(hr)) return hr;
     result = std::move(pipeline);
     return S_OK;
@@ -81,7 +89,8 @@ HRESULT TranscodePipeline::Keep(HRESULT hr) {
     return hr;
 }
 
-HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t size, std::int64_t time_100ns, std::int64_t duration_100ns) {
+HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t size,
+                                      std::int64_t time_100ns, std::int64_t duration_100ns) {
     if (FAILED(failure_)) return failure_;
     if (!video_ || !file_) return E_UNEXPECTED;
     if (!pixels || size != frame_bytes_ || time_100ns > latest_time) return E_INVALIDARG;
@@ -90,17 +99,22 @@ HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t si
         if (time - last_frame_ > Rescaled(longest_gap, video_->Timescale())) return E_INVALIDARG;
         time = std::max(time, last_frame_ + 1);
     }
-    const std::int64_t duration = duration_100ns > 0 && duration_100ns <= longest_gap ? Rescaled(duration_100ns, video_->Timescale()) : 0;
+    const std::int64_t duration = duration_100ns > 0 && duration_100ns <= longest_gap
+                                      ? Rescaled(duration_100ns, video_->Timescale())
+                                      : 0;
     has_frames_ = true;
     last_frame_ = time;
     last_frame_duration_ = duration > 0 ? duration : frame_duration_;
-    return Keep(video_->Encode(pixels, time, last_frame_duration_, [this](const AVPacket& packet) { return TakeVideo(packet); }));
+    return Keep(video_->Encode(pixels, time, last_frame_duration_,
+                               [this](const AVPacket& packet) { return TakeVideo(packet); }));
 }
 
-HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size, std::int64_t time_100ns, std::int64_t) {
+HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size,
+                                      std::int64_t time_100ns, std::int64_t) {
     if (FAILED(failure_)) return failure_;
     if (!audio_ || !file_) return E_UNEXPECTED;
-    if (!data || size == 0 || size % audio_->FrameBytes() != 0 || time_100ns > latest_time) return E_INVALIDARG;
+    if (!data || size == 0 || size % audio_->FrameBytes() != 0 || time_100ns > latest_time)
+        return E_INVALIDARG;
     std::size_t frames = size / audio_->FrameBytes();
     const std::int64_t rate = audio_out_rate_;
     const std::int64_t stamp = Rescaled(time_100ns, rate);
@@ -111,11 +125,13 @@ HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size
         const std::int64_t ahead = stamp + sound_correction_ - (sound_start_ + audio_->Pushed());
         if (ahead > Rescaled(longest_gap, rate)) return E_INVALIDARG;
         if (ahead > rate / sound_tolerances_a_second) {
-            const HRESULT hr = EncodeAudio(nullptr, static_cast<std::size_t>(av_rescale(ahead, audio_in_rate_, rate)));
+            const HRESULT hr = EncodeAudio(
+                nullptr, static_cast<std::size_t>(av_rescale(ahead, audio_in_rate_, rate)));
             if (FAILED(hr)) return Keep(hr);
         } else if (ahead < -rate / sound_tolerances_a_second) {
             if (stamp > last_sound_stamp_ && ahead >= -rate) {
-                const std::size_t again = std::min(static_cast<std::size_t>(av_rescale(-ahead, audio_in_rate_, rate)), frames);
+                const std::size_t again = std::min(
+                    static_cast<std::size_t>(av_rescale(-ahead, audio_in_rate_, rate)), frames);
                 frames -= again;
                 data += again * audio_->FrameBytes();
             } else {
@@ -128,14 +144,16 @@ HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size
 }
 
 HRESULT TranscodePipeline::EncodeAudio(const std::uint8_t* data, std::size_t frames) {
-    return audio_->Encode(data, frames, [this](const AVPacket& packet) { return TakeAudio(packet); });
+    return audio_->Encode(data, frames,
+                          [this](const AVPacket& packet) { return TakeAudio(packet); });
 }
 
 HRESULT TranscodePipeline::TakeVideo(const AVPacket& packet) {
     Mp4Track& track = file_->Track(0);
     AppendH264Sample({packet.data, static_cast<std::size_t>(packet.size)}, track.PendingBytes());
     // The next sample tells how long this one lasts, but for the last.
-    const std::int64_t duration = packet.pts == last_frame_ ? last_frame_duration_ : frame_duration_;
+    const std::int64_t duration =
+        packet.pts == last_frame_ ? last_frame_duration_ : frame_duration_;
     track.Add(packet.dts, packet.pts, duration, (packet.flags & AV_PKT_FLAG_KEY) != 0);
     return file_->WriteIfFull();
 }

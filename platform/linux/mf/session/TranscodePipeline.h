@@ -7,29 +7,35 @@
 #include <string>
 
 #include "platform/linux/codec/AudioEncoder.h"
-#include "platform/linux/mp4/Mp4File.h"
 #include "platform/linux/codec/VideoEncoder.h"
+#include "platform/linux/mp4/Mp4File.h"
 
 namespace Vimbrel {
 
 class TranscodePipeline {
 public:
-    // Makes the file. Picture or sound may be absent, both their structures null, but not both. The file is made, or replaced,
-    // only if the encoders could be opened; one that cannot take the header is left empty.
-    static HRESULT Create(const std::string& path, const VideoInput* video_input, const VideoOutput* video_output,
-                          const AudioInput* audio_input, const AudioOutput* audio_output, bool hardware_allowed,
+    // Makes the file. Picture or sound may be absent, both their structures null, but not both. The
+    // file is made, or replaced, only if the encoders could be opened; one that cannot take the
+    // header is left empty.
+    static HRESULT Create(const std::string& path, const VideoInput* video_input,
+                          const VideoOutput* video_output, const AudioInput* audio_input,
+                          const AudioOutput* audio_output, bool hardware_allowed,
                           std::unique_ptr<TranscodePipeline>& result);
 
-    // Times in units of 100 ns from the start of the recording. A frame is shown until the next; one whose time is not after the
-    // last frame's is shown at once after it. The duration counts for the last frame only; 0 or less is one by the frame rate.
-    HRESULT WriteVideo(const std::uint8_t* pixels, std::size_t size, std::int64_t time_100ns, std::int64_t duration_100ns);
-    // Whole frames. A gap in the times is filled with silence; of sound that comes again a little late the overlap is dropped.
-    // Times that stand still or fall back otherwise do not count: the sound goes on where it stands. Durations are those of the
-    // samples.
-    HRESULT WriteAudio(const std::uint8_t* data, std::size_t size, std::int64_t time_100ns, std::int64_t duration_100ns);
-    // Ends the encoders and the file. Without it the file stays as if the recording had been cut off. If a call before had
-    // failed, what was written until then becomes a whole file, and the failure is given again. Without a sample there is nothing
-    // to make a file of: the failure is mp4_no_samples, and the file is left empty.
+    // Times in units of 100 ns from the start of the recording. A frame is shown until the next;
+    // one whose time is not after the last frame's is shown at once after it. The duration counts
+    // for the last frame only; 0 or less is one by the frame rate.
+    HRESULT WriteVideo(const std::uint8_t* pixels, std::size_t size, std::int64_t time_100ns,
+                       std::int64_t duration_100ns);
+    // Whole frames. A gap in the times is filled with silence; of sound that comes again a little
+    // late the overlap is dropped. Times that stand still or fall back otherwise do not count: the
+    // sound goes on where it stands. Durations are those of the samples.
+    HRESULT WriteAudio(const std::uint8_t* data, std::size_t size, std::int64_t time_100ns,
+                       std::int64_t duration_100ns);
+    // Ends the encoders and the file. Without it the file stays as if the recording had been cut
+    // off. If a call before had failed, what was written until then becomes a whole file, and the
+    // failure is given again. Without a sample there is nothing to make a file of: the failure is
+    // mp4_no_samples, and the file is left empty.
     HRESULT Finish();
 
     // Of the encoder that is in use; null without picture.

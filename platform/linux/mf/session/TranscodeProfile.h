@@ -11,12 +11,24 @@ namespace Vimbrel {
 
 class TranscodeProfile final : public ComObject<Implements<IMFTranscodeProfile>> {
 public:
-    HRESULT STDMETHODCALLTYPE SetAudioAttributes(IMFAttributes* attributes) override { return Set(audio_, attributes); }
-    HRESULT STDMETHODCALLTYPE GetAudioAttributes(IMFAttributes** attributes) override { return Get(audio_, attributes); }
-    HRESULT STDMETHODCALLTYPE SetVideoAttributes(IMFAttributes* attributes) override { return Set(video_, attributes); }
-    HRESULT STDMETHODCALLTYPE GetVideoAttributes(IMFAttributes** attributes) override { return Get(video_, attributes); }
-    HRESULT STDMETHODCALLTYPE SetContainerAttributes(IMFAttributes* attributes) override { return Set(container_, attributes); }
-    HRESULT STDMETHODCALLTYPE GetContainerAttributes(IMFAttributes** attributes) override { return Get(container_, attributes); }
+    HRESULT STDMETHODCALLTYPE SetAudioAttributes(IMFAttributes* attributes) override {
+        return Set(audio_, attributes);
+    }
+    HRESULT STDMETHODCALLTYPE GetAudioAttributes(IMFAttributes** attributes) override {
+        return Get(audio_, attributes);
+    }
+    HRESULT STDMETHODCALLTYPE SetVideoAttributes(IMFAttributes* attributes) override {
+        return Set(video_, attributes);
+    }
+    HRESULT STDMETHODCALLTYPE GetVideoAttributes(IMFAttributes** attributes) override {
+        return Get(video_, attributes);
+    }
+    HRESULT STDMETHODCALLTYPE SetContainerAttributes(IMFAttributes* attributes) override {
+        return Set(container_, attributes);
+    }
+    HRESULT STDMETHODCALLTYPE GetContainerAttributes(IMFAttributes** attributes) override {
+        return Get(container_, attributes);
+    }
 
 private:
     HRESULT Set(ComPtr<IMFAttributes>& target, IMFAttributes* attributes);

@@ -14,7 +14,8 @@ std::vector<DWORD> StreamsOf(const TranscodeJob& job) {
 
 }  // namespace
 
-TranscodeRun::TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events, ComPtr<PresentationClock> clock)
+TranscodeRun::TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events,
+                           ComPtr<PresentationClock> clock)
     : tracks_(job.tracks),
       events_(std::move(events)),
       clock_(std::move(clock)),
@@ -56,13 +57,15 @@ void TranscodeRun::OnStarted(HRESULT result) {
     Tell(MESessionStarted, S_OK);
 }
 
-void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) { encoder_.Push(track, tracks_[track].video, std::move(sample)); }
+void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) {
+    encoder_.Push(track, tracks_[track].video, std::move(sample));
+}
 
 void TranscodeRun::OnSampleDone(std::size_t track) {
     {
         const std::lock_guard guard(lock_);
-        // Frames of a live source come whether somebody takes them or not. When the file is ended they are taken and dropped, as the
-        // source would collect them otherwise.
+        // Frames of a live source come whether somebody takes them or not. When the file is ended
+        // they are taken and dropped, as the source would collect them otherwise.
         if ((closing_ || file_ended_ || FAILED(failure_)) && !live_) return;
     }
     reader_->Request(track);
@@ -103,6 +106,8 @@ void TranscodeRun::OnFileEnded(HRESULT result) {
 }
 
 // Under the lock, so that events come in the order of what they tell.
-void TranscodeRun::Tell(MediaEventType type, HRESULT status) { events_->QueueEventParamVar(type, GUID_NULL, status, nullptr); }
+void TranscodeRun::Tell(MediaEventType type, HRESULT status) {
+    events_->QueueEventParamVar(type, GUID_NULL, status, nullptr);
+}
 
 }  // namespace Vimbrel

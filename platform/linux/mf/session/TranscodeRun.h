@@ -1,4 +1,5 @@
-// A topology at work: what the source gives goes to the encoders, and what happens becomes the session's events.
+// A topology at work: what the source gives goes to the encoders, and what happens becomes the
+// session's events.
 #pragma once
 
 #include <mfidl.h>
@@ -13,16 +14,20 @@
 
 namespace Vimbrel {
 
-class TranscodeRun final : public ComObject<Implements<IUnknown>>, private PresentationReader::Listener, private EncodingThread::Listener {
+class TranscodeRun final : public ComObject<Implements<IUnknown>>,
+                           private PresentationReader::Listener,
+                           private EncodingThread::Listener {
 public:
-    TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events, ComPtr<PresentationClock> clock);
+    TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events,
+                 ComPtr<PresentationClock> clock);
 
     HRESULT Prepare() { return encoder_.Start(); }
     HRESULT Start();
     void Close();
-    // Waits for the encoding thread, and so for the samples that wait (one of each track) and the end of the file. The work items that
-    // are in the source at the moment are not waited for: the source may keep them until its owner gives it a frame, an end or a
-    // shutdown, which the owner is free to do before this call or after it.
+    // Waits for the encoding thread, and so for the samples that wait (one of each track) and the
+    // end of the file. The work items that are in the source at the moment are not waited for: the
+    // source may keep them until its owner gives it a frame, an end or a shutdown, which the owner
+    // is free to do before this call or after it.
     void Shutdown();
 
 private:

@@ -5,8 +5,8 @@
 #include <atomic>
 #include <optional>
 
-#include "platform/linux/mf/session/TranscodeFormats.h"
 #include "platform/linux/kernel/NativePath.h"
+#include "platform/linux/mf/session/TranscodeFormats.h"
 
 namespace Vimbrel {
 
@@ -30,7 +30,8 @@ const Format* PointerTo(const std::optional<Format>& format) {
 }
 
 // Reads one selected stream. S_FALSE if the profile has nothing for it.
-HRESULT ReadStream(IMFStreamDescriptor* descriptor, IMFTranscodeProfile* profile, TranscodeTrack& track, Formats& formats) {
+HRESULT ReadStream(IMFStreamDescriptor* descriptor, IMFTranscodeProfile* profile,
+                   TranscodeTrack& track, Formats& formats) {
     ComPtr<IMFMediaTypeHandler> handler;
     ComPtr<IMFMediaType> type;
     GUID major{};
@@ -41,10 +42,12 @@ HRESULT ReadStream(IMFStreamDescriptor* descriptor, IMFTranscodeProfile* profile
     if (FAILED(hr)) return RefuseTopology(hr, "a stream of the source has no media type");
     track.video = major == MFMediaType_Video;
     if (!track.video && major != MFMediaType_Audio) {
-        return RefuseTopology(MF_E_INVALIDMEDIATYPE, "a stream of the source is neither picture nor sound");
+        return RefuseTopology(MF_E_INVALIDMEDIATYPE,
+                              "a stream of the source is neither picture nor sound");
     }
     ComPtr<IMFAttributes> wanted;
-    hr = track.video ? profile->GetVideoAttributes(wanted.Put()) : profile->GetAudioAttributes(wanted.Put());
+    hr = track.video ? profile->GetVideoAttributes(wanted.Put())
+                     : profile->GetAudioAttributes(wanted.Put());
     if (FAILED(hr)) return hr;
     if (!wanted) return S_FALSE;
     if (track.video ? formats.video_input.has_value() : formats.audio_input.has_value()) {
@@ -52,10 +55,13 @@ HRESULT ReadStream(IMFStreamDescriptor* descriptor, IMFTranscodeProfile* profile
     }
     if (track.video) {
         hr = ReadVideoInput(type.Get(), formats.video_input.emplace());
-        return SUCCEEDED(hr) ? ReadVideoOutput(wanted.Get(), *formats.video_input, formats.video_output) : hr;
+        return SUCCEEDED(hr)
+                   ? ReadVideoOutput(wanted.Get(), *formats.video_input, formats.video_output)
+                   : hr;
     }
     hr = ReadAudioInput(type.Get(), formats.audio_input.emplace());
-    return SUCCEEDED(hr) ? ReadAudioOutput(wanted.Get(), *formats.audio_input, formats.audio_output) : hr;
+    return SUCCEEDED(hr) ? ReadAudioOutput(wanted.Get(), *formats.audio_input, formats.audio_output)
+                         : hr;
 }
 
 HRESULT ReadContainer(IMFTranscodeProfile* profile, bool& hardware_allowed) {
@@ -66,14 +72,17 @@ HRESULT ReadContainer(IMFTranscodeProfile* profile, bool& hardware_allowed) {
         return RefuseTopology(MF_E_TRANSCODE_NO_CONTAINERTYPE, "the profile names no container");
     }
     if (type != MFTranscodeContainerType_MPEG4) {
-        return RefuseTopology(MF_E_TRANSCODE_INVALID_PROFILE, "the profile's container is not MPEG-4");
+        return RefuseTopology(MF_E_TRANSCODE_INVALID_PROFILE,
+                              "the profile's container is not MPEG-4");
     }
-    hardware_allowed = MFGetAttributeUINT32(container.Get(), MF_TRANSCODE_TOPOLOGYMODE, MF_TRANSCODE_TOPOLOGYMODE_SOFTWARE_ONLY) ==
+    hardware_allowed = MFGetAttributeUINT32(container.Get(), MF_TRANSCODE_TOPOLOGYMODE,
+                                            MF_TRANSCODE_TOPOLOGYMODE_SOFTWARE_ONLY) ==
                        MF_TRANSCODE_TOPOLOGYMODE_HARDWARE_ALLOWED;
     return S_OK;
 }
 
-HRESULT CreateTopology(IMFMediaSource* source, LPCWSTR path, IMFTranscodeProfile* profile, ComPtr<TranscodeTopology>& topology) {
+HRESULT CreateTopology(IMFMediaSource* source, LPCWSTR path, IMFTranscodeProfile* profile,
+                       ComPtr<TranscodeTopology>& topology) {
     TranscodeJob job;
     job.source = ComPtr<IMFMediaSource>(source);
     bool hardware_allowed = false;
@@ -83,7 +92,8 @@ HRESULT CreateTopology(IMFMediaSource* source, LPCWSTR path, IMFTranscodeProfile
     if (FAILED(hr)) return RefuseTopology(hr, "the source has no presentation");
 
     DWORD characteristics = 0;
-    job.live = SUCCEEDED(source->GetCharacteristics(&characteristics)) && (characteristics & MFMEDIASOURCE_IS_LIVE) != 0;
+    job.live = SUCCEEDED(source->GetCharacteristics(&characteristics)) &&
+               (characteristics & MFMEDIASOURCE_IS_LIVE) != 0;
 
     Formats formats;
     DWORD count = 0;
@@ -101,12 +111,17 @@ HRESULT CreateTopology(IMFMediaSource* source, LPCWSTR path, IMFTranscodeProfile
         if (hr == S_FALSE) hr = job.presentation->DeselectStream(i);
     }
     if (FAILED(hr)) return hr;
-    if (selected_count == 0) return RefuseTopology(MF_E_MEDIA_SOURCE_NO_STREAMS_SELECTED, "no stream of the source is selected");
-    if (job.tracks.empty()) return RefuseTopology(MF_E_TRANSCODE_PROFILE_NO_MATCHING_STREAMS, "the profile has nothing for the streams");
+    if (selected_count == 0)
+        return RefuseTopology(MF_E_MEDIA_SOURCE_NO_STREAMS_SELECTED,
+                              "no stream of the source is selected");
+    if (job.tracks.empty())
+        return RefuseTopology(MF_E_TRANSCODE_PROFILE_NO_MATCHING_STREAMS,
+                              "the profile has nothing for the streams");
 
-    hr = TranscodePipeline::Create(NativePath(path), PointerTo(formats.video_input), formats.video_input ? &formats.video_output : nullptr,
-                                   PointerTo(formats.audio_input), formats.audio_input ? &formats.audio_output : nullptr, hardware_allowed,
-                                   job.pipeline);
+    hr = TranscodePipeline::Create(
+        NativePath(path), PointerTo(formats.video_input),
+        formats.video_input ? &formats.video_output : nullptr, PointerTo(formats.audio_input),
+        formats.audio_input ? &formats.audio_output : nullptr, hardware_allowed, job.pipeline);
     if (FAILED(hr)) return RefuseTopology(hr, "encoders or file");
     topology = MakeCom<TranscodeTopology>(std::move(job));
     return S_OK;
@@ -135,7 +150,8 @@ bool TranscodeTopology::TakeJob(TranscodeJob& job) {
 
 }  // namespace Vimbrel
 
-extern "C" HRESULT WINAPI MFCreateTranscodeTopology(IMFMediaSource* source, LPCWSTR path, IMFTranscodeProfile* profile,
+extern "C" HRESULT WINAPI MFCreateTranscodeTopology(IMFMediaSource* source, LPCWSTR path,
+                                                    IMFTranscodeProfile* profile,
                                                     IMFTopology** topology) {
     if (!source || !path || !profile || !topology) return E_POINTER;
     Vimbrel::ComPtr<Vimbrel::TranscodeTopology> made;

@@ -17,7 +17,8 @@ struct AudioFormat {
 };
 
 bool ReadFormat(IMFMediaType* type, const GUID& subtype, AudioFormat& format) {
-    return IsMediaType(type, MFMediaType_Audio, subtype) && SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_SAMPLES_PER_SECOND, &format.rate)) &&
+    return IsMediaType(type, MFMediaType_Audio, subtype) &&
+           SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_SAMPLES_PER_SECOND, &format.rate)) &&
            SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_NUM_CHANNELS, &format.channels)) &&
            SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_BITS_PER_SAMPLE, &format.bits));
 }
@@ -25,9 +26,10 @@ bool ReadFormat(IMFMediaType* type, const GUID& subtype, AudioFormat& format) {
 // Of a frame: the standard allows 6144 bits a channel.
 constexpr DWORD most_bytes_per_channel = 768;
 
-// The head of a structure in front of the AudioSpecificConfig: payload type 0 (as it is), profile and level, structure type 0,
-// and six bytes of nothing.
-std::vector<std::uint8_t> UserData(UINT32 profile_level, const std::vector<std::uint8_t>& specific_config) {
+// The head of a structure in front of the AudioSpecificConfig: payload type 0 (as it is), profile
+// and level, structure type 0, and six bytes of nothing.
+std::vector<std::uint8_t> UserData(UINT32 profile_level,
+                                   const std::vector<std::uint8_t>& specific_config) {
     std::vector<std::uint8_t> data(12);
     data[2] = static_cast<std::uint8_t>(profile_level);
     data[3] = static_cast<std::uint8_t>(profile_level >> 8);
@@ -37,7 +39,8 @@ std::vector<std::uint8_t> UserData(UINT32 profile_level, const std::vector<std::
 
 }  // namespace
 
-HRESULT STDMETHODCALLTYPE AacEncoderTransform::GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) {
+HRESULT STDMETHODCALLTYPE AacEncoderTransform::GetOutputStreamInfo(DWORD stream,
+                                                                   MFT_OUTPUT_STREAM_INFO* info) {
     if (!info) return E_POINTER;
     *info = {};
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
@@ -46,7 +49,8 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::GetOutputStreamInfo(DWORD stream,
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetInputType(DWORD stream, IMFMediaType* type, DWORD) {
+HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetInputType(DWORD stream, IMFMediaType* type,
+                                                            DWORD) {
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     input_type_.Reset();
     output_type_.Reset();
@@ -54,14 +58,16 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetInputType(DWORD stream, IMFMed
     if (!type) return S_OK;
     AudioFormat format;
     if (!ReadFormat(type, MFAudioFormat_PCM, format)) return MF_E_INVALIDMEDIATYPE;
-    const bool known_channels = format.channels == 1 || format.channels == 2 || format.channels == 6;
+    const bool known_channels =
+        format.channels == 1 || format.channels == 2 || format.channels == 6;
     if (format.bits != 16 || !known_channels || format.rate == 0) return MF_E_INVALIDMEDIATYPE;
     input_ = {format.rate, format.channels, format.bits, false};
     input_type_ = ComPtr<IMFMediaType>(type);
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetOutputType(DWORD stream, IMFMediaType* type, DWORD) {
+HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetOutputType(DWORD stream, IMFMediaType* type,
+                                                             DWORD) {
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     output_type_.Reset();
     encoder_.reset();
@@ -69,15 +75,18 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetOutputType(DWORD stream, IMFMe
     if (!input_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
     AudioFormat format;
     UINT32 bytes_per_second = 0;
-    if (!ReadFormat(type, MFAudioFormat_AAC, format) || FAILED(type->GetUINT32(MF_MT_AUDIO_AVG_BYTES_PER_SECOND, &bytes_per_second)) ||
+    if (!ReadFormat(type, MFAudioFormat_AAC, format) ||
+        FAILED(type->GetUINT32(MF_MT_AUDIO_AVG_BYTES_PER_SECOND, &bytes_per_second)) ||
         format.rate != input_.rate || format.channels != input_.channels || bytes_per_second == 0) {
         return MF_E_INVALIDMEDIATYPE;
     }
-    HRESULT hr = AudioEncoder::Open(input_, {format.rate, format.channels, bytes_per_second}, encoder_);
+    HRESULT hr =
+        AudioEncoder::Open(input_, {format.rate, format.channels, bytes_per_second}, encoder_);
     if (FAILED(hr)) return hr;
     constexpr UINT32 low_complexity = 41;
-    const auto user_data =
-        UserData(MFGetAttributeUINT32(type, MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, low_complexity), encoder_->Configuration());
+    const auto user_data = UserData(
+        MFGetAttributeUINT32(type, MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, low_complexity),
+        encoder_->Configuration());
     hr = type->SetBlob(MF_MT_USER_DATA, user_data.data(), static_cast<UINT32>(user_data.size()));
     if (SUCCEEDED(hr)) output_type_ = ComPtr<IMFMediaType>(type);
     return hr;
@@ -88,20 +97,24 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE m
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessInput(DWORD stream, IMFSample* sample, DWORD) {
+HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessInput(DWORD stream, IMFSample* sample,
+                                                            DWORD) {
     if (!sample) return E_POINTER;
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     if (!encoder_) return MF_E_TRANSFORM_TYPE_NOT_SET;
     if (!frames_.empty()) return MF_E_NOTACCEPTING;
     const LockedSample block(sample);
     if (FAILED(block.Result())) return block.Result();
-    return encoder_->Encode(block.Data(), block.Length() / encoder_->FrameBytes(), [this](const AVPacket& packet) {
-        frames_.emplace_back(packet.data, packet.data + packet.size);
-        return S_OK;
-    });
+    return encoder_->Encode(block.Data(), block.Length() / encoder_->FrameBytes(),
+                            [this](const AVPacket& packet) {
+                                frames_.emplace_back(packet.data, packet.data + packet.size);
+                                return S_OK;
+                            });
 }
 
-HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessOutput(DWORD, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples, DWORD* status) {
+HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessOutput(DWORD, DWORD count,
+                                                             MFT_OUTPUT_DATA_BUFFER* samples,
+                                                             DWORD* status) {
     if (!samples || !status || !samples->pSample) return E_POINTER;
     if (count != 1 || samples->dwStreamID != 0) return E_INVALIDARG;
     if (frames_.empty()) return MF_E_TRANSFORM_NEED_MORE_INPUT;
@@ -115,6 +128,8 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessOutput(DWORD, DWORD count,
     return hr;
 }
 
-HRESULT CreateAacEncoder(REFIID iid, void** object) { return MakeCom<AacEncoderTransform>()->QueryInterface(iid, object); }
+HRESULT CreateAacEncoder(REFIID iid, void** object) {
+    return MakeCom<AacEncoderTransform>()->QueryInterface(iid, object);
+}
 
 }  // namespace Vimbrel

@@ -12,7 +12,8 @@ constexpr unsigned frames_ahead = 2;
 
 }  // namespace
 
-AsyncTransform::AsyncTransform(ComPtr<IMFTransform> inner) : inner_(std::move(inner)), inner_codec_(inner_.As<ICodecAPI>()) {
+AsyncTransform::AsyncTransform(ComPtr<IMFTransform> inner)
+    : inner_(std::move(inner)), inner_codec_(inner_.As<ICodecAPI>()) {
     MFCreateEventQueue(events_.Put());
     MFCreateAttributes(attributes_.Put(), 2);
     attributes_->SetUINT32(MF_TRANSFORM_ASYNC, 1);
@@ -29,11 +30,16 @@ AsyncTransform::~AsyncTransform() {
     events_->Shutdown();
 }
 
-bool AsyncTransform::IsUnlocked() const { return MFGetAttributeUINT32(attributes_.Get(), MF_TRANSFORM_ASYNC_UNLOCK, 0) != 0; }
+bool AsyncTransform::IsUnlocked() const {
+    return MFGetAttributeUINT32(attributes_.Get(), MF_TRANSFORM_ASYNC_UNLOCK, 0) != 0;
+}
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::GetAttributes(IMFAttributes** attributes) { return attributes_.CopyTo(attributes); }
+HRESULT STDMETHODCALLTYPE AsyncTransform::GetAttributes(IMFAttributes** attributes) {
+    return attributes_.CopyTo(attributes);
+}
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputStreamInfo(DWORD stream,
+                                                              MFT_OUTPUT_STREAM_INFO* info) {
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
     const std::lock_guard lock(inner_lock_);
     const HRESULT hr = inner_->GetOutputStreamInfo(stream, info);
@@ -41,18 +47,21 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputStreamInfo(DWORD stream, MFT_
     return hr;
 }
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputAvailableType(DWORD stream, DWORD index, IMFMediaType** type) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputAvailableType(DWORD stream, DWORD index,
+                                                                 IMFMediaType** type) {
     const std::lock_guard lock(inner_lock_);
     return inner_->GetOutputAvailableType(stream, index, type);
 }
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::SetInputType(DWORD stream, IMFMediaType* type,
+                                                       DWORD flags) {
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
     const std::lock_guard lock(inner_lock_);
     return inner_->SetInputType(stream, type, flags);
 }
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::SetOutputType(DWORD stream, IMFMediaType* type, DWORD flags) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::SetOutputType(DWORD stream, IMFMediaType* type,
+                                                        DWORD flags) {
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
     const std::lock_guard lock(inner_lock_);
     return inner_->SetOutputType(stream, type, flags);
@@ -68,7 +77,8 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputCurrentType(DWORD stream, IMF
     return inner_->GetOutputCurrentType(stream, type);
 }
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR parameter) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::ProcessMessage(MFT_MESSAGE_TYPE message,
+                                                         ULONG_PTR parameter) {
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
     if (message == MFT_MESSAGE_COMMAND_FLUSH) {
         const std::lock_guard lock(lock_);
@@ -108,7 +118,9 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::ProcessInput(DWORD stream, IMFSample* 
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::ProcessOutput(DWORD, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples, DWORD* status) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::ProcessOutput(DWORD, DWORD count,
+                                                        MFT_OUTPUT_DATA_BUFFER* samples,
+                                                        DWORD* status) {
     if (!samples || !status) return E_POINTER;
     if (count != 1 || samples->dwStreamID != 0) return E_INVALIDARG;
     const std::lock_guard lock(lock_);
@@ -167,34 +179,49 @@ HRESULT AsyncTransform::TakeOutput(ComPtr<IMFSample>& output) {
     return hr;
 }
 
-void AsyncTransform::Tell(MediaEventType type) { events_->QueueEventParamVar(type, GUID{}, S_OK, nullptr); }
+void AsyncTransform::Tell(MediaEventType type) {
+    events_->QueueEventParamVar(type, GUID{}, S_OK, nullptr);
+}
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::GetEvent(DWORD flags, IMFMediaEvent** event) { return events_->GetEvent(flags, event); }
+HRESULT STDMETHODCALLTYPE AsyncTransform::GetEvent(DWORD flags, IMFMediaEvent** event) {
+    return events_->GetEvent(flags, event);
+}
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::BeginGetEvent(IMFAsyncCallback* callback, IUnknown* state) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::BeginGetEvent(IMFAsyncCallback* callback,
+                                                        IUnknown* state) {
     return events_->BeginGetEvent(callback, state);
 }
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::EndGetEvent(IMFAsyncResult* result,
+                                                      IMFMediaEvent** event) {
     return events_->EndGetEvent(result, event);
 }
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::QueueEvent(MediaEventType type, REFGUID extended_type, HRESULT status, const PROPVARIANT* value) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::QueueEvent(MediaEventType type, REFGUID extended_type,
+                                                     HRESULT status, const PROPVARIANT* value) {
     return events_->QueueEventParamVar(type, extended_type, status, value);
 }
 
-HRESULT STDMETHODCALLTYPE AsyncTransform::IsSupported(const GUID* api) { return inner_codec_->IsSupported(api); }
-HRESULT STDMETHODCALLTYPE AsyncTransform::IsModifiable(const GUID* api) { return inner_codec_->IsModifiable(api); }
-HRESULT STDMETHODCALLTYPE AsyncTransform::GetParameterRange(const GUID* api, VARIANT* minimum, VARIANT* maximum, VARIANT* step) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::IsSupported(const GUID* api) {
+    return inner_codec_->IsSupported(api);
+}
+HRESULT STDMETHODCALLTYPE AsyncTransform::IsModifiable(const GUID* api) {
+    return inner_codec_->IsModifiable(api);
+}
+HRESULT STDMETHODCALLTYPE AsyncTransform::GetParameterRange(const GUID* api, VARIANT* minimum,
+                                                            VARIANT* maximum, VARIANT* step) {
     return inner_codec_->GetParameterRange(api, minimum, maximum, step);
 }
-HRESULT STDMETHODCALLTYPE AsyncTransform::GetParameterValues(const GUID* api, VARIANT** values, ULONG* count) {
+HRESULT STDMETHODCALLTYPE AsyncTransform::GetParameterValues(const GUID* api, VARIANT** values,
+                                                             ULONG* count) {
     return inner_codec_->GetParameterValues(api, values, count);
 }
 HRESULT STDMETHODCALLTYPE AsyncTransform::GetDefaultValue(const GUID* api, VARIANT* value) {
     return inner_codec_->GetDefaultValue(api, value);
 }
-HRESULT STDMETHODCALLTYPE AsyncTransform::GetValue(const GUID* api, VARIANT* value) { return inner_codec_->GetValue(api, value); }
+HRESULT STDMETHODCALLTYPE AsyncTransform::GetValue(const GUID* api, VARIANT* value) {
+    return inner_codec_->GetValue(api, value);
+}
 HRESULT STDMETHODCALLTYPE AsyncTransform::SetValue(const GUID* api, VARIANT* value) {
     const std::lock_guard lock(inner_lock_);
     return inner_codec_->SetValue(api, value);

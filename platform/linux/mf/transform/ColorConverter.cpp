@@ -9,7 +9,8 @@ namespace Vimbrel {
 namespace {
 
 // Simple enough for the compiler to make vectors of.
-void Interleave(const BYTE* __restrict cb, const BYTE* __restrict cr, BYTE* __restrict both, std::size_t count) {
+void Interleave(const BYTE* __restrict cb, const BYTE* __restrict cr, BYTE* __restrict both,
+                std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         both[2 * i] = cb[i];
         both[2 * i + 1] = cr[i];
@@ -18,11 +19,13 @@ void Interleave(const BYTE* __restrict cb, const BYTE* __restrict cr, BYTE* __re
 
 }  // namespace
 
-HRESULT STDMETHODCALLTYPE ColorConverter::GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) {
+HRESULT STDMETHODCALLTYPE ColorConverter::GetOutputStreamInfo(DWORD stream,
+                                                              MFT_OUTPUT_STREAM_INFO* info) {
     if (!info) return E_POINTER;
     *info = {};
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
-    info->dwFlags = MFT_OUTPUT_STREAM_WHOLE_SAMPLES | MFT_OUTPUT_STREAM_SINGLE_SAMPLE_PER_BUFFER | MFT_OUTPUT_STREAM_FIXED_SAMPLE_SIZE;
+    info->dwFlags = MFT_OUTPUT_STREAM_WHOLE_SAMPLES | MFT_OUTPUT_STREAM_SINGLE_SAMPLE_PER_BUFFER |
+                    MFT_OUTPUT_STREAM_FIXED_SAMPLE_SIZE;
     info->cbSize = OutputBytes();
     return S_OK;
 }
@@ -34,14 +37,18 @@ HRESULT STDMETHODCALLTYPE ColorConverter::SetInputType(DWORD stream, IMFMediaTyp
     if (!type) return S_OK;
     UINT32 width = 0;
     UINT32 height = 0;
-    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_RGB32) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height))) {
+    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_RGB32) ||
+        FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height))) {
         return MF_E_INVALIDMEDIATYPE;
     }
     constexpr UINT32 longest = 16384;
-    if (width == 0 || height == 0 || width > longest || height > longest || width % 2 != 0 || height % 2 != 0) return MF_E_INVALIDMEDIATYPE;
+    if (width == 0 || height == 0 || width > longest || height > longest || width % 2 != 0 ||
+        height % 2 != 0)
+        return MF_E_INVALIDMEDIATYPE;
     width_ = width;
     height_ = height;
-    bottom_up_ = static_cast<std::int32_t>(MFGetAttributeUINT32(type, MF_MT_DEFAULT_STRIDE, width * 4)) < 0;
+    bottom_up_ =
+        static_cast<std::int32_t>(MFGetAttributeUINT32(type, MF_MT_DEFAULT_STRIDE, width * 4)) < 0;
     input_type_ = ComPtr<IMFMediaType>(type);
     return S_OK;
 }
@@ -53,8 +60,9 @@ HRESULT STDMETHODCALLTYPE ColorConverter::SetOutputType(DWORD stream, IMFMediaTy
     if (!input_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
     UINT32 width = 0;
     UINT32 height = 0;
-    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_NV12) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height)) ||
-        width != width_ || height != height_) {
+    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_NV12) ||
+        FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height)) || width != width_ ||
+        height != height_) {
         return MF_E_INVALIDMEDIATYPE;
     }
     chroma_.resize(std::size_t{width_} * height_ / 2);
@@ -76,7 +84,9 @@ HRESULT STDMETHODCALLTYPE ColorConverter::ProcessInput(DWORD stream, IMFSample* 
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE ColorConverter::ProcessOutput(DWORD, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples, DWORD* status) {
+HRESULT STDMETHODCALLTYPE ColorConverter::ProcessOutput(DWORD, DWORD count,
+                                                        MFT_OUTPUT_DATA_BUFFER* samples,
+                                                        DWORD* status) {
     if (!samples || !status || !samples->pSample) return E_POINTER;
     if (count != 1 || samples->dwStreamID != 0) return E_INVALIDARG;
     if (!waiting_) return MF_E_TRANSFORM_NEED_MORE_INPUT;
@@ -85,7 +95,8 @@ HRESULT STDMETHODCALLTYPE ColorConverter::ProcessOutput(DWORD, DWORD count, MFT_
     LockedSample nv12(samples->pSample);
     if (FAILED(pixels.Result())) return pixels.Result();
     if (FAILED(nv12.Result())) return nv12.Result();
-    if (pixels.Length() < InputBytes() || nv12.Capacity() < OutputBytes()) return MF_E_BUFFERTOOSMALL;
+    if (pixels.Length() < InputBytes() || nv12.Capacity() < OutputBytes())
+        return MF_E_BUFFERTOOSMALL;
     Convert(pixels.Data(), nv12.Data());
     LONGLONG time = 0;
     if (SUCCEEDED(input->GetSampleTime(&time))) samples->pSample->SetSampleTime(time);
@@ -102,13 +113,16 @@ void ColorConverter::Convert(const BYTE* pixels, BYTE* nv12) {
     BYTE* const cr = cb + chroma * chroma_rows;
     YuvPlanes planes = {{nv12, cb, cr}, {luma, chroma, chroma}};
     if (bottom_up_) {
-        planes = {{nv12 + luma * (height_ - 1), cb + chroma * (chroma_rows - 1), cr + chroma * (chroma_rows - 1)},
+        planes = {{nv12 + luma * (height_ - 1), cb + chroma * (chroma_rows - 1),
+                   cr + chroma * (chroma_rows - 1)},
                   {-luma, -chroma, -chroma}};
     }
     ConvertBgraToYuv(pixels, width_, height_, MatrixForSize(width_, height_), planes);
     Interleave(cb, cr, nv12 + luma * height_, static_cast<std::size_t>(chroma * chroma_rows));
 }
 
-HRESULT CreateColorConverter(REFIID iid, void** object) { return MakeCom<ColorConverter>()->QueryInterface(iid, object); }
+HRESULT CreateColorConverter(REFIID iid, void** object) {
+    return MakeCom<ColorConverter>()->QueryInterface(iid, object);
+}
 
 }  // namespace Vimbrel

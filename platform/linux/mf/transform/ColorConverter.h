@@ -7,15 +7,20 @@
 
 namespace Vimbrel {
 
-// Width and height are even. The input's rows go as its type's stride says, the output's top down; neither has gaps.
+// Width and height are even. The input's rows go as its type's stride says, the output's top down;
+// neither has gaps.
 class ColorConverter final : public TransformObject<Implements<IMFTransform>> {
 public:
-    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) override;
+    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,
+                                                  MFT_OUTPUT_STREAM_INFO* info) override;
     HRESULT STDMETHODCALLTYPE SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) override;
     HRESULT STDMETHODCALLTYPE SetOutputType(DWORD stream, IMFMediaType* type, DWORD flags) override;
-    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR parameter) override;
+    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message,
+                                             ULONG_PTR parameter) override;
     HRESULT STDMETHODCALLTYPE ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override;
-    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples, DWORD* status) override;
+    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count,
+                                            MFT_OUTPUT_DATA_BUFFER* samples,
+                                            DWORD* status) override;
 
 private:
     DWORD InputBytes() const { return width_ * height_ * 4; }

@@ -8,10 +8,10 @@
 #include <optional>
 #include <utility>
 
-#include "platform/linux/mf/transform/AsyncTransform.h"
-#include "platform/linux/mf/objects/AttributesObject.h"
-#include "platform/linux/mf/transform/H264EncoderTransform.h"
 #include "platform/linux/codec/HardwareEncoders.h"
+#include "platform/linux/mf/objects/AttributesObject.h"
+#include "platform/linux/mf/transform/AsyncTransform.h"
+#include "platform/linux/mf/transform/H264EncoderTransform.h"
 
 namespace Vimbrel {
 namespace {
@@ -28,7 +28,8 @@ public:
         *object = nullptr;
         if (!made_) {
             void* made = nullptr;
-            if (const HRESULT hr = encoder_.create(__uuidof(IUnknown), &made); FAILED(hr)) return hr;
+            if (const HRESULT hr = encoder_.create(__uuidof(IUnknown), &made); FAILED(hr))
+                return hr;
             made_.Attach(static_cast<IUnknown*>(made));
         }
         return made_->QueryInterface(iid, object);
@@ -57,15 +58,20 @@ std::vector<ListedEncoder> Hardware() {
     std::vector<ListedEncoder> found;
     for (const HardwareEncoder& encoder : HardwareEncoders()) {
         if (FindDevice(encoder).empty()) continue;
-        found.push_back({Wide(encoder.codec), MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_ASYNCMFT, [&encoder](REFIID iid, void** object) {
-                             const ComPtr<H264EncoderTransform> inner = MakeCom<H264EncoderTransform>(&encoder);
-                             return MakeCom<AsyncTransform>(inner.As<IMFTransform>())->QueryInterface(iid, object);
+        found.push_back({Wide(encoder.codec), MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_ASYNCMFT,
+                         [&encoder](REFIID iid, void** object) {
+                             const ComPtr<H264EncoderTransform> inner =
+                                 MakeCom<H264EncoderTransform>(&encoder);
+                             return MakeCom<AsyncTransform>(inner.As<IMFTransform>())
+                                 ->QueryInterface(iid, object);
                          }});
     }
     return found;
 }
 
-std::vector<ListedEncoder> Software() { return {{L"libx264", MFT_ENUM_FLAG_SYNCMFT, CreateSoftwareH264Encoder}}; }
+std::vector<ListedEncoder> Software() {
+    return {{L"libx264", MFT_ENUM_FLAG_SYNCMFT, CreateSoftwareH264Encoder}};
+}
 
 bool Lists(const MFT_REGISTER_TYPE_INFO* type, const GUID& subtype) {
     return !type || (type->guidMajorType == MFMediaType_Video && type->guidSubtype == subtype);
@@ -73,24 +79,32 @@ bool Lists(const MFT_REGISTER_TYPE_INFO* type, const GUID& subtype) {
 
 }  // namespace
 
-ScopedHardwareEncoders::ScopedHardwareEncoders(std::vector<ListedEncoder> encoders) { Override() = std::move(encoders); }
+ScopedHardwareEncoders::ScopedHardwareEncoders(std::vector<ListedEncoder> encoders) {
+    Override() = std::move(encoders);
+}
 
 ScopedHardwareEncoders::~ScopedHardwareEncoders() { Override().reset(); }
 
 }  // namespace Vimbrel
 
-extern "C" HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags, const MFT_REGISTER_TYPE_INFO* input, const MFT_REGISTER_TYPE_INFO* output,
-                                    IMFActivate*** activates, UINT32* count) {
+extern "C" HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags,
+                                    const MFT_REGISTER_TYPE_INFO* input,
+                                    const MFT_REGISTER_TYPE_INFO* output, IMFActivate*** activates,
+                                    UINT32* count) {
     using namespace Vimbrel;
     if (!activates || !count) return E_POINTER;
     *activates = nullptr;
     *count = 0;
-    if (category != MFT_CATEGORY_VIDEO_ENCODER || !Lists(input, MFVideoFormat_NV12) || !Lists(output, MFVideoFormat_H264)) return S_OK;
-    const std::vector<ListedEncoder> found = (flags & MFT_ENUM_FLAG_HARDWARE) != 0 ? Hardware() : Software();
+    if (category != MFT_CATEGORY_VIDEO_ENCODER || !Lists(input, MFVideoFormat_NV12) ||
+        !Lists(output, MFVideoFormat_H264))
+        return S_OK;
+    const std::vector<ListedEncoder> found =
+        (flags & MFT_ENUM_FLAG_HARDWARE) != 0 ? Hardware() : Software();
     if (found.empty()) return S_OK;
     auto* const list = static_cast<IMFActivate**>(CoTaskMemAlloc(found.size() * sizeof(void*)));
     if (!list) return E_OUTOFMEMORY;
-    for (std::size_t i = 0; i < found.size(); ++i) list[i] = MakeCom<EncoderActivate>(found[i]).Detach();
+    for (std::size_t i = 0; i < found.size(); ++i)
+        list[i] = MakeCom<EncoderActivate>(found[i]).Detach();
     *activates = list;
     *count = static_cast<UINT32>(found.size());
     return S_OK;

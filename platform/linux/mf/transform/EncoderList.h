@@ -15,7 +15,8 @@ struct ListedEncoder {
     std::function<HRESULT(REFIID iid, void** object)> create;
 };
 
-// Takes the place of the hardware encoders while it lives. For tests; not while another thread lists encoders.
+// Takes the place of the hardware encoders while it lives. For tests; not while another thread
+// lists encoders.
 class ScopedHardwareEncoders {
 public:
     explicit ScopedHardwareEncoders(std::vector<ListedEncoder> encoders);

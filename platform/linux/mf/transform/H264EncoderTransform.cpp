@@ -11,23 +11,28 @@
 
 namespace Vimbrel {
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) {
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetOutputStreamInfo(DWORD stream,
+                                                                    MFT_OUTPUT_STREAM_INFO* info) {
     if (!info) return E_POINTER;
     *info = {};
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     info->dwFlags = MFT_OUTPUT_STREAM_WHOLE_SAMPLES | MFT_OUTPUT_STREAM_SINGLE_SAMPLE_PER_BUFFER;
-    // More than the picture itself, and room for headers. An access unit that is waiting tells its own size.
+    // More than the picture itself, and room for headers. An access unit that is waiting tells its
+    // own size.
     constexpr DWORD headers = 65536;
-    info->cbSize = std::max(settings_.width * settings_.height * 2 + headers, static_cast<DWORD>(access_unit_.size()));
+    info->cbSize = std::max(settings_.width * settings_.height * 2 + headers,
+                            static_cast<DWORD>(access_unit_.size()));
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetOutputAvailableType(DWORD stream, DWORD index, IMFMediaType** type) {
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetOutputAvailableType(DWORD stream, DWORD index,
+                                                                       IMFMediaType** type) {
     if (index != 0) return MF_E_NO_MORE_TYPES;
     return GetOutputCurrentType(stream, type);
 }
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetOutputType(DWORD stream, IMFMediaType* type, DWORD) {
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetOutputType(DWORD stream, IMFMediaType* type,
+                                                              DWORD) {
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     output_type_.Reset();
     input_type_.Reset();
@@ -48,15 +53,18 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetOutputType(DWORD stream, IMFM
     return S_OK;
 }
 
-// The encoder is opened here, so that formats it does not take are refused while there is still a choice of encoders.
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetInputType(DWORD stream, IMFMediaType* type, DWORD) {
+// The encoder is opened here, so that formats it does not take are refused while there is still a
+// choice of encoders.
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetInputType(DWORD stream, IMFMediaType* type,
+                                                             DWORD) {
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     input_type_.Reset();
     if (!type) return S_OK;
     if (!output_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
     UINT32 width = 0;
     UINT32 height = 0;
-    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_NV12) || FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height)) ||
+    if (!IsMediaType(type, MFMediaType_Video, MFVideoFormat_NV12) ||
+        FAILED(MFGetAttributeSize(type, MF_MT_FRAME_SIZE, &width, &height)) ||
         width != settings_.width || height != settings_.height) {
         return MF_E_INVALIDMEDIATYPE;
     }
@@ -67,7 +75,8 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetInputType(DWORD stream, IMFMe
 }
 
 HRESULT H264EncoderTransform::Open() {
-    settings_.quality_percent = rate_control_ == eAVEncCommonRateControlMode_Quality ? quality_percent_ : 0;
+    settings_.quality_percent =
+        rate_control_ == eAVEncCommonRateControlMode_Quality ? quality_percent_ : 0;
     const HRESULT hr = encoder_.Open(settings_, hardware_);
     open_ = SUCCEEDED(hr);
     has_sequence_header_ = false;
@@ -76,7 +85,8 @@ HRESULT H264EncoderTransform::Open() {
     return hr;
 }
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR) {
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE message,
+                                                               ULONG_PTR) {
     switch (message) {
         case MFT_MESSAGE_COMMAND_FLUSH:
             access_unit_.clear();
@@ -89,7 +99,8 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE 
     }
 }
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessInput(DWORD stream, IMFSample* sample, DWORD) {
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessInput(DWORD stream, IMFSample* sample,
+                                                             DWORD) {
     if (!sample) return E_POINTER;
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     if (!input_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
@@ -115,10 +126,13 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessInput(DWORD stream, IMFSa
 HRESULT H264EncoderTransform::KeepSequenceHeader() {
     const std::vector<std::uint8_t> header = H264ParameterSets(access_unit_);
     has_sequence_header_ = true;
-    return output_type_->SetBlob(MF_MT_MPEG_SEQUENCE_HEADER, header.data(), static_cast<UINT32>(header.size()));
+    return output_type_->SetBlob(MF_MT_MPEG_SEQUENCE_HEADER, header.data(),
+                                 static_cast<UINT32>(header.size()));
 }
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessOutput(DWORD, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples, DWORD* status) {
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessOutput(DWORD, DWORD count,
+                                                              MFT_OUTPUT_DATA_BUFFER* samples,
+                                                              DWORD* status) {
     if (!samples || !status || !samples->pSample) return E_POINTER;
     if (count != 1 || samples->dwStreamID != 0) return E_INVALIDARG;
     if (access_unit_.empty()) return MF_E_TRANSFORM_NEED_MORE_INPUT;
@@ -140,16 +154,27 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessOutput(DWORD, DWORD count
 
 HRESULT STDMETHODCALLTYPE H264EncoderTransform::IsSupported(const GUID* api) {
     if (!api) return E_POINTER;
-    return *api == CODECAPI_AVEncCommonRateControlMode || *api == CODECAPI_AVEncCommonQuality ? S_OK : E_NOTIMPL;
+    return *api == CODECAPI_AVEncCommonRateControlMode || *api == CODECAPI_AVEncCommonQuality
+               ? S_OK
+               : E_NOTIMPL;
 }
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::IsModifiable(const GUID* api) { return IsSupported(api); }
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::IsModifiable(const GUID* api) {
+    return IsSupported(api);
+}
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetParameterRange(const GUID*, VARIANT*, VARIANT*, VARIANT*) { return E_NOTIMPL; }
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetParameterRange(const GUID*, VARIANT*, VARIANT*,
+                                                                  VARIANT*) {
+    return E_NOTIMPL;
+}
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetParameterValues(const GUID*, VARIANT**, ULONG*) { return E_NOTIMPL; }
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetParameterValues(const GUID*, VARIANT**, ULONG*) {
+    return E_NOTIMPL;
+}
 
-HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetDefaultValue(const GUID*, VARIANT*) { return E_NOTIMPL; }
+HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetDefaultValue(const GUID*, VARIANT*) {
+    return E_NOTIMPL;
+}
 
 HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetValue(const GUID* api, VARIANT* value) {
     if (!value) return E_POINTER;
@@ -176,6 +201,8 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetValue(const GUID* api, VARIAN
     return S_OK;
 }
 
-HRESULT CreateSoftwareH264Encoder(REFIID iid, void** object) { return MakeCom<H264EncoderTransform>(nullptr)->QueryInterface(iid, object); }
+HRESULT CreateSoftwareH264Encoder(REFIID iid, void** object) {
+    return MakeCom<H264EncoderTransform>(nullptr)->QueryInterface(iid, object);
+}
 
 }  // namespace Vimbrel

@@ -11,26 +11,34 @@
 
 namespace Vimbrel {
 
-// The output's type is set first. The sequence header comes into it with the first key frame. Settings of quality are taken
-// until the first frame.
-class H264EncoderTransform final : public TransformObject<Implements<IMFTransform>, Implements<ICodecAPI>> {
+// The output's type is set first. The sequence header comes into it with the first key frame.
+// Settings of quality are taken until the first frame.
+class H264EncoderTransform final
+    : public TransformObject<Implements<IMFTransform>, Implements<ICodecAPI>> {
 public:
     // `hardware` may be null for libx264, and outlives the object.
     explicit H264EncoderTransform(const HardwareEncoder* hardware) : hardware_(hardware) {}
 
-    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream, MFT_OUTPUT_STREAM_INFO* info) override;
-    HRESULT STDMETHODCALLTYPE GetOutputAvailableType(DWORD stream, DWORD index, IMFMediaType** type) override;
+    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,
+                                                  MFT_OUTPUT_STREAM_INFO* info) override;
+    HRESULT STDMETHODCALLTYPE GetOutputAvailableType(DWORD stream, DWORD index,
+                                                     IMFMediaType** type) override;
     HRESULT STDMETHODCALLTYPE SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) override;
     HRESULT STDMETHODCALLTYPE SetOutputType(DWORD stream, IMFMediaType* type, DWORD flags) override;
-    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR parameter) override;
+    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message,
+                                             ULONG_PTR parameter) override;
     // MF_E_NOTACCEPTING while an access unit waits.
     HRESULT STDMETHODCALLTYPE ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override;
-    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count, MFT_OUTPUT_DATA_BUFFER* samples, DWORD* status) override;
+    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count,
+                                            MFT_OUTPUT_DATA_BUFFER* samples,
+                                            DWORD* status) override;
 
     HRESULT STDMETHODCALLTYPE IsSupported(const GUID* api) override;
     HRESULT STDMETHODCALLTYPE IsModifiable(const GUID* api) override;
-    HRESULT STDMETHODCALLTYPE GetParameterRange(const GUID* api, VARIANT* minimum, VARIANT* maximum, VARIANT* step) override;
-    HRESULT STDMETHODCALLTYPE GetParameterValues(const GUID* api, VARIANT** values, ULONG* count) override;
+    HRESULT STDMETHODCALLTYPE GetParameterRange(const GUID* api, VARIANT* minimum, VARIANT* maximum,
+                                                VARIANT* step) override;
+    HRESULT STDMETHODCALLTYPE GetParameterValues(const GUID* api, VARIANT** values,
+                                                 ULONG* count) override;
     HRESULT STDMETHODCALLTYPE GetDefaultValue(const GUID* api, VARIANT* value) override;
     HRESULT STDMETHODCALLTYPE GetValue(const GUID* api, VARIANT* value) override;
     HRESULT STDMETHODCALLTYPE SetValue(const GUID* api, VARIANT* value) override;

@@ -1,4 +1,5 @@
-// Base of the transforms: one stream in, one out, both of number 0, and nothing that only other kinds of transforms have.
+// Base of the transforms: one stream in, one out, both of number 0, and nothing that only other
+// kinds of transforms have.
 #pragma once
 
 #include <mferror.h>
@@ -12,9 +13,11 @@ namespace Vimbrel {
 template <class... Lists>
 class TransformObject : public ComObject<Lists...> {
 public:
-    HRESULT STDMETHODCALLTYPE GetStreamLimits(DWORD* input_minimum, DWORD* input_maximum, DWORD* output_minimum,
+    HRESULT STDMETHODCALLTYPE GetStreamLimits(DWORD* input_minimum, DWORD* input_maximum,
+                                              DWORD* output_minimum,
                                               DWORD* output_maximum) override {
-        if (!input_minimum || !input_maximum || !output_minimum || !output_maximum) return E_POINTER;
+        if (!input_minimum || !input_maximum || !output_minimum || !output_maximum)
+            return E_POINTER;
         *input_minimum = *input_maximum = *output_minimum = *output_maximum = 1;
         return S_OK;
     }
@@ -24,20 +27,36 @@ public:
         return S_OK;
     }
     // The published answer of transforms whose streams are numbered from 0.
-    HRESULT STDMETHODCALLTYPE GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetInputStreamInfo(DWORD stream, MFT_INPUT_STREAM_INFO* info) override {
+    HRESULT STDMETHODCALLTYPE GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetInputStreamInfo(DWORD stream,
+                                                 MFT_INPUT_STREAM_INFO* info) override {
         if (!info) return E_POINTER;
         *info = {};
         return stream == 0 ? S_OK : MF_E_INVALIDSTREAMNUMBER;
     }
-    HRESULT STDMETHODCALLTYPE GetAttributes(IMFAttributes** attributes) override { return None(attributes); }
-    HRESULT STDMETHODCALLTYPE GetInputStreamAttributes(DWORD, IMFAttributes** attributes) override { return None(attributes); }
-    HRESULT STDMETHODCALLTYPE GetOutputStreamAttributes(DWORD, IMFAttributes** attributes) override { return None(attributes); }
+    HRESULT STDMETHODCALLTYPE GetAttributes(IMFAttributes** attributes) override {
+        return None(attributes);
+    }
+    HRESULT STDMETHODCALLTYPE GetInputStreamAttributes(DWORD, IMFAttributes** attributes) override {
+        return None(attributes);
+    }
+    HRESULT STDMETHODCALLTYPE GetOutputStreamAttributes(DWORD,
+                                                        IMFAttributes** attributes) override {
+        return None(attributes);
+    }
     HRESULT STDMETHODCALLTYPE DeleteInputStream(DWORD) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE AddInputStreams(DWORD, DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetInputAvailableType(DWORD, DWORD, IMFMediaType** type) override { return None(type); }
-    HRESULT STDMETHODCALLTYPE GetOutputAvailableType(DWORD, DWORD, IMFMediaType** type) override { return None(type); }
-    HRESULT STDMETHODCALLTYPE GetInputCurrentType(DWORD stream, IMFMediaType** type) override { return Current(stream, input_type_, type); }
+    HRESULT STDMETHODCALLTYPE GetInputAvailableType(DWORD, DWORD, IMFMediaType** type) override {
+        return None(type);
+    }
+    HRESULT STDMETHODCALLTYPE GetOutputAvailableType(DWORD, DWORD, IMFMediaType** type) override {
+        return None(type);
+    }
+    HRESULT STDMETHODCALLTYPE GetInputCurrentType(DWORD stream, IMFMediaType** type) override {
+        return Current(stream, input_type_, type);
+    }
     HRESULT STDMETHODCALLTYPE GetOutputCurrentType(DWORD stream, IMFMediaType** type) override {
         return Current(stream, output_type_, type);
     }

@@ -1,9 +1,9 @@
 #include <new>
 
 #include "com/ComObject.h"
+#include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/wic/gif/GifFrame.h"
 #include "platform/linux/wic/gif/GifStructure.h"
-#include "platform/linux/wic/ImagingObjects.h"
 
 namespace Vimbrel {
 
@@ -25,7 +25,8 @@ public:
     HRESULT STDMETHODCALLTYPE CopyPalette(IWICPalette* palette) override {
         if (!palette) return E_INVALIDARG;
         if (structure_.palette.empty()) return WINCODEC_ERR_PALETTEUNAVAILABLE;
-        return palette->InitializeCustom(structure_.palette.data(), static_cast<UINT>(structure_.palette.size()));
+        return palette->InitializeCustom(structure_.palette.data(),
+                                         static_cast<UINT>(structure_.palette.size()));
     }
 
     HRESULT STDMETHODCALLTYPE GetMetadataQueryReader(IWICMetadataQueryReader** reader) override {

@@ -4,22 +4,29 @@
 #include <utility>
 
 #include "com/ComObject.h"
+#include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/wic/gif/GifBytes.h"
 #include "platform/linux/wic/gif/GifFrameEncode.h"
 #include "platform/linux/wic/gif/GifWorkers.h"
-#include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/wic/gif/WritableMetadata.h"
 
 namespace Vimbrel {
 
 namespace {
 
-// Frames that are prepared or wait for it, for each thread: one in work and one that follows without a pause.
+// Frames that are prepared or wait for it, for each thread: one in work and one that follows
+// without a pause.
 constexpr std::size_t frames_per_thread = 2;
 
-HRESULT CheckApplication(const MetadataItem& item) { return item.bytes.size() == 11 ? S_OK : WINCODEC_ERR_VALUEOUTOFRANGE; }
-HRESULT CheckBlocks(const MetadataItem& item) { return GifBytes::IsBlockSequence(item.bytes) ? S_OK : WINCODEC_ERR_VALUEOUTOFRANGE; }
-HRESULT CheckSide(const MetadataItem& item) { return item.number != 0 ? S_OK : WINCODEC_ERR_VALUEOUTOFRANGE; }
+HRESULT CheckApplication(const MetadataItem& item) {
+    return item.bytes.size() == 11 ? S_OK : WINCODEC_ERR_VALUEOUTOFRANGE;
+}
+HRESULT CheckBlocks(const MetadataItem& item) {
+    return GifBytes::IsBlockSequence(item.bytes) ? S_OK : WINCODEC_ERR_VALUEOUTOFRANGE;
+}
+HRESULT CheckSide(const MetadataItem& item) {
+    return item.number != 0 ? S_OK : WINCODEC_ERR_VALUEOUTOFRANGE;
+}
 
 constexpr MetadataField global_fields[] = {
     {"/appext/application", VT_VECTOR | VT_UI1, CheckApplication},
@@ -34,8 +41,9 @@ std::uint16_t NumberOf(const MetadataTable& table, const char* key, std::uint16_
     return item ? item->number : otherwise;
 }
 
-// Frames are prepared by the workers and written in their order by the caller's thread, in CreateNewFrame, Commit and the
-// release: what fails in the stream is told there, and once it has failed nothing more is written.
+// Frames are prepared by the workers and written in their order by the caller's thread, in
+// CreateNewFrame, Commit and the release: what fails in the stream is told there, and once it has
+// failed nothing more is written.
 class GifEncoder final : public ComObject<Implements<IWICBitmapEncoder>> {
 public:
     ~GifEncoder() override { Finish(); }
@@ -47,7 +55,8 @@ public:
         return S_OK;
     }
 
-    HRESULT STDMETHODCALLTYPE CreateNewFrame(IWICBitmapFrameEncode** frame, IPropertyBag2** options) override {
+    HRESULT STDMETHODCALLTYPE CreateNewFrame(IWICBitmapFrameEncode** frame,
+                                             IPropertyBag2** options) override {
         if (!frame) return E_INVALIDARG;
         *frame = nullptr;
         if (options) *options = nullptr;
@@ -56,7 +65,8 @@ public:
         try {
             EndCurrent();
             while (!pending_.empty() &&
-                   (pending_.size() >= workers_->ThreadCount() * frames_per_thread || workers_->IsDone(*pending_.front().job))) {
+                   (pending_.size() >= workers_->ThreadCount() * frames_per_thread ||
+                    workers_->IsDone(*pending_.front().job))) {
                 WriteOldest();
             }
             if (FAILED(error_)) return error_;
@@ -108,7 +118,8 @@ private:
         }
         std::vector<std::uint8_t> block = bytes.Take();
         std::vector<std::uint8_t>& image = frame.job->Image();
-        GifBytes::SetPlace(image, NumberOf(frame.metadata, "/imgdesc/left"), NumberOf(frame.metadata, "/imgdesc/top"));
+        GifBytes::SetPlace(image, NumberOf(frame.metadata, "/imgdesc/left"),
+                           NumberOf(frame.metadata, "/imgdesc/top"));
         block.insert(block.end(), image.begin(), image.end());
         WriteBytes(block);
     }
@@ -122,7 +133,8 @@ private:
         if (FAILED(hr)) return hr;
         if (const MetadataItem* application = global.Find("/appext/application")) {
             const MetadataItem* data = global.Find("/appext/data");
-            hr = bytes.PutApplication(application->bytes, data ? std::span(data->bytes) : std::span<const std::uint8_t>());
+            hr = bytes.PutApplication(application->bytes, data ? std::span(data->bytes)
+                                                               : std::span<const std::uint8_t>());
             if (FAILED(hr)) return hr;
         }
         const MetadataItem* comment = global.Find("/commentext/textentry");
@@ -131,13 +143,16 @@ private:
     }
 
     static HRESULT PutGraphicControl(GifBytes& bytes, const MetadataTable& metadata) {
-        const char* const keys[] = {"/grctlext/delay", "/grctlext/disposal", "/grctlext/transparencyflag",
+        const char* const keys[] = {"/grctlext/delay", "/grctlext/disposal",
+                                    "/grctlext/transparencyflag",
                                     "/grctlext/transparentcolorindex"};
         bool any = false;
         for (const char* key : keys) any = any || metadata.Find(key);
         if (!any) return S_OK;
-        return bytes.PutGraphicControl(NumberOf(metadata, keys[0]), static_cast<std::uint8_t>(NumberOf(metadata, keys[1])),
-                                       NumberOf(metadata, keys[2]) != 0, static_cast<std::uint8_t>(NumberOf(metadata, keys[3])));
+        return bytes.PutGraphicControl(NumberOf(metadata, keys[0]),
+                                       static_cast<std::uint8_t>(NumberOf(metadata, keys[1])),
+                                       NumberOf(metadata, keys[2]) != 0,
+                                       static_cast<std::uint8_t>(NumberOf(metadata, keys[3])));
     }
 
     void WriteBytes(const std::vector<std::uint8_t>& bytes) {
@@ -161,7 +176,8 @@ private:
     }
 
     const std::shared_ptr<GifWorkers> workers_ = std::make_shared<GifWorkers>();
-    const std::shared_ptr<WritableMetadata> metadata_ = std::make_shared<WritableMetadata>(global_fields);
+    const std::shared_ptr<WritableMetadata> metadata_ =
+        std::make_shared<WritableMetadata>(global_fields);
     ComPtr<IStream> stream_;
     ComPtr<GifFrameEncode> current_;
     std::deque<PendingFrame> pending_;

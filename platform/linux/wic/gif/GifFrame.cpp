@@ -41,14 +41,16 @@ bool ReadRows(GifFileType* gif, std::uint8_t* indices, const GifFrameEntry& entr
 
 }  // namespace
 
-HRESULT GifFrame::Decode(const GifFile& file, const GifFrameEntry& entry, const std::vector<WICColor>& global_palette,
+HRESULT GifFrame::Decode(const GifFile& file, const GifFrameEntry& entry,
+                         const std::vector<WICColor>& global_palette,
                          IWICBitmapFrameDecode** frame) {
     if (entry.PixelCount() == 0) return WINCODEC_ERR_BADIMAGE;
     GifReader reader(file);
     const HRESULT hr = reader.OpenAt(entry.position);
     if (FAILED(hr)) return hr;
     GifRecordType type = UNDEFINED_RECORD_TYPE;
-    if (DGifGetRecordType(reader.Gif(), &type) == GIF_ERROR || type != IMAGE_DESC_RECORD_TYPE) return WINCODEC_ERR_BADIMAGE;
+    if (DGifGetRecordType(reader.Gif(), &type) == GIF_ERROR || type != IMAGE_DESC_RECORD_TYPE)
+        return WINCODEC_ERR_BADIMAGE;
     if (DGifGetImageHeader(reader.Gif()) == GIF_ERROR) return WINCODEC_ERR_BADIMAGE;
     const GifImageDesc& image = reader.Gif()->Image;
     // The file may have been written to since it was scanned.
@@ -62,25 +64,32 @@ HRESULT GifFrame::Decode(const GifFile& file, const GifFrameEntry& entry, const 
     return S_OK;
 }
 
-GifFrame::GifFrame(const GifFrameEntry& entry, std::unique_ptr<std::uint8_t[]> indices, std::vector<WICColor> palette)
+GifFrame::GifFrame(const GifFrameEntry& entry, std::unique_ptr<std::uint8_t[]> indices,
+                   std::vector<WICColor> palette)
     : entry_(entry), indices_(std::move(indices)), palette_(std::move(palette)) {
-    const std::size_t highest = *std::max_element(indices_.get(), indices_.get() + entry_.PixelCount());
+    const std::size_t highest =
+        *std::max_element(indices_.get(), indices_.get() + entry_.PixelCount());
     if (palette_.size() <= highest) palette_.resize(highest + 1, opaque_black);
-    if (entry_.control && entry_.control->transparent && entry_.control->transparent_index < palette_.size())
+    if (entry_.control && entry_.control->transparent &&
+        entry_.control->transparent_index < palette_.size())
         palette_[entry_.control->transparent_index] = 0;
 }
 
-HRESULT GifFrame::RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode, std::uint8_t* pixels, std::size_t stride) {
-    // All colours are opaque or zero, so they are premultiplied as they are; in memory they are blue, green, red, alpha.
+HRESULT GifFrame::RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode,
+                              std::uint8_t* pixels, std::size_t stride) {
+    // All colours are opaque or zero, so they are premultiplied as they are; in memory they are
+    // blue, green, red, alpha.
     std::array<std::array<std::uint8_t, 4>, 256> colors{};
     for (std::size_t i = 0; i < palette_.size(); ++i) {
-        for (std::size_t byte = 0; byte < 4; ++byte) colors[i][byte] = static_cast<std::uint8_t>(palette_[i] >> (8 * byte));
+        for (std::size_t byte = 0; byte < 4; ++byte)
+            colors[i][byte] = static_cast<std::uint8_t>(palette_[i] >> (8 * byte));
     }
     const auto expand = [&](std::uint8_t* target, std::size_t target_stride) {
         const std::uint8_t* index = indices_.get();
         for (UINT y = 0; y < entry_.height; ++y) {
             std::uint8_t* pixel = target + y * target_stride;
-            for (UINT x = 0; x < entry_.width; ++x, pixel += 4) std::memcpy(pixel, colors[*index++].data(), 4);
+            for (UINT x = 0; x < entry_.width; ++x, pixel += 4)
+                std::memcpy(pixel, colors[*index++].data(), 4);
         }
     };
     if (width == entry_.width && height == entry_.height) {
@@ -116,8 +125,10 @@ HRESULT GifFrame::CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* 
     const HRESULT hr = CheckCopy(rect, stride, size, pixels, entry_.width, entry_.height, 1, &area);
     if (FAILED(hr)) return hr;
     for (INT y = 0; y < area.Height; ++y) {
-        const std::uint8_t* row = indices_.get() + static_cast<std::size_t>(area.Y + y) * entry_.width + area.X;
-        std::memcpy(pixels + std::size_t{stride} * static_cast<std::size_t>(y), row, static_cast<std::size_t>(area.Width));
+        const std::uint8_t* row =
+            indices_.get() + static_cast<std::size_t>(area.Y + y) * entry_.width + area.X;
+        std::memcpy(pixels + std::size_t{stride} * static_cast<std::size_t>(y), row,
+                    static_cast<std::size_t>(area.Width));
     }
     return S_OK;
 }
@@ -136,7 +147,8 @@ HRESULT GifFrame::GetMetadataQueryReader(IWICMetadataQueryReader** reader) {
             table->SetNumber("/grctlext/delay", VT_UI2, entry_.control->delay);
             table->SetNumber("/grctlext/disposal", VT_UI1, entry_.control->disposal);
             table->SetNumber("/grctlext/transparencyflag", VT_BOOL, entry_.control->transparent);
-            table->SetNumber("/grctlext/transparentcolorindex", VT_UI1, entry_.control->transparent_index);
+            table->SetNumber("/grctlext/transparentcolorindex", VT_UI1,
+                             entry_.control->transparent_index);
         }
         return CreateMetadataReader(std::move(table), reader);
     } catch (const std::bad_alloc&) {

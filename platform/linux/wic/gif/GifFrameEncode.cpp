@@ -9,7 +9,9 @@ namespace {
 constexpr MetadataField frame_fields[] = {
     {"/grctlext/delay", VT_UI2, nullptr},
     {"/grctlext/disposal", VT_UI1,
-     [](const MetadataItem& item) -> HRESULT { return item.number <= 7 ? S_OK : WINCODEC_ERR_VALUEOUTOFRANGE; }},
+     [](const MetadataItem& item) -> HRESULT {
+         return item.number <= 7 ? S_OK : WINCODEC_ERR_VALUEOUTOFRANGE;
+     }},
     {"/grctlext/transparencyflag", VT_BOOL, nullptr},
     {"/grctlext/transparentcolorindex", VT_UI1, nullptr},
     {"/imgdesc/left", VT_UI2, nullptr},

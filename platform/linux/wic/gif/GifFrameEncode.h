@@ -12,7 +12,8 @@
 
 namespace Vimbrel {
 
-// Hands its picture to the workers when it is written. The encoder takes the frame's parts once the next frame is made.
+// Hands its picture to the workers when it is written. The encoder takes the frame's parts once the
+// next frame is made.
 class GifFrameEncode final : public ComObject<Implements<IWICBitmapFrameEncode>> {
 public:
     explicit GifFrameEncode(std::shared_ptr<GifWorkers> workers);

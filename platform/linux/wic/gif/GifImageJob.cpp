@@ -21,13 +21,15 @@ HRESULT GifImageJob::FromSource(IWICBitmapSource* source, std::unique_ptr<GifIma
     if (FAILED(hr)) return hr;
     if (format != GUID_WICPixelFormat8bppIndexed) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
     constexpr UINT side_limit = std::numeric_limits<std::uint16_t>::max();
-    if (width == 0 || height == 0 || width > side_limit || height > side_limit) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+    if (width == 0 || height == 0 || width > side_limit || height > side_limit)
+        return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
     try {
         std::unique_ptr<GifImageJob> made(new GifImageJob);
         made->width_ = static_cast<std::uint16_t>(width);
         made->height_ = static_cast<std::uint16_t>(height);
         const IndexedPlan* plan = AsIndexedPlan(source);
-        const bool planned = plan && AsPalette(plan->palette.Get()) && AsBitmapSource(plan->source.Get());
+        const bool planned =
+            plan && AsPalette(plan->palette.Get()) && AsBitmapSource(plan->source.Get());
         hr = planned ? made->TakePlanned(*plan) : made->TakeIndices(source);
         if (FAILED(hr)) return hr;
         job = std::move(made);
@@ -37,8 +39,8 @@ HRESULT GifImageJob::FromSource(IWICBitmapSource* source, std::unique_ptr<GifIma
     return S_OK;
 }
 
-// The pixels are rendered here and now, since what the plan names may change; palette, mapping and compression, which take
-// most of the time, need nothing of it.
+// The pixels are rendered here and now, since what the plan names may change; palette, mapping and
+// compression, which take most of the time, need nothing of it.
 HRESULT GifImageJob::TakePlanned(const IndexedPlan& plan) {
     palette_ = AsPalette(plan.palette.Get())->Colors();
     if (!palette_) return WINCODEC_ERR_PALETTEUNAVAILABLE;
@@ -46,7 +48,8 @@ HRESULT GifImageJob::TakePlanned(const IndexedPlan& plan) {
     alpha_threshold_percent_ = plan.alpha_threshold_percent;
     const std::size_t stride = std::size_t{width_} * 4;
     pbgra_.resize(stride * height_);
-    return AsBitmapSource(plan.source.Get())->RenderPbgra(width_, height_, WICBitmapInterpolationModeLinear, pbgra_.data(), stride);
+    return AsBitmapSource(plan.source.Get())
+        ->RenderPbgra(width_, height_, WICBitmapInterpolationModeLinear, pbgra_.data(), stride);
 }
 
 HRESULT GifImageJob::TakeIndices(IWICBitmapSource* source) {
@@ -76,7 +79,8 @@ HRESULT GifImageJob::Compress() {
     if (FAILED(hr)) return hr;
     if (!pbgra_.empty()) {
         indices_.resize(std::size_t{width_} * height_);
-        hr = MapToPalette(pbgra_.data(), width_, height_, *colors, diffuse_, alpha_threshold_percent_, indices_.data(), width_);
+        hr = MapToPalette(pbgra_.data(), width_, height_, *colors, diffuse_,
+                          alpha_threshold_percent_, indices_.data(), width_);
         if (FAILED(hr)) return hr;
     }
     GifBytes bytes;

@@ -11,11 +11,12 @@
 
 namespace Vimbrel {
 
-// Everything that a frame's bytes depend on, independent of the objects it came from. Prepare may run on any thread; the other
-// members are for the owner, before it and after it.
+// Everything that a frame's bytes depend on, independent of the objects it came from. Prepare may
+// run on any thread; the other members are for the owner, before it and after it.
 class GifImageJob {
 public:
-    // Takes pixels and palette of the source: indices as they are, or what it takes to make them later.
+    // Takes pixels and palette of the source: indices as they are, or what it takes to make them
+    // later.
     static HRESULT FromSource(IWICBitmapSource* source, std::unique_ptr<GifImageJob>& job);
 
     std::uint16_t Width() const { return width_; }

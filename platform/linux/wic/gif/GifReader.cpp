@@ -13,12 +13,14 @@ namespace Vimbrel {
 
 namespace {
 
-// Grows while a reader goes on: a pass over the file takes large pieces, a small frame does not read far beyond its end.
+// Grows while a reader goes on: a pass over the file takes large pieces, a small frame does not
+// read far beyond its end.
 constexpr std::size_t smallest_buffer = 4 * 1024;
 constexpr std::size_t largest_buffer = 64 * 1024;
 
 // A screen of 1 x 1 without a palette.
-constexpr std::array<std::uint8_t, GifReader::head_size> stand_in_head = {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0};
+constexpr std::array<std::uint8_t, GifReader::head_size> stand_in_head = {
+    'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, 0, 0, 0};
 
 }  // namespace
 
@@ -34,7 +36,8 @@ HRESULT GifFile::Open(const std::string& path) {
 std::size_t GifFile::ReadAt(std::uint64_t position, std::uint8_t* bytes, std::size_t size) const {
     std::size_t done = 0;
     while (done < size) {
-        const ssize_t now = pread(file_, bytes + done, size - done, static_cast<off_t>(position + done));
+        const ssize_t now =
+            pread(file_, bytes + done, size - done, static_cast<off_t>(position + done));
         if (now < 0 && errno == EINTR) continue;
         if (now <= 0) break;
         done += static_cast<std::size_t>(now);
@@ -58,7 +61,10 @@ HRESULT GifReader::OpenAt(std::uint64_t position) {
 HRESULT GifReader::OpenGif() {
     int error = 0;
     gif_ = DGifOpen(
-        this, [](GifFileType* gif, GifByteType* bytes, int size) { return static_cast<GifReader*>(gif->UserData)->Read(bytes, size); },
+        this,
+        [](GifFileType* gif, GifByteType* bytes, int size) {
+            return static_cast<GifReader*>(gif->UserData)->Read(bytes, size);
+        },
         &error);
     if (gif_) return S_OK;
     return error == D_GIF_ERR_NOT_ENOUGH_MEM ? E_OUTOFMEMORY : WINCODEC_ERR_BADHEADER;

@@ -24,10 +24,12 @@ struct Application {
 
 class Scanner {
 public:
-    Scanner(GifReader& reader, GifStructure& structure) : reader_(reader), gif_(reader.Gif()), structure_(structure) {}
+    Scanner(GifReader& reader, GifStructure& structure)
+        : reader_(reader), gif_(reader.Gif()), structure_(structure) {}
 
     HRESULT Run() {
-        if (static_cast<std::uint64_t>(gif_->SWidth) * static_cast<std::uint64_t>(gif_->SHeight) > picture_pixel_limit)
+        if (static_cast<std::uint64_t>(gif_->SWidth) * static_cast<std::uint64_t>(gif_->SHeight) >
+            picture_pixel_limit)
             return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
         structure_.palette = ColorsOf(gif_->SColorMap);
         for (bool more = true; more;) {
@@ -53,8 +55,9 @@ public:
             }
         }
         if (structure_.frames.empty()) return WINCODEC_ERR_BADIMAGE;
-        // What the end of the file cut off in the middle of its description, or behind the block that announced it, counts as a
-        // frame that cannot be read: else a GIF with frames missing would pass for a whole one.
+        // What the end of the file cut off in the middle of its description, or behind the block
+        // that announced it, counts as a frame that cannot be read: else a GIF with frames missing
+        // would pass for a whole one.
         if (cut_off_ || (reader_.Ended() && control_)) structure_.frames.push_back({});
         SetMetadata();
         return S_OK;
@@ -99,7 +102,8 @@ private:
             const std::size_t size = block[0];
             if (code == GRAPHICS_EXT_FUNC_CODE && first && size >= 4) {
                 control_ = GifGraphicControl{static_cast<std::uint16_t>(block[2] | block[3] << 8),
-                                             static_cast<std::uint8_t>(block[1] >> 2 & 7), (block[1] & 1) != 0, block[4]};
+                                             static_cast<std::uint8_t>(block[1] >> 2 & 7),
+                                             (block[1] & 1) != 0, block[4]};
             } else if (code == COMMENT_EXT_FUNC_CODE && kept) {
                 comment.insert(comment.end(), block + 1, block + 1 + size);
             } else if (code == APPLICATION_EXT_FUNC_CODE && first) {
@@ -107,14 +111,16 @@ private:
             } else if (code == APPLICATION_EXT_FUNC_CODE && kept) {
                 application.data.insert(application.data.end(), block, block + 1 + size);
             }
-            kept = kept && comment.size() <= extension_limit && application.data.size() <= extension_limit;
+            kept = kept && comment.size() <= extension_limit &&
+                   application.data.size() <= extension_limit;
             if (DGifGetExtensionNext(gif_, &block) == GIF_ERROR) return false;
         }
         // A text to be drawn is a frame of its own kind, and takes the control block before it.
         if (code == PLAINTEXT_EXT_FUNC_CODE) control_.reset();
         if (!kept) return true;
         if (code == COMMENT_EXT_FUNC_CODE && !comment_) comment_ = std::move(comment);
-        if (code == APPLICATION_EXT_FUNC_CODE && (!application_ || (application.IsLoop() && !application_->IsLoop()))) {
+        if (code == APPLICATION_EXT_FUNC_CODE &&
+            (!application_ || (application.IsLoop() && !application_->IsLoop()))) {
             application.data.push_back(0);
             application_ = std::move(application);
         }
@@ -127,9 +133,11 @@ private:
         table->SetNumber("/logscrdesc/height", VT_UI2, static_cast<std::uint16_t>(gif_->SHeight));
         table->SetNumber("/logscrdesc/pixelaspectratio", VT_UI1, gif_->AspectByte);
         table->SetNumber("/logscrdesc/globalcolortableflag", VT_BOOL, gif_->SColorMap != nullptr);
-        table->SetNumber("/logscrdesc/backgroundcolorindex", VT_UI1, static_cast<std::uint16_t>(gif_->SBackGroundColor));
+        table->SetNumber("/logscrdesc/backgroundcolorindex", VT_UI1,
+                         static_cast<std::uint16_t>(gif_->SBackGroundColor));
         if (application_) {
-            table->SetBytes("/appext/application", VT_VECTOR | VT_UI1, std::move(application_->name));
+            table->SetBytes("/appext/application", VT_VECTOR | VT_UI1,
+                            std::move(application_->name));
             table->SetBytes("/appext/data", VT_VECTOR | VT_UI1, std::move(application_->data));
         }
         if (comment_) table->SetBytes("/commentext/textentry", VT_LPSTR, std::move(*comment_));
@@ -160,7 +168,8 @@ std::vector<WICColor> ColorsOf(const ColorMapObject* map) {
     if (!map) return colors;
     for (int i = 0; i < map->ColorCount; ++i) {
         const GifColorType& color = map->Colors[i];
-        colors.push_back(0xFF000000u | static_cast<WICColor>(color.Red) << 16 | static_cast<WICColor>(color.Green) << 8 | color.Blue);
+        colors.push_back(0xFF000000u | static_cast<WICColor>(color.Red) << 16 |
+                         static_cast<WICColor>(color.Green) << 8 | color.Blue);
     }
     return colors;
 }

@@ -33,12 +33,13 @@ struct GifFrameEntry {
 };
 
 struct GifStructure {
-    std::vector<GifFrameEntry> frames;  // a last one of size 0 stands for one that the end of the file cut off
-    std::vector<WICColor> palette;      // the global one, empty if there is none
+    std::vector<GifFrameEntry>
+        frames;  // a last one of size 0 stands for one that the end of the file cut off
+    std::vector<WICColor> palette;  // the global one, empty if there is none
     std::shared_ptr<const MetadataTable> metadata;
 
-    // The limits of wincodec.h apply. WINCODEC_ERR_BADHEADER for a file that does not begin as a GIF does,
-    // WINCODEC_ERR_BADIMAGE for one without frames.
+    // The limits of wincodec.h apply. WINCODEC_ERR_BADHEADER for a file that does not begin as a
+    // GIF does, WINCODEC_ERR_BADIMAGE for one without frames.
     HRESULT Scan(const GifFile& file);
 };
 

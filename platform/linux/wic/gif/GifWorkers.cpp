@@ -12,7 +12,9 @@ constexpr std::size_t thread_limit = 4;
 
 }  // namespace
 
-GifWorkers::GifWorkers() : thread_count_(std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, thread_limit)) {}
+GifWorkers::GifWorkers()
+    : thread_count_(std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, thread_limit)) {
+}
 
 GifWorkers::~GifWorkers() {
     {
@@ -50,7 +52,8 @@ void GifWorkers::WaitFor(const GifImageJob& job) {
 
 bool GifWorkers::IsDoneLocked(const GifImageJob& job) const {
     return std::find(running_.begin(), running_.end(), &job) == running_.end() &&
-           std::none_of(waiting_.begin(), waiting_.end(), [&](const auto& each) { return each.get() == &job; });
+           std::none_of(waiting_.begin(), waiting_.end(),
+                        [&](const auto& each) { return each.get() == &job; });
 }
 
 void GifWorkers::Run() {

@@ -12,7 +12,8 @@
 
 namespace Vimbrel {
 
-// One thread a core, at most 4, started with the first job. Its end waits for the jobs that were begun.
+// One thread a core, at most 4, started with the first job. Its end waits for the jobs that were
+// begun.
 class GifWorkers {
 public:
     GifWorkers();

@@ -12,9 +12,12 @@ namespace {
 
 class MetadataReader final : public ComObject<Implements<IWICMetadataQueryReader>> {
 public:
-    explicit MetadataReader(std::shared_ptr<const MetadataTable> table) : table_(std::move(table)) {}
+    explicit MetadataReader(std::shared_ptr<const MetadataTable> table)
+        : table_(std::move(table)) {}
 
-    HRESULT STDMETHODCALLTYPE GetMetadataByName(LPCWSTR path, PROPVARIANT* value) override { return table_->Read(path, value); }
+    HRESULT STDMETHODCALLTYPE GetMetadataByName(LPCWSTR path, PROPVARIANT* value) override {
+        return table_->Read(path, value);
+    }
 
 private:
     std::shared_ptr<const MetadataTable> table_;
@@ -81,14 +84,16 @@ HRESULT NormalizeMetadataPath(LPCWSTR path, std::string& key) {
     if (!path) return E_INVALIDARG;
     const std::wstring_view text(path);
     const std::size_t second = text.find(L'/', 1);
-    if (text.empty() || text[0] != L'/' || second == std::wstring_view::npos || second == 1 || second + 1 == text.size() ||
-        text.find(L'/', second + 1) != std::wstring_view::npos) {
+    if (text.empty() || text[0] != L'/' || second == std::wstring_view::npos || second == 1 ||
+        second + 1 == text.size() || text.find(L'/', second + 1) != std::wstring_view::npos) {
         return WINCODEC_ERR_INVALIDQUERYREQUEST;
     }
     key.clear();
     // A character outside ASCII is in no name of ours.
     for (const wchar_t c : text) {
-        key.push_back(c >= L'A' && c <= L'Z' ? static_cast<char>(c - L'A' + 'a') : c < 0x80 ? static_cast<char>(c) : '?');
+        key.push_back(c >= L'A' && c <= L'Z' ? static_cast<char>(c - L'A' + 'a')
+                      : c < 0x80             ? static_cast<char>(c)
+                                             : '?');
     }
     return S_OK;
 }
@@ -111,7 +116,8 @@ HRESULT MetadataTable::Read(LPCWSTR path, PROPVARIANT* value) const {
     }
 }
 
-HRESULT CreateMetadataReader(std::shared_ptr<const MetadataTable> table, IWICMetadataQueryReader** reader) {
+HRESULT CreateMetadataReader(std::shared_ptr<const MetadataTable> table,
+                             IWICMetadataQueryReader** reader) {
     *reader = MakeCom<MetadataReader>(std::move(table)).Detach();
     return S_OK;
 }

@@ -9,12 +9,18 @@ namespace Vimbrel {
 
 namespace {
 
-class MetadataWriter final : public ComObject<Implements<IWICMetadataQueryWriter, IWICMetadataQueryReader>> {
+class MetadataWriter final
+    : public ComObject<Implements<IWICMetadataQueryWriter, IWICMetadataQueryReader>> {
 public:
-    explicit MetadataWriter(std::shared_ptr<WritableMetadata> metadata) : metadata_(std::move(metadata)) {}
+    explicit MetadataWriter(std::shared_ptr<WritableMetadata> metadata)
+        : metadata_(std::move(metadata)) {}
 
-    HRESULT STDMETHODCALLTYPE GetMetadataByName(LPCWSTR path, PROPVARIANT* value) override { return metadata_->Read(path, value); }
-    HRESULT STDMETHODCALLTYPE SetMetadataByName(LPCWSTR path, const PROPVARIANT* value) override { return metadata_->Write(path, value); }
+    HRESULT STDMETHODCALLTYPE GetMetadataByName(LPCWSTR path, PROPVARIANT* value) override {
+        return metadata_->Read(path, value);
+    }
+    HRESULT STDMETHODCALLTYPE SetMetadataByName(LPCWSTR path, const PROPVARIANT* value) override {
+        return metadata_->Write(path, value);
+    }
 
 private:
     std::shared_ptr<WritableMetadata> metadata_;
@@ -28,7 +34,8 @@ HRESULT WritableMetadata::Write(LPCWSTR path, const PROPVARIANT* value) {
         std::string key;
         HRESULT hr = NormalizeMetadataPath(path, key);
         if (FAILED(hr)) return hr;
-        const auto field = std::find_if(fields_.begin(), fields_.end(), [&](const MetadataField& each) { return key == each.key; });
+        const auto field = std::find_if(fields_.begin(), fields_.end(),
+                                        [&](const MetadataField& each) { return key == each.key; });
         if (field == fields_.end()) return WINCODEC_ERR_PROPERTYNOTFOUND;
         MetadataItem item;
         hr = item.FromVariant(*value, field->type);
@@ -64,7 +71,8 @@ MetadataTable WritableMetadata::Seal() {
     return table_;
 }
 
-HRESULT CreateMetadataWriter(std::shared_ptr<WritableMetadata> metadata, IWICMetadataQueryWriter** writer) {
+HRESULT CreateMetadataWriter(std::shared_ptr<WritableMetadata> metadata,
+                             IWICMetadataQueryWriter** writer) {
     *writer = MakeCom<MetadataWriter>(std::move(metadata)).Detach();
     return S_OK;
 }

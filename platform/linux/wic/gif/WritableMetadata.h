@@ -26,12 +26,14 @@ public:
     // `fields` outlives this.
     explicit WritableMetadata(std::span<const MetadataField> fields) : fields_(fields) {}
 
-    // WINCODEC_ERR_PROPERTYNOTFOUND for an item that is not among the fields, WINCODEC_ERR_WRONGSTATE once sealed,
-    // WINCODEC_ERR_VALUEOUTOFRANGE for another number than the one that is fixed.
+    // WINCODEC_ERR_PROPERTYNOTFOUND for an item that is not among the fields,
+    // WINCODEC_ERR_WRONGSTATE once sealed, WINCODEC_ERR_VALUEOUTOFRANGE for another number than the
+    // one that is fixed.
     HRESULT Write(LPCWSTR path, const PROPVARIANT* value);
     HRESULT Read(LPCWSTR path, PROPVARIANT* value) const;
 
-    // From now on this item can only have this number. WINCODEC_ERR_VALUEOUTOFRANGE if it has another.
+    // From now on this item can only have this number. WINCODEC_ERR_VALUEOUTOFRANGE if it has
+    // another.
     HRESULT Fix(const char* key, std::uint16_t number);
 
     // No item is taken any more; returns them.
@@ -45,6 +47,7 @@ private:
     bool sealed_ = false;
 };
 
-HRESULT CreateMetadataWriter(std::shared_ptr<WritableMetadata> metadata, IWICMetadataQueryWriter** writer);
+HRESULT CreateMetadataWriter(std::shared_ptr<WritableMetadata> metadata,
+                             IWICMetadataQueryWriter** writer);
 
 }  // namespace Vimbrel

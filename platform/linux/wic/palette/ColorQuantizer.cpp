@@ -1,12 +1,13 @@
-// Boxes of the colour space are cut where that lowers the variance most, then the colours move to the means of what is nearest
-// to them. Both work on a histogram of cells, so that their cost does not depend on the picture's size.
+// Boxes of the colour space are cut where that lowers the variance most, then the colours move to
+// the means of what is nearest to them. Both work on a histogram of cells, so that their cost does
+// not depend on the picture's size.
 #include "platform/linux/wic/palette/ColorQuantizer.h"
 
 #include <array>
 #include <cmath>
 
-#include "platform/linux/wic/palette/NearestColor.h"
 #include "platform/linux/wic/Premultiplied.h"
+#include "platform/linux/wic/palette/NearestColor.h"
 
 namespace Vimbrel {
 
@@ -20,11 +21,13 @@ constexpr int half_alpha = 128;
 
 constexpr std::size_t CellOf(int b, int g, int r) {
     constexpr int shift = 8 - cell_bits;
-    return static_cast<std::size_t>((r >> shift) << (2 * cell_bits) | (g >> shift) << cell_bits | b >> shift);
+    return static_cast<std::size_t>((r >> shift) << (2 * cell_bits) | (g >> shift) << cell_bits |
+                                    b >> shift);
 }
 
 constexpr WICColor Opaque(int b, int g, int r) {
-    return 0xFF000000u | static_cast<WICColor>(r) << 16 | static_cast<WICColor>(g) << 8 | static_cast<WICColor>(b);
+    return 0xFF000000u | static_cast<WICColor>(r) << 16 | static_cast<WICColor>(g) << 8 |
+           static_cast<WICColor>(b);
 }
 
 // Sums over pixels: how many, their channels and their squared lengths.
@@ -51,12 +54,18 @@ struct Sums {
     }
     // What the mean explains of the squares. `pixels` is not 0.
     double Explained() const {
-        const auto square = [](std::uint64_t value) { return static_cast<double>(value) * static_cast<double>(value); };
+        const auto square = [](std::uint64_t value) {
+            return static_cast<double>(value) * static_cast<double>(value);
+        };
         return (square(b) + square(g) + square(r)) / static_cast<double>(pixels);
     }
-    double Variance() const { return pixels == 0 ? 0.0 : static_cast<double>(squares) - Explained(); }
+    double Variance() const {
+        return pixels == 0 ? 0.0 : static_cast<double>(squares) - Explained();
+    }
     WICColor Mean() const {
-        const auto mean = [this](std::uint64_t sum) { return static_cast<int>((sum + pixels / 2) / pixels); };
+        const auto mean = [this](std::uint64_t sum) {
+            return static_cast<int>((sum + pixels / 2) / pixels);
+        };
         return Opaque(mean(b), mean(g), mean(r));
     }
 };
@@ -112,13 +121,15 @@ struct Box {
 class BoxCutter {
 public:
     // `cells` by CellOf.
-    explicit BoxCutter(const std::vector<Sums>& cells) : cumulated_(std::size_t{side} * side * side) {
+    explicit BoxCutter(const std::vector<Sums>& cells)
+        : cumulated_(std::size_t{side} * side * side) {
         for (int r = 1; r < side; ++r) {
             std::array<Sums, side> plane{};
             for (int g = 1; g < side; ++g) {
                 Sums line;
                 for (int b = 1; b < side; ++b) {
-                    line.Add(cells[static_cast<std::size_t>(((r - 1) << cell_bits | (g - 1)) << cell_bits | (b - 1))]);
+                    line.Add(cells[static_cast<std::size_t>(
+                        ((r - 1) << cell_bits | (g - 1)) << cell_bits | (b - 1))]);
                     plane[static_cast<std::size_t>(b)].Add(line);
                     Sums& sum = cumulated_[Index(r, g, b)];
                     sum = cumulated_[Index(r - 1, g, b)];
@@ -154,7 +165,9 @@ public:
     }
 
 private:
-    static std::size_t Index(int r, int g, int b) { return static_cast<std::size_t>((r * side + g) * side + b); }
+    static std::size_t Index(int r, int g, int b) {
+        return static_cast<std::size_t>((r * side + g) * side + b);
+    }
 
     Sums SumOf(const Box& box) const {
         const auto& [r0, g0, b0] = box.low;
@@ -220,10 +233,12 @@ void Refine(const std::vector<Sums>& cells, std::vector<WICColor>& colors) {
 
 }  // namespace
 
-std::vector<WICColor> QuantizeColors(const std::uint8_t* pixels, std::size_t pixel_count, UINT count, bool straight) {
+std::vector<WICColor> QuantizeColors(const std::uint8_t* pixels, std::size_t pixel_count,
+                                     UINT count, bool straight) {
     FewColors few(count);
     bool fits = true;
-    ForEachColor(pixels, pixel_count, straight, [&](int b, int g, int r) { return fits = few.Add(Opaque(b, g, r)); });
+    ForEachColor(pixels, pixel_count, straight,
+                 [&](int b, int g, int r) { return fits = few.Add(Opaque(b, g, r)); });
     if (fits) return few.Take();
 
     std::vector<Sums> cells(cell_count);

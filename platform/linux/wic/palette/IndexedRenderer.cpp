@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
-#include "platform/linux/wic/palette/NearestColor.h"
 #include "platform/linux/wic/Premultiplied.h"
+#include "platform/linux/wic/palette/NearestColor.h"
 
 namespace Vimbrel {
 
@@ -23,17 +23,21 @@ std::optional<std::uint8_t> TransparentIndex(std::span<const WICColor> colors) {
 // The part of a pixel that its alpha decides, before any colour is matched.
 class AlphaRule {
 public:
-    AlphaRule(std::optional<std::uint8_t> transparent, double threshold_percent) : transparent_(transparent) {
+    AlphaRule(std::optional<std::uint8_t> transparent, double threshold_percent)
+        : transparent_(transparent) {
         if (!transparent) return;
-        // The first alpha that is not below the threshold; 1 at least, since a pixel of alpha 0 has no colour.
-        lowest_opaque_ = static_cast<int>(std::clamp(std::ceil(threshold_percent * 255.0 / 100.0), 1.0, 256.0));
+        // The first alpha that is not below the threshold; 1 at least, since a pixel of alpha 0 has
+        // no colour.
+        lowest_opaque_ =
+            static_cast<int>(std::clamp(std::ceil(threshold_percent * 255.0 / 100.0), 1.0, 256.0));
     }
 
     std::uint8_t Index() const { return *transparent_; }
     bool IsTransparent(int alpha) const { return alpha < lowest_opaque_; }
     void ToColor(const std::uint8_t* pixel, int (&color)[3]) const {
         const bool straight = transparent_ && pixel[3] != 255;
-        for (int i = 0; i < 3; ++i) color[i] = straight ? UndoPremultiply(pixel[i], pixel[3]) : pixel[i];
+        for (int i = 0; i < 3; ++i)
+            color[i] = straight ? UndoPremultiply(pixel[i], pixel[3]) : pixel[i];
     }
 
 private:
@@ -41,8 +45,8 @@ private:
     int lowest_opaque_ = 0;
 };
 
-void MapPlainly(const std::uint8_t* pbgra, UINT width, UINT height, const AlphaRule& alpha, NearestColor& nearest, std::uint8_t* indices,
-                std::size_t stride) {
+void MapPlainly(const std::uint8_t* pbgra, UINT width, UINT height, const AlphaRule& alpha,
+                NearestColor& nearest, std::uint8_t* indices, std::size_t stride) {
     for (UINT y = 0; y < height; ++y) {
         const std::uint8_t* pixel = pbgra + std::size_t{y} * width * 4;
         std::uint8_t* row = indices + y * stride;
@@ -53,15 +57,18 @@ void MapPlainly(const std::uint8_t* pbgra, UINT width, UINT height, const AlphaR
             }
             int color[3];
             alpha.ToColor(pixel, color);
-            row[x] = nearest.Exact(static_cast<unsigned>(color[0]), static_cast<unsigned>(color[1]), static_cast<unsigned>(color[2]));
+            row[x] = nearest.Exact(static_cast<unsigned>(color[0]), static_cast<unsigned>(color[1]),
+                                   static_cast<unsigned>(color[2]));
         }
     }
 }
 
-// Floyd and Steinberg's weights, rows in alternating directions. The sixteenth of each error that is not passed on keeps errors
-// that no colour can mend (of colours outside the palette's hull) from wandering through the picture.
-void MapDiffusing(const std::uint8_t* pbgra, UINT width, UINT height, std::span<const WICColor> colors, const AlphaRule& alpha,
-                  NearestColor& nearest, std::uint8_t* indices, std::size_t stride) {
+// Floyd and Steinberg's weights, rows in alternating directions. The sixteenth of each error that
+// is not passed on keeps errors that no colour can mend (of colours outside the palette's hull)
+// from wandering through the picture.
+void MapDiffusing(const std::uint8_t* pbgra, UINT width, UINT height,
+                  std::span<const WICColor> colors, const AlphaRule& alpha, NearestColor& nearest,
+                  std::uint8_t* indices, std::size_t stride) {
     // Sixteenths of errors for this row and the next, with a pixel of margin on both sides.
     std::vector<std::int16_t> here((std::size_t{width} + 2) * 3);
     std::vector<std::int16_t> below(here.size());
@@ -83,9 +90,11 @@ void MapDiffusing(const std::uint8_t* pbgra, UINT width, UINT height, std::span<
             int color[3];
             alpha.ToColor(pixel, color);
             const std::int16_t* error = &here[static_cast<std::size_t>(x + 1) * 3];
-            for (int c = 0; c < 3; ++c) color[c] = std::clamp(color[c] + ((error[c] + carried[c] * 7 + 8) >> 4), 0, 255);
-            const std::uint8_t index =
-                nearest.Approximate(static_cast<unsigned>(color[0]), static_cast<unsigned>(color[1]), static_cast<unsigned>(color[2]));
+            for (int c = 0; c < 3; ++c)
+                color[c] = std::clamp(color[c] + ((error[c] + carried[c] * 7 + 8) >> 4), 0, 255);
+            const std::uint8_t index = nearest.Approximate(static_cast<unsigned>(color[0]),
+                                                           static_cast<unsigned>(color[1]),
+                                                           static_cast<unsigned>(color[2]));
             row[x] = index;
             const WICColor taken = colors[index];
             std::int16_t* next = &below[static_cast<std::size_t>(x + 1) * 3];
@@ -103,8 +112,9 @@ void MapDiffusing(const std::uint8_t* pbgra, UINT width, UINT height, std::span<
 
 }  // namespace
 
-HRESULT MapToPalette(const std::uint8_t* pbgra, UINT width, UINT height, std::span<const WICColor> colors, bool diffuse,
-                     double alpha_threshold_percent, std::uint8_t* indices, std::size_t stride) {
+HRESULT MapToPalette(const std::uint8_t* pbgra, UINT width, UINT height,
+                     std::span<const WICColor> colors, bool diffuse, double alpha_threshold_percent,
+                     std::uint8_t* indices, std::size_t stride) {
     if (colors.empty() || colors.size() > 256) return E_INVALIDARG;
     try {
         NearestColor nearest(colors);
@@ -120,17 +130,20 @@ HRESULT MapToPalette(const std::uint8_t* pbgra, UINT width, UINT height, std::sp
     return S_OK;
 }
 
-HRESULT RenderIndexed(BitmapSource& source, UINT width, UINT height, IWICPalette* palette, bool diffuse, double alpha_threshold_percent,
-                      std::uint8_t* indices, std::size_t stride) {
+HRESULT RenderIndexed(BitmapSource& source, UINT width, UINT height, IWICPalette* palette,
+                      bool diffuse, double alpha_threshold_percent, std::uint8_t* indices,
+                      std::size_t stride) {
     WICColor colors[256];
     UINT count = 0;
     HRESULT hr = palette->GetColors(256, colors, &count);
     if (FAILED(hr)) return hr;
     try {
         std::vector<std::uint8_t> pbgra(std::size_t{width} * height * 4);
-        hr = source.RenderPbgra(width, height, WICBitmapInterpolationModeLinear, pbgra.data(), std::size_t{width} * 4);
+        hr = source.RenderPbgra(width, height, WICBitmapInterpolationModeLinear, pbgra.data(),
+                                std::size_t{width} * 4);
         if (FAILED(hr)) return hr;
-        return MapToPalette(pbgra.data(), width, height, {colors, count}, diffuse, alpha_threshold_percent, indices, stride);
+        return MapToPalette(pbgra.data(), width, height, {colors, count}, diffuse,
+                            alpha_threshold_percent, indices, stride);
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }

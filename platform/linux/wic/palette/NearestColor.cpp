@@ -15,8 +15,8 @@ NearestColor::NearestColor(std::span<const WICColor> colors)
         const unsigned b = colors[i] & 0xFF;
         const unsigned g = colors[i] >> 8 & 0xFF;
         const unsigned r = colors[i] >> 16 & 0xFF;
-        opaque_.push_back(
-            {static_cast<std::int16_t>(b), static_cast<std::int16_t>(g), static_cast<std::int16_t>(r), static_cast<std::uint8_t>(i)});
+        opaque_.push_back({static_cast<std::int16_t>(b), static_cast<std::int16_t>(g),
+                           static_cast<std::int16_t>(r), static_cast<std::uint8_t>(i)});
         const std::size_t cell = CellOf(b, g, r);
         if (taken[cell]) cells_[cell] = crowded;
         taken[cell] = true;
@@ -59,9 +59,11 @@ std::uint8_t NearestColor::Search(unsigned b, unsigned g, unsigned r) {
     return index;
 }
 
-// A colour whose nearest point in the block is farther than another's farthest is never the answer there.
+// A colour whose nearest point in the block is farther than another's farthest is never the answer
+// there.
 void NearestColor::FillBlock(std::size_t block) {
-    const std::size_t rows[] = {block % block_rows, block / block_rows % block_rows, block / (block_rows * block_rows)};
+    const std::size_t rows[] = {block % block_rows, block / block_rows % block_rows,
+                                block / (block_rows * block_rows)};
     const std::size_t count = opaque_.size();
     const auto distance = [&](const auto& table, std::size_t i) {
         return table[0][rows[0]][i] + table[1][rows[1]][i] + table[2][rows[2]][i];
@@ -79,7 +81,8 @@ std::uint8_t NearestColor::FillCell(std::size_t cell) {
     constexpr unsigned shift = 8 - cell_bits;
     constexpr std::size_t mask = (std::size_t{1} << cell_bits) - 1;
     const auto middle = [&](int channel) {
-        return static_cast<unsigned>(cell >> (channel * cell_bits) & mask) << shift | 1u << (shift - 1);
+        return static_cast<unsigned>(cell >> (channel * cell_bits) & mask) << shift |
+               1u << (shift - 1);
     };
     const std::uint8_t index = Search(middle(0), middle(1), middle(2));
     cells_[cell] = index;

@@ -11,8 +11,9 @@
 
 namespace Vimbrel {
 
-// Distances are Euclidean in RGB; of equally near colours the first wins, so results do not depend on the order of the
-// questions. Colours that are not opaque are never an answer (index 0 is, if there is no other). Not for several threads.
+// Distances are Euclidean in RGB; of equally near colours the first wins, so results do not depend
+// on the order of the questions. Colours that are not opaque are never an answer (index 0 is, if
+// there is no other). Not for several threads.
 class NearestColor {
 public:
     // 1 to 256 colours.
@@ -25,8 +26,9 @@ public:
         return recent.index;
     }
 
-    // The answer for the middle of a small cell around the colour, unless several colours of the palette share that cell: error
-    // diffusion repairs the difference, and most questions cost one look into a table.
+    // The answer for the middle of a small cell around the colour, unless several colours of the
+    // palette share that cell: error diffusion repairs the difference, and most questions cost one
+    // look into a table.
     std::uint8_t Approximate(unsigned b, unsigned g, unsigned r) {
         const std::size_t cell = CellOf(b, g, r);
         const std::uint16_t known = cells_[cell];
@@ -47,7 +49,8 @@ private:
 
     static constexpr std::size_t CellOf(unsigned b, unsigned g, unsigned r) {
         constexpr unsigned shift = 8 - cell_bits;
-        return std::size_t{r >> shift} << (2 * cell_bits) | std::size_t{g >> shift} << cell_bits | b >> shift;
+        return std::size_t{r >> shift} << (2 * cell_bits) | std::size_t{g >> shift} << cell_bits |
+               b >> shift;
     }
 
     // A coarser cell, with the colours that can be nearest to anything in it.
@@ -60,7 +63,8 @@ private:
 
     static constexpr std::size_t BlockOf(unsigned b, unsigned g, unsigned r) {
         constexpr unsigned shift = 8 - block_bits;
-        return std::size_t{r >> shift} << (2 * block_bits) | std::size_t{g >> shift} << block_bits | b >> shift;
+        return std::size_t{r >> shift} << (2 * block_bits) | std::size_t{g >> shift} << block_bits |
+               b >> shift;
     }
 
     std::uint8_t Search(unsigned b, unsigned g, unsigned r);
@@ -75,7 +79,8 @@ private:
     };
 
     std::vector<Candidate> opaque_;
-    // Squared distances along one channel from each opaque colour to the nearest and the farthest value of each row of blocks.
+    // Squared distances along one channel from each opaque colour to the nearest and the farthest
+    // value of each row of blocks.
     std::array<std::array<std::array<std::int32_t, 256>, block_rows>, 3> nearest_;
     std::array<std::array<std::array<std::int32_t, 256>, block_rows>, 3> farthest_;
     std::vector<Block> blocks_;

@@ -17,19 +17,23 @@ constexpr UINT color_limit = 256;
 HRESULT Palette::InitializeCustom(WICColor* colors, UINT color_count) {
     if (!colors || color_count == 0 || color_count > color_limit) return E_INVALIDARG;
     try {
-        colors_ = std::make_shared<PaletteColors>(std::vector<WICColor>(colors, colors + color_count));
+        colors_ =
+            std::make_shared<PaletteColors>(std::vector<WICColor>(colors, colors + color_count));
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }
     return S_OK;
 }
 
-HRESULT Palette::InitializeFromBitmap(IWICBitmapSource* surface, UINT color_count, BOOL add_transparent) {
-    if (!surface || color_count == 0 || color_count > color_limit || !AsBitmapSource(surface)) return E_INVALIDARG;
+HRESULT Palette::InitializeFromBitmap(IWICBitmapSource* surface, UINT color_count,
+                                      BOOL add_transparent) {
+    if (!surface || color_count == 0 || color_count > color_limit || !AsBitmapSource(surface))
+        return E_INVALIDARG;
     try {
         ComPtr<IWICBitmapSource> bitmap(surface);
         const bool unchanging = static_cast<bool>(bitmap.As<IWICBitmap>());
-        auto colors = std::make_shared<PaletteColors>(std::move(bitmap), color_count, add_transparent != FALSE);
+        auto colors = std::make_shared<PaletteColors>(std::move(bitmap), color_count,
+                                                      add_transparent != FALSE);
         if (!unchanging) {
             const std::vector<WICColor>* found = nullptr;
             const HRESULT hr = colors->Get(&found);

@@ -12,8 +12,10 @@ namespace Vimbrel {
 class Palette final : public ComObject<Implements<IWICPalette>> {
 public:
     HRESULT STDMETHODCALLTYPE InitializeCustom(WICColor* colors, UINT color_count) override;
-    // A bitmap in memory is only looked at when the colours are needed, which may be on another thread.
-    HRESULT STDMETHODCALLTYPE InitializeFromBitmap(IWICBitmapSource* surface, UINT color_count, BOOL add_transparent) override;
+    // A bitmap in memory is only looked at when the colours are needed, which may be on another
+    // thread.
+    HRESULT STDMETHODCALLTYPE InitializeFromBitmap(IWICBitmapSource* surface, UINT color_count,
+                                                   BOOL add_transparent) override;
     HRESULT STDMETHODCALLTYPE GetColorCount(UINT* count) override;
     HRESULT STDMETHODCALLTYPE GetColors(UINT color_count, WICColor* colors, UINT* actual) override;
     HRESULT STDMETHODCALLTYPE HasAlpha(BOOL* has_alpha) override;

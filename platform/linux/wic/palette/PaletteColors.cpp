@@ -19,7 +19,8 @@ constexpr WICColor opaque_black = 0xFF000000u;
 }  // namespace
 
 PaletteColors::PaletteColors(std::vector<WICColor> colors)
-    : has_alpha_(std::any_of(colors.begin(), colors.end(), [](WICColor color) { return color >> 24 != 0xFF; })),
+    : has_alpha_(std::any_of(colors.begin(), colors.end(),
+                             [](WICColor color) { return color >> 24 != 0xFF; })),
       colors_(std::move(colors)) {}
 
 PaletteColors::PaletteColors(ComPtr<IWICBitmapSource> bitmap, UINT count, bool add_transparent)
@@ -52,7 +53,8 @@ HRESULT PaletteColors::Quantize() {
     }
     const std::size_t pixel_count = std::size_t{width} * height;
     std::vector<std::uint8_t> pbgra(pixel_count * 4);
-    const HRESULT hr = source->RenderPbgra(width, height, WICBitmapInterpolationModeNearestNeighbor, pbgra.data(), std::size_t{width} * 4);
+    const HRESULT hr = source->RenderPbgra(width, height, WICBitmapInterpolationModeNearestNeighbor,
+                                           pbgra.data(), std::size_t{width} * 4);
     if (FAILED(hr)) return hr;
 
     const UINT opaque = has_alpha_ ? count_ - 1 : count_;

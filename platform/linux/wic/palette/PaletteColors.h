@@ -10,11 +10,13 @@
 
 namespace Vimbrel {
 
-// Never changes once made, and may be shared by threads: a palette that is set up anew takes other colours.
+// Never changes once made, and may be shared by threads: a palette that is set up anew takes other
+// colours.
 class PaletteColors {
 public:
     explicit PaletteColors(std::vector<WICColor> colors);
-    // The best colours of a bitmap, whose pixels do not change and which is let go after the first Get.
+    // The best colours of a bitmap, whose pixels do not change and which is let go after the first
+    // Get.
     PaletteColors(ComPtr<IWICBitmapSource> bitmap, UINT count, bool add_transparent);
     PaletteColors(const PaletteColors&) = delete;
     PaletteColors& operator=(const PaletteColors&) = delete;

@@ -14,7 +14,9 @@ public:
 
     const std::uint8_t* Data() const { return data_; }
     std::size_t Size() const { return size_; }
-    bool Has(std::uint64_t offset, std::uint64_t count) const { return offset <= size_ && count <= size_ - offset; }
+    bool Has(std::uint64_t offset, std::uint64_t count) const {
+        return offset <= size_ && count <= size_ - offset;
+    }
     bool StartsWith(const void* bytes, std::size_t count, std::size_t offset = 0) const {
         return Has(offset, count) && std::memcmp(data_ + offset, bytes, count) == 0;
     }

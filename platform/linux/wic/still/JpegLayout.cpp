@@ -18,8 +18,8 @@ bool IsFrameHeader(std::uint32_t marker) {
     return marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
 }
 
-// Place of the next marker's code, or the file's size: over coded data with its stuffed zeros and restart marks, and over
-// anything else that is no marker.
+// Place of the next marker's code, or the file's size: over coded data with its stuffed zeros and
+// restart marks, and over anything else that is no marker.
 std::size_t FindMarker(ByteView file, std::size_t at) {
     while (at < file.Size()) {
         const void* found = std::memchr(file.Data() + at, 0xFF, file.Size() - at);
@@ -32,8 +32,8 @@ std::size_t FindMarker(ByteView file, std::size_t at) {
     return file.Size();
 }
 
-// Whether the codes of each table of the segment fit their lengths. The decoder writes to stderr, past every context, where
-// they do not.
+// Whether the codes of each table of the segment fit their lengths. The decoder writes to stderr,
+// past every context, where they do not.
 bool HasSoundTables(ByteView file, std::size_t at, std::size_t end) {
     while (at < end) {
         std::uint32_t code = 0;
@@ -67,7 +67,8 @@ HRESULT ReadJpegLayout(ByteView file, StillLayout* layout) {
             for (const bool missing : unseen) {
                 if (missing) return WINCODEC_ERR_BADIMAGE;
             }
-            // Without the maker's mark the four components are inks as the standard has them, not inverted.
+            // Without the maker's mark the four components are inks as the standard has them, not
+            // inverted.
             layout->plain_inks = components == 4 && !adobe;
             layout->opaque = true;
             return S_OK;
@@ -81,13 +82,16 @@ HRESULT ReadJpegLayout(ByteView file, StillLayout* layout) {
             components = file.U8(at + 8);
             const HRESULT hr = CheckPictureSize(layout->width, layout->height);
             if (FAILED(hr)) return hr;
-            if (components == 0 || components > 4 || size < 8 + 3 * components) return WINCODEC_ERR_BADHEADER;
-            for (std::uint32_t i = 0; i < components; ++i) unseen[file.U8(at + 9 + std::size_t{3} * i)] = true;
+            if (components == 0 || components > 4 || size < 8 + 3 * components)
+                return WINCODEC_ERR_BADHEADER;
+            for (std::uint32_t i = 0; i < components; ++i)
+                unseen[file.U8(at + 9 + std::size_t{3} * i)] = true;
         } else if (marker == huffman_tables) {
             if (!HasSoundTables(file, at + 3, at + 1 + size)) return WINCODEC_ERR_BADIMAGE;
         } else if (marker == start_of_scan) {
             const std::uint32_t count = file.U8(at + 3);
-            for (std::uint32_t i = 0; i < count; ++i) unseen[file.U8(at + 4 + std::size_t{2} * i)] = false;
+            for (std::uint32_t i = 0; i < count; ++i)
+                unseen[file.U8(at + 4 + std::size_t{2} * i)] = false;
         } else if (marker == adobe_segment && file.StartsWith("Adobe", 5, at + 3)) {
             adobe = true;
         }

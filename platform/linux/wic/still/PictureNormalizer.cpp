@@ -20,7 +20,9 @@ std::uint8_t Multiply(unsigned color, unsigned alpha) {
     const unsigned product = color * alpha + 128;
     return static_cast<std::uint8_t>((product + (product >> 8)) >> 8);
 }
-std::uint8_t Narrow(std::uint32_t sample) { return static_cast<std::uint8_t>((sample * 255 + 32767) / 65535); }
+std::uint8_t Narrow(std::uint32_t sample) {
+    return static_cast<std::uint8_t>((sample * 255 + 32767) / 65535);
+}
 std::uint8_t MultiplyNarrow(std::uint64_t color, std::uint64_t alpha) {
     constexpr std::uint64_t divisor = std::uint64_t{65535} * 257;
     return static_cast<std::uint8_t>((color * alpha + divisor / 2) / divisor);
@@ -83,7 +85,8 @@ std::uint8_t* Row(const AVFrame& frame, int plane, int y) {
     return frame.data[plane] + static_cast<std::ptrdiff_t>(frame.linesize[plane]) * y;
 }
 
-// Samples before sample, in the frame's own memory: the 8-bit sample never lies behind the one that is read.
+// Samples before sample, in the frame's own memory: the 8-bit sample never lies behind the one that
+// is read.
 void NarrowSamples(AVFrame& frame, bool big_endian, int planes, int row_samples) {
     const auto load = [big_endian](const std::uint8_t* at) {
         return static_cast<std::uint32_t>(big_endian ? at[0] << 8 | at[1] : at[1] << 8 | at[0]);
@@ -96,7 +99,8 @@ void NarrowSamples(AVFrame& frame, bool big_endian, int planes, int row_samples)
     }
 }
 
-// The same with the colours multiplied on the way, at 16 bits. `color` and `alpha` step through a row's samples.
+// The same with the colours multiplied on the way, at 16 bits. `color` and `alpha` step through a
+// row's samples.
 void NarrowMultiplied(AVFrame& frame, bool big_endian, bool planar, int components) {
     const auto load = [big_endian](const std::uint8_t* at) {
         return static_cast<std::uint32_t>(big_endian ? at[0] << 8 | at[1] : at[1] << 8 | at[0]);
@@ -104,31 +108,36 @@ void NarrowMultiplied(AVFrame& frame, bool big_endian, bool planar, int componen
     const std::ptrdiff_t step = planar ? 1 : components;
     for (int y = 0; y < frame.height; ++y) {
         std::array<std::uint8_t*, 4> rows{};
-        for (int c = 0; c < components; ++c) rows[static_cast<std::size_t>(c)] = planar ? Row(frame, c, y) : Row(frame, 0, y);
+        for (int c = 0; c < components; ++c)
+            rows[static_cast<std::size_t>(c)] = planar ? Row(frame, c, y) : Row(frame, 0, y);
         for (std::ptrdiff_t x = 0; x < frame.width; ++x) {
             std::array<std::uint32_t, 4> samples{};
             for (std::ptrdiff_t c = 0; c < components; ++c) {
-                samples[static_cast<std::size_t>(c)] = load(rows[static_cast<std::size_t>(c)] + 2 * (x * step + (planar ? 0 : c)));
+                samples[static_cast<std::size_t>(c)] =
+                    load(rows[static_cast<std::size_t>(c)] + 2 * (x * step + (planar ? 0 : c)));
             }
             const std::uint32_t alpha = samples[static_cast<std::size_t>(components - 1)];
             for (std::ptrdiff_t c = 0; c < components - 1; ++c) {
                 rows[static_cast<std::size_t>(c)][x * step + (planar ? 0 : c)] =
                     MultiplyNarrow(samples[static_cast<std::size_t>(c)], alpha);
             }
-            rows[static_cast<std::size_t>(components - 1)][x * step + (planar ? 0 : components - 1)] = Narrow(alpha);
+            rows[static_cast<std::size_t>(components - 1)]
+                [x * step + (planar ? 0 : components - 1)] = Narrow(alpha);
         }
     }
 }
 
 void NarrowFrame(AVFrame& frame, AVPixelFormat narrow, bool multiply) {
-    const AVPixFmtDescriptor& descriptor = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const AVPixFmtDescriptor& descriptor =
+        *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
     const bool big_endian = (descriptor.flags & AV_PIX_FMT_FLAG_BE) != 0;
     const bool planar = (descriptor.flags & AV_PIX_FMT_FLAG_PLANAR) != 0;
     const int components = descriptor.nb_components;
     if (multiply && (descriptor.flags & AV_PIX_FMT_FLAG_ALPHA)) {
         NarrowMultiplied(frame, big_endian, planar, components);
     } else {
-        NarrowSamples(frame, big_endian, planar ? components : 1, planar ? frame.width : frame.width * components);
+        NarrowSamples(frame, big_endian, planar ? components : 1,
+                      planar ? frame.width : frame.width * components);
     }
     frame.format = narrow;
 }
@@ -162,7 +171,8 @@ void MultiplyPalette(AVFrame& frame) {
         const std::uint32_t color = colors[i];
         const std::uint32_t alpha = color >> 24;
         colors[i] = alpha << 24 | std::uint32_t{Multiply(color >> 16 & 255, alpha)} << 16 |
-                    std::uint32_t{Multiply(color >> 8 & 255, alpha)} << 8 | Multiply(color & 255, alpha);
+                    std::uint32_t{Multiply(color >> 8 & 255, alpha)} << 8 |
+                    Multiply(color & 255, alpha);
     }
 }
 
@@ -207,10 +217,13 @@ HRESULT MultiplyFrame(FfmpegPtr<AVFrame>& frame) {
             break;
     }
     // YUV cannot be multiplied as it is.
-    FfmpegPtr<AVFrame> bgra = AllocateBgra(static_cast<UINT>(frame->width), static_cast<UINT>(frame->height));
+    FfmpegPtr<AVFrame> bgra =
+        AllocateBgra(static_cast<UINT>(frame->width), static_cast<UINT>(frame->height));
     if (!bgra) return E_OUTOFMEMORY;
-    const HRESULT hr = RenderFrame(*frame, static_cast<UINT>(frame->width), static_cast<UINT>(frame->height),
-                                   WICBitmapInterpolationModeNearestNeighbor, bgra->data[0], static_cast<std::size_t>(bgra->linesize[0]));
+    const HRESULT hr =
+        RenderFrame(*frame, static_cast<UINT>(frame->width), static_cast<UINT>(frame->height),
+                    WICBitmapInterpolationModeNearestNeighbor, bgra->data[0],
+                    static_cast<std::size_t>(bgra->linesize[0]));
     if (FAILED(hr)) return hr;
     MultiplyPacked<3, 3>(*bgra);
     frame = std::move(bgra);
@@ -234,7 +247,8 @@ HRESULT NormalizePicture(FfmpegPtr<AVFrame>& frame, const StillLayout& layout) {
         return S_OK;
     }
     if (layout.opaque) frame->format = WithoutAlpha(static_cast<AVPixelFormat>(frame->format));
-    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame->format));
+    const AVPixFmtDescriptor* descriptor =
+        av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame->format));
     if (!descriptor) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
     return multiply && (descriptor->flags & AV_PIX_FMT_FLAG_ALPHA) ? MultiplyFrame(frame) : S_OK;
 }

@@ -8,9 +8,10 @@
 
 namespace Vimbrel {
 
-// Brings `frame` to at most 8 bits a sample where it is not YUV, and colours that are multiplied with alpha, so that scaling
-// does not bring forth the colours of transparent pixels. Works in the frame's own memory wherever the pixel format allows
-// it: the picture is the largest thing there is.
+// Brings `frame` to at most 8 bits a sample where it is not YUV, and colours that are multiplied
+// with alpha, so that scaling does not bring forth the colours of transparent pixels. Works in the
+// frame's own memory wherever the pixel format allows it: the picture is the largest thing there
+// is.
 HRESULT NormalizePicture(FfmpegPtr<AVFrame>& frame, const StillLayout& layout);
 
 }  // namespace Vimbrel

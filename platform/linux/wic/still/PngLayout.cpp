@@ -10,7 +10,8 @@ HRESULT ReadPngLayout(ByteView file, StillLayout* layout) {
     constexpr std::uint32_t end_crc = 0xAE426082;
     constexpr std::uint32_t palette_color = 3;
 
-    if (file.Be32(8) != 13 || file.Be32(12) != header || !file.Has(16, 17)) return WINCODEC_ERR_BADHEADER;
+    if (file.Be32(8) != 13 || file.Be32(12) != header || !file.Has(16, 17))
+        return WINCODEC_ERR_BADHEADER;
     layout->width = file.Be32(16);
     layout->height = file.Be32(20);
     const HRESULT hr = CheckPictureSize(layout->width, layout->height);
@@ -25,7 +26,8 @@ HRESULT ReadPngLayout(ByteView file, StillLayout* layout) {
         const std::uint32_t size = file.Be32(at);
         const std::uint32_t type = file.Be32(at + 4);
         if (type == end) {
-            return size == 0 && file.Be32(at + 8) == end_crc && has_data ? S_OK : WINCODEC_ERR_BADIMAGE;
+            return size == 0 && file.Be32(at + 8) == end_crc && has_data ? S_OK
+                                                                         : WINCODEC_ERR_BADIMAGE;
         }
         if (type == data) has_data = true;
         // Alpha is made from the colour after the rows are read, and so for missing rows too.

@@ -17,10 +17,12 @@ public:
     }
 };
 
-// Holds the file until its picture is decoded, and the picture from then on: never both for longer than the decoding.
+// Holds the file until its picture is decoded, and the picture from then on: never both for longer
+// than the decoding.
 class StillDecoder final : public ComObject<Implements<IWICBitmapDecoder>> {
 public:
-    StillDecoder(const StillLayout& layout, FfmpegPtr<AVPacket> file) : layout_(layout), file_(std::move(file)) {}
+    StillDecoder(const StillLayout& layout, FfmpegPtr<AVPacket> file)
+        : layout_(layout), file_(std::move(file)) {}
 
     HRESULT STDMETHODCALLTYPE GetContainerFormat(GUID* format) override {
         if (!format) return E_INVALIDARG;

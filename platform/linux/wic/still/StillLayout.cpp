@@ -69,9 +69,10 @@ HRESULT ReadStillLayout(ByteView file, StillLayout* layout) {
 
 HRESULT CheckPictureSize(std::uint64_t width, std::uint64_t height) {
     if (width == 0 || height == 0) return WINCODEC_ERR_BADHEADER;
-    if (width > INT_MAX || height > INT_MAX || width * height > picture_pixel_limit) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
-    // FFmpeg's own bound, which is a little nearer: the bytes of a picture with a margin must fit an int. Tested here because
-    // FFmpeg writes of it to stderr past every context.
+    if (width > INT_MAX || height > INT_MAX || width * height > picture_pixel_limit)
+        return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+    // FFmpeg's own bound, which is a little nearer: the bytes of a picture with a margin must fit
+    // an int. Tested here because FFmpeg writes of it to stderr past every context.
     if ((width + 128) * 8 * (height + 128) >= INT_MAX) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
     return S_OK;
 }

@@ -27,7 +27,8 @@ namespace {
 
 class File {
 public:
-    explicit File(const std::string& path) : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+    explicit File(const std::string& path)
+        : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
     ~File() {
         if (descriptor_ >= 0) close(descriptor_);
     }
@@ -52,19 +53,24 @@ private:
     int descriptor_;
 };
 
-std::uint8_t* LastRow(const AVFrame& frame) { return frame.data[0] + static_cast<std::ptrdiff_t>(frame.linesize[0]) * (frame.height - 1); }
+std::uint8_t* LastRow(const AVFrame& frame) {
+    return frame.data[0] + static_cast<std::ptrdiff_t>(frame.linesize[0]) * (frame.height - 1);
+}
 
 // Gives the decoder a picture whose last row is zeros.
 int ClearLastRow(AVCodecContext* context, AVFrame* frame, int flags) {
     const int error = avcodec_default_get_buffer2(context, frame, flags);
-    if (error >= 0) std::memset(LastRow(*frame), 0, static_cast<std::size_t>(std::abs(frame->linesize[0])));
+    if (error >= 0)
+        std::memset(LastRow(*frame), 0, static_cast<std::size_t>(std::abs(frame->linesize[0])));
     return error;
 }
 
 bool LastRowIsClear(const AVFrame& frame) {
-    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const AVPixFmtDescriptor* descriptor =
+        av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
     const std::uint8_t* row = LastRow(frame);
-    const std::ptrdiff_t size = (std::ptrdiff_t{av_get_padded_bits_per_pixel(descriptor)} * frame.width + 7) / 8;
+    const std::ptrdiff_t size =
+        (std::ptrdiff_t{av_get_padded_bits_per_pixel(descriptor)} * frame.width + 7) / 8;
     return std::all_of(row, row + size, [](std::uint8_t byte) { return byte == 0; });
 }
 
@@ -90,15 +96,17 @@ HRESULT Decode(const StillLayout& layout, AVPacket* file, FfmpegPtr<AVFrame>* pi
     }
     if (error < 0) return ResultFromFfmpeg(error, "decoding a still");
     const bool damaged = frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT);
-    if (damaged || static_cast<UINT>(frame->width) != layout.width || static_cast<UINT>(frame->height) != layout.height) {
+    if (damaged || static_cast<UINT>(frame->width) != layout.width ||
+        static_cast<UINT>(frame->height) != layout.height) {
         return ResultFromFfmpeg(AVERROR_INVALIDDATA, "checking the still");
     }
     *picture = std::move(frame);
     return S_OK;
 }
 
-// FFmpeg's PNG decoder takes data that ends early for a whole picture. A last row with something in it shows that it does not;
-// else the data is inflated once more and counted, which would be a waste for every picture.
+// FFmpeg's PNG decoder takes data that ends early for a whole picture. A last row with something in
+// it shows that it does not; else the data is inflated once more and counted, which would be a
+// waste for every picture.
 HRESULT DecodePng(const StillLayout& layout, AVPacket* file, FfmpegPtr<AVFrame>* picture) {
     const HRESULT hr = Decode(layout, file, picture);
     if (FAILED(hr)) return hr;
@@ -125,7 +133,8 @@ HRESULT ReadStillFile(const std::string& path, StillLayout* layout, FfmpegPtr<AV
     hr = IdentifyStill(ByteView(start.data(), started), layout);
     if (FAILED(hr)) return hr;
 
-    if (status.st_size > INT_MAX - AV_INPUT_BUFFER_PADDING_SIZE) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+    if (status.st_size > INT_MAX - AV_INPUT_BUFFER_PADDING_SIZE)
+        return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
     const std::size_t size = std::max(static_cast<std::size_t>(status.st_size), started);
     FfmpegPtr<AVPacket> packet(av_packet_alloc());
     if (!packet || av_new_packet(packet.get(), static_cast<int>(size)) < 0) return E_OUTOFMEMORY;
@@ -142,7 +151,8 @@ HRESULT ReadStillFile(const std::string& path, StillLayout* layout, FfmpegPtr<AV
 }
 
 HRESULT DecodeStill(const StillLayout& layout, AVPacket* file, FfmpegPtr<AVFrame>* picture) {
-    const HRESULT hr = layout.codec == AV_CODEC_ID_PNG ? DecodePng(layout, file, picture) : Decode(layout, file, picture);
+    const HRESULT hr = layout.codec == AV_CODEC_ID_PNG ? DecodePng(layout, file, picture)
+                                                       : Decode(layout, file, picture);
     return FAILED(hr) ? hr : NormalizePicture(*picture, layout);
 }
 

@@ -13,8 +13,12 @@ class TiffReader {
 public:
     explicit TiffReader(ByteView file) : file_(file), big_endian_(file.U8(0) == 'M') {}
 
-    std::uint32_t U16(std::uint64_t at) const { return big_endian_ ? file_.Be16(at) : file_.Le16(at); }
-    std::uint32_t U32(std::uint64_t at) const { return big_endian_ ? file_.Be32(at) : file_.Le32(at); }
+    std::uint32_t U16(std::uint64_t at) const {
+        return big_endian_ ? file_.Be16(at) : file_.Le16(at);
+    }
+    std::uint32_t U32(std::uint64_t at) const {
+        return big_endian_ ? file_.Be32(at) : file_.Le32(at);
+    }
 
     // Of the directory at `at`.
     std::uint64_t Next(std::uint64_t at) const { return U32(at + 2 + std::uint64_t{12} * U16(at)); }
@@ -57,8 +61,9 @@ std::uint64_t ValueSize(std::uint32_t type) {
     return type < sizes.size() ? sizes[type] : 0;
 }
 
-// Whether the file holds all that the directory at `at` points to. `budget` falls by what was looked at: parts of a sound
-// file do not overlap, so that there is not more of it than the file has bytes.
+// Whether the file holds all that the directory at `at` points to. `budget` falls by what was
+// looked at: parts of a sound file do not overlap, so that there is not more of it than the file
+// has bytes.
 bool HasDirectory(TiffReader& tiff, ByteView file, std::uint64_t at, std::uint64_t* budget) {
     const std::uint32_t entries = tiff.U16(at);
     if (!file.Has(at, 2 + std::uint64_t{12} * entries + 4) || entries >= *budget) return false;
@@ -100,9 +105,11 @@ HRESULT CheckPlainStrips(TiffReader& tiff, std::uint64_t directory, const StillL
     const std::uint32_t bits = tiff.First(directory, 258, 1);
     const bool planar = tiff.First(directory, 284, 1) == 2;
     const std::uint64_t row = (std::uint64_t{layout.width} * bits * (planar ? 1 : samples) + 7) / 8;
-    const std::uint64_t strip_rows = std::clamp<std::uint64_t>(tiff.First(directory, 278, layout.height), 1, layout.height);
+    const std::uint64_t strip_rows =
+        std::clamp<std::uint64_t>(tiff.First(directory, 278, layout.height), 1, layout.height);
     const std::uint64_t strips = (layout.height + strip_rows - 1) / strip_rows;
-    if (!tiff.Find(directory, 279)) return S_OK;  // the decoder takes all up to the file's end, and tests that
+    if (!tiff.Find(directory, 279))
+        return S_OK;  // the decoder takes all up to the file's end, and tests that
     const std::uint64_t parts = strips * (planar ? samples : 1);
     if (tiff.Count() < parts) return WINCODEC_ERR_BADIMAGE;
     for (std::uint64_t i = 0; i < parts; ++i) {
@@ -125,15 +132,18 @@ HRESULT ReadTiffLayout(ByteView file, StillLayout* layout) {
 
     TiffReader tiff(file);
     const std::uint64_t first = tiff.U32(4);
-    if (!file.Has(first, 2) || !file.Has(first, 2 + std::uint64_t{12} * tiff.U16(first) + 4)) return WINCODEC_ERR_BADHEADER;
+    if (!file.Has(first, 2) || !file.Has(first, 2 + std::uint64_t{12} * tiff.U16(first) + 4))
+        return WINCODEC_ERR_BADHEADER;
     if (tiff.Find(first, 256) && tiff.Count() == 1) layout->width = tiff.Value(0);
     if (tiff.Find(first, 257) && tiff.Count() == 1) layout->height = tiff.Value(0);
     HRESULT hr = CheckPictureSize(layout->width, layout->height);
     if (FAILED(hr)) return hr;
     const std::uint32_t compression = tiff.First(first, 259, uncompressed);
-    if (compression == old_jpeg || compression == new_jpeg || tiff.Find(first, raw_camera_version)) return WINCODEC_ERR_COMPONENTNOTFOUND;
+    if (compression == old_jpeg || compression == new_jpeg || tiff.Find(first, raw_camera_version))
+        return WINCODEC_ERR_COMPONENTNOTFOUND;
 
-    if (tiff.First(first, 339, unsigned_samples) != unsigned_samples) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+    if (tiff.First(first, 339, unsigned_samples) != unsigned_samples)
+        return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
 
     hr = CheckPages(tiff, file, first, &layout->pages);
     if (FAILED(hr)) return hr;
@@ -146,7 +156,8 @@ HRESULT ReadTiffLayout(ByteView file, StillLayout* layout) {
 
 void TrimTiffDirectory(std::uint8_t* bytes, std::size_t size) {
     // Sizes, samples, compression and its options, strips, predictor, colour map, chroma.
-    constexpr std::array<std::uint32_t, 17> kept = {256, 257, 258, 259, 262, 266, 273, 277, 278, 279, 284, 292, 293, 317, 320, 530, 532};
+    constexpr std::array<std::uint32_t, 17> kept = {256, 257, 258, 259, 262, 266, 273, 277, 278,
+                                                    279, 284, 292, 293, 317, 320, 530, 532};
 
     const TiffReader tiff(ByteView(bytes, size));
     const std::uint64_t directory = tiff.U32(4);
@@ -158,7 +169,8 @@ void TrimTiffDirectory(std::uint8_t* bytes, std::size_t size) {
         const std::uint64_t from = directory + 2 + std::uint64_t{12} * i;
         const auto found = std::find(kept.begin(), kept.end(), tiff.U16(from));
         if (found == kept.end()) continue;
-        // Of a tag that stands twice the first counts, as in the layout; the decoder would take the last.
+        // Of a tag that stands twice the first counts, as in the layout; the decoder would take the
+        // last.
         if (std::exchange(seen[static_cast<std::size_t>(found - kept.begin())], true)) continue;
         std::memmove(to, bytes + from, 12);
         to += 12;

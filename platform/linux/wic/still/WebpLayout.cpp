@@ -26,8 +26,11 @@ HRESULT ReadWebpLayout(ByteView file, StillLayout* layout) {
             if (size < 10 && !(type == lossless && size >= 5)) return WINCODEC_ERR_BADIMAGE;
             const std::uint32_t packed = file.Le32(body + 1);
             layout->width = type == lossy ? file.Le16(body + 6) & 0x3FFF : (packed & 0x3FFF) + 1;
-            layout->height = type == lossy ? file.Le16(body + 8) & 0x3FFF : (packed >> 14 & 0x3FFF) + 1;
-            if (canvas_width != 0 && (canvas_width != layout->width || canvas_height != layout->height)) return WINCODEC_ERR_BADIMAGE;
+            layout->height =
+                type == lossy ? file.Le16(body + 8) & 0x3FFF : (packed >> 14 & 0x3FFF) + 1;
+            if (canvas_width != 0 &&
+                (canvas_width != layout->width || canvas_height != layout->height))
+                return WINCODEC_ERR_BADIMAGE;
             return CheckPictureSize(layout->width, layout->height);
         }
         at = body + size + (size & 1);

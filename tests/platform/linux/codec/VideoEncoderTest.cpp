@@ -23,7 +23,8 @@ TEST(VideoEncoder, PassesOverWhatDoesNotWork) {
         SCOPED_TRACE(each.codec);
         std::unique_ptr<VideoEncoder> encoder;
         testing::internal::CaptureStderr();
-        const HRESULT hr = VideoEncoder::Open({64, 48, 25, 1}, {64, 48, 25, 1, 100'000, 77}, {&each, 1}, encoder);
+        const HRESULT hr =
+            VideoEncoder::Open({64, 48, 25, 1}, {64, 48, 25, 1, 100'000, 77}, {&each, 1}, encoder);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         ASSERT_EQ(hr, S_OK);
         EXPECT_STREQ(encoder->CodecName(), "libx264");
@@ -33,10 +34,13 @@ TEST(VideoEncoder, PassesOverWhatDoesNotWork) {
 
 // With an encoder that takes the form of frames that hardware does.
 TEST(VideoEncoder, TakesTheFirstThatWorks) {
-    constexpr HardwareEncoder working = {"libx264", "/dev/null", AV_HWDEVICE_TYPE_NONE, AV_PIX_FMT_NV12};
+    constexpr HardwareEncoder working = {"libx264", "/dev/null", AV_HWDEVICE_TYPE_NONE,
+                                         AV_PIX_FMT_NV12};
     const Scene scene;
     std::unique_ptr<VideoEncoder> encoder;
-    ASSERT_EQ(VideoEncoder::Open({64, 48, 25, 1}, {128, 96, 25, 1, 400'000, 77}, {&working, 1}, encoder), S_OK);
+    ASSERT_EQ(
+        VideoEncoder::Open({64, 48, 25, 1}, {128, 96, 25, 1, 400'000, 77}, {&working, 1}, encoder),
+        S_OK);
     EXPECT_EQ(encoder->Reordering(), 0) << "not the fallback";
     ASSERT_GT(encoder->Configuration().size(), 8u);
     EXPECT_EQ(encoder->Configuration()[1], 77);
@@ -49,7 +53,9 @@ TEST(VideoEncoder, TakesTheFirstThatWorks) {
     };
     // One frame a second: the count of frames would ask for a key frame in 50 s.
     for (int i = 0; i < 9; ++i) {
-        ASSERT_EQ(encoder->Encode(Frame(scene, 0).data(), std::int64_t{i} * encoder->Timescale(), encoder->Timescale(), sink), S_OK);
+        ASSERT_EQ(encoder->Encode(Frame(scene, 0).data(), std::int64_t{i} * encoder->Timescale(),
+                                  encoder->Timescale(), sink),
+                  S_OK);
     }
     ASSERT_EQ(encoder->Flush(sink), S_OK);
     EXPECT_EQ(packets, 9);

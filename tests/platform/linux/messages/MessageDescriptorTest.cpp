@@ -33,7 +33,8 @@ TEST(MessageDescriptor, IsReadableWhileThereAreMessages) {
     while (posted < 20'000 && PostThreadMessageW(self, WM_APP, 0, 0)) ++posted;
     EXPECT_EQ(posted, 10'000) << "a full queue takes nothing";
     PostQuitMessage(0);
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) EXPECT_TRUE(posted-- == 0 || Readable(0));
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        EXPECT_TRUE(posted-- == 0 || Readable(0));
     EXPECT_FALSE(Readable(0));
 }
 

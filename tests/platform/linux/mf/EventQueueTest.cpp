@@ -18,7 +18,9 @@ protected:
         queue->Shutdown();
         MediaTest::TearDown();
     }
-    HRESULT Queue(MediaEventType type) { return queue->QueueEventParamVar(type, GUID_NULL, S_OK, nullptr); }
+    HRESULT Queue(MediaEventType type) {
+        return queue->QueueEventParamVar(type, GUID_NULL, S_OK, nullptr);
+    }
 
     ComPtr<IMFMediaEventQueue> queue;
 };
@@ -65,7 +67,8 @@ TEST_F(EventQueueTest, OneRequestIsAnsweredByOneEvent) {
         ComPtr<IMFMediaEvent> event;
         EXPECT_EQ(queue->EndGetEvent(result, event.Put()), S_OK);
         types.push_back(TypeOf(event.Get()));
-        EXPECT_EQ(queue->EndGetEvent(result, event.Put()), MF_E_INVALIDREQUEST) << "the second for one request";
+        EXPECT_EQ(queue->EndGetEvent(result, event.Put()), MF_E_INVALIDREQUEST)
+            << "the second for one request";
         called.Add();
     });
     for (int i = 0; i < 100; ++i) {

@@ -61,8 +61,9 @@ TEST(Attributes, KeepTypedItems) {
         ComPtr<IUnknown> found;
         EXPECT_EQ(each->GetUnknown(keys[6], IID_PPV_ARGS(found.Put())), S_OK);
         EXPECT_EQ(found.Get(), object.Get());
-        constexpr MF_ATTRIBUTE_TYPE types[] = {MF_ATTRIBUTE_UINT32, MF_ATTRIBUTE_UINT64, MF_ATTRIBUTE_DOUBLE,  MF_ATTRIBUTE_GUID,
-                                               MF_ATTRIBUTE_STRING, MF_ATTRIBUTE_BLOB,   MF_ATTRIBUTE_IUNKNOWN};
+        constexpr MF_ATTRIBUTE_TYPE types[] = {
+            MF_ATTRIBUTE_UINT32, MF_ATTRIBUTE_UINT64, MF_ATTRIBUTE_DOUBLE,  MF_ATTRIBUTE_GUID,
+            MF_ATTRIBUTE_STRING, MF_ATTRIBUTE_BLOB,   MF_ATTRIBUTE_IUNKNOWN};
         for (std::size_t i = 0; i < std::size(keys); ++i) {
             MF_ATTRIBUTE_TYPE type{};
             EXPECT_EQ(each->GetItemType(keys[i], &type), S_OK);
@@ -155,7 +156,8 @@ TEST(Sample, BuffersAndTimes) {
 
 TEST(MediaTypes, SoundByItsFormat) {
     WAVEFORMATEXTENSIBLE wide{};
-    wide.Format = {WAVE_FORMAT_EXTENSIBLE, 6, 48000, 48000 * 24, 24, 32, sizeof wide - sizeof(WAVEFORMATEX)};
+    wide.Format = {
+        WAVE_FORMAT_EXTENSIBLE, 6, 48000, 48000 * 24, 24, 32, sizeof wide - sizeof(WAVEFORMATEX)};
     wide.Samples.wValidBitsPerSample = 24;
     wide.dwChannelMask = 0x3F;
     wide.SubFormat = MFAudioFormat_Float;
@@ -166,11 +168,15 @@ TEST(MediaTypes, SoundByItsFormat) {
     EXPECT_EQ(guid, MFMediaType_Audio);
     EXPECT_EQ(type->GetGUID(MF_MT_SUBTYPE, &guid), S_OK);
     EXPECT_EQ(guid, MFAudioFormat_Float);
-    const std::pair<GUID, UINT32> numbers[] = {
-        {MF_MT_AUDIO_NUM_CHANNELS, 6},     {MF_MT_AUDIO_SAMPLES_PER_SECOND, 48000}, {MF_MT_AUDIO_AVG_BYTES_PER_SECOND, 48000 * 24},
-        {MF_MT_AUDIO_BLOCK_ALIGNMENT, 24}, {MF_MT_AUDIO_BITS_PER_SAMPLE, 32},       {MF_MT_AUDIO_VALID_BITS_PER_SAMPLE, 24},
-        {MF_MT_AUDIO_CHANNEL_MASK, 0x3F}};
-    for (const auto& [key, value] : numbers) EXPECT_EQ(MFGetAttributeUINT32(type.Get(), key, ~0u), value);
+    const std::pair<GUID, UINT32> numbers[] = {{MF_MT_AUDIO_NUM_CHANNELS, 6},
+                                               {MF_MT_AUDIO_SAMPLES_PER_SECOND, 48000},
+                                               {MF_MT_AUDIO_AVG_BYTES_PER_SECOND, 48000 * 24},
+                                               {MF_MT_AUDIO_BLOCK_ALIGNMENT, 24},
+                                               {MF_MT_AUDIO_BITS_PER_SAMPLE, 32},
+                                               {MF_MT_AUDIO_VALID_BITS_PER_SAMPLE, 24},
+                                               {MF_MT_AUDIO_CHANNEL_MASK, 0x3F}};
+    for (const auto& [key, value] : numbers)
+        EXPECT_EQ(MFGetAttributeUINT32(type.Get(), key, ~0u), value);
 
     wide.Format.cbSize = 21;
     EXPECT_EQ(MFCreateAudioMediaType(&wide.Format, type.Put()), E_INVALIDARG);
@@ -208,8 +214,9 @@ TEST(MediaTypes, PictureByItsHeader) {
         header.biHeight = each.height;
         header.biBitCount = each.bits;
         ComPtr<IMFVideoMediaType> type;
-        ASSERT_EQ(MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(&header, sizeof header, 1, 1, MFVideoInterlace_Progressive, 0, 30000, 1001,
-                                                               0, type.Put()),
+        ASSERT_EQ(MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(&header, sizeof header, 1, 1,
+                                                               MFVideoInterlace_Progressive, 0,
+                                                               30000, 1001, 0, type.Put()),
                   each.result);
         EXPECT_EQ(static_cast<bool>(type), SUCCEEDED(each.result));
         if (!type) continue;
@@ -218,7 +225,9 @@ TEST(MediaTypes, PictureByItsHeader) {
         EXPECT_EQ(MFGetAttributeSize(type.Get(), MF_MT_FRAME_SIZE, &width, &height), S_OK);
         EXPECT_EQ(width, static_cast<UINT32>(each.width));
         EXPECT_EQ(height, static_cast<UINT32>(std::abs(each.height)));
-        EXPECT_EQ(static_cast<std::int32_t>(MFGetAttributeUINT32(type.Get(), MF_MT_DEFAULT_STRIDE, 1)), each.stride);
+        EXPECT_EQ(
+            static_cast<std::int32_t>(MFGetAttributeUINT32(type.Get(), MF_MT_DEFAULT_STRIDE, 1)),
+            each.stride);
         EXPECT_EQ(MFGetAttributeRatio(type.Get(), MF_MT_FRAME_RATE, &width, &height), S_OK);
         EXPECT_EQ(std::make_pair(width, height), std::make_pair(30000u, 1001u));
         EXPECT_TRUE(ComPtr<IMFVideoMediaType>(type).As<IMFMediaType>());
@@ -250,14 +259,16 @@ TEST(PresentationDescriptor, ClonesHaveASelectionOfTheirOwn) {
     ASSERT_EQ(copy->DeselectStream(0), S_OK);
     EXPECT_EQ(copy->SelectStream(1), E_INVALIDARG);
     EXPECT_EQ(MFGetAttributeUINT32(copy.Get(), MF_MT_SAMPLE_SIZE, 0), 5u);
-    for (const auto& [each, expected] : {std::make_pair(presentation.Get(), TRUE), std::make_pair(copy.Get(), FALSE)}) {
+    for (const auto& [each, expected] :
+         {std::make_pair(presentation.Get(), TRUE), std::make_pair(copy.Get(), FALSE)}) {
         BOOL selected = FALSE;
         ComPtr<IMFStreamDescriptor> found;
         EXPECT_EQ(each->GetStreamDescriptorByIndex(0, &selected, found.Put()), S_OK);
         EXPECT_EQ(selected, expected);
         EXPECT_EQ(found.Get(), stream.Get());
     }
-    EXPECT_EQ(MFCreatePresentationDescriptor(0, nullptr, presentation.Put()), S_OK) << "a source without streams";
+    EXPECT_EQ(MFCreatePresentationDescriptor(0, nullptr, presentation.Put()), S_OK)
+        << "a source without streams";
 }
 
 }  // namespace

@@ -19,10 +19,13 @@ class Recording {
 public:
     using Event = std::pair<MediaEventType, HRESULT>;
 
-    Recording(IMFMediaSource* source, const std::string& path, const Scene& scene) : Recording(source, path, Profile(scene).Get()) {}
+    Recording(IMFMediaSource* source, const std::string& path, const Scene& scene)
+        : Recording(source, path, Profile(scene).Get()) {}
     Recording(IMFMediaSource* source, const std::string& path, IMFTranscodeProfile* profile) {
         ComPtr<IMFTopology> topology;
-        EXPECT_EQ(MFCreateTranscodeTopology(source, FromUtf8(path).c_str(), profile, topology.Put()), S_OK);
+        EXPECT_EQ(
+            MFCreateTranscodeTopology(source, FromUtf8(path).c_str(), profile, topology.Put()),
+            S_OK);
         EXPECT_EQ(MFCreateMediaSession(nullptr, session.Put()), S_OK);
         EXPECT_EQ(session->SetTopology(0, topology.Get()), S_OK);
         listener_ = MakeCom<Callback>([this](IMFAsyncResult* result) { Take(result); });
@@ -40,7 +43,8 @@ public:
     [[nodiscard]] bool WaitFor(MediaEventType type) {
         std::unique_lock guard(lock_);
         return changed_.wait_for(guard, patience, [&] {
-            return std::any_of(events_.begin(), events_.end(), [&](const Event& event) { return event.first == type; });
+            return std::any_of(events_.begin(), events_.end(),
+                               [&](const Event& event) { return event.first == type; });
         });
     }
     std::vector<Event> Events() {
@@ -91,8 +95,10 @@ private:
     int made_ = 0;
 };
 
-const std::vector<Recording::Event> whole_recording = {
-    {MESessionTopologySet, S_OK}, {MESessionStarted, S_OK}, {MESessionEnded, S_OK}, {MESessionClosed, S_OK}};
+const std::vector<Recording::Event> whole_recording = {{MESessionTopologySet, S_OK},
+                                                       {MESessionStarted, S_OK},
+                                                       {MESessionEnded, S_OK},
+                                                       {MESessionClosed, S_OK}};
 
 TEST_F(MediaSessionTest, RecordsStreamsInWhateverOrderTheyCome) {
     constexpr std::size_t block = 1024;
@@ -122,8 +128,10 @@ TEST_F(MediaSessionTest, RecordsStreamsInWhateverOrderTheyCome) {
         {
             Recording recording(source.Get(), file.Path(), scene);
             ASSERT_EQ(recording.Start(), S_OK);
-            for (int i = 0; i < each.blocks; ++i) source->PushSound(static_cast<std::int64_t>(i * block), block);
-            ASSERT_TRUE(source->taken[0].WaitFor(each.video_blocks_first)) << "sound waits for the picture";
+            for (int i = 0; i < each.blocks; ++i)
+                source->PushSound(static_cast<std::int64_t>(i * block), block);
+            ASSERT_TRUE(source->taken[0].WaitFor(each.video_blocks_first))
+                << "sound waits for the picture";
             const int first = each.video_blocks_first > 0 ? 125 : 0;
             for (int i = 0; i < each.frames; ++i) source->PushFrame(first + i);
             source->End();
@@ -138,10 +146,12 @@ TEST_F(MediaSessionTest, RecordsStreamsInWhateverOrderTheyCome) {
         ExpectDecodes(file.Path());
         if (each.frames > 0) {
             EXPECT_EQ(Probe(file.Path(), "v", "nb_frames"), std::to_string(each.frames));
-            EXPECT_NEAR(Times(file.Path(), "v").front(), each.video_blocks_first > 0 ? 5.0 : 0.0, 0.001);
+            EXPECT_NEAR(Times(file.Path(), "v").front(), each.video_blocks_first > 0 ? 5.0 : 0.0,
+                        0.001);
         }
         if (each.blocks > 0) {
-            EXPECT_NEAR(ProbeNumber(file.Path(), "a", "duration"), each.blocks * 1024 / 44100.0, 0.03);
+            EXPECT_NEAR(ProbeNumber(file.Path(), "a", "duration"), each.blocks * 1024 / 44100.0,
+                        0.03);
         }
     }
 }
@@ -199,7 +209,11 @@ TEST_F(MediaSessionTest, FailuresEndTheFileAndAreTold) {
          [](TestSource& source) { source.characteristics = 0; },
          [](TestSource& source) { source.Tell(MEError, E_OUTOFMEMORY); },
          {MEError, E_OUTOFMEMORY}},
-        {"the source is shut down", true, nothing, [](TestSource& source) { source.Shutdown(); }, {MEError, MF_E_SHUTDOWN}},
+        {"the source is shut down",
+         true,
+         nothing,
+         [](TestSource& source) { source.Shutdown(); },
+         {MEError, MF_E_SHUTDOWN}},
     };
     Scene scene;
     scene.sound_rate = 0;
@@ -224,8 +238,10 @@ TEST_F(MediaSessionTest, FailuresEndTheFileAndAreTold) {
             if (each.expected.second == E_OUTOFMEMORY) {
                 for (int i = 0; i < 10; ++i) source->PushFrame(before + i);
             }
-            if (each.expected.second == E_OUTOFMEMORY && source->characteristics == MFMEDIASOURCE_IS_LIVE) {
-                EXPECT_TRUE(source->taken[1].WaitFor(taken + 10)) << "frames of a live source pile up";
+            if (each.expected.second == E_OUTOFMEMORY &&
+                source->characteristics == MFMEDIASOURCE_IS_LIVE) {
+                EXPECT_TRUE(source->taken[1].WaitFor(taken + 10))
+                    << "frames of a live source pile up";
             }
             ASSERT_EQ(recording.session->Close(), S_OK);
             ASSERT_TRUE(recording.WaitFor(MESessionClosed));
@@ -261,7 +277,8 @@ TEST_F(MediaSessionTest, FullDiskIsToldWhileFramesGoOn) {
         }
         setrlimit(RLIMIT_FSIZE, &limit);
         ASSERT_TRUE(recording.WaitFor(MEError));
-        EXPECT_EQ(recording.Events().back(), Recording::Event(MEError, HRESULT_FROM_WIN32(ERROR_DISK_FULL)));
+        EXPECT_EQ(recording.Events().back(),
+                  Recording::Event(MEError, HRESULT_FROM_WIN32(ERROR_DISK_FULL)));
         source->End();
         ASSERT_EQ(recording.session->Close(), S_OK);
         ASSERT_TRUE(recording.WaitFor(MESessionClosed));
@@ -316,7 +333,8 @@ TEST_F(MediaSessionTest, CloseAtAnyTime) {
         const ComPtr<TestSource> source = Source(scene);
         Recording recording(source.Get(), file.Path(), scene);
         close(recording);
-        EXPECT_EQ(recording.Events().back(), Recording::Event(MESessionClosed, MF_E_SINK_NO_SAMPLES_PROCESSED));
+        EXPECT_EQ(recording.Events().back(),
+                  Recording::Event(MESessionClosed, MF_E_SINK_NO_SAMPLES_PROCESSED));
         ASSERT_EQ(recording.Start(), S_OK);
         EXPECT_TRUE(source->requested.WaitFor(1));
         EXPECT_EQ(std::filesystem::file_size(file.Path()), 0u);
@@ -402,7 +420,8 @@ TEST_F(MediaSessionTest, ClockRunsFromStartToEnd) {
 }
 
 std::ptrdiff_t EntriesOf(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+    return std::distance(std::filesystem::directory_iterator(folder),
+                         std::filesystem::directory_iterator());
 }
 
 TEST_F(MediaSessionTest, NothingIsLeftOfManyRounds) {
@@ -439,17 +458,19 @@ TEST_F(MediaSessionTest, TopologiesThatCannotBeAreRefused) {
     const Scene good;
     const TempFolder folder;
     const std::wstring path = FromUtf8((folder / "a.mp4").string());
-    const auto create = [&](const Scene& in, const Scene& out, const std::wstring& name,
-                            const std::function<void(TestSource&, IMFTranscodeProfile&)>& change = {}) {
-        const ComPtr<TestSource> source = Source(in);
-        const ComPtr<IMFTranscodeProfile> profile = Profile(out);
-        if (change) change(*source.Get(), *profile.Get());
-        ComPtr<IMFTopology> topology;
-        const HRESULT hr = MFCreateTranscodeTopology(source.Get(), name.c_str(), profile.Get(), topology.Put());
-        EXPECT_EQ(SUCCEEDED(hr), static_cast<bool>(topology));
-        source->Shutdown();
-        return hr;
-    };
+    const auto create =
+        [&](const Scene& in, const Scene& out, const std::wstring& name,
+            const std::function<void(TestSource&, IMFTranscodeProfile&)>& change = {}) {
+            const ComPtr<TestSource> source = Source(in);
+            const ComPtr<IMFTranscodeProfile> profile = Profile(out);
+            if (change) change(*source.Get(), *profile.Get());
+            ComPtr<IMFTopology> topology;
+            const HRESULT hr = MFCreateTranscodeTopology(source.Get(), name.c_str(), profile.Get(),
+                                                         topology.Put());
+            EXPECT_EQ(SUCCEEDED(hr), static_cast<bool>(topology));
+            source->Shutdown();
+            return hr;
+        };
     const auto with = [&](auto Scene::*member, auto value) {
         Scene scene = good;
         scene.*member = value;
@@ -472,8 +493,12 @@ TEST_F(MediaSessionTest, TopologiesThatCannotBeAreRefused) {
     EXPECT_EQ(create(with(&Scene::fps_num, 0u), good, path), MF_E_INVALIDMEDIATYPE);
     EXPECT_EQ(create(with(&Scene::channels, 0u), good, path), MF_E_INVALIDMEDIATYPE);
     EXPECT_EQ(create(with(&Scene::bits, 12u), good, path), E_INVALIDARG);
-    EXPECT_EQ(create(good, good, path, container_of(MFMediaType_Audio)), MF_E_TRANSCODE_INVALID_PROFILE);
-    EXPECT_EQ(create(good, good, path, [](TestSource&, IMFTranscodeProfile& profile) { profile.SetContainerAttributes(nullptr); }),
+    EXPECT_EQ(create(good, good, path, container_of(MFMediaType_Audio)),
+              MF_E_TRANSCODE_INVALID_PROFILE);
+    EXPECT_EQ(create(good, good, path,
+                     [](TestSource&, IMFTranscodeProfile& profile) {
+                         profile.SetContainerAttributes(nullptr);
+                     }),
               MF_E_TRANSCODE_NO_CONTAINERTYPE);
     EXPECT_EQ(create(good, good, path,
                      [](TestSource&, IMFTranscodeProfile& profile) {

@@ -1,4 +1,5 @@
-// What the tests of the media pipeline share: a platform that is started, callbacks, and waits that fail instead of lasting.
+// What the tests of the media pipeline share: a platform that is started, callbacks, and waits that
+// fail instead of lasting.
 #pragma once
 
 #include <gtest/gtest.h>

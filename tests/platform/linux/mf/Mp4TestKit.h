@@ -9,7 +9,8 @@
 
 namespace Vimbrel::test {
 
-HRESULT Open(const std::string& path, const Scene& scene, std::unique_ptr<TranscodePipeline>& pipeline);
+HRESULT Open(const std::string& path, const Scene& scene,
+             std::unique_ptr<TranscodePipeline>& pipeline);
 
 // Pushes frames and sound until `frames` are in.
 HRESULT Push(TranscodePipeline& pipeline, const Scene& scene, int frames);

@@ -10,8 +10,9 @@ ComPtr<IMFMediaType> VideoType(const Scene& scene, bool top_down) {
     header.biPlanes = 1;
     header.biBitCount = 32;
     ComPtr<IMFVideoMediaType> type;
-    EXPECT_EQ(MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(&header, sizeof header, 1, 1, MFVideoInterlace_Progressive, 0, scene.fps_num,
-                                                           scene.fps_den, 0, type.Put()),
+    EXPECT_EQ(MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(
+                  &header, sizeof header, 1, 1, MFVideoInterlace_Progressive, 0, scene.fps_num,
+                  scene.fps_den, 0, type.Put()),
               S_OK);
     return ComPtr<IMFMediaType>(type.Get());
 }
@@ -56,7 +57,8 @@ ComPtr<IMFTranscodeProfile> Profile(const Scene& scene) {
 
 class TestStream final : public ComObject<Implements<IMFMediaStream, IMFMediaEventGenerator>> {
 public:
-    TestStream(TestSource& source, bool video, DWORD identifier, IMFMediaType* type) : source_(source), video_(video) {
+    TestStream(TestSource& source, bool video, DWORD identifier, IMFMediaType* type)
+        : source_(source), video_(video) {
         EXPECT_EQ(MFCreateEventQueue(events.Put()), S_OK);
         EXPECT_EQ(MFCreateStreamDescriptor(identifier, 1, &type, descriptor.Put()), S_OK);
         ComPtr<IMFMediaTypeHandler> handler;
@@ -64,7 +66,9 @@ public:
         EXPECT_EQ(handler->SetCurrentMediaType(type), S_OK);
     }
 
-    HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override { return events->GetEvent(flags, event); }
+    HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override {
+        return events->GetEvent(flags, event);
+    }
     HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback, IUnknown* state) override {
         const std::lock_guard guard(source_.lock);
         return events->BeginGetEvent(callback, state);
@@ -73,11 +77,14 @@ public:
         const std::lock_guard guard(source_.lock);
         return events->EndGetEvent(result, event);
     }
-    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended_type, HRESULT status, const PROPVARIANT* value) override {
+    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended_type, HRESULT status,
+                                         const PROPVARIANT* value) override {
         return events->QueueEventParamVar(type, extended_type, status, value);
     }
     HRESULT STDMETHODCALLTYPE GetMediaSource(IMFMediaSource**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetStreamDescriptor(IMFStreamDescriptor** result) override { return descriptor.CopyTo(result); }
+    HRESULT STDMETHODCALLTYPE GetStreamDescriptor(IMFStreamDescriptor** result) override {
+        return descriptor.CopyTo(result);
+    }
     HRESULT STDMETHODCALLTYPE RequestSample(IUnknown*) override {
         const std::lock_guard guard(source_.lock);
         if (told_end) {
@@ -154,7 +161,9 @@ void TestSource::Push(bool video, const Bytes& bytes, std::int64_t time) {
     if (stream.active) stream.Deliver();
 }
 
-void TestSource::PushFrame(int number) { Push(true, Frame(scene_, number), scene_.FrameTime(number)); }
+void TestSource::PushFrame(int number) {
+    Push(true, Frame(scene_, number), scene_.FrameTime(number));
+}
 
 void TestSource::PushSound(std::int64_t first, std::size_t count) {
     const auto wave = [&](std::int64_t sample) { return Sine(scene_, sample); };
@@ -184,7 +193,8 @@ HRESULT STDMETHODCALLTYPE TestSource::EndGetEvent(IMFAsyncResult* result, IMFMed
     return events_->EndGetEvent(result, event);
 }
 
-HRESULT STDMETHODCALLTYPE TestSource::Start(IMFPresentationDescriptor* descriptor, const GUID* time_format, const PROPVARIANT* position) {
+HRESULT STDMETHODCALLTYPE TestSource::Start(IMFPresentationDescriptor* descriptor,
+                                            const GUID* time_format, const PROPVARIANT* position) {
     if (!descriptor || *time_format != GUID_NULL || position->vt != VT_EMPTY) return E_INVALIDARG;
     if (FAILED(start_result)) return start_result;
     const std::lock_guard guard(lock);

@@ -1,4 +1,5 @@
-// A media source that gives what a test pushes into it, with one lock for all its operations as live sources have it.
+// A media source that gives what a test pushes into it, with one lock for all its operations as
+// live sources have it.
 #pragma once
 
 #include <mfidl.h>
@@ -39,19 +40,28 @@ public:
     void PushFrame(int number);
     void PushSound(std::int64_t first, std::size_t count);
     void End();
-    void Tell(MediaEventType type, HRESULT status) { events_->QueueEventParamVar(type, GUID_NULL, status, nullptr); }
+    void Tell(MediaEventType type, HRESULT status) {
+        events_->QueueEventParamVar(type, GUID_NULL, status, nullptr);
+    }
 
-    HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override { return events_->GetEvent(flags, event); }
+    HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override {
+        return events_->GetEvent(flags, event);
+    }
     HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback, IUnknown* state) override;
     HRESULT STDMETHODCALLTYPE EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) override;
-    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended_type, HRESULT status, const PROPVARIANT* value) override {
+    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended_type, HRESULT status,
+                                         const PROPVARIANT* value) override {
         return events_->QueueEventParamVar(type, extended_type, status, value);
     }
-    HRESULT STDMETHODCALLTYPE GetCharacteristics(DWORD* value) override { return *value = characteristics, S_OK; }
-    HRESULT STDMETHODCALLTYPE CreatePresentationDescriptor(IMFPresentationDescriptor** descriptor) override {
+    HRESULT STDMETHODCALLTYPE GetCharacteristics(DWORD* value) override {
+        return *value = characteristics, S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE
+    CreatePresentationDescriptor(IMFPresentationDescriptor** descriptor) override {
         return presentation_->Clone(descriptor);
     }
-    HRESULT STDMETHODCALLTYPE Start(IMFPresentationDescriptor* descriptor, const GUID* time_format, const PROPVARIANT* position) override;
+    HRESULT STDMETHODCALLTYPE Start(IMFPresentationDescriptor* descriptor, const GUID* time_format,
+                                    const PROPVARIANT* position) override;
     HRESULT STDMETHODCALLTYPE Stop() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Pause() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Shutdown() override;

@@ -52,7 +52,8 @@ TEST(TranscodeFailure, PlacesThatTakeNoFile) {
     EXPECT_EQ(Open("", {}, pipeline), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
     EXPECT_EQ(Open("/tmp", {}, pipeline), E_ACCESSDENIED);
     EXPECT_EQ(Open("/dev/full", {}, pipeline), E_ACCESSDENIED);
-    EXPECT_EQ(Open("/tmp/" + std::string(300, 'n'), {}, pipeline), HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE));
+    EXPECT_EQ(Open("/tmp/" + std::string(300, 'n'), {}, pipeline),
+              HRESULT_FROM_WIN32(ERROR_FILENAME_EXCED_RANGE));
     EXPECT_FALSE(pipeline);
 }
 
@@ -84,9 +85,11 @@ TEST(TranscodeFailure, BadBuffersDoNotHurtTheRecording) {
     EXPECT_EQ(pipeline->WriteAudio(sound.data(), sound.size(), 0, 0), E_UNEXPECTED);
 }
 
-// Makes the calling process see a disk of that size in the folder; without the right to, its files are limited to it.
+// Makes the calling process see a disk of that size in the folder; without the right to, its files
+// are limited to it.
 void MakeSmallDisk(const std::string& folder, unsigned bytes) {
-    if (unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+    if (unshare(CLONE_NEWNS) == 0 &&
+        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
         mount("none", folder.c_str(), "tmpfs", 0, ("size=" + std::to_string(bytes)).c_str()) == 0) {
         return;
     }
@@ -125,7 +128,8 @@ TEST(TranscodeFailure, FullDiskKeepsWhatWasRecorded) {
         // With no room for even the header an older file stays, and nothing else is left.
         const int older = open(path.c_str(), O_WRONLY | O_TRUNC);
         if (write(older, "old", 3) != 3) _exit(6);
-        const int filler = open((std::string(folder) + "/filler").c_str(), O_WRONLY | O_CREAT, 0600);
+        const int filler =
+            open((std::string(folder) + "/filler").c_str(), O_WRONLY | O_CREAT, 0600);
         const Bytes block(std::size_t{64} << 10);
         for (int i = 0; i < 100 && write(filler, block.data(), block.size()) > 0; ++i) continue;
         const rlimit small = {4096, 4096};
@@ -146,7 +150,8 @@ TEST(TranscodeFailure, FullDiskKeepsWhatWasRecorded) {
     ASSERT_TRUE(WIFEXITED(status));
     ASSERT_EQ(WEXITSTATUS(status), 0);
     ExpectDecodes(copy.Path());
-    EXPECT_GT(ProbeNumber(copy.Path(), "v", "nb_frames"), 10) << "an ordinary file: the room for the index had been taken before";
+    EXPECT_GT(ProbeNumber(copy.Path(), "v", "nb_frames"), 10)
+        << "an ordinary file: the room for the index had been taken before";
     EXPECT_GT(std::filesystem::file_size(copy.Path()), 512u << 10);
 }
 

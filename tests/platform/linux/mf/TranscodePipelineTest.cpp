@@ -25,7 +25,8 @@ std::string TopBoxes(const Bytes& bytes) {
     for (std::size_t at = 0; at + 16 <= bytes.size();) {
         std::uint64_t size = 0;
         for (std::size_t i = 0; i < 4; ++i) size = size << 8 | bytes[at + i];
-        const std::string type(bytes.begin() + static_cast<std::ptrdiff_t>(at + 4), bytes.begin() + static_cast<std::ptrdiff_t>(at + 8));
+        const std::string type(bytes.begin() + static_cast<std::ptrdiff_t>(at + 4),
+                               bytes.begin() + static_cast<std::ptrdiff_t>(at + 8));
         if (size == 1) {
             for (std::size_t i = 8; i < 16; ++i) size = size << 8 | bytes[at + i];
         }
@@ -41,33 +42,44 @@ TEST(TranscodePipeline, ForeignReadersSeeWhatWasPushed) {
         UINT width, height, num, den;
         int frames;
     } cases[] = {
-        {2, 2, 25, 1, 30},     {3840, 2160, 30, 1, 3}, {144, 256, 60, 1, 130}, {320, 240, 30000, 1001, 70},
-        {64, 48, 120, 1, 250}, {64, 48, 1, 1, 5},      {256, 144, 24, 1, 50},  {66, 50, 10'000'000, 333'333, 40},
+        {2, 2, 25, 1, 30},      {3840, 2160, 30, 1, 3},
+        {144, 256, 60, 1, 130}, {320, 240, 30000, 1001, 70},
+        {64, 48, 120, 1, 250},  {64, 48, 1, 1, 5},
+        {256, 144, 24, 1, 50},  {66, 50, 10'000'000, 333'333, 40},
         {64, 48, 11, 1, 40},
     };
     for (const auto& each : cases) {
-        Scene scene = {.width = each.width, .height = each.height, .fps_num = each.num, .fps_den = each.den};
+        Scene scene = {
+            .width = each.width, .height = each.height, .fps_num = each.num, .fps_den = each.den};
         scene.bit_rate = std::max(each.width * each.height * 5, 20'000u);
-        SCOPED_TRACE(std::to_string(each.width) + "x" + std::to_string(each.height) + "@" + std::to_string(each.num));
+        SCOPED_TRACE(std::to_string(each.width) + "x" + std::to_string(each.height) + "@" +
+                     std::to_string(each.num));
         const TemporaryFile file;
         ASSERT_EQ(Record(file.Path(), scene, each.frames), S_OK);
         // One call for a stream, in ffprobe's own order.
-        std::string found =
-            Probe(file.Path(), "v", "codec_name,profile,width,height,pix_fmt,color_range,r_frame_rate,start_time,duration,nb_frames");
-        const std::string head = "h264,Main," + std::to_string(each.width) + "," + std::to_string(each.height) + ",yuv420p,tv,";
+        std::string found = Probe(file.Path(), "v",
+                                  "codec_name,profile,width,height,pix_fmt,color_range,r_frame_"
+                                  "rate,start_time,duration,nb_frames");
+        const std::string head = "h264,Main," + std::to_string(each.width) + "," +
+                                 std::to_string(each.height) + ",yuv420p,tv,";
         ASSERT_EQ(found.substr(0, head.size()), head);
         double num = 0;
         double den = 0;
         double start = -1;
         double length = 0;
         int frames = 0;
-        ASSERT_EQ(std::sscanf(found.c_str() + head.size(), "%lf/%lf,%lf,%lf,%d", &num, &den, &start, &length, &frames), 5) << found;
+        ASSERT_EQ(std::sscanf(found.c_str() + head.size(), "%lf/%lf,%lf,%lf,%d", &num, &den, &start,
+                              &length, &frames),
+                  5)
+            << found;
         EXPECT_NEAR(num / den, scene.Rate(), scene.Rate() * 1e-4);
         EXPECT_EQ(start, 0.0);
         EXPECT_NEAR(length, each.frames / scene.Rate(), 0.5 / scene.Rate());
         EXPECT_EQ(frames, each.frames);
-        found = Probe(file.Path(), "a", "codec_name,profile,sample_rate,channels,start_time,duration");
-        ASSERT_EQ(std::sscanf(found.c_str(), "aac,LC,44100,2,%lf,%lf", &start, &length), 2) << found;
+        found =
+            Probe(file.Path(), "a", "codec_name,profile,sample_rate,channels,start_time,duration");
+        ASSERT_EQ(std::sscanf(found.c_str(), "aac,LC,44100,2,%lf,%lf", &start, &length), 2)
+            << found;
         EXPECT_EQ(start, 0.0);
         EXPECT_NEAR(length, each.frames / scene.Rate(), 1000.0 / 44100 + 0.001);
         ExpectDecodes(file.Path());
@@ -77,28 +89,35 @@ TEST(TranscodePipeline, ForeignReadersSeeWhatWasPushed) {
 
 TEST(TranscodePipeline, MediainfoAgrees) {
     const TemporaryFile file;
-    ASSERT_EQ(Record(file.Path(), {.width = 320, .height = 240, .sound_rate = 48000, .out_rate = 48000}, 60), S_OK);
-    const std::string report =
-        RunCommand("mediainfo '--Inform=Video;%Format_Profile% %Width%x%Height% %FrameRate% %FrameRate_Mode% %matrix_coefficients%' " +
-                   file.Path())
-            .output;
+    ASSERT_EQ(Record(file.Path(),
+                     {.width = 320, .height = 240, .sound_rate = 48000, .out_rate = 48000}, 60),
+              S_OK);
+    const std::string report = RunCommand(
+                                   "mediainfo '--Inform=Video;%Format_Profile% %Width%x%Height% "
+                                   "%FrameRate% %FrameRate_Mode% %matrix_coefficients%' " +
+                                   file.Path())
+                                   .output;
     EXPECT_THAT(report, HasSubstr("Main"));
     EXPECT_THAT(report, HasSubstr("320x240 25.000 CFR BT.601"));
-    EXPECT_THAT(
-        RunCommand("mediainfo '--Inform=Audio;%Format% %Format_AdditionalFeatures% %SamplingRate% %Channels%' " + file.Path()).output,
-        HasSubstr("AAC LC 48000 2"));
+    EXPECT_THAT(RunCommand("mediainfo '--Inform=Audio;%Format% %Format_AdditionalFeatures% "
+                           "%SamplingRate% %Channels%' " +
+                           file.Path())
+                    .output,
+                HasSubstr("AAC LC 48000 2"));
 }
 
 // Both matrices, and that the file names the one that was used.
 TEST(TranscodePipeline, PicturesComeOutAsTheyWentIn) {
     const std::pair<UINT, UINT> sizes[] = {{320, 240}, {1280, 720}};
     for (const auto& [width, height] : sizes) {
-        const Scene scene = {.width = width, .height = height, .bit_rate = width * height * 5, .sound_rate = 0};
+        const Scene scene = {
+            .width = width, .height = height, .bit_rate = width * height * 5, .sound_rate = 0};
         const TemporaryFile file;
         constexpr int frames = 12;
         ASSERT_EQ(Record(file.Path(), scene, frames), S_OK);
         EXPECT_EQ(Probe(file.Path(), "v", "color_space"), height == 720 ? "bt709" : "smpte170m");
-        const Bytes decoded = DecodedPicture(file.Path(), "-sws_flags accurate_rnd+full_chroma_inp+full_chroma_int -pix_fmt bgra");
+        const Bytes decoded = DecodedPicture(
+            file.Path(), "-sws_flags accurate_rnd+full_chroma_inp+full_chroma_int -pix_fmt bgra");
         const std::size_t size = std::size_t{width} * height * 4;
         ASSERT_EQ(decoded.size(), size * frames);
         double squares = 0;
@@ -114,14 +133,15 @@ TEST(TranscodePipeline, PicturesComeOutAsTheyWentIn) {
         }
         const double count = static_cast<double>(size) * frames / 4;
         EXPECT_GT(10 * std::log10(255.0 * 255 * count * 3 / squares), 38.0);
-        for (const double sum : sums) EXPECT_NEAR(sum / count, 0.0, 1.0) << "a matrix mistaken shifts the colours";
+        for (const double sum : sums)
+            EXPECT_NEAR(sum / count, 0.0, 1.0) << "a matrix mistaken shifts the colours";
     }
 }
 
-// `shown` gets the times of the frames that begin a flash. Frames come at the frame rate around the events and once a second otherwise;
-// sound is continuous.
-void PushEvents(const std::string& path, const Scene& scene, const std::vector<double>& events, double first_frame, double length,
-                std::vector<double>& shown) {
+// `shown` gets the times of the frames that begin a flash. Frames come at the frame rate around the
+// events and once a second otherwise; sound is continuous.
+void PushEvents(const std::string& path, const Scene& scene, const std::vector<double>& events,
+                double first_frame, double length, std::vector<double>& shown) {
     std::unique_ptr<TranscodePipeline> pipeline;
     ASSERT_EQ(Open(path, scene, pipeline), S_OK);
     const auto on = [&](double time) {
@@ -141,15 +161,20 @@ void PushEvents(const std::string& path, const Scene& scene, const std::vector<d
     const Bytes bright = Frame(scene, 0, 1.0);
     std::int64_t sample = 0;
     constexpr std::size_t block = 2000;
-    for (double time = first_frame; time < length; time += near_event(time) ? 1.0 / scene.Rate() : 1.0) {
+    for (double time = first_frame; time < length;
+         time += near_event(time) ? 1.0 / scene.Rate() : 1.0) {
         if (on(time) && !was_on) shown.push_back(time);
         was_on = on(time);
         const Bytes& frame = was_on ? bright : dark;
-        ASSERT_EQ(pipeline->WriteVideo(frame.data(), frame.size(), std::llround(time * second), 0), S_OK);
+        ASSERT_EQ(pipeline->WriteVideo(frame.data(), frame.size(), std::llround(time * second), 0),
+                  S_OK);
         while (static_cast<double>(sample) < std::min(time + 1.0, length) * scene.sound_rate) {
-            const Bytes sound = Sound(scene, sample, block,
-                                      [&](std::int64_t i) { return on(static_cast<double>(i) / scene.sound_rate) ? Sine(scene, i) : 0.0; });
-            ASSERT_EQ(pipeline->WriteAudio(sound.data(), sound.size(), sample * second / scene.sound_rate, 0), S_OK);
+            const Bytes sound = Sound(scene, sample, block, [&](std::int64_t i) {
+                return on(static_cast<double>(i) / scene.sound_rate) ? Sine(scene, i) : 0.0;
+            });
+            ASSERT_EQ(pipeline->WriteAudio(sound.data(), sound.size(),
+                                           sample * second / scene.sound_rate, 0),
+                      S_OK);
             sample += block;
         }
     }
@@ -163,10 +188,22 @@ TEST(TranscodePipeline, FlashAndBeepStayTogether) {
         std::vector<double> events;
         double first_frame, length;
     } cases[] = {
-        {"ten minutes", {.sound_rate = 8000, .channels = 1, .out_rate = 8000, .out_channels = 1}, {1, 300, 598}, 0, 600},
+        {"ten minutes",
+         {.sound_rate = 8000, .channels = 1, .out_rate = 8000, .out_channels = 1},
+         {1, 300, 598},
+         0,
+         600},
         {"another rate", {.sound_rate = 44100, .out_rate = 48000}, {1, 4, 8}, 0, 10},
-        {"the picture begins late", {.fps_num = 30000, .fps_den = 1001, .sound_rate = 48000, .out_rate = 48000}, {6, 9}, 5, 12},
-        {"no reordering", {.fps_num = 10, .sound_rate = 22050, .channels = 1, .out_rate = 22050, .out_channels = 1}, {1, 5}, 0, 8},
+        {"the picture begins late",
+         {.fps_num = 30000, .fps_den = 1001, .sound_rate = 48000, .out_rate = 48000},
+         {6, 9},
+         5,
+         12},
+        {"no reordering",
+         {.fps_num = 10, .sound_rate = 22050, .channels = 1, .out_rate = 22050, .out_channels = 1},
+         {1, 5},
+         0,
+         8},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.what);
@@ -193,17 +230,23 @@ TEST(TranscodePipeline, StampsAreKeptAndOddOnesDoNoHarm) {
     ASSERT_EQ(Open(file.Path(), scene, pipeline), S_OK);
     // In milliseconds; what does not rise follows at once.
     const std::pair<double, double> stamps[] = {
-        {-5, 0},          {33.3333, 33.3333}, {33.3333, 33.3333}, {20, 33.3333}, {200.1234, 200.1234}, {1500, 1500},
-        {1500.5, 1500.5}, {400'000, 400'000}, {400'040, 400'040}, {0, 400'040},  {400'100, 400'100}};
+        {-5, 0},          {33.3333, 33.3333},   {33.3333, 33.3333},
+        {20, 33.3333},    {200.1234, 200.1234}, {1500, 1500},
+        {1500.5, 1500.5}, {400'000, 400'000},   {400'040, 400'040},
+        {0, 400'040},     {400'100, 400'100}};
     for (const auto& [stamp, expected] : stamps) {
         const Bytes frame = Frame(scene, 0);
-        ASSERT_EQ(pipeline->WriteVideo(frame.data(), frame.size(), std::llround(stamp * 10'000), 700'000), S_OK);
+        ASSERT_EQ(
+            pipeline->WriteVideo(frame.data(), frame.size(), std::llround(stamp * 10'000), 700'000),
+            S_OK);
     }
     ASSERT_EQ(pipeline->Finish(), S_OK);
     const std::vector<double> times = Times(file.Path(), "v");
     ASSERT_EQ(times.size(), std::size(stamps));
-    for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(times[i], stamps[i].second / 1000, 4e-5) << i;
-    EXPECT_NEAR(ProbeNumber(file.Path(), "v", "duration"), 400.170, 1e-3) << "the last frame's own duration";
+    for (std::size_t i = 0; i < times.size(); ++i)
+        EXPECT_NEAR(times[i], stamps[i].second / 1000, 4e-5) << i;
+    EXPECT_NEAR(ProbeNumber(file.Path(), "v", "duration"), 400.170, 1e-3)
+        << "the last frame's own duration";
     ExpectDecodes(file.Path());
 }
 
@@ -213,18 +256,23 @@ TEST(TranscodePipeline, SoundFollowsItsStamps) {
         std::vector<double> stamps;  // of blocks of a second
         double length;
     } cases[] = {
-        {"in a row", {0, 1, 2}, 3},      {"a gap", {0, 1, 3.5}, 4.5},         {"jitter", {0, 1.03, 1.98}, 3},
-        {"overlap", {0, 0.5, 1.5}, 2.5}, {"standing still", {0, 0, 0, 0}, 4}, {"fallen back", {10, 11, 0, 1, 2}, 15},
+        {"in a row", {0, 1, 2}, 3},          {"a gap", {0, 1, 3.5}, 4.5},
+        {"jitter", {0, 1.03, 1.98}, 3},      {"overlap", {0, 0.5, 1.5}, 2.5},
+        {"standing still", {0, 0, 0, 0}, 4}, {"fallen back", {10, 11, 0, 1, 2}, 15},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.what);
         const TemporaryFile file;
-        const Scene scene = {.width = 0, .sound_rate = 16000, .channels = 1, .out_rate = 16000, .out_channels = 1};
+        const Scene scene = {
+            .width = 0, .sound_rate = 16000, .channels = 1, .out_rate = 16000, .out_channels = 1};
         std::unique_ptr<TranscodePipeline> pipeline;
         ASSERT_EQ(Open(file.Path(), scene, pipeline), S_OK);
-        const Bytes block = Sound(scene, 0, scene.sound_rate, [&](std::int64_t i) { return Sine(scene, i); });
+        const Bytes block =
+            Sound(scene, 0, scene.sound_rate, [&](std::int64_t i) { return Sine(scene, i); });
         for (const double stamp : each.stamps) {
-            ASSERT_EQ(pipeline->WriteAudio(block.data(), block.size(), std::llround(stamp * second), second), S_OK);
+            ASSERT_EQ(pipeline->WriteAudio(block.data(), block.size(), std::llround(stamp * second),
+                                           second),
+                      S_OK);
         }
         ASSERT_EQ(pipeline->Finish(), S_OK);
         EXPECT_NEAR(ProbeNumber(file.Path(), "format", "duration"), each.length, 1e-3);
@@ -245,7 +293,8 @@ TEST(TranscodePipeline, AllFormatsOfSound) {
     };
     for (Scene scene : cases) {
         scene.width = 0;
-        SCOPED_TRACE(std::to_string(scene.bits) + " bits, " + std::to_string(scene.channels) + " channels");
+        SCOPED_TRACE(std::to_string(scene.bits) + " bits, " + std::to_string(scene.channels) +
+                     " channels");
         const TemporaryFile file;
         ASSERT_EQ(Record(file.Path(), scene, 25), S_OK);
         EXPECT_EQ(Probe(file.Path(), "a", "sample_rate,channels"),
@@ -262,7 +311,8 @@ TEST(TranscodePipeline, AllFormatsOfSound) {
             if (samples[i] >= 0 && samples[i - 1] < 0) ++crossings;
         }
         EXPECT_NEAR(crossings / (static_cast<double>(to - from) / scene.out_rate), 1000, 5);
-        // All channels carry the same. One into two is by custom a little quieter each; six are not compared, as ours is not the mix.
+        // All channels carry the same. One into two is by custom a little quieter each; six are not
+        // compared, as ours is not the mix.
         if (scene.out_channels > 2) continue;
         const double level = scene.channels < scene.out_channels ? 0.25 : 0.5 / std::sqrt(2.0);
         EXPECT_NEAR(std::sqrt(squares / static_cast<double>(to - from)) / 32768, level, 0.02);
@@ -340,7 +390,10 @@ TEST(TranscodePipeline, TwoAtOnce) {
     {
         std::vector<std::jthread> threads;
         for (int i = 0; i < 2; ++i) {
-            threads.emplace_back([&, i] { results[i] = Record(files[i].Path(), {.width = i == 0 ? 64u : 320u, .height = 240}, 60); });
+            threads.emplace_back([&, i] {
+                results[i] =
+                    Record(files[i].Path(), {.width = i == 0 ? 64u : 320u, .height = 240}, 60);
+            });
         }
     }
     for (int i = 0; i < 2; ++i) {
@@ -351,7 +404,8 @@ TEST(TranscodePipeline, TwoAtOnce) {
 }
 
 std::ptrdiff_t CountEntries(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+    return std::distance(std::filesystem::directory_iterator(folder),
+                         std::filesystem::directory_iterator());
 }
 
 long ResidentKib() {

@@ -13,7 +13,8 @@ namespace {
 using std::chrono::milliseconds;
 
 ComPtr<AsyncResult> Item(std::function<void()> work) {
-    const ComPtr<Callback> callback = MakeCom<Callback>([work = std::move(work)](IMFAsyncResult*) { work(); });
+    const ComPtr<Callback> callback =
+        MakeCom<Callback>([work = std::move(work)](IMFAsyncResult*) { work(); });
     return MakeCom<AsyncResult>(nullptr, callback.Get(), nullptr);
 }
 
@@ -34,7 +35,8 @@ private:
 
 bool WaitForThreads(const WorkQueue& queue, std::size_t count) {
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (queue.ThreadCount() != count && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(milliseconds(1));
+    while (queue.ThreadCount() != count && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(milliseconds(1));
     return queue.ThreadCount() == count;
 }
 
@@ -66,7 +68,8 @@ TEST(WorkQueue, BlockedItemsHoldUpNoOthersUpToTheLimit) {
 TEST(WorkQueue, OneThreadKeepsTheOrder) {
     const auto queue = std::make_shared<WorkQueue>(1, WorkQueue::idle_time);
     std::vector<int> order;
-    for (int i = 0; i < 1000; ++i) ASSERT_EQ(queue->Put(Item([&order, i] { order.push_back(i); })), S_OK);
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(queue->Put(Item([&order, i] { order.push_back(i); })), S_OK);
     queue->Close();
     ASSERT_EQ(order.size(), 1000u) << "Close drops what waits";
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
@@ -80,7 +83,8 @@ TEST(WorkQueue, ManyPutAndEndAtOnce) {
     std::vector<std::thread> putters;
     for (int i = 0; i < 3; ++i) {
         putters.emplace_back([&] {
-            for (int each = 0; each < 500; ++each) EXPECT_EQ(queue->Put(Item([&] { done.Add(); })), S_OK);
+            for (int each = 0; each < 500; ++each)
+                EXPECT_EQ(queue->Put(Item([&] { done.Add(); })), S_OK);
         });
     }
     for (std::thread& putter : putters) putter.join();
@@ -90,14 +94,16 @@ TEST(WorkQueue, ManyPutAndEndAtOnce) {
 
 TEST(MediaPlatform, StartsAndShutsDownInPairs) {
     const ComPtr<Callback> callback = MakeCom<Callback>([](IMFAsyncResult*) {});
-    EXPECT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), nullptr), MF_E_SHUTDOWN);
+    EXPECT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), nullptr),
+              MF_E_SHUTDOWN);
     EXPECT_EQ(MFStartup(1, MFSTARTUP_FULL), MF_E_BAD_STARTUP_VERSION);
     EXPECT_EQ(MFShutdown(), E_FAIL);
     ASSERT_EQ(MFStartup(MF_VERSION, MFSTARTUP_FULL), S_OK);
     ASSERT_EQ(MFStartup(MF_VERSION, MFSTARTUP_LITE), S_OK);
     EXPECT_EQ(MFShutdown(), S_OK);
     EXPECT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), nullptr), S_OK);
-    EXPECT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD + 1, callback.Get(), nullptr), MF_E_INVALID_WORKQUEUE);
+    EXPECT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD + 1, callback.Get(), nullptr),
+              MF_E_INVALID_WORKQUEUE);
     EXPECT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, nullptr, nullptr), E_POINTER);
     EXPECT_EQ(MFShutdown(), S_OK);
 }
@@ -112,7 +118,8 @@ TEST(MediaPlatform, ShutdownWaitsForItemsAndFreesCallbacks) {
             done.Add();
         });
         callback->gone = &gone;
-        ASSERT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), callback.Get()), S_OK);
+        ASSERT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), callback.Get()),
+                  S_OK);
     }
     EXPECT_EQ(MFShutdown(), S_OK);
     EXPECT_EQ(done.Value(), 50);
@@ -129,7 +136,8 @@ TEST(MediaPlatform, ShutdownFromAnItemReturnsAtOnce) {
     });
     const ComPtr<Callback> ends = MakeCom<Callback>([&](IMFAsyncResult*) {
         EXPECT_EQ(MFShutdown(), S_OK);
-        EXPECT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, blocked.Get(), nullptr), MF_E_SHUTDOWN);
+        EXPECT_EQ(MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, blocked.Get(), nullptr),
+                  MF_E_SHUTDOWN);
         done.Add();
     });
     Counter gone;

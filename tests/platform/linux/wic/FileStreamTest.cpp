@@ -18,8 +18,10 @@ TEST(FileStream, WritesReplaceWhatWasThereAndAreVisibleAtOnce) {
     ULONG written = 99;
     EXPECT_EQ(stream->Write("abc", 3, &written), WINCODEC_ERR_NOTINITIALIZED);
     EXPECT_EQ(written, 0u);
-    ASSERT_EQ(stream->InitializeFromFilename((L"\\\\?\\" + file.wstring()).c_str(), GENERIC_WRITE), S_OK);
-    EXPECT_EQ(stream->InitializeFromFilename(file.wstring().c_str(), GENERIC_WRITE), WINCODEC_ERR_WRONGSTATE);
+    ASSERT_EQ(stream->InitializeFromFilename((L"\\\\?\\" + file.wstring()).c_str(), GENERIC_WRITE),
+              S_OK);
+    EXPECT_EQ(stream->InitializeFromFilename(file.wstring().c_str(), GENERIC_WRITE),
+              WINCODEC_ERR_WRONGSTATE);
     EXPECT_EQ(stream->Write("abc", 3, &written), S_OK);
     EXPECT_EQ(written, 3u);
     EXPECT_EQ(stream->Write("de", 2, nullptr), S_OK);
@@ -34,7 +36,8 @@ TEST(FileStream, WritesReplaceWhatWasThereAndAreVisibleAtOnce) {
 }
 
 TEST(FileStream, FailuresTellTheirCause) {
-    EXPECT_EQ(MakeStream()->InitializeFromFilename(L"/no/such/folder/a.gif", GENERIC_WRITE), HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(MakeStream()->InitializeFromFilename(L"/no/such/folder/a.gif", GENERIC_WRITE),
+              HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
     EXPECT_EQ(MakeStream()->InitializeFromFilename(L"/tmp", GENERIC_WRITE), E_ACCESSDENIED);
     EXPECT_EQ(MakeStream()->InitializeFromFilename(L"/tmp/x", 0), E_INVALIDARG);
     const auto full = MakeStream();

@@ -14,7 +14,8 @@ constexpr std::uint32_t black = 0xFF000000, red = 0xFFFF0000, green = 0xFF00FF00
 
 Bytes Ramp(std::size_t size, unsigned colors = 4) {
     Bytes indices(size);
-    for (std::size_t i = 0; i < size; ++i) indices[i] = static_cast<std::uint8_t>((i * 7 + i / 5) % colors);
+    for (std::size_t i = 0; i < size; ++i)
+        indices[i] = static_cast<std::uint8_t>((i * 7 + i / 5) % colors);
     return indices;
 }
 
@@ -29,7 +30,8 @@ TEST(GifDecoder, GlobalMetadata) {
     EXPECT_EQ(ItemOf(gif.Get(), L"/LOGSCRDESC/height"), "ui2:20");
     EXPECT_EQ(ItemOf(gif.Get(), L"/commentext/TextEntry"), "text:hi!");
     EXPECT_EQ(ItemOf(gif.Get(), L"/commentext/Other"), "missing");
-    for (const wchar_t* path : {L"", L"/", L"logscrdesc/Width", L"/logscrdesc", L"/logscrdesc/", L"//Width", L"/a/b/c"})
+    for (const wchar_t* path :
+         {L"", L"/", L"logscrdesc/Width", L"/logscrdesc", L"/logscrdesc/", L"//Width", L"/a/b/c"})
         EXPECT_EQ(ItemOf(gif.Get(), path), "88982F90") << std::wstring(path).size();
     ComPtr<IWICPalette> palette;
     Factory()->CreatePalette(palette.Put());
@@ -42,10 +44,14 @@ TEST(GifDecoder, ALoopExtensionIsPreferredToOthersAndTheFirstOfEachIsTaken) {
         const auto gif = OpenedGif(builder.Image(0, 0, 1, 1, {1}).Trailer().bytes);
         return ItemOf(gif.Get(), L"/appext/data");
     };
+    EXPECT_EQ(data(GifBuilder(1, 1)
+                       .Application("XMP DataXMP", {9})
+                       .Application("ANIMEXTS1.0", {1, 2, 0})
+                       .Application("NETSCAPE2.0", {1, 3, 0})),
+              "bytes:03 01 02 00 00");
     EXPECT_EQ(
-        data(GifBuilder(1, 1).Application("XMP DataXMP", {9}).Application("ANIMEXTS1.0", {1, 2, 0}).Application("NETSCAPE2.0", {1, 3, 0})),
-        "bytes:03 01 02 00 00");
-    EXPECT_EQ(data(GifBuilder(1, 1).Application("XMP DataXMP", {9}).Application("ICCRGBG1012", {8})), "bytes:01 09 00");
+        data(GifBuilder(1, 1).Application("XMP DataXMP", {9}).Application("ICCRGBG1012", {8})),
+        "bytes:01 09 00");
     EXPECT_EQ(data(GifBuilder(1, 1).Raw({'!', 0xFE, 0})), "missing");
 }
 
@@ -69,7 +75,8 @@ TEST(GifDecoder, FrameMetadata) {
     EXPECT_EQ(ItemOf(first.Get(), L"/grctlext/TransparentColorIndex"), "ui1:2");
     // A control block serves one frame; a text to be drawn uses it up.
     for (const UINT index : {1u, 2u}) {
-        for (const wchar_t* item : {L"/grctlext/Delay", L"/grctlext/Disposal", L"/grctlext/TransparencyFlag"})
+        for (const wchar_t* item :
+             {L"/grctlext/Delay", L"/grctlext/Disposal", L"/grctlext/TransparencyFlag"})
             EXPECT_EQ(ItemOf(FrameOf(gif.Get(), index).Get(), item), "missing");
     }
 }
@@ -91,7 +98,8 @@ TEST(GifDecoder, PixelsPalettesAndTransparency) {
     ComPtr<IWICPalette> palette;
     Factory()->CreatePalette(palette.Put());
     ASSERT_EQ(second->CopyPalette(palette.Get()), S_OK);
-    EXPECT_THAT(ColorsOf(palette.Get()), ElementsAre(0xFF010203, 0u, black, black, black, black, black));
+    EXPECT_THAT(ColorsOf(palette.Get()),
+                ElementsAre(0xFF010203, 0u, black, black, black, black, black));
     EXPECT_THAT(PixelsOf(FrameOf(gif.Get(), 2).Get()), ElementsAre(red));
 
     const auto bare = OpenedGif(GifBuilder(2, 1, {}).Image(0, 0, 2, 1, {1, 0}).Trailer().bytes);
@@ -101,7 +109,8 @@ TEST(GifDecoder, PixelsPalettesAndTransparency) {
 }
 
 TEST(GifDecoder, PartsOfAFrameAndBuffersThatAreTooSmall) {
-    const auto gif = OpenedGif(GifBuilder(3, 2).Image(0, 0, 3, 2, {0, 1, 2, 3, 2, 1}).Trailer().bytes);
+    const auto gif =
+        OpenedGif(GifBuilder(3, 2).Image(0, 0, 3, 2, {0, 1, 2, 3, 2, 1}).Trailer().bytes);
     const auto frame = FrameOf(gif.Get(), 0);
     WICPixelFormatGUID format{};
     EXPECT_EQ(frame->GetPixelFormat(&format), S_OK);
@@ -141,11 +150,12 @@ TEST(GifDecoder, ADamagedFrameFailsAloneAndInAnyOrder) {
     const Bytes good = Ramp(40 * 30);
     GifBuilder builder(40, 30);
     builder.Image(0, 0, 40, 30, good);
-    builder.Image(0, 0, 0, 30, {});                                              // 1: empty
-    builder.Raw({',', 0, 0, 0, 0, 40, 0, 30, 0, 0, 4, 3, 0xFF, 0xFF, 0xFF, 0});  // 2: codes that are not yet made
-    builder.Raw({',', 0, 0, 0, 0, 40, 0, 30, 0, 0, 12, 3, 0, 0, 0, 0});          // 3: code size
-    builder.Raw({',', 0, 0, 0, 0, 40, 0, 30, 0, 0, 4, 1, 0x11, 0});              // 4: ends early
-    builder.Image(1, 1, 40, 30, good, true).Trailer();                           // 5
+    builder.Image(0, 0, 0, 30, {});  // 1: empty
+    builder.Raw({',', 0, 0, 0, 0, 40, 0, 30, 0, 0, 4, 3, 0xFF, 0xFF, 0xFF,
+                 0});  // 2: codes that are not yet made
+    builder.Raw({',', 0, 0, 0, 0, 40, 0, 30, 0, 0, 12, 3, 0, 0, 0, 0});  // 3: code size
+    builder.Raw({',', 0, 0, 0, 0, 40, 0, 30, 0, 0, 4, 1, 0x11, 0});      // 4: ends early
+    builder.Image(1, 1, 40, 30, good, true).Trailer();                   // 5
     const auto gif = OpenedGif(builder.bytes);
     ASSERT_EQ(CountOf(gif.Get()), 6u);
     for (const UINT index : {5u, 3u, 0u, 4u, 1u, 2u, 5u}) {
@@ -168,7 +178,9 @@ TEST(GifDecoder, AFileCutAnywhereGivesTheFramesThatAreWhole) {
     const Bytes indices = Ramp(64);
     for (int frame = 0; frame < 3; ++frame) {
         builder.Control(5, 1, true, 3)
-            .Image(0, 0, 8, 8, indices, frame == 1, frame == 2 ? std::vector<std::uint32_t>{1, 2, 3, 4} : std::vector<std::uint32_t>{});
+            .Image(
+                0, 0, 8, 8, indices, frame == 1,
+                frame == 2 ? std::vector<std::uint32_t>{1, 2, 3, 4} : std::vector<std::uint32_t>{});
         ends.push_back(builder.bytes.size());
     }
     builder.Trailer();
@@ -176,7 +188,10 @@ TEST(GifDecoder, AFileCutAnywhereGivesTheFramesThatAreWhole) {
         std::size_t whole = 0;
         while (whole < ends.size() && ends[whole] <= length) ++whole;
         ComPtr<IWICBitmapDecoder> gif;
-        const HRESULT hr = OpenGif(Bytes(builder.bytes.begin(), builder.bytes.begin() + static_cast<std::ptrdiff_t>(length)), gif);
+        const HRESULT hr =
+            OpenGif(Bytes(builder.bytes.begin(),
+                          builder.bytes.begin() + static_cast<std::ptrdiff_t>(length)),
+                    gif);
         EXPECT_EQ(static_cast<bool>(gif), SUCCEEDED(hr));
         EXPECT_TRUE(whole == 0 || hr == S_OK) << length;
         if (FAILED(hr)) continue;
@@ -184,8 +199,10 @@ TEST(GifDecoder, AFileCutAnywhereGivesTheFramesThatAreWhole) {
         EXPECT_LE(count, whole + 1) << length;
         for (UINT index = 0; index < count; ++index) {
             ComPtr<IWICBitmapFrameDecode> frame;
-            EXPECT_EQ(SUCCEEDED(gif->GetFrame(index, frame.Put())), index < whole) << length << " frame " << index;
-            EXPECT_TRUE(!frame || IndicesOf(frame.Get()) == indices) << length << " frame " << index;
+            EXPECT_EQ(SUCCEEDED(gif->GetFrame(index, frame.Put())), index < whole)
+                << length << " frame " << index;
+            EXPECT_TRUE(!frame || IndicesOf(frame.Get()) == indices)
+                << length << " frame " << index;
         }
     }
 }
@@ -204,14 +221,16 @@ TEST(GifDecoder, FramesOfOtherProgramsLookAsTheyDecodeThem) {
         ASSERT_EQ(expected.size(), 5u * 101 * 67);
         for (UINT n = 0; n < 5; ++n) {
             const auto pixels = PixelsOf(FrameOf(gif.Get(), n).Get());
-            EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), expected.begin() + n * 101 * 67)) << n;
+            EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), expected.begin() + n * 101 * 67))
+                << n;
         }
     }
 }
 
 TEST(GifDecoder, SizesThatWouldTakeGigabytesAreRefused) {
     ComPtr<IWICBitmapDecoder> gif;
-    EXPECT_EQ(OpenGif(GifBuilder(16385, 16384).Image(0, 0, 1, 1, {1}).Trailer().bytes, gif), WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
+    EXPECT_EQ(OpenGif(GifBuilder(16385, 16384).Image(0, 0, 1, 1, {1}).Trailer().bytes, gif),
+              WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
     EXPECT_EQ(OpenGif(GifBuilder(16384, 16384).Image(0, 0, 1, 1, {1}).Trailer().bytes, gif), S_OK);
     // Two frames that only together exceed the limit, both with next to no data.
     GifBuilder builder(1, 1);

@@ -23,7 +23,8 @@ PROPVARIANT Number(VARTYPE type, unsigned number) {
 PROPVARIANT Blob(const std::string& text, std::size_t size = std::string::npos) {
     PROPVARIANT value{};
     value.vt = VT_VECTOR | VT_UI1;
-    value.caub = {static_cast<ULONG>(std::min(size, text.size())), reinterpret_cast<UCHAR*>(const_cast<char*>(text.data()))};
+    value.caub = {static_cast<ULONG>(std::min(size, text.size())),
+                  reinterpret_cast<UCHAR*>(const_cast<char*>(text.data()))};
     return value;
 }
 
@@ -35,7 +36,8 @@ public:
     HRESULT STDMETHODCALLTYPE Read(void*, ULONG, ULONG*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Write(const void* data, ULONG size, ULONG*) override {
         if (bytes.size() + size > limit) return HRESULT_FROM_WIN32(ERROR_DISK_FULL);
-        bytes.insert(bytes.end(), static_cast<const std::uint8_t*>(data), static_cast<const std::uint8_t*>(data) + size);
+        bytes.insert(bytes.end(), static_cast<const std::uint8_t*>(data),
+                     static_cast<const std::uint8_t*>(data) + size);
         return S_OK;
     }
     Bytes bytes;
@@ -46,10 +48,17 @@ public:
 class PlainSource final : public ComObject<Implements<IWICBitmapSource>> {
 public:
     explicit PlainSource(IWICBitmapSource* source) : source_(source) {}
-    HRESULT STDMETHODCALLTYPE GetSize(UINT* width, UINT* height) override { return source_->GetSize(width, height); }
-    HRESULT STDMETHODCALLTYPE GetPixelFormat(WICPixelFormatGUID* format) override { return source_->GetPixelFormat(format); }
-    HRESULT STDMETHODCALLTYPE CopyPalette(IWICPalette* palette) override { return source_->CopyPalette(palette); }
-    HRESULT STDMETHODCALLTYPE CopyPixels(const WICRect* rect, UINT stride, UINT size, BYTE* pixels) override {
+    HRESULT STDMETHODCALLTYPE GetSize(UINT* width, UINT* height) override {
+        return source_->GetSize(width, height);
+    }
+    HRESULT STDMETHODCALLTYPE GetPixelFormat(WICPixelFormatGUID* format) override {
+        return source_->GetPixelFormat(format);
+    }
+    HRESULT STDMETHODCALLTYPE CopyPalette(IWICPalette* palette) override {
+        return source_->CopyPalette(palette);
+    }
+    HRESULT STDMETHODCALLTYPE CopyPixels(const WICRect* rect, UINT stride, UINT size,
+                                         BYTE* pixels) override {
         return source_->CopyPixels(rect, stride, size, pixels);
     }
 
@@ -58,21 +67,35 @@ private:
 };
 
 // A bitmap that cannot be read.
-class BrokenBitmap final : public ComObject<Implements<IWICBitmap, IWICBitmapSource>>, public BitmapSource {
+class BrokenBitmap final : public ComObject<Implements<IWICBitmap, IWICBitmapSource>>,
+                           public BitmapSource {
 public:
     UINT Width() const override { return 8; }
     UINT Height() const override { return 8; }
-    HRESULT RenderPbgra(UINT, UINT, WICBitmapInterpolationMode, std::uint8_t*, std::size_t) override { return E_OUTOFMEMORY; }
-    HRESULT STDMETHODCALLTYPE GetSize(UINT* width, UINT* height) override { return *width = *height = 8, S_OK; }
-    HRESULT STDMETHODCALLTYPE GetPixelFormat(WICPixelFormatGUID* format) override { return *format = GUID_WICPixelFormat32bppPBGRA, S_OK; }
-    HRESULT STDMETHODCALLTYPE CopyPalette(IWICPalette*) override { return WINCODEC_ERR_PALETTEUNAVAILABLE; }
-    HRESULT STDMETHODCALLTYPE CopyPixels(const WICRect*, UINT, UINT, BYTE*) override { return E_OUTOFMEMORY; }
+    HRESULT RenderPbgra(UINT, UINT, WICBitmapInterpolationMode, std::uint8_t*,
+                        std::size_t) override {
+        return E_OUTOFMEMORY;
+    }
+    HRESULT STDMETHODCALLTYPE GetSize(UINT* width, UINT* height) override {
+        return *width = *height = 8, S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetPixelFormat(WICPixelFormatGUID* format) override {
+        return *format = GUID_WICPixelFormat32bppPBGRA, S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE CopyPalette(IWICPalette*) override {
+        return WINCODEC_ERR_PALETTEUNAVAILABLE;
+    }
+    HRESULT STDMETHODCALLTYPE CopyPixels(const WICRect*, UINT, UINT, BYTE*) override {
+        return E_OUTOFMEMORY;
+    }
 };
 
 class GifEncoderTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_EQ(Factory()->CreateEncoder(GUID_ContainerFormatGif, &GUID_VendorMicrosoft, encoder.Put()), S_OK);
+        ASSERT_EQ(
+            Factory()->CreateEncoder(GUID_ContainerFormatGif, &GUID_VendorMicrosoft, encoder.Put()),
+            S_OK);
         ASSERT_EQ(encoder->Initialize(stream.Get(), WICBitmapEncoderNoCache), S_OK);
     }
 
@@ -83,10 +106,12 @@ protected:
         return palette;
     }
 
-    static ComPtr<IWICFormatConverter> Convert(IWICBitmapSource* bitmap, IWICPalette* palette, double threshold = 0.0) {
+    static ComPtr<IWICFormatConverter> Convert(IWICBitmapSource* bitmap, IWICPalette* palette,
+                                               double threshold = 0.0) {
         ComPtr<IWICFormatConverter> converter;
         EXPECT_EQ(Factory()->CreateFormatConverter(converter.Put()), S_OK);
-        EXPECT_EQ(converter->Initialize(bitmap, GUID_WICPixelFormat8bppIndexed, WICBitmapDitherTypeErrorDiffusion, palette, threshold,
+        EXPECT_EQ(converter->Initialize(bitmap, GUID_WICPixelFormat8bppIndexed,
+                                        WICBitmapDitherTypeErrorDiffusion, palette, threshold,
                                         WICBitmapPaletteTypeFixedWebPalette),
                   S_OK);
         return converter;
@@ -195,7 +220,9 @@ TEST_F(GifEncoderTest, ItemsAreChecked) {
         {true, L"/logscrdesc/Width", Number(VT_UI2, 5), WINCODEC_ERR_PROPERTYNOTFOUND},
     };
     for (const auto& item : cases)
-        EXPECT_EQ(item.of_frame ? Set(frame, item.path, item.value) : Set(encoder, item.path, item.value), item.result)
+        EXPECT_EQ(
+            item.of_frame ? Set(frame, item.path, item.value) : Set(encoder, item.path, item.value),
+            item.result)
             << ToUtf8(item.path);
     // A size that is given first holds for the picture.
     EXPECT_EQ(Set(frame, L"/imgdesc/Width", Number(VT_UI2, 5)), S_OK);
@@ -231,7 +258,8 @@ TEST_F(GifEncoderTest, CallsOutOfTurnFailAndLeaveNothing) {
     EXPECT_TRUE(stream->bytes.empty());
 }
 
-// Many more frames than may be in work, of sizes that end out of order: the file is the one that is made frame by frame.
+// Many more frames than may be in work, of sizes that end out of order: the file is the one that is
+// made frame by frame.
 TEST_F(GifEncoderTest, FramesPreparedInParallelGiveTheSameBytesAsOneByOne) {
     Bytes files[2];
     for (const bool planned : {true, false}) {
@@ -240,10 +268,14 @@ TEST_F(GifEncoderTest, FramesPreparedInParallelGiveTheSameBytesAsOneByOne) {
         for (UINT n = 0; n < 40; ++n) {
             const UINT side = n % 7 == 0 ? 150 : 8 + n;
             const auto bitmap = MakeBitmap(side, side, [&](UINT x, UINT y) {
-                return (x * y + n) % 11 == 0 ? 0u : 0xFF000000 | (x * 255 / side) << 16 | (y * 255 / side) << 8 | (n * 6);
+                return (x * y + n) % 11 == 0
+                           ? 0u
+                           : 0xFF000000 | (x * 255 / side) << 16 | (y * 255 / side) << 8 | (n * 6);
             });
-            const auto converter = Convert(bitmap.Get(), PaletteOf(bitmap.Get(), n % 2 == 0).Get(), 90.0);
-            auto frame = planned ? AddFrame(converter.Get()) : AddFrame(MakeCom<PlainSource>(converter.Get()).Get());
+            const auto converter =
+                Convert(bitmap.Get(), PaletteOf(bitmap.Get(), n % 2 == 0).Get(), 90.0);
+            auto frame = planned ? AddFrame(converter.Get())
+                                 : AddFrame(MakeCom<PlainSource>(converter.Get()).Get());
             EXPECT_EQ(Set(frame, L"/grctlext/Delay", Number(VT_UI2, n)), S_OK);
         }
         encoder.Reset();
@@ -252,14 +284,19 @@ TEST_F(GifEncoderTest, FramesPreparedInParallelGiveTheSameBytesAsOneByOne) {
     EXPECT_EQ(files[0], files[1]);
     const auto gif = OpenedGif(files[0]);
     ASSERT_EQ(CountOf(gif.Get()), 40u);
-    for (UINT n = 0; n < 40; ++n) EXPECT_EQ(ItemOf(FrameOf(gif.Get(), n).Get(), L"/grctlext/Delay"), "ui2:" + std::to_string(n));
+    for (UINT n = 0; n < 40; ++n)
+        EXPECT_EQ(ItemOf(FrameOf(gif.Get(), n).Get(), L"/grctlext/Delay"),
+                  "ui2:" + std::to_string(n));
 }
 
 TEST_F(GifEncoderTest, OtherProgramsReadTheSame) {
     for (UINT n = 0; n < 6; ++n) {
-        const auto bitmap = MakeBitmap(
-            161, 90, [&](UINT x, UINT y) { return x < 9 && y < 9 ? 0u : 0xFF000000 | (x + n * 10) << 16 | y * 2 << 8 | ((x * y) & 0xFF); });
-        auto frame = AddFrame(Convert(bitmap.Get(), PaletteOf(bitmap.Get(), true).Get(), 90.0).Get());
+        const auto bitmap = MakeBitmap(161, 90, [&](UINT x, UINT y) {
+            return x < 9 && y < 9 ? 0u
+                                  : 0xFF000000 | (x + n * 10) << 16 | y * 2 << 8 | ((x * y) & 0xFF);
+        });
+        auto frame =
+            AddFrame(Convert(bitmap.Get(), PaletteOf(bitmap.Get(), true).Get(), 90.0).Get());
         EXPECT_EQ(Set(frame, L"/grctlext/Delay", Number(VT_UI2, 4)), S_OK);
         EXPECT_EQ(Set(frame, L"/grctlext/Disposal", Number(VT_UI1, 2)), S_OK);
         EXPECT_EQ(Set(frame, L"/grctlext/TransparencyFlag", Flag(true)), S_OK);
@@ -278,12 +315,14 @@ TEST_F(GifEncoderTest, OtherProgramsReadTheSame) {
     for (std::uint32_t& pixel : theirs) pixel = pixel >> 24 == 0 ? 0 : pixel;
     EXPECT_TRUE(theirs == ours);
     const std::string info = folder.Run("gifsicle --warnings --info ours.gif");
-    for (const char* text : {"6 images", "logical screen 161x90", "transparent 255", "delay 0.04s"}) EXPECT_THAT(info, HasSubstr(text));
+    for (const char* text : {"6 images", "logical screen 161x90", "transparent 255", "delay 0.04s"})
+        EXPECT_THAT(info, HasSubstr(text));
     EXPECT_THAT(info, ::testing::Not(HasSubstr("warning")));
 }
 
 TEST_F(GifEncoderTest, LaterChangesOfTheInputsDoNotReachTheFrame) {
-    const auto bitmap = MakeBitmap(300, 300, [](UINT x, UINT y) { return 0xFF000000 | (x * 200 + y) * 77; });
+    const auto bitmap =
+        MakeBitmap(300, 300, [](UINT x, UINT y) { return 0xFF000000 | (x * 200 + y) * 77; });
     const auto other = MakeBitmap(10, 10, [](UINT, UINT) { return 0xFF0000FF; });
     Bytes files[2];
     for (const bool changed : {false, true}) {
@@ -291,7 +330,8 @@ TEST_F(GifEncoderTest, LaterChangesOfTheInputsDoNotReachTheFrame) {
         SetUp();
         ComPtr<IWICBitmapScaler> scaler;
         ASSERT_EQ(Factory()->CreateBitmapScaler(scaler.Put()), S_OK);
-        ASSERT_EQ(scaler->Initialize(bitmap.Get(), 150, 150, WICBitmapInterpolationModeLinear), S_OK);
+        ASSERT_EQ(scaler->Initialize(bitmap.Get(), 150, 150, WICBitmapInterpolationModeLinear),
+                  S_OK);
         const auto palette = PaletteOf(bitmap.Get());
         AddFrame(Convert(scaler.Get(), palette.Get()).Get());
         if (changed) {
@@ -327,9 +367,12 @@ TEST_F(GifEncoderTest, AStreamThatFailsMakesLaterFramesFail) {
         ComPtr<IWICBitmapFrameEncode> frame;
         hr = encoder->CreateNewFrame(frame.Put(), nullptr);
         if (FAILED(hr)) break;
-        const auto bitmap = MakeBitmap(40, 40, [&](UINT x, UINT y) { return 0xFF000000 | (x * 4001 + y * n); });
+        const auto bitmap =
+            MakeBitmap(40, 40, [&](UINT x, UINT y) { return 0xFF000000 | (x * 4001 + y * n); });
         ASSERT_EQ(frame->Initialize(nullptr), S_OK);
-        ASSERT_EQ(frame->WriteSource(Convert(bitmap.Get(), PaletteOf(bitmap.Get()).Get()).Get(), nullptr), S_OK);
+        ASSERT_EQ(
+            frame->WriteSource(Convert(bitmap.Get(), PaletteOf(bitmap.Get()).Get()).Get(), nullptr),
+            S_OK);
         ASSERT_EQ(frame->Commit(), S_OK);
     }
     EXPECT_EQ(hr, HRESULT_FROM_WIN32(ERROR_DISK_FULL));
@@ -344,17 +387,22 @@ TEST_F(GifEncoderTest, SmallPalettesAndOddSizesSurvive) {
     const struct {
         UINT width, height;
         std::vector<WICColor> colors;
-    } cases[] = {{1, 1, {0xFF123456}}, {3, 1, {0xFF000000, 0xFFFFFFFF, 0xFF00FF00}}, {257, 3, {0xFF0000FF, 0xFF00FF00}}};
+    } cases[] = {{1, 1, {0xFF123456}},
+                 {3, 1, {0xFF000000, 0xFFFFFFFF, 0xFF00FF00}},
+                 {257, 3, {0xFF0000FF, 0xFF00FF00}}};
     for (const auto& each : cases) {
         stream = MakeCom<MemoryStream>();
         SetUp();
-        const auto pixel = [&](UINT x, UINT y) { return each.colors[(x + y) % each.colors.size()]; };
+        const auto pixel = [&](UINT x, UINT y) {
+            return each.colors[(x + y) % each.colors.size()];
+        };
         const auto bitmap = MakeBitmap(each.width, each.height, pixel);
         AddFrame(Convert(bitmap.Get(), PaletteOf(bitmap.Get()).Get()).Get());
         const auto gif = Finished();
         ASSERT_TRUE(gif);
         const auto pixels = PixelsOf(FrameOf(gif.Get(), 0).Get());
-        for (UINT i = 0; i < pixels.size(); ++i) EXPECT_EQ(pixels[i], pixel(i % each.width, i / each.width));
+        for (UINT i = 0; i < pixels.size(); ++i)
+            EXPECT_EQ(pixels[i], pixel(i % each.width, i / each.width));
     }
 }
 

@@ -29,15 +29,18 @@ std::vector<WICColor> ColorsOf(IWICPalette* palette);
 // All frames as 0xAARRGGBB, by another program, which must not complain.
 std::vector<std::uint32_t> DecodeWithFfmpeg(const TempFolder& folder, const std::string& name);
 
-// An item as text: "ui1:5", "ui2:7", "bool:1", "text:abc", "bytes:03 01", "missing", or the failure in hexadecimal.
+// An item as text: "ui1:5", "ui2:7", "bool:1", "text:abc", "bytes:03 01", "missing", or the failure
+// in hexadecimal.
 std::string ItemText(IWICMetadataQueryReader* reader, const wchar_t* path);
 
 template <class Object>
 std::string ItemOf(Object* object, const wchar_t* path) {
     ComPtr<IWICMetadataQueryReader> reader;
-    return SUCCEEDED(object->GetMetadataQueryReader(reader.Put())) ? ItemText(reader.Get(), path) : "no reader";
+    return SUCCEEDED(object->GetMetadataQueryReader(reader.Put())) ? ItemText(reader.Get(), path)
+                                                                   : "no reader";
 }
 
-ComPtr<IWICBitmap> MakeBitmap(UINT width, UINT height, const std::function<std::uint32_t(UINT x, UINT y)>& pixel);
+ComPtr<IWICBitmap> MakeBitmap(UINT width, UINT height,
+                              const std::function<std::uint32_t(UINT x, UINT y)>& pixel);
 
 }  // namespace Vimbrel::test

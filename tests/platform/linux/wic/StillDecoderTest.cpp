@@ -34,7 +34,9 @@ public:
 private:
     Sources() {
         std::uint32_t state = 1;
-        const auto random = [&state] { return static_cast<int>((state = state * 1664525 + 1013904223) >> 24); };
+        const auto random = [&state] {
+            return static_cast<int>((state = state * 1664525 + 1013904223) >> 24);
+        };
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
                 const int r = random(), g = random(), b = random(), a = random();
@@ -47,12 +49,14 @@ private:
                 raw_["half_indices"].push_back(static_cast<std::uint8_t>(few));
                 const int up = x * 255 / (width - 1);
                 const int edge = x < 18 ? 255 : 0;
-                Add("smooth", y < 10 ? std::array{edge, edge, edge, 255} : std::array{up, y * 255 / (height - 1), 255 - up, 255});
+                Add("smooth", y < 10 ? std::array{edge, edge, edge, 255}
+                                     : std::array{up, y * 255 / (height - 1), 255 - up, 255});
             }
         }
         Bytes& palette = raw_["half_indices"];  // follows its indices, and has 256 entries
         for (int i = 0; i < 16; ++i) {
-            for (const int sample : {i * i, 255 - i * 9, i * 16, i * 17}) palette.push_back(static_cast<std::uint8_t>(sample));
+            for (const int sample : {i * i, 255 - i * 9, i * 16, i * 17})
+                palette.push_back(static_cast<std::uint8_t>(sample));
         }
         palette.resize(palette.size() + 240 * 4);
         for (const auto& [name, pixels] : raw_) folder_.Write(name, pixels);
@@ -80,11 +84,13 @@ void PrintTo(const StillCase& item, std::ostream* out) { *out << item.file; }
 std::string Fill(std::string command, const StillCase& c) {
     const std::string size = std::to_string(width) + "x" + std::to_string(height);
     const auto replace = [&command](const std::string& what, const std::string& with) {
-        for (std::size_t at = 0; (at = command.find(what, at)) != std::string::npos; at += with.size())
+        for (std::size_t at = 0; (at = command.find(what, at)) != std::string::npos;
+             at += with.size())
             command.replace(at, what.size(), with);
     };
     replace("IM", std::string("/usr/bin/convert -size ") + size + " -depth 8 rgba:" + c.source);
-    replace("FF", std::string("ffmpeg -v error -y -f rawvideo -pix_fmt rgba -s ") + size + " -i " + c.source);
+    replace("FF", std::string("ffmpeg -v error -y -f rawvideo -pix_fmt rgba -s ") + size + " -i " +
+                      c.source);
     replace("SIZE", size);
     replace("OUT", c.file);
     return command;
@@ -104,9 +110,12 @@ const StillCase cases[] = {
     {"rgb16.png", "solid", "IM PNG48:OUT", 0, 0, PNG},
     {"rgba16.png", "any", "IM PNG64:OUT", 0, 0, PNG},
     {"gray_alpha.png", "grey", "IM -define png:color-type=4 OUT", 0, 0, PNG},
-    {"gray_alpha16.png", "grey", "IM -depth 16 -define png:color-type=4 -define png:bit-depth=16 OUT", 0, 0, PNG},
+    {"gray_alpha16.png", "grey",
+     "IM -depth 16 -define png:color-type=4 -define png:bit-depth=16 OUT", 0, 0, PNG},
     {"palette.png", "few", "IM PNG8:OUT", 0, 0, PNG},
-    {"palette_alpha.png", "half", "ffmpeg -v error -y -f rawvideo -pix_fmt pal8 -s SIZE -i half_indices -pix_fmt pal8 OUT", 0, 0, PNG},
+    {"palette_alpha.png", "half",
+     "ffmpeg -v error -y -f rawvideo -pix_fmt pal8 -s SIZE -i half_indices -pix_fmt pal8 OUT", 0, 0,
+     PNG},
     {"rgba.tif", "any", "IM -compress none OUT", 0, 0, TIFF},
     {"rgba_lzw.tif", "any", "IM -compress lzw -endian MSB OUT", 0, 0, TIFF},
     {"rgba16.tif", "any", "IM -depth 16 -compress zip OUT", 0, 0, TIFF},
@@ -117,14 +126,18 @@ const StillCase cases[] = {
     {"rgb.bmp", "solid", "IM -alpha off BMP3:OUT", 0, 0, BMP},
     {"rgba.bmp", "any", "IM OUT", 0, 0, BMP},
     {"runs.bmp", "smooth", "IM -alpha off -compress RLE -colors 256 BMP3:OUT", 60, 6, BMP},
-    {"lossless.webp", "any", "IM -define webp:lossless=true -define webp:exact=true OUT", 0, 0, WEBP},
+    {"lossless.webp", "any", "IM -define webp:lossless=true -define webp:exact=true OUT", 0, 0,
+     WEBP},
     {"lossy.webp", "smooth", "IM -alpha off -quality 98 OUT", 90, 4, WEBP},
     {"full.jpg", "smooth", "IM -alpha off -sampling-factor 1x1 -quality 98 OUT", 8, 1.5, JPEG},
     {"half.jpg", "smooth", "IM -alpha off -sampling-factor 2x1 -quality 98 OUT", 90, 4, JPEG},
     {"quarter.jpg", "smooth", "IM -alpha off -sampling-factor 2x2 -quality 98 OUT", 90, 4, JPEG},
-    {"limited.jpg", "smooth", "FF -pix_fmt yuv444p -color_range tv -strict unofficial -q:v 1 OUT", 16, 2.5, JPEG},
-    {"progressive.jpg", "smooth", "IM -alpha off -interlace JPEG -sampling-factor 1x1 -quality 98 OUT", 8, 1.5, JPEG},
-    {"inks.jpg", "smooth", "IM -alpha off -colorspace CMYK -sampling-factor 1x1 -quality 98 OUT", 12, 2, JPEG},
+    {"limited.jpg", "smooth", "FF -pix_fmt yuv444p -color_range tv -strict unofficial -q:v 1 OUT",
+     16, 2.5, JPEG},
+    {"progressive.jpg", "smooth",
+     "IM -alpha off -interlace JPEG -sampling-factor 1x1 -quality 98 OUT", 8, 1.5, JPEG},
+    {"inks.jpg", "smooth", "IM -alpha off -colorspace CMYK -sampling-factor 1x1 -quality 98 OUT",
+     12, 2, JPEG},
     {"rgb.jpg", "smooth", "FF -pix_fmt gbrp -c:v ljpeg -pix_fmt bgr24 OUT", 1, 0.5, JPEG},
 };
 
@@ -147,7 +160,8 @@ void ExpectSource(const Bytes& pixels, const Bytes& raw, int worst_allowed, doub
     for (std::size_t i = 0; i < raw.size(); i += 4) {
         for (std::size_t c = 0; c < 4; ++c) {
             const double straight = raw[i + (c == 3 ? 3 : 2 - c)];
-            const int expected = static_cast<int>(c == 3 ? straight : std::floor(straight * raw[i + 3] / 255.0 + 0.5));
+            const int expected = static_cast<int>(
+                c == 3 ? straight : std::floor(straight * raw[i + 3] / 255.0 + 0.5));
             const int difference = std::abs(expected - pixels[i + c]);
             worst = std::max(worst, difference);
             sum += difference;
@@ -213,7 +227,8 @@ protected:
     }
     std::size_t Find(const Bytes& bytes, const std::string& text, std::size_t from = 0) {
         const Bytes wanted(text.begin(), text.end());
-        const auto at = std::search(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.end(), wanted.begin(), wanted.end());
+        const auto at = std::search(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.end(),
+                                    wanted.begin(), wanted.end());
         EXPECT_NE(at, bytes.end()) << text;
         return static_cast<std::size_t>(at - bytes.begin());
     }
@@ -255,7 +270,10 @@ TEST_F(StillDecoder, CountsThePagesOfATiff) {
 TEST_F(StillDecoder, RefusesPixelsThatEndEarlyOrAreDamaged) {
     for (const std::string interlace : {"", "-flags +ildct"}) {
         SCOPED_TRACE(interlace);
-        folder_.Run("ffmpeg -v error -y -f lavfi -i color=gray:s=96x96,noise=alls=90,format=rgb24 -frames:v 1 " + interlace + " parts.png");
+        folder_.Run(
+            "ffmpeg -v error -y -f lavfi -i color=gray:s=96x96,noise=alls=90,format=rgb24 "
+            "-frames:v 1 " +
+            interlace + " parts.png");
         Bytes png = ReadBytes(folder_ / "parts.png");
         // Without the last of several chunks of data.
         std::vector<std::size_t> chunks;
@@ -266,7 +284,8 @@ TEST_F(StillDecoder, RefusesPixelsThatEndEarlyOrAreDamaged) {
         }
         ASSERT_GT(chunks.size(), 1u);
         const std::size_t end = Find(png, "IEND") - 4;
-        png.erase(png.begin() + static_cast<std::ptrdiff_t>(chunks.back()), png.begin() + static_cast<std::ptrdiff_t>(end));
+        png.erase(png.begin() + static_cast<std::ptrdiff_t>(chunks.back()),
+                  png.begin() + static_cast<std::ptrdiff_t>(end));
         EXPECT_EQ(Open(png), WINCODEC_ERR_BADIMAGE);
     }
 
@@ -277,7 +296,8 @@ TEST_F(StillDecoder, RefusesPixelsThatEndEarlyOrAreDamaged) {
 
     Make("strips.tif", "solid", "IM -alpha off -compress none OUT");
     Bytes tiff = ReadBytes(folder_ / "strips.tif");
-    const std::size_t counts = Find(tiff, std::string("\x17\x01\x04\0\x01\0\0\0", 8));  // StripByteCounts, one number
+    const std::size_t counts =
+        Find(tiff, std::string("\x17\x01\x04\0\x01\0\0\0", 8));  // StripByteCounts, one number
     tiff[counts + 8] = static_cast<std::uint8_t>(tiff[counts + 8] - 1);
     EXPECT_EQ(Open(tiff), WINCODEC_ERR_BADIMAGE);
 
@@ -288,8 +308,8 @@ TEST_F(StillDecoder, RefusesPixelsThatEndEarlyOrAreDamaged) {
 }
 
 TEST_F(StillDecoder, TakesALastRowOfZeros) {
-    for (const char* options :
-         {"xc:black", "xc:none", "xc:black -interlace PNG", "xc:white -fill red -transparent white -type TrueColor"}) {
+    for (const char* options : {"xc:black", "xc:none", "xc:black -interlace PNG",
+                                "xc:white -fill red -transparent white -type TrueColor"}) {
         folder_.Run(std::string("/usr/bin/convert -size 9x7 ") + options + " zeros.png");
         EXPECT_EQ(OpenStill(folder_ / "zeros.png"), S_OK) << options;
     }
@@ -303,53 +323,72 @@ TEST_F(StillDecoder, RefusesTooManyPixelsFromTheHeader) {
         Bytes size;
     } const large[] = {
         {"large.png", "IM PNG32:OUT", "IHDR", {0, 0, 0x40, 1, 0, 0, 0x40, 0}},
-        {"large.jpg", "IM -alpha off -sampling-factor 1x1 OUT", std::string("\xff\xc0\0\x11\x08", 5), {0x80, 0, 0x80, 0}},
-        {"large.bmp", "IM -alpha off BMP3:OUT", std::string("\x28\0\0\0", 4), {1, 0x40, 0, 0, 0, 0x40, 0, 0}},
-        {"large_top.bmp", "IM -alpha off BMP3:OUT", std::string("\x28\0\0\0", 4), {1, 0x40, 0, 0, 0, 0, 0, 0x80}},
+        {"large.jpg",
+         "IM -alpha off -sampling-factor 1x1 OUT",
+         std::string("\xff\xc0\0\x11\x08", 5),
+         {0x80, 0, 0x80, 0}},
+        {"large.bmp",
+         "IM -alpha off BMP3:OUT",
+         std::string("\x28\0\0\0", 4),
+         {1, 0x40, 0, 0, 0, 0x40, 0, 0}},
+        {"large_top.bmp",
+         "IM -alpha off BMP3:OUT",
+         std::string("\x28\0\0\0", 4),
+         {1, 0x40, 0, 0, 0, 0, 0, 0x80}},
     };
     for (const auto& c : large) {
         Make(c.file, "solid", c.command);
         Bytes bytes = ReadBytes(folder_ / c.file);
-        std::copy(c.size.begin(), c.size.end(), bytes.begin() + static_cast<std::ptrdiff_t>(Find(bytes, c.before) + c.before.size()));
+        std::copy(
+            c.size.begin(), c.size.end(),
+            bytes.begin() + static_cast<std::ptrdiff_t>(Find(bytes, c.before) + c.before.size()));
         EXPECT_EQ(Open(bytes), WINCODEC_ERR_IMAGESIZEOUTOFRANGE) << c.file;
     }
 }
 
-// Four inks in the three ways that a JPEG may hold them. The program writes them as luma and chroma, the maker's mark says so;
-// the other ways are made by a choice of colours whose luma and chroma are the components wanted, and a change of the mark.
+// Four inks in the three ways that a JPEG may hold them. The program writes them as luma and
+// chroma, the maker's mark says so; the other ways are made by a choice of colours whose luma and
+// chroma are the components wanted, and a change of the mark.
 TEST_F(StillDecoder, KnowsTheInksOfAJpeg) {
     using Samples = std::array<int, 3>;
     const auto from_luma = [](const Samples& s) {
         const double y = s[0], cb = s[1] - 128, cr = s[2] - 128;
-        return Samples{static_cast<int>(std::lround(y + 1.402 * cr)), static_cast<int>(std::lround(y - 0.344136 * cb - 0.714136 * cr)),
+        return Samples{static_cast<int>(std::lround(y + 1.402 * cr)),
+                       static_cast<int>(std::lround(y - 0.344136 * cb - 0.714136 * cr)),
                        static_cast<int>(std::lround(y + 1.772 * cb))};
     };
-    for (const Samples& colour : {Samples{190, 120, 140}, Samples{90, 128, 128}, Samples{128, 150, 110}, Samples{60, 110, 140}}) {
+    for (const Samples& colour : {Samples{190, 120, 140}, Samples{90, 128, 128},
+                                  Samples{128, 150, 110}, Samples{60, 110, 140}}) {
         for (const int black : {255, 128}) {
             for (const std::string way : {"luma", "inverted", "plain"}) {
                 SCOPED_TRACE(way + " " + std::to_string(colour[0]) + " " + std::to_string(black));
                 const Samples opposite = {255 - colour[0], 255 - colour[1], 255 - colour[2]};
-                const Samples inks = way == "luma" ? opposite : from_luma(way == "inverted" ? colour : opposite);
+                const Samples inks =
+                    way == "luma" ? opposite : from_luma(way == "inverted" ? colour : opposite);
                 Bytes raw;
                 for (int i = 0; i < 16 * 16; ++i) {
                     for (const int ink : inks) raw.push_back(static_cast<std::uint8_t>(ink));
                     raw.push_back(static_cast<std::uint8_t>(way == "plain" ? black : 255 - black));
                 }
                 folder_.Write("inks", raw);
-                folder_.Run("/usr/bin/convert -size 16x16 -depth 8 cmyk:inks -sampling-factor 1x1 -quality 100 four.jpg");
+                folder_.Run(
+                    "/usr/bin/convert -size 16x16 -depth 8 cmyk:inks -sampling-factor 1x1 -quality "
+                    "100 four.jpg");
                 Bytes jpeg = ReadBytes(folder_ / "four.jpg");
                 const std::size_t mark = Find(jpeg, "Adobe");
                 ASSERT_EQ(jpeg[mark + 11], 2);
                 if (way == "inverted") jpeg[mark + 11] = 0;
                 if (way == "plain") {
-                    jpeg.erase(jpeg.begin() + static_cast<std::ptrdiff_t>(mark - 4), jpeg.begin() + static_cast<std::ptrdiff_t>(mark + 12));
+                    jpeg.erase(jpeg.begin() + static_cast<std::ptrdiff_t>(mark - 4),
+                               jpeg.begin() + static_cast<std::ptrdiff_t>(mark + 12));
                 }
                 folder_.Write("four.jpg", jpeg);
                 ComPtr<IWICBitmapFrameDecode> frame;
                 ASSERT_EQ(OpenStill(folder_ / "four.jpg", &frame), S_OK);
                 const Bytes pixels = CopyAll(frame.Get());
                 ASSERT_EQ(pixels.size(), 1024u);
-                for (std::size_t c = 0; c < 3; ++c) EXPECT_NEAR(pixels[c], colour[2 - c] * black / 255, 5) << c;
+                for (std::size_t c = 0; c < 3; ++c)
+                    EXPECT_NEAR(pixels[c], colour[2 - c] * black / 255, 5) << c;
                 EXPECT_EQ(pixels[3], 255);
             }
         }

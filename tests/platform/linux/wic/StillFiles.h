@@ -28,7 +28,10 @@ inline Bytes CopyAll(IWICBitmapSource* source) {
     UINT height = 0;
     if (!source || FAILED(source->GetSize(&width, &height))) return {};
     Bytes pixels(std::size_t{width} * height * 4);
-    return FAILED(source->CopyPixels(nullptr, width * 4, static_cast<UINT>(pixels.size()), pixels.data())) ? Bytes{} : pixels;
+    return FAILED(source->CopyPixels(nullptr, width * 4, static_cast<UINT>(pixels.size()),
+                                     pixels.data()))
+               ? Bytes{}
+               : pixels;
 }
 
 }  // namespace Vimbrel::test
