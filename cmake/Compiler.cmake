@@ -4,7 +4,8 @@ if(CCACHE_PROGRAM)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
 endif()
 
-add_compile_options(-Wall -Wextra -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+add_compile_options(-Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
 if(VIMBREL_WERROR)
     add_compile_options(-Werror)
 endif()

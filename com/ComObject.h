@@ -18,11 +18,14 @@ struct Implements {
     }
 };
 
+// An interface has no virtual destructor: it would take slots of the published table.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 // Base of a counted object. `Lists` are Implements<...>; the object derives from the Main interface
 // of each.
 //
-//     class Stream final : public ComObject<Implements<IWICStream, IStream, ISequentialStream>> {
-//     ... }; ComPtr<Stream> stream = MakeCom<Stream>(arguments...);
+//     class Stream final : public ComObject<Implements<IWICStream, IStream>> { ... };
+//     ComPtr<Stream> stream = MakeCom<Stream>(arguments...);
 //
 // IUnknown is answered through the first list.
 template <class First, class... Rest>
@@ -61,6 +64,7 @@ protected:
 
 private:
     std::atomic<ULONG> references_{1};
+#pragma GCC diagnostic pop
 };
 
 // Makes a counted object whose first reference belongs to the result.

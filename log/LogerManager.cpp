@@ -49,8 +49,8 @@ void EndLine(LogRecord& record) {
 
 }  // namespace
 
-LogerManager::LogerManager(LogClock& clock)
-    : pid(ProcessId()), processName(ProcessName()), clock(clock) {
+LogerManager::LogerManager(LogClock& time)
+    : pid(ProcessId()), processName(ProcessName()), clock(time) {
     freeRecords.reserve(free_records_limit + LOGGER_MAX);
     ids["Main"] = LOGGER_MAIN;
     loggers[LOGGER_MAIN].key.Set("Main");

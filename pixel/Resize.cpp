@@ -175,12 +175,12 @@ bool IsPlan(const void* memory) {
 template <class Sample>
 class InterpolatedRows {
 public:
-    InterpolatedRows(const ResizePlan& plan, const pixel::ResizeRows<Sample>& kernel,
-                     const std::uint8_t* source, std::int32_t step, std::byte* memory)
-        : plan(plan),
-          kernel(kernel),
-          source(source),
-          step(step),
+    InterpolatedRows(const ResizePlan& resize_plan, const pixel::ResizeRows<Sample>& row_kernel,
+                     const std::uint8_t* source_rows, std::int32_t source_step, std::byte* memory)
+        : plan(resize_plan),
+          kernel(row_kernel),
+          source(source_rows),
+          step(source_step),
           upper{-1, reinterpret_cast<Sample*>(memory)},
           lower{-1, reinterpret_cast<Sample*>(memory + RowBytes(plan))} {}
 

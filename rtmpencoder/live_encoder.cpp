@@ -16,19 +16,19 @@ live_encoder::~live_encoder() {
     CloseHandle(start_event);
 }
 
-void live_encoder::post(std::unique_ptr<packet>& packet) {
+void live_encoder::post(std::unique_ptr<packet>& posted) {
     // What is dropped is freed outside the lock.
-    std::deque<std::unique_ptr<live_encoder::packet>> freed;
+    std::deque<std::unique_ptr<packet>> freed;
     {
         const std::lock_guard lock(mutex);
         // The end overtakes all that waits.
-        if (packet->type == packet::type_stop) freed.swap(queue);
+        if (posted->type == packet::type_stop) freed.swap(queue);
         if (queue.size() >= max_queue) {
             freed.push_back(std::move(queue.front()));
             queue.pop_front();
             ++dropped;
         }
-        queue.push_back(std::move(packet));
+        queue.push_back(std::move(posted));
         queue_changed.notify_all();
     }
 }

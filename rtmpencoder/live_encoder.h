@@ -31,7 +31,7 @@ public:
             type_stop = 3
         };
 
-        explicit packet(std::uint32_t type) : type(type) {}
+        explicit packet(std::uint32_t kind) : type(kind) {}
         packet(const packet&) = delete;
         packet& operator=(const packet&) = delete;
         virtual ~packet() = default;

@@ -123,13 +123,13 @@ HRESULT live_encoder_aac::create_buffers() {
     return hr;
 }
 
-bool live_encoder_aac::on_packet(packet* packet) {
-    if (packet->type == packet::type_audio_changing) {
-        change_format(static_cast<packet_audio_changing&>(*packet));
+bool live_encoder_aac::on_packet(packet* input) {
+    if (input->type == packet::type_audio_changing) {
+        change_format(static_cast<packet_audio_changing&>(*input));
         return true;
     }
-    if (packet->type == packet::type_audio)
-        return encode(static_cast<const packet_audio&>(*packet));
+    if (input->type == packet::type_audio)
+        return encode(static_cast<const packet_audio&>(*input));
     return true;
 }
 

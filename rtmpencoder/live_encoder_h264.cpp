@@ -40,9 +40,9 @@ HRESULT ProcessOutput(IMFTransform* transform, IMFSample* sample, ComPtr<IMFSamp
 
 }  // namespace
 
-bool live_encoder_h264::on_packet(packet* packet) {
-    if (packet->type != packet::type_video) return true;
-    const auto& frame = static_cast<const packet_video&>(*packet);
+bool live_encoder_h264::on_packet(packet* input) {
+    if (input->type != packet::type_video) return true;
+    const auto& frame = static_cast<const packet_video&>(*input);
     // A first time of 0 is taken for none, and the next frame's is the origin then. That is meant.
     if (first_time == 0) first_time = frame.time;
     relative_time = frame.time - first_time;

@@ -8,8 +8,8 @@ namespace Vimbrel {
 
 class PublisherLogin {
 public:
-    PublisherLogin(std::string user, std::string password)
-        : user(std::move(user)), password(std::move(password)) {}
+    PublisherLogin(std::string login_user, std::string login_password)
+        : user(std::move(login_user)), password(std::move(login_password)) {}
 
     // `description` is the server's reason to refuse `application`, which has what was answered
     // before behind it. What the next connection is to append to it; empty if there is nothing to

@@ -33,6 +33,9 @@ struct BlockCounters {
 // to end. The operation that fetches data waits in it for the next block, and meanwhile every call
 // but SetSample waits with it. `mutex` guards `pending` only. Order: critical section, then mutex.
 // Before Shutdown a block of size 0 must have come, or Shutdown waits for ever.
+// An interface has no virtual destructor: it would take slots of the published table.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 class MFMemorySource final : private RefCountedObject,
                              public OpQueue<SourceOp>,
                              public IMFMediaSource {
@@ -124,5 +127,6 @@ private:
     HANDLE started_event = nullptr;
     BlockCounters counters[2];  // of sound and of picture; guarded by mutex
 };
+#pragma GCC diagnostic pop
 
 }  // namespace Vimbrel

@@ -17,6 +17,9 @@ class MFMemorySource;
 // The source and its streams share one critical section, which guards everything here. The pipeline
 // may keep a stream longer than the source: the section lives as long as either, and the source is
 // only touched until Shutdown.
+// An interface has no virtual destructor: it would take slots of the published table.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 class MFMemoryStream final : public RefCountedObject, public IMFMediaStream {
 public:
     enum State : std::int32_t {
@@ -81,5 +84,6 @@ private:
     ComPtrList<IUnknown, true> requests;
     bool is_video = true;
 };
+#pragma GCC diagnostic pop
 
 }  // namespace Vimbrel

@@ -76,8 +76,8 @@ bool SendCommand(const Socket& client, const std::string& body, std::size_t stre
 
 }  // namespace
 
-FakeRtmpServer::FakeRtmpServer(Judge judge)
-    : judge(std::move(judge)), listener(Listen(port)), thread([this] { Run(); }) {}
+FakeRtmpServer::FakeRtmpServer(Judge connection_judge)
+    : judge(std::move(connection_judge)), listener(Listen(port)), thread([this] { Run(); }) {}
 
 FakeRtmpServer::~FakeRtmpServer() {
     stopping = true;

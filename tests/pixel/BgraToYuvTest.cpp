@@ -12,8 +12,8 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 struct Picture {
-    Picture(unsigned width, unsigned height)
-        : luma(width * height, 0xEE), cb(width * height / 4, 0xEE), cr(cb), width(width) {}
+    Picture(unsigned columns, unsigned rows)
+        : luma(columns * rows, 0xEE), cb(columns * rows / 4, 0xEE), cr(cb), width(columns) {}
     YuvPlanes Planes() {
         const auto stride = static_cast<std::ptrdiff_t>(width);
         return {{luma.data(), cb.data(), cr.data()}, {stride, stride / 2, stride / 2}};

@@ -59,10 +59,10 @@ struct PlaneLayout {
 // A plane within guarded memory. Its last byte, or its first one, touches the guard.
 class Plane {
 public:
-    Plane(PlaneLayout layout, std::int32_t padding, bool at_end, bool upside_down)
-        : layout(layout),
-          pitch(layout.row_bytes + padding),
-          upside_down(upside_down),
+    Plane(PlaneLayout plane_layout, std::int32_t padding, bool at_end, bool bottom_up)
+        : layout(plane_layout),
+          pitch(plane_layout.row_bytes + padding),
+          upside_down(bottom_up),
           memory(Bytes()) {
         start = at_end ? memory.End() - Bytes() : memory.Begin();
     }

@@ -16,7 +16,7 @@ using pixel::RunnableKernels;
 // A plan and a work buffer that end where their sizes say.
 class Resizer {
 public:
-    Resizer(PixelSize source, PixelSize destination) : destination(destination) {
+    Resizer(PixelSize source, PixelSize wanted) : destination(wanted) {
         std::int32_t plan_bytes = 0;
         std::int32_t initialization_bytes = -1;
         EXPECT_EQ(ResizeGetSizes(source, destination, resize_linear, 0, &plan_bytes,

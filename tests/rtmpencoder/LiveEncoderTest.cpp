@@ -12,7 +12,7 @@ namespace {
 using namespace std::chrono_literals;
 
 struct NumberedPacket final : live_encoder::packet {
-    explicit NumberedPacket(int number) : packet(type_video), number(number) { ++alive; }
+    explicit NumberedPacket(int order) : packet(type_video), number(order) { ++alive; }
     ~NumberedPacket() override { --alive; }
 
     int number;
@@ -24,8 +24,8 @@ class SteeredEncoder final : public live_encoder {
 public:
     ~SteeredEncoder() override { stop(); }
 
-    bool on_packet(packet* packet) override {
-        const int number = static_cast<const NumberedPacket&>(*packet).number;
+    bool on_packet(packet* input) override {
+        const int number = static_cast<const NumberedPacket&>(*input).number;
         got.push_back(number);
         if (got.size() == 1) {
             at_work.set_value();
@@ -39,9 +39,9 @@ public:
     void on_stop() override { ++stops; }
 
     void Post(int number) {
-        std::unique_ptr<packet> packet = std::make_unique<NumberedPacket>(number);
-        post(packet);
-        EXPECT_EQ(packet, nullptr);
+        std::unique_ptr<packet> posted = std::make_unique<NumberedPacket>(number);
+        post(posted);
+        EXPECT_EQ(posted, nullptr);
     }
 
     bool starts = true;

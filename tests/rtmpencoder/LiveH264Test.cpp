@@ -150,8 +150,8 @@ TEST_P(LiveH264, EncodesEachFrameIntoOneSliceWithoutDelay) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Encoders, LiveH264, testing::ValuesIn(cases), [](const auto& info) {
-    std::string name = info.param.name;
+INSTANTIATE_TEST_SUITE_P(Encoders, LiveH264, testing::ValuesIn(cases), [](const auto& test) {
+    std::string name = test.param.name;
     std::erase(name, ' ');
     return name;
 });

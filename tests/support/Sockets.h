@@ -19,7 +19,7 @@ namespace Vimbrel::test {
 
 class Socket {
 public:
-    explicit Socket(int descriptor = -1) : descriptor(descriptor) {}
+    explicit Socket(int owned = -1) : descriptor(owned) {}
     Socket(Socket&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
     Socket& operator=(Socket&& other) noexcept {
         std::swap(descriptor, other.descriptor);

@@ -13,7 +13,7 @@ namespace {
 
 class File final : public Vimbrel::KernelObject {
 public:
-    explicit File(int descriptor) : descriptor(descriptor) {}
+    explicit File(int owned) : descriptor(owned) {}
     ~File() override { close(descriptor); }
 
     const int descriptor;

@@ -96,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
                                             Value(application, "cnonce") +
                                             ":auth:" + Md5Hex("publish:/live/_definst_"));
                           }}),
-    [](const auto& info) { return std::string(info.param.mode); });
+    [](const auto& test) { return std::string(test.param.mode); });
 
 }  // namespace
 }  // namespace Vimbrel::test

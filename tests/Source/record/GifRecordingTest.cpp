@@ -107,8 +107,8 @@ TEST_P(GifRecordingTest, WhatIsRecordedIsReadBack) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Transparency, GifRecordingTest, testing::Bool(), [](const auto& info) {
-    return info.param ? "TransparentCorners" : "Opaque";
+INSTANTIATE_TEST_SUITE_P(Transparency, GifRecordingTest, testing::Bool(), [](const auto& test) {
+    return test.param ? "TransparentCorners" : "Opaque";
 });
 
 }  // namespace

@@ -19,10 +19,10 @@ namespace {
 
 // A cast in one of the framings, through a proxy of its own.
 struct ProxiedCast {
-    ProxiedCast(const RtmpServer& server, Framing framing, std::string key)
-        : key(std::move(key)),
+    ProxiedCast(const RtmpServer& server, Framing framing, std::string stream)
+        : key(std::move(stream)),
           proxy(server.port),
-          cast(MakeCast(proxy.Url("live", this->key), framing)) {
+          cast(MakeCast(proxy.Url("live", key), framing)) {
         cast->SetCallback([this](int) { ++calls; });
     }
 
@@ -54,8 +54,8 @@ public:
         std::counting_semaphore<> go_on{0};
     };
 
-    explicit HeldEncoder(Gate& gate)
-        : gate(gate), inner(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>()) {}
+    explicit HeldEncoder(Gate& holder)
+        : gate(holder), inner(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>()) {}
 
     HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,
                                                   MFT_OUTPUT_STREAM_INFO* info) override {

@@ -213,8 +213,8 @@ TEST_P(StillCases, FailsWhereverItIsCut) {
     close(file);
 }
 
-INSTANTIATE_TEST_SUITE_P(StillDecoder, StillCases, testing::ValuesIn(cases), [](const auto& info) {
-    std::string name = info.param.file;
+INSTANTIATE_TEST_SUITE_P(StillDecoder, StillCases, testing::ValuesIn(cases), [](const auto& test) {
+    std::string name = test.param.file;
     std::replace(name.begin(), name.end(), '.', '_');
     return name;
 });

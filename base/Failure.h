@@ -1,0 +1,26 @@
+// Texts of failed platform calls in the log.
+#pragma once
+
+#include <windows.h>
+
+#include "vimbrel/AppLog.h"
+
+namespace Vimbrel {
+
+// Where a failure is logged from: the caller's file and line.
+struct LogSite {
+    const char* file = __builtin_FILE();
+    int line = __builtin_LINE();
+};
+
+// Logs "`call` failed - 0x%08X" if `result` is a failure. Returns `result`. Any thread.
+HRESULT LogIfFailed(HRESULT result, const char* call,
+                    HalvorixAppLog::LogLevel level = HalvorixAppLog::LOG_LEVEL_ERROR,
+                    LogSite site = LogSite());
+
+// Logs "`text` hr=0x%08x" if `result` is a failure. Returns `result`. Any thread.
+HRESULT LogHrIfFailed(HRESULT result, const char* text,
+                      HalvorixAppLog::LogLevel level = HalvorixAppLog::LOG_LEVEL_ERROR,
+                      LogSite site = LogSite());
+
+}  // namespace Vimbrel
