@@ -94,24 +94,27 @@ std::string ToUtf8(std::wstring_view text) {
     return result;
 }
 
-std::wstring FromUtf8(std::string_view text) {
-    // No code point has more units than bytes.
-    std::wstring result(text.size(), L'\0');
+std::size_t WidenUtf8(std::string_view text, wchar_t* wide) {
     std::size_t length = 0;
     while (!text.empty()) {
-        const std::size_t ascii = WidenAscii(text, result.data() + length);
+        const std::size_t ascii = WidenAscii(text, wide + length);
         length += ascii;
         text.remove_prefix(ascii);
         if (text.empty()) break;
         const char32_t value = TakeUtf8(text);
         if (sizeof(wchar_t) == 2 && value >= 0x10000) {
-            result[length++] = static_cast<wchar_t>(0xD800 + ((value - 0x10000) >> 10));
-            result[length++] = static_cast<wchar_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
+            wide[length++] = static_cast<wchar_t>(0xD800 + ((value - 0x10000) >> 10));
+            wide[length++] = static_cast<wchar_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
         } else {
-            result[length++] = static_cast<wchar_t>(value);
+            wide[length++] = static_cast<wchar_t>(value);
         }
     }
-    result.resize(length);
+    return length;
+}
+
+std::wstring FromUtf8(std::string_view text) {
+    std::wstring result(text.size(), L'\0');
+    result.resize(WidenUtf8(text, result.data()));
     return result;
 }
 

@@ -2,6 +2,7 @@
 // becomes U+FFFD.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -17,5 +18,9 @@ int EncodeUtf8(char32_t code_point, char* bytes);
 
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
+
+// Writes the wide form of UTF-8 to `wide`, which has room for as many characters as `text` has
+// bytes, without a terminator. Returns the number of characters.
+std::size_t WidenUtf8(std::string_view text, wchar_t* wide);
 
 }  // namespace Vimbrel

@@ -2,11 +2,14 @@
 
 #include <windows.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <new>
+#include <string>
 
+#include "log/FormatText.h"
 #include "log/LogerManager.h"
 
 namespace HalvorixAppLog {
@@ -15,15 +18,15 @@ namespace {
 
 using HostFunction = IAppLogManager* (*)();
 
-// The main program's exports do not change while it runs, so the look-up is made once; the function
-// itself is asked each time, since its answer may change.
+// The main program's exports do not change while it runs, so they are searched once. Its function
+// is called each time, since its answer may change.
 HostFunction FindHostFunction() {
     return reinterpret_cast<HostFunction>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), "GetAppLogger")));
 }
 
-// The library's own manager. It is destroyed at process exit; a new one, which nobody starts, then
-// takes its place, since objects that are destroyed still later have log sites, too.
+// The library's own manager. After its destruction at process exit a new one, which nobody starts,
+// takes its place, because objects that are destroyed later have log sites.
 class OwnManager {
 public:
     OwnManager() { new (storage) LogerManager; }
@@ -42,13 +45,10 @@ private:
 
 }  // namespace
 
-constinit std::atomic<IAppLogManager*> own_manager{nullptr};
-
 IAppLogManager* GetAppLogger() {
     static const HostFunction host = FindHostFunction();
     if (host) return host();
     static OwnManager own;
-    own_manager.store(own.Get(), std::memory_order_release);
     return own.Get();
 }
 
@@ -57,13 +57,20 @@ void AppendFormat(LogRecord& record, const char* format, ...) {
     if (room <= 0) return;
     va_list arguments;
     va_start(arguments, format);
+    va_list again;
+    va_copy(again, arguments);
     // The terminator falls into the bytes behind the capacity, so that the text itself can fill it.
-    const int length = std::vsnprintf(record.content + record.contentLength,
-                                      static_cast<std::size_t>(room) + 1, format, arguments);
+    char* const end = record.content + record.contentLength;
+    int length = std::vsnprintf(end, static_cast<std::size_t>(room) + 1, format, arguments);
     va_end(arguments);
-    // Negative is a text that could not be made, as a wide one in a narrow locale: nothing is
-    // appended, since what an earlier record left in the memory would come out.
-    if (length >= 0) record.contentLength += length < room ? length : room;
+    // The C library gives up on wide text that the locale has no characters for.
+    if (length < 0) {
+        const std::string text = FormatText(format, again);
+        length = static_cast<int>(std::min(text.size(), static_cast<std::size_t>(room)));
+        std::memcpy(end, text.data(), static_cast<std::size_t>(length));
+    }
+    va_end(again);
+    record.contentLength += std::min(length, room);
 }
 
 }  // namespace HalvorixAppLog

@@ -7,9 +7,9 @@
 
 namespace HalvorixAppLog {
 
-// Prints `text` in the colour of `level`. Levels with a colour, 2 to 6, print nothing at all where
-// standard output is no console; the others print anywhere. Meant. The lock keeps a text from
-// coming out in another level's colour.
-void PrintColoured(LockHelper& consoleLock, int level, std::string_view text);
+// Prints `text` in the colour of `level`. Kept: levels with a colour, 2 to 6, print nothing where
+// standard output is no console, because hosts redirect it and want only what has no colour. The
+// lock keeps a text from coming out in another level's colour.
+void PrintColoured(LockHelper& consoleLock, int level, std::string_view text) EXCLUDES(consoleLock);
 
 }  // namespace HalvorixAppLog

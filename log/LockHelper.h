@@ -1,32 +1,31 @@
 // The lock of the logger.
 #pragma once
 
-#include <mutex>
+#include "base/ThreadSafety.h"
 
 namespace HalvorixAppLog {
 
-class LockHelper {
+class CAPABILITY("mutex") LockHelper {
 public:
     virtual ~LockHelper() = default;
 
-    void Enter() { section.lock(); }
-    void Leave() { section.unlock(); }
+    void Enter() ACQUIRE() { section.Lock(); }
+    void Leave() RELEASE() { section.Unlock(); }
 
 private:
-    std::mutex section;
+    Vimbrel::Mutex section;
 };
 
 // Enters for the length of a scope.
-template <class Lock>
-class ScopedLock {
+class SCOPED_CAPABILITY ScopedLock {
 public:
-    explicit ScopedLock(Lock& guarded) : lock(guarded) { lock.Enter(); }
-    ~ScopedLock() { lock.Leave(); }
+    explicit ScopedLock(LockHelper& guarded) ACQUIRE(guarded) : lock(guarded) { lock.Enter(); }
+    ~ScopedLock() RELEASE() { lock.Leave(); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 
 private:
-    Lock& lock;
+    LockHelper& lock;
 };
 
 }  // namespace HalvorixAppLog

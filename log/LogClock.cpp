@@ -27,9 +27,8 @@ public:
     std::int64_t Midnight(const std::tm& day) override {
         std::tm start = day;
         start.tm_sec = start.tm_min = start.tm_hour = 0;
-        // Whether daylight saving was in force at midnight is for the calendar to tell, not for the
-        // later moment.
-        start.tm_isdst = -1;
+        // Daylight saving is that of the moment asked about, so that the time since this midnight
+        // is the clock's on the day of a change, too.
         return std::mktime(&start);
     }
 

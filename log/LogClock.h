@@ -12,7 +12,7 @@ public:
     virtual std::uint64_t FileTime() = 0;
     // `time` is in seconds since 1970-01-01 UTC.
     virtual std::tm LocalTime(std::int64_t time) = 0;
-    // The time at which the local day of `day` began.
+    // The time at which the local day of `day` began, on a clock with the daylight saving of `day`.
     virtual std::int64_t Midnight(const std::tm& day) = 0;
     virtual void Sleep(int milliseconds) = 0;
 

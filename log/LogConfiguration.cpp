@@ -21,7 +21,8 @@ constexpr LevelWord level_words[] = {
     {"error", LOG_LEVEL_ERROR}, {"alarm", LOG_LEVEL_ALARM}, {"fatal", LOG_LEVEL_FATAL},
 };
 
-// What is no number is 0, and what follows one is ignored: meant.
+// Kept: text that is no number is 0 and what follows a number is ignored, because files in use
+// have units behind their numbers.
 int Number(const std::string& value) { return std::atoi(value.c_str()); }  // NOLINT(cert-err34-c)
 
 void ApplySetting(LoggerInfo& logger, const std::string& key, const std::string& value) {
@@ -43,7 +44,7 @@ void ApplySetting(LoggerInfo& logger, const std::string& key, const std::string&
     } else if (key == "enable") {
         logger.enable = on;
     } else if (key == "reserve") {
-        // Goes no further than this map: only the setter reaches a logger. Meant.
+        // Kept: the value goes no further than this map; only the setter reaches a logger.
         logger.reserve = Number(value);
     }
 }
@@ -58,15 +59,15 @@ std::uint32_t LogConfiguration::Checksum(std::string_view text) {
 }
 
 bool LogConfiguration::Parse(std::string_view text) {
-    // Each CR and each LF ends a line of its own, so in a file with CR LF the numbers run twice as
-    // fast as in an editor: meant.
+    // Kept: each CR and each LF ends a line of its own, so the numbers of a file with CR LF run
+    // twice as fast as an editor's.
     int number = 1;
     while (!text.empty()) {
         const std::size_t end = text.find_first_of("\r\n");
         ParseLine(text.substr(0, end), number++);
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
-    // Nothing in a text is refused; the callers are ready for a form that can fail.
+    // No text is refused; callers handle a failure all the same.
     return true;
 }
 
@@ -94,8 +95,8 @@ void LogConfiguration::ParseSection(std::string_view head, int number) {
         return;
     }
     entry->second.enable = true;
-    entry->second.key.Set(currentKey);
-    entry->second.name.Set(currentKey);
+    entry->second.key = currentKey;
+    entry->second.name = currentKey;
 }
 
 void LogConfiguration::ParseSetting(std::string_view key, std::string_view value, int number) {
@@ -109,9 +110,9 @@ void LogConfiguration::ParseSetting(std::string_view key, std::string_view value
     }
     const std::string name = LowerCase(key);
     if (name == "path") {
-        entry->second.path.Set(value);
+        entry->second.path = value;
     } else if (name == "name") {
-        entry->second.name.Set(value);
+        entry->second.name = value;
     } else {
         ApplySetting(entry->second, name, LowerCase(value));
     }

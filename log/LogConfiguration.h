@@ -19,7 +19,7 @@ public:
     // By section key.
     const std::map<std::string, LoggerInfo>& Loggers() const { return loggers; }
 
-    // The sum of the bytes, by which a reload sees a change. Swapped bytes go unseen: accepted.
+    // The sum of the bytes, by which a reload sees a change. Swapped bytes are not noticed.
     static std::uint32_t Checksum(std::string_view text);
 
 private:

@@ -4,15 +4,24 @@
 
 namespace HalvorixAppLog {
 
+bool LogFilePlace::Answers(const Question& question) const {
+    return question.time == askedTime && question.path == askedPath && question.name == askedName &&
+           question.monthdir == askedMonthdir && question.index == askedIndex;
+}
+
 void LogFilePlace::Find(const Question& question, const std::string& process,
                         const std::string& pid, LogClock& clock) {
-    if (question == answered) return;
+    if (Answers(question)) return;
+    askedTime = question.time;
+    askedPath = question.path;
+    askedName = question.name;
+    askedMonthdir = question.monthdir;
+    askedIndex = question.index;
     const std::tm time = clock.LocalTime(question.time);
     midnight = clock.Midnight(time);
-    directory = *question.path;
+    directory = question.path;
     if (question.monthdir) directory += MonthDirectory(time);
-    path = directory + LogFileName(process, *question.name, time, pid, question.index);
-    answered = question;
+    path = directory + LogFileName(process, question.name, time, pid, question.index);
 }
 
 }  // namespace HalvorixAppLog

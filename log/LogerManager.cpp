@@ -1,4 +1,4 @@
-// The manager's life, and the road of a record.
+// The manager's life, and the path of a record.
 #include "log/LogerManager.h"
 
 #include <windows.h>
@@ -41,6 +41,14 @@ void AppendPlace(LogRecord& record, std::string_view file, int line) {
     cursor << ' ' << file << ':' << line;
 }
 
+// Widened on the stack: every record comes here, and most processes have no debugger.
+void SendToDebugger(std::string_view text) {
+    wchar_t wide[sizeof(LogRecord::content) + 1];
+    const std::size_t length = Vimbrel::WidenUtf8(text, wide);
+    wide[length] = 0;
+    if (length != 0) OutputDebugStringW(wide);
+}
+
 void EndLine(LogRecord& record) {
     if (record.contentLength + 3 > LOG_TEXT_CAPACITY) record.contentLength = LOG_TEXT_CAPACITY - 3;
     std::memcpy(record.content + record.contentLength, "\r\n", 3);
@@ -53,8 +61,8 @@ LogerManager::LogerManager(LogClock& time)
     : pid(ProcessId()), processName(ProcessName()), clock(time) {
     freeRecords.reserve(free_records_limit + LOGGER_MAX);
     ids["Main"] = LOGGER_MAIN;
-    loggers[LOGGER_MAIN].key.Set("Main");
-    loggers[LOGGER_MAIN].name.Set("Main");
+    loggers[LOGGER_MAIN].key = "Main";
+    loggers[LOGGER_MAIN].name = "Main";
     loggers[LOGGER_MAIN].enable = true;
 }
 
@@ -74,8 +82,11 @@ std::int32_t LogerManager::CreateLogger(const char* key) {
         if (known != ids.end()) return known->second;
         const std::int32_t id = lastId + 1;
         if (id < LOGGER_MAX) {
-            loggers[id].key.Set(trimmed);
-            loggers[id].name.Set(trimmed);
+            {
+                const ScopedLock texts(logLock);
+                loggers[id].key = trimmed;
+                loggers[id].name = trimmed;
+            }
             loggers[id].enable = true;
             ids[trimmed] = id;
             lastId = id;
@@ -117,8 +128,8 @@ bool LogerManager::Stop() {
 }
 
 void LogerManager::StopWorker() {
-    // After a start that timed out the thread may be yet to come up, and would miss a flag cleared
-    // before.
+    // After a start that timed out the thread may not run yet, and would miss a flag that is
+    // cleared now.
     if (IsLaunched() && !running) semaphore.Wait(std::chrono::hours(1));
     if (running) {
         Print(LOG_LEVEL_FATAL, "AppLog stopping \r\n");
@@ -139,7 +150,7 @@ std::int32_t LogerManager::FindLogger(const std::string& key) {
 
 bool LogerManager::PreCheck(std::int32_t id, int level) {
     if (!running || !IsInRange(id) || !Takes(id, level)) return false;
-    const std::size_t length = queue.size();
+    const std::size_t length = QueueLength();
     if (length > queue_limit) Throttle(length);
     return true;
 }
@@ -156,7 +167,7 @@ void LogerManager::Throttle(std::size_t length) {
 }
 
 LogRecord* LogerManager::MakeRecord(std::int32_t id, int level) {
-    // First, so that its arithmetic goes on while the lock is taken.
+    // The clock is read first, so that its arithmetic overlaps with taking the lock.
     const LogClock::Moment now = clock.Now();
     const DWORD thread = GetCurrentThreadId();
     LogRecord* record = nullptr;
@@ -169,7 +180,7 @@ LogRecord* LogerManager::MakeRecord(std::int32_t id, int level) {
         }
     }
     if (!record)
-        record = new LogRecord;  // its text is left as it is: 8 KiB of zeros that nobody reads
+        record = new LogRecord;  // without a value: 8 KiB of zeros would be written for nobody
 
     record->id = id;
     record->type = 0;
@@ -206,12 +217,12 @@ bool LogerManager::Submit(LogRecord* record, const char* file, int line) {
 
     const std::string_view text(record->content, static_cast<std::size_t>(record->contentLength));
     if (logger.display) Print(record->level, text);
-    const std::wstring wide = Vimbrel::FromUtf8(text);
-    if (!wide.empty()) OutputDebugStringW(wide.c_str());
+    SendToDebugger(text);
     if (logger.outfile) {
         const ScopedLock guard(logLock);
         if (openLogger(*record)) WriteFile(logger, *record);
-        // A record whose file could not be opened counts as written, too: meant.
+        // Kept: a record whose file could not be opened counts as written, because the totals count
+        // what was submitted.
         logger.curWriteLen += static_cast<std::uint32_t>(record->contentLength);
         closeLogger(record->id);
         totalWriteCount.Add(1);

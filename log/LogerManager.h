@@ -2,10 +2,10 @@
 // day, hour and size.
 //
 // Writing is synchronous: a record is on the console, with the debugger and in its file when Submit
-// returns. The worker thread flushes, reloads the configuration and waits; nothing feeds its queue,
-// so TotalPushed and TotalPopped stay 0. Meant.
+// returns. The worker thread flushes, reloads the configuration and waits. Nothing feeds its queue,
+// so TotalPushed and TotalPopped stay 0: hosts read them as statistics of a queue that is empty.
 //
-// Lock order: logLock, then consoleLock. No other two are held together.
+// Lock order: idsLock, then logLock, then consoleLock. freeLock is held while no other is taken.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,6 @@
 #include "log/LoggerInfo.h"
 #include "log/Relaxed.h"
 #include "log/SemHelper.h"
-#include "log/SharedText.h"
-#include "log/SpinLock.h"
 #include "log/ThreadHelper.h"
 #include "vimbrel/AppLog.h"
 
@@ -96,20 +94,23 @@ protected:
     bool Takes(std::int32_t id, int level) const {
         return loggers[id].enable && level >= loggers[id].level;
     }
+    // The queue's length without the lock: a late view slows a caller down for nothing, or not yet.
+    std::size_t QueueLength() const NO_THREAD_SAFETY_ANALYSIS { return queue.size(); }
     // Slows the caller down while the queue is long.
     void Throttle(std::size_t length);
     bool ApplyChange(std::int32_t id, std::int32_t type, std::int32_t number,
                      std::string_view text);
+    bool SetText(std::string& setting, std::string_view text);
 
+    std::string ConfigFile();
     bool LoadFile(bool reload);
     bool LoadText(std::string_view text, bool reload);
     std::int32_t FindLogger(const std::string& key);
 
-    // The file work; under logLock.
-    bool openLogger(const LogRecord& record);
-    void closeLogger(std::int32_t id);
-    void WriteFile(LoggerInfo& logger, const LogRecord& record);
-    void RemoveHistory(LoggerInfo& logger, const std::string& opened);
+    bool openLogger(const LogRecord& record) REQUIRES(logLock);
+    void closeLogger(std::int32_t id) REQUIRES(logLock);
+    void WriteFile(LoggerInfo& logger, const LogRecord& record) REQUIRES(logLock);
+    void RemoveHistory(LoggerInfo& logger, const std::string& opened) REQUIRES(logLock);
 
     LogRecord* TakeQueued();
     void HandleQueued(LogRecord* record, WorkerState& state);
@@ -125,22 +126,21 @@ protected:
     Relaxed<std::uint32_t> configChecksum{0};
     std::string pid;
     std::string processName;
-    SharedText configFile;
-    LockHelper idsLock;  // guards ids and the growth of lastId: a reload may look for a logger
-                         // while another is made
-    std::map<std::string, std::int32_t> ids;
-    Relaxed<std::int32_t> lastId{0};
+    LockHelper idsLock ACQUIRED_BEFORE(logLock);
+    std::string configFile GUARDED_BY(idsLock);
+    std::map<std::string, std::int32_t> ids GUARDED_BY(idsLock);
+    Relaxed<std::int32_t> lastId{0};  // grows under idsLock
     LoggerInfo loggers[LOGGER_MAX];
     // The spacers keep locks that different threads hit, and what they guard, off each other's
     // cache lines.
     char spacer1[256];
-    LockHelper logLock;
-    std::deque<LogRecord*> queue;  // guarded by logLock; PreCheck looks at its length without
+    LockHelper logLock ACQUIRED_BEFORE(consoleLock);
+    std::deque<LogRecord*> queue GUARDED_BY(logLock);
     Relaxed<std::uint64_t> totalPushed{0};
     char spacer2[256];
-    SpinLock freeLock;                         // twice in every record, and never for long
-    std::vector<LogRecord*> freeRecords;       // guarded by freeLock
-    Relaxed<std::size_t> freeRecordsCount{0};  // its length, for tests without the lock
+    LockHelper freeLock;
+    std::vector<LogRecord*> freeRecords GUARDED_BY(freeLock);
+    Relaxed<std::size_t> freeRecordsCount{0};  // the vector's length, for tests without the lock
     char spacer3[256];
     LockHelper consoleLock;
     char spacer4[256];

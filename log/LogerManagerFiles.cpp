@@ -21,7 +21,8 @@ bool LogerManager::openLogger(const LogRecord& record) {
     LoggerInfo& logger = loggers[record.id];
     if (!logger.outfile || !Takes(record.id, record.level)) return false;
 
-    // The shift is in 32 bits: limits from 4096 on wrap. Meant.
+    // Kept: the shift is in 32 bits and wraps from 4096 on, because 0xFFFFFFFF stands for no limit
+    // and its wrapped value is as near to that as the field gets.
     const std::uint32_t limit = logger.limitsize << 20;
     if (record.time < logger.curFileCreateDay ||
         record.time >= logger.curFileCreateDay + day_seconds) {
@@ -35,15 +36,15 @@ bool LogerManager::openLogger(const LogRecord& record) {
 
     logger.curFileCreateTime = record.time;
     logger.curWriteLen = 0;
-    logger.place.Find(
-        {record.time, &logger.path.Get(), &logger.name.Get(), logger.monthdir, logger.curFileIndex},
-        processName, pid, clock);
+    logger.place.Find({record.time, logger.path, logger.name, logger.monthdir, logger.curFileIndex},
+                      processName, pid, clock);
     logger.curFileCreateDay = logger.place.Midnight();
 
+    const std::string& directory = logger.place.Directory();
     const std::string& path = logger.place.Path();
-    if (!logger.file.Open(path) && !IsDirectory(logger.place.Directory())) {
-        // Where that fails the second opening does, too.
-        MakeDirectories(logger.place.Directory());
+    if (!logger.file.Open(path) && !IsDirectory(directory)) {
+        // A failure is not looked at: the second opening fails, too.
+        MakeDirectories(directory);
         logger.file.Open(path);
     }
     if (!logger.file.IsOpen()) {
@@ -64,7 +65,8 @@ void LogerManager::RemoveHistory(LoggerInfo& logger, const std::string& opened) 
     const std::int64_t now = clock.Now().seconds;
     auto& history = logger.historyLogs;
     if (history.size() > history_minimum) {
-        // By age alone from here on, down to an empty list and even to the file just opened: meant.
+        // Kept: by age alone from here on, down to an empty list and even to the file just opened,
+        // because the minimum only decides whether to look.
         while (!history.empty() && history.front().first < now - logger.reserve) {
             std::remove(history.front().second.c_str());
             history.pop_front();

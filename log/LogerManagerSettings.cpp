@@ -13,14 +13,16 @@ namespace {
 
 constexpr const char* error_bar = " !!! !!! !!! !!!\r\n";
 
-// The file's bytes up to the first zero. False if it cannot be opened.
+// The file's bytes up to the first zero. False if it cannot be opened or read; a directory opens.
 bool ReadText(const std::string& path, std::string& text) {
     std::FILE* const file = std::fopen(path.c_str(), "rb");
     if (!file) return false;
     char block[512];
     for (std::size_t length; (length = std::fread(block, 1, sizeof block, file)) > 0;)
         text.append(block, length);
+    const bool failed = std::ferror(file) != 0;
     std::fclose(file);
+    if (failed) return false;
     text.resize(std::min(text.find('\0'), text.size()));
     return true;
 }
@@ -82,11 +84,9 @@ bool LogerManager::ApplyChange(std::int32_t id, std::int32_t type, std::int32_t 
             logger.enable = number != 0;
             return true;
         case CHANGE_NAME:
-            if (text_fits) logger.name.Set(text);
-            return text_fits;
+            return text_fits && SetText(logger.name, text);
         case CHANGE_PATH:
-            if (text_fits) logger.path.Set(text);
-            return text_fits;
+            return text_fits && SetText(logger.path, text);
         case CHANGE_LEVEL:
             logger.level = number;
             return true;
@@ -113,6 +113,13 @@ bool LogerManager::ApplyChange(std::int32_t id, std::int32_t type, std::int32_t 
     }
 }
 
+// Waits for a record that is being written.
+bool LogerManager::SetText(std::string& setting, std::string_view text) {
+    const ScopedLock guard(logLock);
+    setting = text;
+    return true;
+}
+
 bool LogerManager::SetAutoReload(int seconds) {
     reloadInterval = seconds;
     return true;
@@ -129,29 +136,38 @@ std::uint32_t LogerManager::ActiveLoggerCount() {
 
 bool LogerManager::Config(const char* path) {
     if (!path) return false;
-    if (!configFile.Get().empty()) {
+    if (const std::string old = ConfigFile(); !old.empty()) {
         std::printf("%s", error_bar);
         std::printf(
             " !!! !!! AppLog configure error: too many calls to Config. the old config file=%s,  "
             "the new config file=%s !!! !!! \r\n",
-            configFile.Get().c_str(), path);
+            old.c_str(), path);
         std::printf("%s", error_bar);
         return false;
     }
-    configFile.Set(path);
+    {
+        const ScopedLock guard(idsLock);
+        configFile = path;
+    }
     return LoadFile(false);
+}
+
+std::string LogerManager::ConfigFile() {
+    const ScopedLock guard(idsLock);
+    return configFile;
 }
 
 bool LogerManager::ConfigFromText(const char* text) { return text && LoadText(text, false); }
 
-bool LogerManager::ReloadConfig() { return !configFile.Get().empty() && LoadFile(true); }
+bool LogerManager::ReloadConfig() { return !ConfigFile().empty() && LoadFile(true); }
 
 bool LogerManager::LoadFile(bool reload) {
+    const std::string path = ConfigFile();
     std::string text;
-    if (!ReadText(configFile.Get(), text)) {
+    if (!ReadText(path, text)) {
         std::printf("%s", error_bar);
         std::printf(" !!! !!! AppLog load config file error. filename=%s  !!! !!! \r\n",
-                    configFile.Get().c_str());
+                    path.c_str());
         std::printf("%s", error_bar);
         return false;
     }
@@ -160,7 +176,7 @@ bool LogerManager::LoadFile(bool reload) {
 
 bool LogerManager::LoadText(std::string_view text, bool reload) {
     const std::uint32_t checksum = LogConfiguration::Checksum(text);
-    // The value before any load is 0, so an empty text succeeds without a parse: meant.
+    // Kept: the value before any load is 0, so an empty text succeeds without a parse.
     if (checksum == configChecksum) return true;
     configChecksum = checksum;
 
@@ -176,15 +192,15 @@ bool LogerManager::LoadText(std::string_view text, bool reload) {
         if (id == LOGGER_INVALID && !reload) id = CreateLogger(key.c_str());
         if (id == LOGGER_INVALID) continue;
         SetEnable(id, section.enable);
-        SetName(id, section.name.Get().c_str());
-        SetPath(id, section.path.Get().c_str());
+        SetName(id, section.name.c_str());
+        SetPath(id, section.path.c_str());
         SetLevel(id, section.level);
         SetFileLine(id, section.fileline);
         SetDisplay(id, section.display);
         SetOutFile(id, section.outfile);
         SetLimitSize(id, section.limitsize);
         SetMonthDir(id, section.monthdir);
-        // SetReserve is left out: meant.
+        // Kept: no SetReserve, because a reload must not delete files that a program chose to keep.
     }
     return true;
 }

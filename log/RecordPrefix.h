@@ -17,9 +17,9 @@ public:
         if (time < midnight || time >= midnight + 86400) Load(time, clock);
     }
     const std::tm& Day() const { return day; }
-    // Hours are counted from midnight on, so that a day with a change of daylight saving keeps its
-    // old clock to its end: a day of 25 hours ends with an hour 24, and the day behind one of 23
-    // hours begins with the old day's hour 23. Meant.
+    // Kept: hours are counted from the cached midnight on, because that saves the calendar
+    // arithmetic. A thread that has logged before a change of daylight saving keeps the old clock
+    // to the day's end: a day of 25 hours ends with an hour 24.
     std::int64_t SecondsOfDay(std::int64_t time) const { return time - midnight; }
 
 private:

@@ -5,7 +5,6 @@
 // manager; otherwise the library has one, which stays silent until the application starts it.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -91,17 +90,6 @@ public:
 // if the host's is not.
 VIMBREL_API IAppLogManager* GetAppLogger();
 
-// The library's own manager from its first use on; null as long as the host's speaks. For
-// CurrentLogger only.
-VIMBREL_API extern std::atomic<IAppLogManager*> own_manager;
-
-// GetAppLogger for log sites: the same answer, without a call where the library's own manager gives
-// it.
-inline IAppLogManager* CurrentLogger() {
-    IAppLogManager* const own = own_manager.load(std::memory_order_acquire);
-    return own ? own : GetAppLogger();
-}
-
 // Appends text to a record, in pieces. Each piece is cut at the end of the capacity and never
 // fails. The record's length is brought up to date by the destructor.
 class VIMBREL_API LogCursor {
@@ -149,27 +137,27 @@ private:
 
 }  // namespace HalvorixAppLog
 
-// Log sites. Nothing behind `level` is evaluated unless the record would be written.
+// Log sites. The arguments after `level` are evaluated only if the record would be written.
 //   APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR, "open of %s failed - 0x%08X", name, code);
 //   APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_TRACE, "took " << count << " frames of " << name);
-#define APPLOG_FORMAT(level, ...)                                                                \
-    do {                                                                                         \
-        if (::HalvorixAppLog::CurrentLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) { \
-            ::HalvorixAppLog::LogRecord* applog_record =                                         \
-                ::HalvorixAppLog::CurrentLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN,     \
-                                                              level);                            \
-            ::HalvorixAppLog::AppendFormat(*applog_record, __VA_ARGS__);                         \
-            ::HalvorixAppLog::CurrentLogger()->Submit(applog_record, __FILE__, __LINE__);        \
-        }                                                                                        \
+#define APPLOG_FORMAT(level, ...)                                                               \
+    do {                                                                                        \
+        if (::HalvorixAppLog::GetAppLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) { \
+            ::HalvorixAppLog::LogRecord* applog_record =                                        \
+                ::HalvorixAppLog::GetAppLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN,     \
+                                                             level);                            \
+            ::HalvorixAppLog::AppendFormat(*applog_record, __VA_ARGS__);                        \
+            ::HalvorixAppLog::GetAppLogger()->Submit(applog_record, __FILE__, __LINE__);        \
+        }                                                                                       \
     } while (false)
 
-#define APPLOG_STREAM(level, pieces)                                                             \
-    do {                                                                                         \
-        if (::HalvorixAppLog::CurrentLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) { \
-            ::HalvorixAppLog::LogRecord* applog_record =                                         \
-                ::HalvorixAppLog::CurrentLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN,     \
-                                                              level);                            \
-            ::HalvorixAppLog::LogCursor(*applog_record) << pieces;                               \
-            ::HalvorixAppLog::CurrentLogger()->Submit(applog_record, __FILE__, __LINE__);        \
-        }                                                                                        \
+#define APPLOG_STREAM(level, pieces)                                                            \
+    do {                                                                                        \
+        if (::HalvorixAppLog::GetAppLogger()->PreCheck(::HalvorixAppLog::LOGGER_MAIN, level)) { \
+            ::HalvorixAppLog::LogRecord* applog_record =                                        \
+                ::HalvorixAppLog::GetAppLogger()->MakeRecord(::HalvorixAppLog::LOGGER_MAIN,     \
+                                                             level);                            \
+            ::HalvorixAppLog::LogCursor(*applog_record) << pieces;                              \
+            ::HalvorixAppLog::GetAppLogger()->Submit(applog_record, __FILE__, __LINE__);        \
+        }                                                                                       \
     } while (false)

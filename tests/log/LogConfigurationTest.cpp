@@ -30,8 +30,8 @@ TEST(LogConfiguration, SectionHeads) {
         ASSERT_EQ(configuration.Loggers().size(), 1u) << head;
         const auto& [section, logger] = *configuration.Loggers().begin();
         EXPECT_EQ(section, key);
-        EXPECT_EQ(logger.key.Get(), key);
-        EXPECT_EQ(logger.name.Get(), key);
+        EXPECT_EQ(logger.key, key);
+        EXPECT_EQ(logger.name, key);
         EXPECT_TRUE(logger.enable);
     }
 }
@@ -43,9 +43,8 @@ TEST(LogConfiguration, Settings) {
         EXPECT_EQ(Parse(configuration, "[s]\n" + line), "") << line;
         const LoggerInfo& s = configuration.Loggers().at("s");
         std::ostringstream text;
-        text << s.name.Get() << ' ' << s.path.Get() << ' ' << s.level << s.display << s.outfile
-             << s.monthdir << ' ' << s.limitsize << ' ' << s.fileline << s.enable << ' '
-             << s.reserve;
+        text << s.name << ' ' << s.path << ' ' << s.level << s.display << s.outfile << s.monthdir
+             << ' ' << s.limitsize << ' ' << s.fileline << s.enable << ' ' << s.reserve;
         return text.str();
     };
     const std::pair<std::string, std::string> cases[] = {
@@ -98,8 +97,8 @@ TEST_F(LogConfigurationLoading, FirstLoadMakesLoggers) {
     EXPECT_TRUE(manager.ConfigFromText(
         "[MAIN]\nlevel=error\nname=\npath=\nreserve=5\n[other]\nlimitsize=0"));
     EXPECT_EQ(logger.level, LOG_LEVEL_ERROR);
-    EXPECT_EQ(logger.name.Get(), "Main");  // empty texts are refused
-    EXPECT_EQ(logger.reserve, 0);          // never applied
+    EXPECT_EQ(logger.name, "Main");  // empty texts are refused
+    EXPECT_EQ(logger.reserve, 0);    // never applied
     EXPECT_EQ(manager.FindLogger("other"), 1);
     EXPECT_EQ(manager.loggers[1].limitsize, 0xFFFFFFFFu);
     manager.SetLevel(LOGGER_MAIN, 0);
@@ -143,6 +142,12 @@ TEST_F(LogConfigurationLoading, Messages) {
     EXPECT_EQ(
         Print([&] { EXPECT_FALSE(manager.Config(file.c_str())); }),
         bar + " !!! !!! AppLog load config file error. filename=" + file + "  !!! !!! \n" + bar);
+    // A directory opens, and cannot be read.
+    TestManager another(clock);
+    const std::string directory = folder.generic_string();
+    EXPECT_EQ(Print([&] { EXPECT_FALSE(another.Config(directory.c_str())); }),
+              bar + " !!! !!! AppLog load config file error. filename=" + directory +
+                  "  !!! !!! \n" + bar);
     // The first name stays, though it failed.
     EXPECT_EQ(
         Print([&] { EXPECT_FALSE(manager.Config("other")); }),

@@ -30,6 +30,7 @@ public:
         const std::time_t local = static_cast<std::time_t>(time + offset(time));
         std::tm result{};
         gmtime_r(&local, &result);
+        result.tm_isdst = static_cast<int>(offset(time));  // for Midnight: the offset itself
         return result;
     }
     std::int64_t Midnight(const std::tm& day) override {
@@ -40,7 +41,7 @@ public:
         const std::int64_t local = std::chrono::duration_cast<std::chrono::seconds>(
                                        std::chrono::sys_days(date).time_since_epoch())
                                        .count();
-        return local - offset(local - offset(local));
+        return local - day.tm_isdst;
     }
     void Sleep(int length) override {
         slept = slept + length;

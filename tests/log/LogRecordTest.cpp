@@ -76,5 +76,35 @@ TEST(AppendFormat, IsCutAtTheCapacity) {
     }
 }
 
+template <class... Arguments>
+std::string Formatted(const char* format, Arguments... arguments) {
+    const auto record = RecordWithFree(200);
+    AppendFormat(*record, format, arguments...);
+    return Tail(*record, 200);
+}
+
+// Wide text that the locale lacks sends the whole line through our own formatting: it must equal
+// the C library's in everything else.
+TEST(AppendFormat, WideTextInTheCLocale) {
+    const std::string utf8 = "caf\u00e9 \U0001F600";
+    EXPECT_EQ(Formatted("name=%ls!", L"caf\u00e9 \U0001F600"), "name=" + utf8 + "!");
+    EXPECT_EQ(Formatted("%S|%lc|%C", L"\u00e9", wint_t{0xE9}, wint_t{'x'}), "\u00e9|\u00e9|x");
+    EXPECT_EQ(Formatted("%.4ls|%6ls|%-6.3ls|", L"caf\u00e9", L"\u00e9", L"\u00e9\u00e9"),
+              "caf|    \u00e9|\u00e9    |");
+    EXPECT_EQ(Formatted("%.*s|%*d|%-*d|%ls", 2, "abc", 5, -7, 4, 8, L"\u00e9"),
+              "ab|   -7|8   |\u00e9");
+    EXPECT_EQ(Formatted("%.*s|%%|%c|%ls", -1, "abc", 'x', L"\u00e9"), "abc|%|x|\u00e9");
+    EXPECT_EQ(Formatted("%hhd %hu %+d %ld %lld %zu %jx %#o %ls", 300, 70000, 1, -2L, -3LL,
+                        std::size_t{4}, std::uintmax_t{255}, 8U, L"\u00e9"),
+              "44 4464 +1 -2 -3 4 ff 010 \u00e9");
+    EXPECT_EQ(Formatted("0x%08X %.2f %Lg %e %ls", 0x80004005U, 1.5, 2.5L, 1e9, L"\u00e9"),
+              "0x80004005 1.50 2.5 1.000000e+09 \u00e9");
+    // It is cut like any other text, and so is what comes after it.
+    const auto record = RecordWithFree(4);
+    AppendFormat(*record, "ab%ls%d", L"\u00e9\u00e9", 7);
+    EXPECT_EQ(Tail(*record, 4), "ab\u00e9");
+    EXPECT_EQ(record->contentLength, LOG_TEXT_CAPACITY);
+}
+
 }  // namespace
 }  // namespace HalvorixAppLog

@@ -83,17 +83,17 @@ TEST(LogerManager, SettersRefuseWhatDoesNotFit) {
     EXPECT_FALSE(manager.SetName(LOGGER_MAIN, std::string(8192, 'n').c_str()));
     EXPECT_FALSE(manager.SetName(1, "not in use"));
     EXPECT_FALSE(manager.SetName(-1, "no id"));
-    EXPECT_EQ(logger.name.Get(), "Main");
+    EXPECT_EQ(logger.name, "Main");
     EXPECT_TRUE(manager.SetName(LOGGER_MAIN, std::string(8191, 'n').c_str()));
 
     EXPECT_FALSE(
         manager.SetPath(LOGGER_MAIN, std::string(8191, 'p').c_str()));  // too long with its slash
-    EXPECT_EQ(logger.path.Get(), "./log/");
+    EXPECT_EQ(logger.path, "./log/");
     for (const auto& [given, kept] :
          {std::pair("a", "a/"), std::pair("a/", "a/"), std::pair("C:\\Logs\\", "C:\\Logs\\"),
           std::pair("C:\\Logs", "C:\\Logs/")}) {
         EXPECT_TRUE(manager.SetPath(LOGGER_MAIN, given));
-        EXPECT_EQ(logger.path.Get(), kept);
+        EXPECT_EQ(logger.path, kept);
     }
     EXPECT_TRUE(manager.SetReserve(LOGGER_MAIN, -5));
     EXPECT_EQ(logger.reserve, 0);

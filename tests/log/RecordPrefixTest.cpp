@@ -37,30 +37,49 @@ TEST(RecordPrefix, Form) {
     EXPECT_EQ(Prefix(prefix, clock, 0, 5, 0, -1), "1970-01-01 00:00:00.005 [0000] [TRACE] ");
 }
 
-// Across a change of daylight saving the clock of the day's beginning goes on to the day's end.
+// A thread that logged before a change of daylight saving keeps the old clock for 24 hours from
+// midnight; one that logs for the first time after it has the new clock.
 TEST(RecordPrefix, ChangeOfDaylightSaving) {
-    constexpr std::int64_t autumn = 1'761'436'800;  // 2025-10-26 00:00 UTC
-    FakeLogClock clock;
-    clock.offset = [](std::int64_t time) { return time < autumn + 1 * hour ? 2 * hour : 1 * hour; };
-    constexpr std::int64_t long_day = autumn - 2 * hour;  // its midnight; the day has 25 hours
-    RecordPrefix prefix;
-    EXPECT_EQ(Prefix(prefix, clock, long_day + 1 * hour).substr(0, 19), "2025-10-26 01:00:00");
-    EXPECT_EQ(Prefix(prefix, clock, long_day + 12 * hour).substr(0, 19),
-              "2025-10-26 12:00:00");  // 11:00 by the new clock
-    EXPECT_EQ(Prefix(prefix, clock, long_day + 24 * hour + 60).substr(0, 19),
-              "2025-10-26 24:01:00");
-    EXPECT_EQ(Prefix(prefix, clock, long_day + 25 * hour).substr(0, 19), "2025-10-27 00:00:00");
-    // Also for a thread that logs for the first time behind the change.
-    RecordPrefix late;
-    EXPECT_EQ(Prefix(late, clock, long_day + 12 * hour).substr(0, 19), "2025-10-26 12:00:00");
-
-    constexpr std::int64_t spring = 1'743'292'800;  // 2025-03-30 00:00 UTC
-    clock.offset = [](std::int64_t time) { return time < spring + 1 * hour ? 1 * hour : 2 * hour; };
-    constexpr std::int64_t short_day = spring - 1 * hour;  // 23 hours
-    EXPECT_EQ(Prefix(prefix, clock, short_day + 22 * hour).substr(0, 19), "2025-03-30 22:00:00");
-    EXPECT_EQ(Prefix(prefix, clock, short_day + 23 * hour).substr(0, 19),
-              "2025-03-30 23:00:00");  // the next day by the calendar
-    EXPECT_EQ(Prefix(prefix, clock, short_day + 24 * hour).substr(0, 19), "2025-03-31 01:00:00");
+    struct Line {
+        std::int64_t after_midnight;
+        const char* early;
+        const char* late;
+    };
+    const struct {
+        std::int64_t midnight, change, before, after;
+        std::vector<Line> lines;
+    } days[] = {
+        // 2025-10-26 has 25 hours.
+        {1'761'429'600,
+         1'761'440'400,
+         2 * hour,
+         1 * hour,
+         {{12 * hour, "2025-10-26 12:00:00", "2025-10-26 11:00:00"},
+          {24 * hour + 60, "2025-10-26 23:01:00", "2025-10-26 23:01:00"},
+          {25 * hour, "2025-10-27 00:00:00", "2025-10-27 00:00:00"}}},
+        // 2025-03-30 has 23 hours.
+        {1'743'289'200,
+         1'743'296'400,
+         1 * hour,
+         2 * hour,
+         {{22 * hour, "2025-03-30 22:00:00", "2025-03-30 23:00:00"},
+          {23 * hour, "2025-03-30 23:00:00", "2025-03-31 00:00:00"},
+          {24 * hour, "2025-03-31 01:00:00", "2025-03-31 01:00:00"}}},
+    };
+    for (const auto& day : days) {
+        FakeLogClock clock;
+        clock.offset = [&](std::int64_t time) {
+            return time < day.change ? day.before : day.after;
+        };
+        RecordPrefix early;
+        EXPECT_EQ(Prefix(early, clock, day.midnight + 1 * hour).substr(11, 8), "01:00:00");
+        for (const Line& line : day.lines) {
+            const std::int64_t time = day.midnight + line.after_midnight;
+            EXPECT_EQ(Prefix(early, clock, time).substr(0, 19), line.early);
+            RecordPrefix late;
+            EXPECT_EQ(Prefix(late, clock, time).substr(0, 19), line.late);
+        }
+    }
 }
 
 TEST(LogClock, SystemCalendarAndTime) {
@@ -77,8 +96,9 @@ TEST(LogClock, SystemCalendarAndTime) {
     // The other system reads its zones from elsewhere.
     setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
     tzset();
-    constexpr std::int64_t noon = 1'761'436'800 + 12 * hour;  // 2025-10-26, behind the change
-    EXPECT_EQ(clock.Midnight(clock.LocalTime(noon)), 1'761'436'800 - 2 * hour);
+    constexpr std::int64_t noon = 1'761'476'400;  // 2025-10-26 12:00, after the change
+    EXPECT_EQ(clock.Midnight(clock.LocalTime(noon)), noon - 12 * hour);
+    EXPECT_EQ(clock.Midnight(clock.LocalTime(noon - 11 * hour)), noon - 13 * hour);
     unsetenv("TZ");
     tzset();
 #endif

@@ -1,0 +1,162 @@
+#include "log/FormatText.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <string_view>
+
+#include "com/Utf8.h"
+
+namespace HalvorixAppLog {
+
+namespace {
+
+// Walks over a format and takes the arguments one by one.
+class Formatter {
+public:
+    Formatter(const char* format, std::va_list list) : at(format) { va_copy(arguments, list); }
+    ~Formatter() { va_end(arguments); }
+    Formatter(const Formatter&) = delete;
+    Formatter& operator=(const Formatter&) = delete;
+
+    std::string Run() {
+        while (*at) {
+            const std::size_t plain = std::strcspn(at, "%");
+            text.append(at, plain);
+            at += plain;
+            if (*at == '%') Conversion();
+        }
+        return std::move(text);
+    }
+
+private:
+    // A number of the specification, or the argument that a star stands for.
+    void Number() {
+        if (*at == '*') {
+            ++at;
+            specification += std::to_string(va_arg(arguments, int));
+        } else {
+            while (*at >= '0' && *at <= '9') specification += *at++;
+        }
+    }
+
+    void Conversion() {
+        specification = *at++;
+        while (*at && std::strchr("-+ #0", *at)) specification += *at++;
+        Number();
+        const std::size_t point = specification.size();
+        if (*at == '.') {
+            specification += *at++;
+            Number();
+            // A negative precision is none.
+            if (specification.find('-', point) != std::string::npos) specification.resize(point);
+        }
+        std::string length;
+        while (*at && std::strchr("hljztL", *at)) length += *at++;
+        const char kind = *at ? *at++ : '%';
+        if (std::strchr("di", kind)) {
+            Integer<int, long, long long, std::intmax_t, std::ptrdiff_t>(length, kind);
+        } else if (std::strchr("uoxX", kind)) {
+            Integer<unsigned, unsigned long, unsigned long long, std::uintmax_t, std::size_t>(
+                length, kind);
+        } else if (std::strchr("aAeEfFgG", kind)) {
+            if (length == "L") {
+                Append("L", kind, va_arg(arguments, long double));
+            } else {
+                Append("", kind, va_arg(arguments, double));
+            }
+        } else {
+            Text(kind, length == "l" || kind == 'S' || kind == 'C', point);
+        }
+    }
+
+    template <class Int, class Long, class LongLong, class Maximum, class Size>
+    void Integer(const std::string& length, char kind) {
+        if (length == "l") {
+            Append("l", kind, va_arg(arguments, Long));
+        } else if (length == "ll") {
+            Append("ll", kind, va_arg(arguments, LongLong));
+        } else if (length == "j") {
+            Append("j", kind, va_arg(arguments, Maximum));
+        } else if (length == "z" || length == "t") {
+            Append(length.c_str(), kind, va_arg(arguments, Size));
+        } else {
+            Append(length.c_str(), kind, va_arg(arguments, Int));
+        }
+    }
+
+    void Text(char kind, bool wide, std::size_t point) {
+        switch (kind) {
+            case 's':
+            case 'S':
+                if (wide) {
+                    WideText(va_arg(arguments, const wchar_t*), point);
+                } else {
+                    Append("", 's', va_arg(arguments, const char*));
+                }
+                break;
+            case 'c':
+            case 'C': {
+                // Both kinds of character arrive as an integer of this size or smaller.
+                const int character = va_arg(arguments, int);
+                if (wide) {
+                    const wchar_t single[] = {static_cast<wchar_t>(character), 0};
+                    WideText(single, point);
+                } else {
+                    Append("", 'c', character);
+                }
+                break;
+            }
+            case 'p':
+                Append("", 'p', va_arg(arguments, void*));
+                break;
+            case 'n':
+                static_cast<void>(va_arg(arguments, void*));
+                break;
+            default:
+                text += kind;
+        }
+    }
+
+    // The precision is applied here, since it must not cut a character; the width by printf.
+    void WideText(const wchar_t* wide, std::size_t point) {
+        std::string narrow = wide ? Vimbrel::ToUtf8(wide) : "(null)";
+        if (point < specification.size()) {
+            std::size_t most = std::strtoul(specification.c_str() + point + 1, nullptr, 10);
+            const auto continues = [&](std::size_t i) { return (narrow[i] & 0xC0) == 0x80; };
+            while (most > 0 && most < narrow.size() && continues(most)) --most;
+            if (most < narrow.size()) narrow.resize(most);
+            specification.resize(point);
+        }
+        Append("", 's', narrow.c_str());
+    }
+
+    template <class Value>
+    void Append(const char* length, char kind, Value value) {
+        specification += length;
+        specification += kind;
+        const int size = std::snprintf(nullptr, 0, specification.c_str(), value);
+        if (size <= 0) return;
+        const std::size_t start = text.size();
+        text.resize(start + static_cast<std::size_t>(size) + 1);
+        std::snprintf(text.data() + start, static_cast<std::size_t>(size) + 1,
+                      specification.c_str(), value);
+        text.pop_back();
+    }
+
+    const char* at;
+    std::va_list arguments;
+    std::string specification;
+    std::string text;
+};
+
+}  // namespace
+
+std::string FormatText(const char* format, std::va_list arguments) {
+    return Formatter(format, arguments).Run();
+}
+
+}  // namespace HalvorixAppLog
