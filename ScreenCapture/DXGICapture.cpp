@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "ScreenCapture/OutputTurn.h"
+#include "base/ObjectCreation.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -55,8 +56,7 @@ HRESULT DXGICapture::Initialize() {
         if (FAILED(hr)) return hr;
     }
     if (outputs.empty()) return last_failure;
-    hr = CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_ALL,
-                          IID_PPV_ARGS(wicFactory.Put()));
+    hr = CreateObject(CLSID_WICImagingFactory2, wicFactory);
     if (FAILED(hr)) {
         APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to create WICImagingFactory hr=0x%08x", Printed(hr));
         return hr;

@@ -26,13 +26,12 @@ public:
 };
 
 SystemClock system_clock;
-Clock* current_clock = &system_clock;
 
 }  // namespace
 
-Clock& Clock::Current() { return *current_clock; }
-
-ScopedClock::ScopedClock(Clock& clock) : previous(current_clock) { current_clock = &clock; }
-ScopedClock::~ScopedClock() { current_clock = previous; }
+Clock& Clock::Current() {
+    Clock* const replacement = ScopedClock::Current();
+    return replacement ? *replacement : system_clock;
+}
 
 }  // namespace Vimbrel

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "base/Replaceable.h"
+
 namespace Vimbrel {
 
 class Clock {
@@ -20,16 +22,7 @@ protected:
     ~Clock() = default;
 };
 
-// Replaces Clock::Current while it lives. For tests; not while other threads read the clock.
-class ScopedClock {
-public:
-    explicit ScopedClock(Clock& clock);
-    ~ScopedClock();
-    ScopedClock(const ScopedClock&) = delete;
-    ScopedClock& operator=(const ScopedClock&) = delete;
-
-private:
-    Clock* previous;
-};
+// Replaces Clock::Current while it lives.
+using ScopedClock = ScopedReplacement<Clock>;
 
 }  // namespace Vimbrel

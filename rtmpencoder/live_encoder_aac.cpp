@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/ObjectCreation.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -86,11 +87,8 @@ HRESULT live_encoder_aac::create_encoder() {
         hr = output_type->SetUINT32(MF_MT_AAC_AUDIO_PROFILE_LEVEL_INDICATION, profile_level);
     if (FAILED(hr)) return hr;
 
-    void* made = nullptr;
-    hr = CoCreateInstance(CLSID_AACMFTEncoder, nullptr, CLSCTX_INPROC_SERVER,
-                          __uuidof(IMFTransform), &made);
+    hr = CreateObject(CLSID_AACMFTEncoder, encoder);
     if (FAILED(Logged("Live - Create audio encoder failed - 0x%08X", hr))) return hr;
-    encoder.Attach(static_cast<IMFTransform*>(made));
     hr = encoder->SetInputType(0, input_type.Get(), 0);
     if (FAILED(Logged("Live - SetInputType for audio encoder failed - 0x%08X", hr))) return hr;
     hr = encoder->SetOutputType(0, output_type.Get(), 0);
@@ -128,8 +126,7 @@ bool live_encoder_aac::on_packet(packet* input) {
         change_format(static_cast<packet_audio_changing&>(*input));
         return true;
     }
-    if (input->type == packet::type_audio)
-        return encode(static_cast<const packet_audio&>(*input));
+    if (input->type == packet::type_audio) return encode(static_cast<const packet_audio&>(*input));
     return true;
 }
 

@@ -8,6 +8,7 @@
 #include <wingdi.h>
 #include <wmcodecdsp.h>
 
+#include "base/ObjectCreation.h"
 #include "pixel/PixelOperations.h"
 #include "rtmpencoder/live_encoder_h264.h"
 #include "vimbrel/AppLog.h"
@@ -19,15 +20,6 @@ constexpr UINT32 bits_per_pixel = 32;
 constexpr UINT32 main_profile = 77;
 constexpr DWORD software_flags =
     MFT_ENUM_FLAG_LOCALMFT | MFT_ENUM_FLAG_TRANSCODE_ONLY | MFT_ENUM_FLAG_SORTANDFILTER;
-
-template <class Interface>
-HRESULT Create(const GUID& clsid, ComPtr<Interface>& result) {
-    void* made = nullptr;
-    const HRESULT hr =
-        CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(Interface), &made);
-    if (SUCCEEDED(hr)) result.Attach(static_cast<Interface*>(made));
-    return hr;
-}
 
 void SetCodecValue(ICodecAPI* codec, const GUID& property, ULONG number) {
     VARIANT value{};
@@ -128,7 +120,7 @@ HRESULT live_encoder_h264::create_converter() {
         hr = MFSetAttributeRatio(nv12_type.Get(), MF_MT_FRAME_RATE, frame_rate_num, frame_rate_den);
     if (SUCCEEDED(hr)) hr = MFSetAttributeSize(nv12_type.Get(), MF_MT_FRAME_SIZE, wide, high);
     if (SUCCEEDED(hr)) hr = MFSetAttributeRatio(nv12_type.Get(), MF_MT_PIXEL_ASPECT_RATIO, 1, 1);
-    if (SUCCEEDED(hr)) hr = Create(CLSID_CColorConvertDMO, converter);
+    if (SUCCEEDED(hr)) hr = CreateObject(CLSID_CColorConvertDMO, converter);
     if (SUCCEEDED(hr)) hr = converter->SetInputType(0, rgb_type.Get(), 0);
     if (SUCCEEDED(hr)) hr = converter->SetOutputType(0, nv12_type.Get(), 0);
     return hr;
@@ -136,7 +128,7 @@ HRESULT live_encoder_h264::create_converter() {
 
 HRESULT live_encoder_h264::create_software_encoder() {
     encoder.Reset();
-    return Create(CLSID_CMSH264EncoderMFT, encoder);
+    return CreateObject(CLSID_CMSH264EncoderMFT, encoder);
 }
 
 HRESULT live_encoder_h264::create_encoder() {

@@ -2,19 +2,9 @@
 
 namespace Vimbrel {
 
-namespace {
-
-const CaptureSystem* replacement = nullptr;
-
-}  // namespace
-
 const CaptureSystem& CaptureSystem::Current() {
+    const CaptureSystem* const replacement = ScopedCaptureSystem::Current();
     return replacement ? *replacement : PlatformCaptureSystem();
 }
-
-ScopedCaptureSystem::ScopedCaptureSystem(const CaptureSystem& system) : previous(replacement) {
-    replacement = &system;
-}
-ScopedCaptureSystem::~ScopedCaptureSystem() { replacement = previous; }
 
 }  // namespace Vimbrel

@@ -6,6 +6,7 @@
 #include "ScreenCapture/system/GdiPlus.h"
 #include "ScreenCapture/system/GraphicsSystem.h"
 #include "ScreenCapture/system/WindowSystem.h"
+#include "base/Replaceable.h"
 
 namespace Vimbrel {
 
@@ -22,16 +23,7 @@ struct CaptureSystem {
 // The platform's own. Lives as long as the process.
 const CaptureSystem& PlatformCaptureSystem();
 
-// Replaces CaptureSystem::Current while it lives. For tests; not while another thread captures.
-class ScopedCaptureSystem {
-public:
-    explicit ScopedCaptureSystem(const CaptureSystem& system);
-    ~ScopedCaptureSystem();
-    ScopedCaptureSystem(const ScopedCaptureSystem&) = delete;
-    ScopedCaptureSystem& operator=(const ScopedCaptureSystem&) = delete;
-
-private:
-    const CaptureSystem* previous;
-};
+// Replaces CaptureSystem::Current while it lives.
+using ScopedCaptureSystem = ScopedReplacement<const CaptureSystem>;
 
 }  // namespace Vimbrel

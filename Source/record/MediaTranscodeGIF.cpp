@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/Clock.h"
+#include "base/ObjectCreation.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -185,8 +186,7 @@ bool MediaTranscodeGIF::Intialize() {
     if (videoWidth == 0 || videoHeight == 0 || filename.empty()) return false;
     // What an earlier try left holds the file open.
     OnCleanup();
-    HRESULT hr = CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
-                                  IID_PPV_ARGS(wicFactory.Put()));
+    HRESULT hr = CreateObject(CLSID_WICImagingFactory2, wicFactory);
     if (FAILED(hr)) {
         APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - Create WICImagingFactory failed - 0x%08X",
                       static_cast<unsigned>(hr));

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/classes/ClassTable.h"
+#include "base/ObjectCreation.h"
 
 namespace Vimbrel::test {
 
