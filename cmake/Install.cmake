@@ -9,26 +9,51 @@ install(TARGETS vimbrel vimbrel_headers EXPORT VimbrelTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(DIRECTORY include/vimbrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
-install(FILES ${CMAKE_BINARY_DIR}/generated/vimbrel/Export.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vimbrel)
 
+set(public_headers
+    AppLog.h
+    MediaSource.h
+    MediaSourceGame.h
+    MediaSourcePicture.h
+    MediaSourceScreen.h
+    MediaSourceText.h
+    MediaTranscode.h
+)
+# What the library calls them by, for applications. The other headers of platform/include are the
+# library's own business: names too common to stand on an application's include path, or functions
+# that are not exported.
+set(platform_headers
+    guiddef.h
+    mmreg.h
+    objbase.h
+    objidl.h
+    propidl.h
+    stringapiset.h
+    unknwn.h
+    wincodec.h
+    windef.h
+    winerror.h
+    winuser.h
+)
 set(VIMBREL_PC_PLATFORM_CFLAGS "")
 if(NOT WIN32)
-    # What applications need of the system's names. windows.h with its parts, mmsystem.h and the media pipeline are the library's own
-    # business: names too common to stand on an application's include path, or functions that are not exported.
-    install(DIRECTORY platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vimbrel/platform FILES_MATCHING PATTERN "*.h"
-        PATTERN "windows.h" EXCLUDE PATTERN "mmsystem.h" EXCLUDE
-        PATTERN "wincon.h" EXCLUDE PATTERN "wingdi.h" EXCLUDE PATTERN "winnt.h" EXCLUDE PATTERN "winver.h" EXCLUDE
-        PATTERN "d3d*.h" EXCLUDE PATTERN "dxgi*.h" EXCLUDE PATTERN "fileapi.h" EXCLUDE PATTERN "debugapi.h" EXCLUDE
-        PATTERN "heapapi.h" EXCLUDE PATTERN "synchapi.h" EXCLUDE PATTERN "mf*.h" EXCLUDE PATTERN "codecapi.h" EXCLUDE
-        PATTERN "oaidl.h" EXCLUDE PATTERN "strmif.h" EXCLUDE PATTERN "wmcodecdsp.h" EXCLUDE)
+    # Only here does something implement the cast's session.
+    list(APPEND public_headers MediaRTMPCast.h)
+    list(TRANSFORM platform_headers PREPEND platform/include/)
+    install(FILES ${platform_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vimbrel/platform)
     set(VIMBREL_PC_PLATFORM_CFLAGS " -I\${includedir}/vimbrel/platform")
 endif()
+list(TRANSFORM public_headers PREPEND include/vimbrel/)
+install(FILES ${public_headers} ${CMAKE_BINARY_DIR}/generated/vimbrel/Export.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vimbrel)
 
 install(EXPORT VimbrelTargets NAMESPACE Vimbrel:: DESTINATION ${package_dir})
-file(WRITE ${CMAKE_BINARY_DIR}/VimbrelConfig.cmake "include(\${CMAKE_CURRENT_LIST_DIR}/VimbrelTargets.cmake)\n")
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/VimbrelConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/VimbrelConfig.cmake ${CMAKE_BINARY_DIR}/VimbrelConfigVersion.cmake DESTINATION ${package_dir})
+file(WRITE ${CMAKE_BINARY_DIR}/VimbrelConfig.cmake
+    "include(\${CMAKE_CURRENT_LIST_DIR}/VimbrelTargets.cmake)\n")
+write_basic_package_version_file(
+    ${CMAKE_BINARY_DIR}/VimbrelConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/VimbrelConfig.cmake ${CMAKE_BINARY_DIR}/VimbrelConfigVersion.cmake
+    DESTINATION ${package_dir})
 
 # Relative to its own place, so that the tree can be moved.
 file(RELATIVE_PATH VIMBREL_PC_UP /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)

@@ -1,1 +1,0 @@
-vimbrel_add_bench(gif_recording gif_recording.cpp)

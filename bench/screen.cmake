@@ -1,5 +1,0 @@
-if(NOT WIN32)
-    pkg_check_modules(XCB_BENCH REQUIRED IMPORTED_TARGET xcb)
-    vimbrel_add_bench(screen_capture screen_capture.cpp)
-    target_link_libraries(screen_capture PRIVATE PkgConfig::XCB_BENCH)
-endif()

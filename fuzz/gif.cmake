@@ -1,1 +1,0 @@
-vimbrel_add_fuzz_target(gif_decoder gif_decoder.cpp)

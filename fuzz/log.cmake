@@ -1,1 +1,0 @@
-vimbrel_add_fuzz_target(log_configuration log_configuration.cpp)

@@ -1,1 +1,0 @@
-vimbrel_add_fuzz_target(still_decoder still_decoder.cpp)
