@@ -21,7 +21,11 @@ cat "$prefix"/include/vimbrel/*.h "$prefix"/include/vimbrel/platform/*.h | tr '\
 while read -r name; do
     grep -qE "(^|::)$name(\(|::|\$)" "$work/exports" || { echo "$name is not exported" >&2; exit 1; }
 done <"$work/declared"
-! grep -E '\b(CRTMPCastImpl|live_encoder|ComPtr|BitmapSource|Clock|CreateEventW)\b' "$work/exports"
+inside='\b(CRTMPCastImpl|live_encoder|MFMemorySource::|BitmapSource|Clock|CreateEventW)\b'
+if grep -E "$inside" "$work/exports"; then
+    echo "exported though it is the library's own" >&2
+    exit 1
+fi
 
 echo "Each public header compiles alone"
 for header in $(cd "$prefix/include" && find vimbrel -name '*.h'); do
