@@ -5,7 +5,7 @@ namespace Vimbrel {
 MediaSourceGame::MediaSourceGame() = default;
 MediaSourceGame::~MediaSourceGame() = default;
 
-// The state stays Closed for ever, so there is nothing to announce.
+// The state is always Closed: there is no change to announce.
 void MediaSourceGame::Close() {}
 
 }  // namespace Vimbrel

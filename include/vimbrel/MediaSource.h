@@ -1,4 +1,4 @@
-// The base of everything that gives pictures or sound.
+// The base of everything that delivers pictures or sound.
 #pragma once
 
 #include <atomic>
@@ -12,13 +12,19 @@ namespace Vimbrel {
 
 class MediaSourceImpl;
 
+// A stream of sound or of subtitles that can be selected.
+struct StreamInfo {
+    std::wstring name;          // display name
+    std::int32_t index = 0;     // what SetAudioStream and SetSubtitleStream take
+    std::int32_t language = 0;  // locale identifier, 0 when unknown
+};
+
 // An application makes a source, gives it a dispatcher, and drives it: Open, Play, Pause, Stop,
-// Close. The source answers through the dispatcher. Units: positions and durations of operations
+// Close. The source reports through the dispatcher. Units: positions and durations of operations
 // are in seconds, MEDIA_INFO::duration is in milliseconds, sample times are in 100 nanoseconds.
 //
-// Operations do not check the state they are called in; a failing operation returns false (or the
-// neutral value named with it), leaves the state as it was and tells the cause in the log. Control
-// operations are for one thread at a time.
+// No operation checks the state it is called in. A failing operation returns false (or 0), leaves
+// the state as it was and logs the cause. Control operations are for one thread at a time.
 class VIMBREL_API MediaSource {
 public:
     enum class State : std::int32_t {
@@ -30,7 +36,7 @@ public:
         Ended = 5,
     };
 
-    // The number 5 stands for nothing.
+    // No source has the number 5.
     enum class SourceType : std::int32_t {
         Media = 0,
         Picture = 1,
@@ -41,41 +47,35 @@ public:
         Audio = 7,
     };
 
-    struct StreamInfo {
-        std::wstring name;          // display name
-        std::int32_t index = 0;     // what SetAudioStream and SetSubtitleStream take
-        std::int32_t language = 0;  // locale identifier, 0 when unknown
-    };
-
-    // Filled in while a source opens. The two bit rates change during play, on the thread that
+    // Filled in while a source opens. The two bit rates change while it plays, on the thread that
     // makes the samples.
     struct MEDIA_INFO {
         bool seekable = false;
         double duration = -1.0;  // milliseconds, -1 when unknown
         std::int32_t width = 0;  // pixels
         std::int32_t height = 0;
-        std::int32_t videoBitrate = 0;  // bits a second, as last reported
+        std::int32_t videoBitrate = 0;  // bits per second, as last reported
         std::int32_t audioBitrate = 0;
-        double frameRate = 0.0;  // frames a second
+        double frameRate = 0.0;  // frames per second
         bool hasVideo = true;
         bool hasAudio = false;
         std::vector<StreamInfo> audioStreams;
-        std::int32_t audioStreamTag = 0;  // the application's; never written by the library
+        std::int32_t audioStreamTag = 0;  // for the application; the library never writes it
         std::vector<StreamInfo> subtitleStreams;
-        std::int32_t subtitleStreamTag = 0;  // the application's; never written by the library
+        std::int32_t subtitleStreamTag = 0;  // for the application; the library never writes it
     };
 
-    // What the application implements. Calls come on the thread that caused the change or made the
-    // sample, with no lock held; that thread waits for as long as the call runs. One dispatcher can
-    // serve many sources.
+    // Implemented by the application. Calls come on the thread that caused the change or made the
+    // sample, with no lock held; that thread waits until the call returns. One dispatcher can serve
+    // many sources.
     class Dispatcher {
     public:
         // GetState already returns `newState`.
         virtual void OnStateChanged(MediaSource* source, State oldState, State newState) = 0;
-        // One frame: 4 bytes a pixel in the order blue, green, red, alpha; `stride` bytes a row,
-        // top row first unless the source says otherwise. The buffer is the source's and valid only
-        // during the call. An animated GIF calls with a null buffer and zero sizes (see
-        // MediaSourcePicture).
+        // One frame: 4 bytes per pixel in the order blue, green, red, alpha; `stride` bytes per
+        // row, top row first unless the source documents otherwise. `time` and `duration` are in
+        // 100 nanoseconds. The source owns the buffer, which is valid only during the call. An
+        // animated GIF calls with a null buffer and zero sizes (see MediaSourcePicture).
         virtual void OnVideoSample(MediaSource* source, unsigned char* pixels, int width,
                                    int height, int stride, std::int64_t time,
                                    std::int64_t duration) = 0;
@@ -91,18 +91,18 @@ public:
     MediaSource(const MediaSource&) = delete;
     MediaSource& operator=(const MediaSource&) = delete;
 
-    // The dispatcher is not owned and must outlive its use. Null stops all calls; samples are then
-    // dropped.
+    // The dispatcher is not owned and must outlive its use. Null stops all calls; the source then
+    // drops its samples.
     void SetDispatcher(Dispatcher* newDispatcher) { dispatcher = newDispatcher; }
     Dispatcher* GetDispatcher() { return dispatcher; }
     State GetState() const { return state.load(std::memory_order_relaxed); }
-    // A reference to the source's own record.
+    // A reference to the source's own record, valid as long as the source.
     MEDIA_INFO& GetMediaInfo() { return mediaInfo; }
     // Name of the sound output for this source, read at the next Open; empty means none.
     void SetAudioRenderDevice(const std::wstring& name);
     const std::wstring& GetAudioRenderDevice() const { return audioRenderDevice; }
 
-    // Makes no call to the dispatcher.
+    // Does not call the dispatcher.
     virtual ~MediaSource();
 
     virtual SourceType GetSourceType() = 0;
@@ -115,8 +115,8 @@ public:
     virtual bool SetStopTime(double seconds);
     virtual double GetCurrentPosition();  // seconds
     virtual double GetDuration();         // seconds
-    // Asks a source without a thread of its own for its picture, which comes before the call
-    // returns.
+    // Requests the picture of a source without a thread of its own. OnVideoSample is called before
+    // this returns.
     virtual void RequestSample();
     virtual long GetVolume();  // percent
     virtual bool SetVolume(int percent);
@@ -134,7 +134,7 @@ public:
     virtual int GetRate() const;
 
 protected:
-    // Does nothing if the source is in that state already.
+    // Calls OnStateChanged, unless the source is in that state already.
     void SetState(State newState);
     void SetVideoSample(unsigned char* pixels, int width, int height, int stride, std::int64_t time,
                         std::int64_t duration);

@@ -1,4 +1,4 @@
-// A game as a source: an empty place in an application's list of layers.
+// A game as a source: a placeholder in an application's list of layers.
 #pragma once
 
 #include "vimbrel/MediaSource.h"

@@ -1,4 +1,4 @@
-// A text as a source. It keeps the text and a state; drawing is the application's.
+// A text as a source. It keeps the text and a state; the application draws it.
 #pragma once
 
 #include <string>
@@ -7,16 +7,16 @@
 
 namespace Vimbrel {
 
-// Gives no samples. Open, Play and Pause always succeed, in any order.
+// Delivers no samples. Open, Play and Pause succeed in any state.
 class VIMBREL_API MediaSourceText : public MediaSource {
 public:
     MediaSourceText();
     ~MediaSourceText() override;
 
-    // Kept for the application; no file is read. Null empties it.
+    // Stored for the application; no file is read. A null name becomes an empty one.
     void SetFileName(const wchar_t* name);
     const std::wstring& GetFileName() const { return fileName; }
-    // Null empties it.
+    // A null text becomes an empty one.
     void SetText(const wchar_t* newText);
     const std::wstring& GetText() const { return text; }
 

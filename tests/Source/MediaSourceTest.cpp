@@ -69,6 +69,29 @@ TEST(MediaSource, WhatAKindOfSourceLacksFailsAndSaysNothing) {
     EXPECT_TRUE(dispatcher.changes.empty() && dispatcher.video.empty());
 }
 
+TEST(MediaSource, ANewSourceKnowsNothingOfItsMedia) {
+    BareSource source;
+    const MediaSource::MEDIA_INFO& info = source.GetMediaInfo();
+    EXPECT_TRUE(!info.seekable && info.hasVideo && !info.hasAudio);
+    EXPECT_EQ(info.duration, -1.0);
+    EXPECT_EQ(info.width + info.height + info.videoBitrate + info.audioBitrate, 0);
+    EXPECT_EQ(info.frameRate, 0.0);
+    EXPECT_TRUE(info.audioStreams.empty() && info.subtitleStreams.empty());
+    EXPECT_EQ(info.audioStreamTag + info.subtitleStreamTag, 0);
+    const StreamInfo stream;
+    EXPECT_TRUE(stream.name.empty() && stream.index == 0 && stream.language == 0);
+}
+
+TEST(MediaSource, TheNameOfTheSoundOutputIsCopied) {
+    BareSource source;
+    EXPECT_EQ(source.GetAudioRenderDevice(), L"");
+    std::wstring name = L"Speakers";
+    source.SetAudioRenderDevice(name);
+    name = L"changed";
+    source.SetAudioRenderDevice(source.GetAudioRenderDevice());
+    EXPECT_EQ(source.GetAudioRenderDevice(), L"Speakers");
+}
+
 TEST(MediaSource, AStateIsAnnouncedOnceAndAfterItWasStored) {
     BareSource source;
     RecordingDispatcher dispatcher;
