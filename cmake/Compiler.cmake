@@ -11,11 +11,14 @@ if(VIMBREL_WERROR)
 endif()
 
 if(VIMBREL_SANITIZE)
-    add_compile_options(-fsanitize=${VIMBREL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_compile_options(
+        -fsanitize=${VIMBREL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${VIMBREL_SANITIZE})
 endif()
 
 if(WIN32)
-    # The system's headers without their macros and rarely used parts; printf as the C++ standard has it.
-    add_compile_definitions(NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00 __USE_MINGW_ANSI_STDIO=1 _POSIX_THREAD_SAFE_FUNCTIONS=1)
+    # The system's headers without their macros and rarely used parts; printf as the C++ standard
+    # has it.
+    add_compile_definitions(NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00
+        __USE_MINGW_ANSI_STDIO=1 _POSIX_THREAD_SAFE_FUNCTIONS=1)
 endif()

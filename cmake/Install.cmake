@@ -1,4 +1,5 @@
-# What an application gets: public headers, the shared library, the studio, a CMake package and a pkg-config file.
+# What an application gets: public headers, the shared library, the studio, a CMake package and a
+# pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Vimbrel)

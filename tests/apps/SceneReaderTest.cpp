@@ -12,15 +12,19 @@ using Vimbrel::test::TempFolder;
 
 constexpr const char* whole_scene = R"({
     "canvas": {"width": 640, "height": 360, "fps": 10, "background": "#102030"},
-    "layers": [{"type": "picture", "file": "a.png", "rect": [0, 0, 320, 180], "fit": "cover", "opacity": 0.25},
+    "layers": [{"type": "picture", "file": "a.png", "rect": [0, 0, 320, 180],
+                "fit": "cover", "opacity": 0.25},
                {"type": "gif", "file": "sub/b.gif", "rect": [320, -5, 320, 180]},
-               {"type": "text", "text": "H\u00e9llo", "font": "Serif 12", "color": "#ffffff80", "rect": [0, 180, 640, 60]},
+               {"type": "text", "text": "H\u00e9llo", "font": "Serif 12", "color": "#ffffff80",
+                "rect": [0, 180, 640, 60]},
                {"type": "color", "color": "#ff000080", "rect": [10, 300, 50, 50]},
                {"type": "screen", "region": [-5, 6, 70, 80], "cursor": false, "rect": [0, 0, 9, 9]},
                {"type": "window", "id": "0x1400003", "rect": [0, 0, 9, 9], "fit": "stretch"}],
     "sound": [{"type": "file", "file": "a.flac", "volume": 50}, {"type": "file", "file": "b.wav"}],
-    "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0}, {"type": "mp4", "file": "out.mp4", "quality": 2},
-                {"type": "rtmp", "url": "rtmp://host/live/key", "user": "me", "password-file": "word", "framing": "native"}]})";
+    "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0},
+                {"type": "mp4", "file": "out.mp4", "quality": 2},
+                {"type": "rtmp", "url": "rtmp://host/live/key", "user": "me",
+                 "password-file": "word", "framing": "native"}]})";
 
 TEST(SceneReader, ReadsEveryName) {
     const TempFolder folder;

@@ -19,7 +19,10 @@ cat "$prefix"/include/vimbrel/*.h "$prefix"/include/vimbrel/platform/*.h | tr '\
     grep -oE '[A-Za-z0-9_]+(\($|$)' | tr -d '(' | sort -u >"$work/declared"
 [ "$(wc -l <"$work/declared")" -gt 30 ]
 while read -r name; do
-    grep -qE "(^|::)$name(\(|::|\$)" "$work/exports" || { echo "$name is not exported" >&2; exit 1; }
+    if ! grep -qE "(^|::)$name(\(|::|\$)" "$work/exports"; then
+        echo "$name is not exported" >&2
+        exit 1
+    fi
 done <"$work/declared"
 inside='\b(CRTMPCastImpl|live_encoder|MFMemorySource::|BitmapSource|Clock|CreateEventW)\b'
 if grep -E "$inside" "$work/exports"; then
@@ -45,6 +48,26 @@ cmake --build "$work/consumer" >>"$work/consumer.log"
 "$work/consumer/record_picture" "$work/picture.png" "$work/cmake.gif"
 gifsicle --info "$work/cmake.gif" >"$work/info"
 grep -q 'logical screen 4x2' "$work/info"
+
+echo "The guide's programs"
+cmake -G Ninja -S "$source/examples/guide" -B "$work/guide" \
+    -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >"$work/guide.log"
+cmake --build "$work/guide" >>"$work/guide.log"
+cd "$work"
+guide/picture picture.png | grep -q 'a frame of 4 x 2'
+guide/gif_recording guide.gif
+gifsicle --info guide.gif >info
+grep -q 'logical screen 160x120' info
+guide/mp4_recording guide.mp4
+[ "$(ffprobe -v error -count_frames -show_entries stream=nb_read_frames -of csv=p=0 guide.mp4 |
+    head -1 | tr -d ,)" = 50 ]
+guide/logging >/dev/null
+grep -q 'took 12 frames of dusk.jpg' log/logging_*.log
+guide/messages
+# Neither has anybody to talk to here, and both must say so and end.
+DISPLAY='' guide/screen >/dev/null
+if guide/stream rtmp://127.0.0.1:1/live/key >said; then exit 1; fi
+grep -q 'the cast did not start: 3' said
 
 echo "The pkg-config file"
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name vimbrel.pc)")

@@ -1,5 +1,6 @@
 #!/bin/bash
-# Runs the command as a user does, on good scenes and on broken ones, and checks its files with foreign programs.
+# Runs the command as a user does, on good scenes and on broken ones, and checks its files with
+# foreign programs.
 # Usage: studio.sh PATH-OF-VIMBREL
 set -u
 vimbrel=$1
@@ -15,7 +16,8 @@ complain() {
     failures=$((failures + 1))
 }
 
-# expect EXIT-CODE TEXT ARGUMENTS...: the command gives that code and says that text, and without success leaves no file.
+# expect EXIT-CODE TEXT ARGUMENTS...: the command gives that code and says that text, and without
+# success leaves no file.
 expect() {
     local code=$1 text=$2
     shift 2
@@ -59,7 +61,8 @@ grep -q warning info && complain "gifsicle warns: $(grep warning info)"
 ffmpeg -v warning -i out.gif -f null - 2>warnings || complain "ffmpeg cannot decode it"
 [ -s warnings ] && complain "ffmpeg warns: $(cat warnings)"
 [ -e out.gif.part ] && complain "the part file is still there"
-# The photo's corner, what the circle covers, the GIF's yellow and the canvas, in the frame that shows the second GIF frame.
+# The photo's corner, what the circle covers, the GIF's yellow and the canvas, in the frame that
+# shows the second GIF frame.
 ffmpeg -v error -y -i out.gif -frames:v 2 -f image2 shot%d.png
 pixel() { convert "$1" -format "%[fx:int(255*p{$2}.r+0.5)] %[fx:int(255*p{$2}.g+0.5)] %[fx:int(255*p{$2}.b+0.5)]" info:; }
 close() {
@@ -299,7 +302,8 @@ number=$("$vimbrel" windows | awk '/Blue clock/ { print $1 }')
 scene '{"type": "screen", "region": [120, 60, 160, 120], "rect": [0, 0, 80, 60]}, {"type": "screen", "cursor": false, "rect": [0, 60, 80, 60]},
     {"type": "window", "title": "lue cl", "rect": [80, 0, 80, 40]}, {"type": "window", "id": "'"$number"'", "rect": [80, 40, 80, 40]},
     {"type": "window", "class": "XClock", "rect": [80, 80, 80, 40]}'
-# The screen keeps still, which the source waits for; the picture goes on at its own pace and the terminal stays readable.
+# The screen keeps still, which the source waits for; the picture goes on at its own pace and the
+# terminal stays readable.
 expect 0 "15 frames, 0 dropped" run scene.json --seconds 1.5
 [ "$(grep -c ERROR output)" = 0 ] || complain "waiting fills the terminal: $(cat output)"
 ffmpeg -v error -y -i out.gif -vf 'select=eq(n\,10)' -frames:v 1 shot3.png

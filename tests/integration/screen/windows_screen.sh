@@ -1,5 +1,6 @@
 #!/bin/bash
-# Runs a Windows test program under Wine on an X server of its own. Usage: windows_screen.sh PROGRAM [arguments]
+# Runs a Windows test program under Wine on an X server of its own. Usage: windows_screen.sh PROGRAM
+# [arguments]
 set -u
 folder=$(cd "$(dirname "$0")/../.." && pwd)
 work=$(mktemp -d)
@@ -7,7 +8,8 @@ exec {display}>"$work/display"
 Xvfb -screen 0 320x240x24 -nolisten tcp -noreset -displayfd $display >"$work/server" 2>&1 &
 server=$!
 exec {display}>&-
-# A prefix apart from that of the other tests: the desktop of a prefix stays with the display of its first program.
+# A prefix apart from that of the other tests: the desktop of a prefix stays with the display of its
+# first program.
 export WINEPREFIX="$HOME/.cache/vimbrel-wine-screen"
 trap 'kill $server; timeout 20 /usr/lib/wine/wineserver64 -w; rm -rf "$work"' EXIT
 for _ in $(seq 100); do
