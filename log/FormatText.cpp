@@ -75,17 +75,12 @@ private:
 
     template <class Int, class Long, class LongLong, class Maximum, class Size>
     void Integer(const std::string& length, char kind) {
-        if (length == "l") {
-            Append("l", kind, va_arg(arguments, Long));
-        } else if (length == "ll") {
-            Append("ll", kind, va_arg(arguments, LongLong));
-        } else if (length == "j") {
-            Append("j", kind, va_arg(arguments, Maximum));
-        } else if (length == "z" || length == "t") {
-            Append(length.c_str(), kind, va_arg(arguments, Size));
-        } else {
-            Append(length.c_str(), kind, va_arg(arguments, Int));
-        }
+        const char* const prefix = length.c_str();
+        if (length == "l") return Append(prefix, kind, va_arg(arguments, Long));
+        if (length == "ll") return Append(prefix, kind, va_arg(arguments, LongLong));
+        if (length == "j") return Append(prefix, kind, va_arg(arguments, Maximum));
+        if (length == "z" || length == "t") return Append(prefix, kind, va_arg(arguments, Size));
+        Append(prefix, kind, va_arg(arguments, Int));  // hh and h arrive as int
     }
 
     void Text(char kind, bool wide, std::size_t point) {
