@@ -11,6 +11,7 @@
 
 #include "platform/linux/mf/transform/EncoderList.h"
 #include "platform/linux/mf/transform/H264EncoderTransform.h"
+#include "tests/fakes/ForwardingTransform.h"
 #include "tests/support/MarkedCast.h"
 #include "tests/support/Proxy.h"
 
@@ -46,8 +47,8 @@ void LimitSendBuffer(std::uint16_t port) {
     }
 }
 
-// This system's encoder, which waits before each picture until the test lets it go on.
-class HeldEncoder final : public TransformObject<Implements<IMFTransform>> {
+// This system's encoder. It waits before each picture until the test lets it go on.
+class HeldEncoder final : public ForwardingTransform<Implements<IMFTransform>> {
 public:
     struct Gate {
         std::counting_semaphore<> begun{0};
@@ -55,40 +56,17 @@ public:
     };
 
     explicit HeldEncoder(Gate& holder)
-        : gate(holder), inner(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>()) {}
+        : ForwardingTransform(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>()),
+          gate(holder) {}
 
-    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,
-                                                  MFT_OUTPUT_STREAM_INFO* info) override {
-        return inner->GetOutputStreamInfo(stream, info);
-    }
-    HRESULT STDMETHODCALLTYPE GetOutputCurrentType(DWORD stream, IMFMediaType** type) override {
-        return inner->GetOutputCurrentType(stream, type);
-    }
-    HRESULT STDMETHODCALLTYPE SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) override {
-        return inner->SetInputType(stream, type, flags);
-    }
-    HRESULT STDMETHODCALLTYPE SetOutputType(DWORD stream, IMFMediaType* type,
-                                            DWORD flags) override {
-        return inner->SetOutputType(stream, type, flags);
-    }
-    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message,
-                                             ULONG_PTR parameter) override {
-        return inner->ProcessMessage(message, parameter);
-    }
     HRESULT STDMETHODCALLTYPE ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override {
         gate.begun.release();
         gate.go_on.acquire();
-        return inner->ProcessInput(stream, sample, flags);
-    }
-    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count,
-                                            MFT_OUTPUT_DATA_BUFFER* samples,
-                                            DWORD* status) override {
-        return inner->ProcessOutput(flags, count, samples, status);
+        return ForwardingTransform::ProcessInput(stream, sample, flags);
     }
 
 private:
     Gate& gate;
-    const ComPtr<IMFTransform> inner;
 };
 
 std::size_t CountThreads() {
