@@ -152,7 +152,7 @@ HRESULT live_encoder_h264::feed(IMFSample* nv12) {
     return S_OK;
 }
 
-// MF_E_NO_EVENTS_AVAILABLE when there is none.
+// Takes one event. MF_E_NO_EVENTS_AVAILABLE if there is none.
 HRESULT live_encoder_h264::poll_event() {
     ComPtr<IMFMediaEvent> event;
     HRESULT hr = event_generator->GetEvent(MF_EVENT_FLAG_NO_WAIT, event.Put());

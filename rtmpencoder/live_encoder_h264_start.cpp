@@ -190,7 +190,7 @@ HRESULT live_encoder_h264::create_h264_type() {
     const auto high = static_cast<UINT32>(height);
     const bool large = width > 2048 || height > 1080;
     const UINT32 key_frame_spacing =
-        frame_rate_den != 0 ? frame_rate_num / frame_rate_den : 0;  // one a second
+        frame_rate_den != 0 ? frame_rate_num / frame_rate_den : 0;  // one per second
     ComPtr<IMFMediaType> type;
     HRESULT hr = MFCreateMediaType(type.Put());
     if (SUCCEEDED(hr)) hr = type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Video);

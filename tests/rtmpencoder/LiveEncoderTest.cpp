@@ -20,7 +20,7 @@ struct NumberedPacket final : live_encoder::packet {
     static inline std::atomic<int> alive{0};
 };
 
-// Holds up at its first packet until it is let go on, and notes what it got.
+// Waits at its first packet until the test lets it go on, and records its packets.
 class SteeredEncoder final : public live_encoder {
 public:
     ~SteeredEncoder() override { stop(); }

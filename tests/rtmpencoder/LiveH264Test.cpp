@@ -20,7 +20,7 @@
 namespace Vimbrel::test {
 namespace {
 
-// The kinds of the units of an access unit.
+// The types of the NAL units of an access unit.
 std::vector<int> Kinds(const encoded_frame& frame) {
     const std::span<const std::uint8_t> bytes(frame.data, static_cast<std::size_t>(frame.size));
     std::vector<int> kinds;
