@@ -67,7 +67,7 @@ void AddBlock(const char* block, State& state) {
 }  // namespace
 
 Md5Digest Md5(std::string_view text) {
-    // A bit behind the text, zeros, and the length in bits.
+    // The padding is one bit, zeros, and the length in bits.
     std::string padded(text);
     padded.push_back(static_cast<char>(0x80));
     while (padded.size() % block_size != block_size - length_size) padded.push_back(0);
