@@ -5,7 +5,7 @@ find_package(Threads REQUIRED)
 if(NOT WIN32)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec libswresample libswscale libavutil)
-    pkg_check_modules(RTMP REQUIRED IMPORTED_TARGET librtmp nettle gnutls)
+    pkg_check_modules(RTMP REQUIRED IMPORTED_TARGET librtmp gnutls)
     pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
         xcb xcb-shm xcb-randr xcb-damage xcb-xfixes xcb-composite)
     find_package(GIF REQUIRED)

@@ -1,4 +1,4 @@
-// What an encoder hands out.
+// A frame that an encoder has made.
 #pragma once
 
 #include <cstdint>
@@ -19,11 +19,11 @@ struct encoded_frame {
     std::uint32_t type = type_aac;
     std::uint8_t* data = nullptr;  // owned, from std::malloc; null if size is 0
     std::int32_t size = 0;         // bytes
-    std::int64_t time = 0;  // in units of 100 ns: of presentation, or of AAC when it was handed on
-    std::int64_t decode_time = 0;               // in units of 100 ns, 0 if the encoder gave none
-    std::uint8_t key = 0;                       // not 0 for a key frame
-    std::vector<std::int32_t> aac_frame_sizes;  // bytes of each of the AAC frames that lie in
-                                                // `data`, one behind the other
+    std::int64_t time = 0;  // in units of 100 ns: of presentation; of AAC, when it was dispatched
+    std::int64_t decode_time = 0;  // in units of 100 ns, 0 if the encoder gave none
+    std::uint8_t key = 0;          // not 0 for a key frame
+    // Bytes of each AAC frame in `data`, in their order.
+    std::vector<std::int32_t> aac_frame_sizes;
 };
 
 struct encoded_frame_deleter {
@@ -36,7 +36,7 @@ struct encoded_frame_deleter {
 
 using encoded_frame_ptr = std::unique_ptr<encoded_frame, encoded_frame_deleter>;
 
-// With a copy of the bytes; null if there is no memory.
+// Makes a frame with a copy of the bytes; null if there is no memory for them.
 inline encoded_frame_ptr make_encoded_frame(std::uint32_t type, const void* bytes,
                                             std::int32_t size) {
     encoded_frame_ptr frame(new encoded_frame);

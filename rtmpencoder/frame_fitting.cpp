@@ -13,7 +13,7 @@ constexpr std::uint32_t Even(std::uint32_t value) { return value & ~1U; }
 
 std::uint32_t Rounded(float value) { return static_cast<std::uint32_t>(std::lround(value)); }
 
-// Half of what `inner` leaves of `outer`.
+// Half of the difference, even and not negative.
 std::uint32_t Middle(float outer, float inner) {
     return Even(static_cast<std::uint32_t>(std::max((outer - inner) * 0.5F, 0.0F)));
 }
@@ -22,7 +22,7 @@ struct Cut {
     std::uint32_t start, length;
 };
 
-// What of a source's length is shown if it is scaled beyond the output's.
+// The part of a source's length that is shown if the scaled length exceeds the output's.
 Cut CutToFit(std::uint32_t source, std::uint32_t output, float scale) {
     if (Rounded(static_cast<float>(source) * scale) <= output) return {0, source};
     const std::uint32_t length =
@@ -81,7 +81,7 @@ void frame_fitting::place(float scale_x, float scale_y) {
     target_rect_height = Even(std::min(Rounded(high * scale), output_height));
 }
 
-// Where anything fails, frames go unscaled from here on.
+// After a failure of any step, frames go unscaled.
 void frame_fitting::prepare() {
     const PixelSize from = SizeOf(source_rect_width, source_rect_height);
     const PixelSize to = SizeOf(target_rect_width, target_rect_height);
@@ -94,7 +94,8 @@ void frame_fitting::prepare() {
     resize_spec.resize(static_cast<std::size_t>(spec_bytes));
     std::int32_t buffer_bytes = 0;
     if (ResizeInit(from, to, resize_spec.data()) != pixel_done) return;
-    // The 3 colours are what is asked for; alpha is resized with them.
+    // Kept: 3 channels for pixels of 4, because the buffer's size on record is that of 3. Alpha is
+    // resized with the colours.
     constexpr std::int32_t colors = 3;
     if (ResizeGetBufferSize(resize_spec.data(), to, colors, &buffer_bytes) != pixel_done ||
         buffer_bytes == 0)

@@ -1,5 +1,5 @@
-// How a frame of any size is brought into the output: where it is read, where it is written, and
-// the plan of the resize.
+// Fits a frame of any size into the output: where it is read, where it is written, and the plan of
+// the resize.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ public:
     void resize(const std::uint8_t* source, std::uint8_t* output) const;
     void release();
 
-    // Of an object without operations to change it, this stays what it is at first.
+    // The live encoder never changes it: there is no setter.
     std::uint32_t scale_mode = scale_fit;
 
     // In pixels. Offsets and sizes of the target are even.

@@ -1,17 +1,16 @@
 // Base of the live encoders: a thread, a short queue of raw samples before it, and a dispatcher
-// behind it.
+// after it.
 #pragma once
 
 #include <windows.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <thread>
 
+#include "base/ThreadSafety.h"
 #include "rtmpencoder/encoded_frame.h"
 
 namespace Vimbrel {
@@ -39,7 +38,7 @@ public:
         std::uint32_t type;
     };
 
-    // It has no destructor of its own: who makes one destroys it.
+    // It has no virtual destructor: the code that makes one destroys it.
     class dispatcher {
     public:
         // May take the frame; what it leaves is freed.
@@ -54,19 +53,20 @@ public:
     live_encoder& operator=(const live_encoder&) = delete;
     virtual ~live_encoder();
 
-    // False ends the thread.
+    // False ends the thread. A packet for which there is no memory is lost.
     virtual bool on_packet(live_encoder::packet* packet) = 0;
     virtual bool on_start() = 0;
     virtual void on_stop() = 0;
 
-    // Whether the thread runs and on_start succeeded. Waits for on_start without limit. False, and
-    // nothing else, for a second time.
+    // Returns whether the thread runs and on_start succeeded. Waits for on_start without limit. A
+    // second call does nothing and returns false.
     bool start();
     // Waits for the packet at work; those that wait in the queue are dropped, and nothing is
-    // dispatched from here on. Not from the encoder's own thread.
+    // dispatched from here on. Not from the encoder's own thread. Two threads may stop it at once.
     void stop();
     // Takes the packet. Never waits for the encoder: above `max_queue` waiting packets the oldest
-    // is dropped.
+    // is dropped. A stop packet drops all that wait and ends the thread. Any thread. May throw
+    // std::bad_alloc, which leaves the packet with the caller.
     void post(std::unique_ptr<packet>& packet);
 
     std::int32_t quality = 1;  // 0 best, 1 medium, 2 lowest
@@ -79,21 +79,25 @@ public:
     std::atomic<std::uint64_t> dropped = 0;
 
 protected:
-    // One unit of the input's time, as the fraction time_step / time_scale of a second. Set by
-    // on_start.
+    // The length of one unit of the input, as the fraction time_step / time_scale of a second. Set
+    // by on_start.
     std::uint32_t time_step = 1;
     std::uint32_t time_scale = 1;
 
 private:
     std::int32_t run();
     std::int32_t consume();
+    std::unique_ptr<packet> next_packet();
+    void order_stop();
 
-    std::thread thread;
-    std::mutex join_mutex;
-    HANDLE start_event;
-    std::condition_variable queue_changed;
-    std::mutex mutex;
-    std::deque<std::unique_ptr<packet>> queue;  // guarded by mutex, oldest first
+    // Neither mutex is held while the other is taken.
+    Mutex join_mutex;
+    std::thread thread GUARDED_BY(join_mutex);
+    const HANDLE start_event;
+    Mutex mutex;
+    Condition queue_changed;
+    std::deque<std::unique_ptr<packet>> queue GUARDED_BY(mutex);  // oldest first
+    bool stop_ordered GUARDED_BY(mutex) = false;
     const std::uint32_t max_queue = 12;
 };
 

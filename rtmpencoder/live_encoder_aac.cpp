@@ -9,14 +9,14 @@
 #include <cstring>
 #include <utility>
 
+#include "base/Failure.h"
 #include "base/ObjectCreation.h"
-#include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 namespace {
 
-// What an encoder tells of AAC begins with the head of a structure of its own; the
-// AudioSpecificConfig follows.
+// An encoder's description of its AAC begins with the head of a structure of its own, before the
+// AudioSpecificConfig.
 constexpr std::size_t user_data_head = 12;
 constexpr std::uint32_t buffered_seconds = 2;
 
@@ -37,16 +37,6 @@ std::vector<std::uint8_t> ReadSpecificConfig(IMFMediaType* type) {
     std::vector<std::uint8_t> user_data(size);
     if (FAILED(type->GetBlob(MF_MT_USER_DATA, user_data.data(), size, nullptr))) return {};
     return {user_data.begin() + user_data_head, user_data.end()};
-}
-
-HRESULT Logged(const char* format, HRESULT hr) {
-    // The format is one of the constants below.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    if (FAILED(hr))
-        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR, format, static_cast<unsigned>(hr));
-#pragma GCC diagnostic pop
-    return hr;
 }
 
 }  // namespace
@@ -88,11 +78,11 @@ HRESULT live_encoder_aac::create_encoder() {
     if (FAILED(hr)) return hr;
 
     hr = CreateObject(CLSID_AACMFTEncoder, encoder);
-    if (FAILED(Logged("Live - Create audio encoder failed - 0x%08X", hr))) return hr;
+    if (FAILED(LogIfFailed(hr, "Live - Create audio encoder"))) return hr;
     hr = encoder->SetInputType(0, input_type.Get(), 0);
-    if (FAILED(Logged("Live - SetInputType for audio encoder failed - 0x%08X", hr))) return hr;
+    if (FAILED(LogIfFailed(hr, "Live - SetInputType for audio encoder"))) return hr;
     hr = encoder->SetOutputType(0, output_type.Get(), 0);
-    if (FAILED(Logged("Live - SetOutputType for audio encoder failed - 0x%08X", hr))) return hr;
+    if (FAILED(LogIfFailed(hr, "Live - SetOutputType for audio encoder"))) return hr;
     audio_specific_config = ReadSpecificConfig(output_type.Get());
     return hr;
 }
@@ -109,8 +99,7 @@ HRESULT live_encoder_aac::create_buffers() {
     if (SUCCEEDED(hr))
         hr = MFCreateAlignedMemoryBuffer(output_bytes, alignment, output_buffer.Put());
     if (SUCCEEDED(hr)) hr = output_sample->AddBuffer(output_buffer.Get());
-    // Without an output sample the encoder starts all the same, and no block will have output. That
-    // is meant.
+    // Kept: without an output sample the encoder starts, so that the picture goes on without sound.
     if (FAILED(hr)) return S_OK;
 
     scratch_size = buffered;
@@ -157,8 +146,8 @@ HRESULT live_encoder_aac::fill_input(const packet_audio& block) {
 bool live_encoder_aac::encode(const packet_audio& block) {
     if (FAILED(fill_input(block))) return false;
     const int samples = block.size / format.nChannels / (format.wBitsPerSample / 8);
-    // Neither is the time of the block; both are meant as they stand, and nothing that leaves the
-    // encoder depends on them.
+    // Kept: neither this duration nor the time below is the block's, because encoders were tuned
+    // with them. Nothing that leaves the encoder depends on them.
     const float units = static_cast<float>(format.nSamplesPerSec) /
                         static_cast<float>(format.nChannels) / static_cast<float>(samples) * 10000;
     const auto duration = samples > 0 ? static_cast<std::int64_t>(units) : 0;
@@ -170,7 +159,7 @@ bool live_encoder_aac::encode(const packet_audio& block) {
     if (FAILED(hr)) return false;
 
     std::uint32_t total = 0;
-    // Most blocks fill no frame of the encoder's, which is no failure.
+    // A block that fills no AAC frame is no failure.
     std::vector<std::int32_t> sizes;
     if (!collect_output(total, sizes)) return true;
     encoded_frame_ptr frame = make_encoded_frame(encoded_frame::type_aac, scratch.get(),
@@ -181,7 +170,7 @@ bool live_encoder_aac::encode(const packet_audio& block) {
     return true;
 }
 
-// Everything that one block yields, one frame behind the other. False if that is nothing.
+// Collects all frames that one block yields, one after the other. False if there is none.
 bool live_encoder_aac::collect_output(std::uint32_t& total, std::vector<std::int32_t>& sizes) {
     bool any = false;
     MFT_OUTPUT_DATA_BUFFER data{};
@@ -199,7 +188,7 @@ bool live_encoder_aac::collect_output(std::uint32_t& total, std::vector<std::int
                 sizes.push_back(static_cast<std::int32_t>(length));
             }
             contiguous->Unlock();
-            // What finds no room counts as well.
+            // A frame that finds no room counts as well.
             total = std::min<std::uint32_t>(total + length, scratch_size);
         }
         if (data.pEvents != nullptr) data.pEvents->Release();

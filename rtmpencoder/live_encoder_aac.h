@@ -22,14 +22,14 @@ public:
 
         std::unique_ptr<std::uint8_t[]> data;
         std::int32_t size = 0;  // bytes
-        // The caller's, carried along and not read: sound is stamped by the sender's clock.
+        // The caller's times. Not read: sound is stamped by the sender's clock.
         std::int64_t time = 0;
         std::int64_t duration = 0;
         std::uint32_t flags = 0;
     };
 
-    // The format of what comes from now on. It is only remembered: the caller goes on sending
-    // `format`.
+    // The format that the sound had before the caller converted it. It is only remembered: the
+    // caller goes on sending `format`.
     struct packet_audio_changing final : packet {
         packet_audio_changing() : packet(type_audio_changing) {}
 
@@ -45,7 +45,7 @@ public:
     void on_stop() override;
 
     bool format_differs = false;
-    // For before start.
+    // Set before start.
     std::uint32_t bytes_per_second = 16000;  // of AAC
     WAVEFORMATEX format{};                   // of the sound that is posted
 
@@ -63,7 +63,7 @@ private:
     const std::uint32_t profile_level = 41;
     WAVEFORMATEX input_format{};
     std::unique_ptr<std::uint8_t[]> input_extra;  // input_format.cbSize bytes
-    std::unique_ptr<std::uint8_t[]> scratch;      // where the output of one block is put together
+    std::unique_ptr<std::uint8_t[]> scratch;      // output of one block
     std::uint32_t scratch_size = 0;
     ComPtr<IMFTransform> encoder;
     ComPtr<IMFSample> output_sample;

@@ -1,4 +1,4 @@
-// The road of a frame. How the transforms are made stands in live_encoder_h264_start.cpp.
+// The path of a frame. live_encoder_h264_start.cpp makes the transforms.
 #include "rtmpencoder/live_encoder_h264.h"
 
 #include <mfapi.h>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr DWORD bytes_per_pixel = 4;
 
-// A sample of one new buffer of `size` bytes, which its length says too if `filled`.
+// A sample with one new buffer of `size` bytes; its length is `size` too if `filled`.
 HRESULT MakeSample(DWORD size, bool filled, ComPtr<IMFSample>& result) {
     ComPtr<IMFSample> sample;
     ComPtr<IMFMediaBuffer> buffer;
@@ -43,12 +43,13 @@ HRESULT ProcessOutput(IMFTransform* transform, IMFSample* sample, ComPtr<IMFSamp
 bool live_encoder_h264::on_packet(packet* input) {
     if (input->type != packet::type_video) return true;
     const auto& frame = static_cast<const packet_video&>(*input);
-    // A first time of 0 is taken for none, and the next frame's is the origin then. That is meant.
+    // Kept: a first time of 0 counts as none, and the next frame's time becomes the origin. Hosts
+    // rely on it to start at any time they like.
     if (first_time == 0) first_time = frame.time;
     relative_time = frame.time - first_time;
     ComPtr<IMFSample> nv12;
     if (FAILED(convert(fit(frame), nv12))) return false;
-    // From here on a failure costs the frame and not the stream.
+    // A failure from here on costs the frame and not the stream.
     if (FAILED(nv12->SetSampleTime(relative_time)) ||
         FAILED(nv12->SetSampleDuration(frame_duration)))
         return true;
@@ -56,7 +57,7 @@ bool live_encoder_h264::on_packet(packet* input) {
     return true;
 }
 
-// The frame in the output's size: as it is, or scaled with black around.
+// Returns the frame in the output's size: as it is, or scaled with black bars.
 const std::uint8_t* live_encoder_h264::fit(const packet_video& frame) {
     if (frame.width != source_width || frame.height != source_height) {
         std::memset(scaled_frame.get(), 0, frame_bytes());
@@ -69,8 +70,8 @@ const std::uint8_t* live_encoder_h264::fit(const packet_video& frame) {
         fitting.resize(frame.data.get(), scaled_frame.get());
         return scaled_frame.get();
     }
-    // As it is, even if it has another size and no resize could be planned for that; black, rather
-    // than to read beyond its end.
+    // A frame of a size for which no resize could be planned goes out as it lies in memory, and as
+    // black if it is too short for that.
     const bool enough = std::size_t{bytes_per_pixel} * frame.width * frame.height >= frame_bytes();
     return enough ? frame.data.get() : scaled_frame.get();
 }
@@ -107,7 +108,7 @@ void live_encoder_h264::encode(IMFSample* nv12) {
     }
 }
 
-// Until the encoder calls for input; meanwhile its output is taken.
+// Waits until the encoder requests input; meanwhile its output is taken.
 HRESULT live_encoder_h264::wait_for_credit() {
     const auto is_fatal = [](HRESULT hr) {
         return FAILED(hr) && hr != MF_E_TRANSFORM_NEED_MORE_INPUT;
@@ -151,7 +152,7 @@ HRESULT live_encoder_h264::feed(IMFSample* nv12) {
     return S_OK;
 }
 
-// MF_E_NO_EVENTS_AVAILABLE when there is none.
+// Takes one event. MF_E_NO_EVENTS_AVAILABLE if there is none.
 HRESULT live_encoder_h264::poll_event() {
     ComPtr<IMFMediaEvent> event;
     HRESULT hr = event_generator->GetEvent(MF_EVENT_FLAG_NO_WAIT, event.Put());
@@ -227,7 +228,7 @@ HRESULT live_encoder_h264::keep_output(IMFSample* sample) {
     return S_OK;
 }
 
-// Once: a header that cannot be split stays, and is not tried again.
+// Runs once: a header that cannot be split is kept, and is not tried again.
 HRESULT live_encoder_h264::extract_parameter_sets() {
     ComPtr<IMFMediaType> type;
     HRESULT hr = encoder->GetOutputCurrentType(0, type.Put());

@@ -36,14 +36,14 @@ public:
     bool on_start() override;
     void on_stop() override;
 
-    // For before start.
+    // Set before start.
     std::int32_t width = 640;
     std::int32_t height = 480;
     std::uint32_t frame_rate_num = 30;
     std::uint32_t frame_rate_den = 1;
 
-    // Each with its start code; empty until the first key frame was dispatched, and unchanged from
-    // then on.
+    // Each with its start code. Empty until the first key frame is dispatched, and unchanged
+    // afterwards.
     std::vector<std::uint8_t> sps;
     std::vector<std::uint8_t> pps;
 
@@ -80,7 +80,7 @@ private:
     frame_fitting fitting;
 
     bool is_hardware = false;
-    bool allocates_output = true;  // we and not the encoder make its output samples
+    bool allocates_output = true;  // output samples are made here and not by the encoder
     bool is_async = false;
     MFT_OUTPUT_STREAM_INFO output_info{};
     ComPtr<IMFMediaType> rgb_type;
@@ -97,11 +97,11 @@ private:
     std::int64_t frame_duration = 0;  // in units of 100 ns
     std::int64_t first_time = 0;      // of the first frame, in the same
     std::int64_t relative_time = 0;   // of the frame at work
-    // Frames handed to the encoder and not yet answered, and its events not yet used.
+    // Frames that the encoder has taken and not yet returned, and its events not yet used.
     std::atomic<std::int32_t> in_flight = 0;
     std::atomic<std::int32_t> have_output = 0;
     std::atomic<std::int32_t> need_input = 0;
-    std::deque<ComPtr<IMFSample>> pending_input;  // wait for need_input, oldest first
+    std::deque<ComPtr<IMFSample>> pending_input;  // waits for need_input, oldest first
     std::deque<encoded_frame_ptr> output;         // oldest first
 };
 

@@ -1,4 +1,4 @@
-// How the live H.264 encoder makes its transforms.
+// Makes the transforms of the live H.264 encoder.
 #include <windows.h>
 
 #include <codecapi.h>
@@ -8,10 +8,10 @@
 #include <wingdi.h>
 #include <wmcodecdsp.h>
 
+#include "base/Failure.h"
 #include "base/ObjectCreation.h"
 #include "pixel/PixelOperations.h"
 #include "rtmpencoder/live_encoder_h264.h"
-#include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 namespace {
@@ -48,7 +48,7 @@ bool live_encoder_h264::on_start() {
     if (quality == 2) bit_rate = pixels * 2;
     bit_rate /= 2;
 
-    // The transforms first: they refuse sizes that no memory would do for.
+    // The transforms come first: they refuse sizes for which there is no memory.
     if (FAILED(create_transforms())) return false;
     scaled_frame = std::make_unique<std::uint8_t[]>(frame_bytes());
     InitializePixelOperations();
@@ -60,8 +60,8 @@ bool live_encoder_h264::on_start() {
     return true;
 }
 
-// Without its length the buffer stays out of the sample, and the encoder starts all the same. That
-// is meant.
+// Kept: a buffer that does not take its length stays out of the sample, and the encoder starts. The
+// first frame then fails, which ends the picture and not the sound.
 HRESULT live_encoder_h264::create_rgb_sample() {
     const auto size = static_cast<DWORD>(frame_bytes());
     HRESULT hr = MFCreateSample(rgb_sample.Put());
@@ -73,11 +73,7 @@ HRESULT live_encoder_h264::create_rgb_sample() {
 
 HRESULT live_encoder_h264::create_transforms() {
     HRESULT hr = create_converter();
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR,
-                      "Live - Create clrspace convert failed - 0x%08X", static_cast<unsigned>(hr));
-        return hr;
-    }
+    if (FAILED(LogIfFailed(hr, "Live - Create clrspace convert"))) return hr;
     hr = create_encoder();
     if (FAILED(hr)) return hr;
     if (is_async) {
@@ -132,45 +128,32 @@ HRESULT live_encoder_h264::create_software_encoder() {
 }
 
 HRESULT live_encoder_h264::create_encoder() {
-    constexpr auto log_failure = [](HRESULT hr) {
-        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR,
-                      "Live - Create video encoder failed - 0x%08X", static_cast<unsigned>(hr));
-    };
+    constexpr const char* call = "Live - Create video encoder";
     is_hardware = false;
     is_async = false;
     HRESULT hr = S_OK;
     if (hardware) {
         activate_encoder(MFT_ENUM_FLAG_HARDWARE | software_flags);
-        // Without end where there is no encoder at all, which is meant: such a system cannot have
-        // been chosen for a cast.
+        // Kept: the loop has no end where there is no encoder at all. Such a system cannot have
+        // been chosen for a cast, and start has no result for it.
         while (!encoder) activate_encoder(software_flags);
     } else {
         hr = create_software_encoder();
-        if (FAILED(hr)) {
-            log_failure(hr);
-            return hr;
-        }
+        if (FAILED(LogIfFailed(hr, call))) return hr;
     }
     hr = configure_encoder();
-    if (SUCCEEDED(hr)) return hr;
-    log_failure(hr);
-    if (!hardware || !is_hardware) return hr;
+    if (SUCCEEDED(LogIfFailed(hr, call)) || !hardware || !is_hardware) return hr;
 
-    // Listed, and yet it does not take our formats.
+    // A listed encoder of the hardware may still refuse the formats.
     is_hardware = false;
     is_async = false;
     hardware = false;
     hr = create_software_encoder();
     if (FAILED(hr)) return hr;
-    hr = configure_encoder();
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_ERROR,
-                      "Live - Create sw video encoder failed - 0x%08X", static_cast<unsigned>(hr));
-    }
-    return hr;
+    return LogIfFailed(configure_encoder(), "Live - Create sw video encoder");
 }
 
-// Takes the first one of the list that can be made.
+// Takes the first encoder of the list that can be made.
 void live_encoder_h264::activate_encoder(std::uint32_t flags) {
     const MFT_REGISTER_TYPE_INFO h264_output = {MFMediaType_Video, MFVideoFormat_H264};
     IMFActivate** activates = nullptr;
@@ -199,7 +182,7 @@ HRESULT live_encoder_h264::create_h264_type() {
     const auto high = static_cast<UINT32>(height);
     const bool large = width > 2048 || height > 1080;
     const UINT32 key_frame_spacing =
-        frame_rate_den != 0 ? frame_rate_num / frame_rate_den : 0;  // one a second
+        frame_rate_den != 0 ? frame_rate_num / frame_rate_den : 0;  // one per second
     ComPtr<IMFMediaType> type;
     HRESULT hr = MFCreateMediaType(type.Put());
     if (SUCCEEDED(hr)) hr = type->SetGUID(MF_MT_MAJOR_TYPE, MFMediaType_Video);
@@ -226,7 +209,7 @@ HRESULT live_encoder_h264::configure_encoder() {
         if (SUCCEEDED(encoder->GetAttributes(attributes.Put())))
             attributes->SetUINT32(MF_TRANSFORM_ASYNC_UNLOCK, TRUE);
     }
-    // The output first: encoders know their input by it.
+    // The output type comes first: encoders derive their input from it.
     hr = encoder->SetOutputType(0, h264_type.Get(), 0);
     if (SUCCEEDED(hr)) hr = encoder->SetInputType(0, nv12_type.Get(), 0);
     if (SUCCEEDED(hr)) hr = encoder->GetOutputStreamInfo(0, &output_info);

@@ -1,4 +1,4 @@
-// Where the pieces of an Annex B byte stream begin.
+// Start codes of an Annex B byte stream.
 #pragma once
 
 #include <cstddef>
@@ -14,9 +14,9 @@ struct start_code {
     explicit operator bool() const { return length != 0; }
 };
 
-// The first start code at or behind `from`. With more than 4 bytes left both forms are looked for,
-// the longer one first; with exactly 4 only the shorter, and with fewer none: a start code needs
-// something behind it.
+// Finds the first start code at or after `from`. With more than 4 bytes left both forms are looked
+// for, the longer one first; with exactly 4 only the shorter, and with fewer none: a start code
+// needs a byte after it.
 inline start_code find_start_code(std::span<const std::uint8_t> bytes, std::size_t from) {
     for (std::size_t i = from; i + 4 <= bytes.size(); ++i) {
         if (bytes[i] != 0 || bytes[i + 1] != 0) continue;

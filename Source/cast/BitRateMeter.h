@@ -1,4 +1,4 @@
-// Bits a second on a clock of time stamps.
+// Bit rates on a clock of time stamps.
 #pragma once
 
 #include <atomic>
@@ -16,7 +16,7 @@ public:
         average_bit_rate = 0;
     }
 
-    // The first bytes of a run only start the clock. A window ends with the first time more than a
+    // The first bytes only start the clock. A window ends with the first time that is more than a
     // second after its start.
     void Add(std::int64_t bytes, std::int64_t time_ms) {
         window_bytes += bytes;

@@ -1,32 +1,27 @@
 #include "Source/cast/PublisherLogin.h"
 
-#include <nettle/base64.h>
-#include <nettle/md5.h>
-
 #include <array>
 #include <cstdint>
 #include <random>
 
+#include "Source/cast/Md5.h"
+
 namespace Vimbrel {
 namespace {
 
-using Digest = std::array<std::uint8_t, MD5_DIGEST_SIZE>;
-
 bool Has(const std::string& text, const char* part) { return text.find(part) != std::string::npos; }
-
-Digest Md5(const std::string& text) {
-    md5_ctx context;
-    md5_init(&context);
-    md5_update(&context, text.size(), reinterpret_cast<const std::uint8_t*>(text.data()));
-    Digest digest;
-    md5_digest(&context, digest.size(), digest.data());
-    return digest;
-}
 
 template <std::size_t Size>
 std::string Base64(const std::array<std::uint8_t, Size>& bytes) {
-    std::string text(BASE64_ENCODE_RAW_LENGTH(Size), '\0');
-    base64_encode_raw(text.data(), bytes.size(), bytes.data());
+    static constexpr char digits[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (std::size_t i = 0; i < Size; i += 3) {
+        std::uint32_t bits = 0;
+        for (std::size_t j = i; j < i + 3; ++j) bits = bits << 8 | (j < Size ? bytes[j] : 0U);
+        for (std::size_t digit = 0; digit < 4; ++digit)
+            text += i + digit <= Size ? digits[bits >> (18 - 6 * digit) & 63] : '=';
+    }
     return text;
 }
 
@@ -46,7 +41,7 @@ std::array<std::uint8_t, 4> Random() {
     return bytes;
 }
 
-// Of "?reason=needauth&name=value&…".
+// The value of one name in "?reason=needauth&name=value&…".
 std::string Value(const std::string& question, const std::string& name) {
     const std::string key = "&" + name + "=";
     const std::size_t place = question.find(key);
@@ -62,7 +57,7 @@ std::string PublisherLogin::Answer(const std::string& description,
     const bool adobe = Has(description, "authmod=adobe");
     if (user.empty() || password.empty() || !(adobe || Has(description, "authmod=llnw"))) return {};
     if (Has(description, "code=403 need auth")) {
-        // Asked again: the user is not wanted.
+        // Asking again means that the user is not accepted.
         if (Has(application, "authmod=")) return {};
         return std::string(adobe ? "?authmod=adobe" : "?authmod=llnw") + "&user=" + user;
     }
@@ -81,7 +76,7 @@ std::string PublisherLogin::AnswerAdobe(const std::string& question) const {
     return "&challenge=" + challenge + "&response=" + response + "&opaque=" + opaque;
 }
 
-// HTTP's digest for a method of its own.
+// HTTP's digest authentication with "publish" as its method.
 std::string PublisherLogin::AnswerLlnw(const std::string& question,
                                        const std::string& application) const {
     const std::string nonce = Value(question, "nonce");

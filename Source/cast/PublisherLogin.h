@@ -1,5 +1,4 @@
-// What a publisher answers to a server that refuses its connection until it has logged in. The
-// protocol's library could do this, but writes beyond its memory while it does.
+// Answers servers that refuse a publisher until it has logged in.
 #pragma once
 
 #include <string>
@@ -11,9 +10,9 @@ public:
     PublisherLogin(std::string login_user, std::string login_password)
         : user(std::move(login_user)), password(std::move(login_password)) {}
 
-    // `description` is the server's reason to refuse `application`, which has what was answered
-    // before behind it. What the next connection is to append to it; empty if there is nothing to
-    // be said.
+    // `description` is the server's reason to refuse `application`; the application ends in the
+    // answers given so far. Returns what the next connection appends to it, or nothing if the
+    // login has failed.
     std::string Answer(const std::string& description, const std::string& application) const;
 
 private:

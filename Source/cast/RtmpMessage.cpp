@@ -8,8 +8,8 @@
 namespace Vimbrel {
 namespace {
 
-// AAC, 44 kHz, 16 bits, stereo. It stays so whatever the sound is: the sequence header has the
-// truth.
+// AAC, 44 kHz, 16 bits, stereo. Kept for any sound, because receivers read the format from the
+// sequence header.
 constexpr std::uint8_t aac_tag = 0xAF;
 constexpr std::uint8_t avc_key_tag = 0x17;
 constexpr std::uint8_t avc_tag = 0x27;
@@ -83,8 +83,8 @@ void RtmpMessage::PutAvcSequenceHeader(ByteSpan sps, ByteSpan pps) {
 
 void RtmpMessage::PutVideoPiece(ByteSpan piece, bool key) {
     std::uint8_t* place = PutVideoTag(Begin(TYPE_VIDEO, video_tag_size + 4 + piece.size()), key, 1);
-    // The start code stays in front of the unit and counts. That is meant, unusual as it is beside
-    // a length.
+    // Kept: the start code precedes the unit and counts in its length, because receivers of this
+    // framing expect it.
     Put(PutBigEndian(place, piece.size(), 4), piece);
 }
 
@@ -99,7 +99,7 @@ bool RtmpMessage::PutAccessUnit(ByteSpan access_unit, bool key) {
         const start_code code = find_start_code(piece, 0);
         if (!code) continue;
         ByteSpan unit = piece.subspan(code.place + code.length);
-        // Zero bytes before the next start code are no part of a unit.
+        // Zero bytes before the next start code do not belong to a unit.
         while (!unit.empty() && unit.back() == 0) unit = unit.first(unit.size() - 1);
         if (GoesIntoMessages(unit)) place = Put(PutBigEndian(place, unit.size(), 4), unit);
     }

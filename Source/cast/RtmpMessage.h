@@ -10,8 +10,8 @@ namespace Vimbrel {
 
 using ByteSpan = std::span<const std::uint8_t>;
 
-// Reused memory for one message at a time. It only grows. In front of the body there is room for
-// the header, which the protocol's library writes there.
+// Reused memory for one message at a time. It only grows. Before the body there is room for the
+// header, which the session's library writes there.
 class RtmpMessage {
 public:
     enum Type : std::uint8_t {
@@ -21,7 +21,7 @@ public:
         TYPE_DATA = 18
     };
 
-    // A packet record and the longest header.
+    // The size of a packet record and of the longest header.
     static constexpr std::size_t packet_head_size = 58;
 
     Type MessageType() const { return type; }
@@ -29,16 +29,16 @@ public:
     std::size_t Size() const { return size; }
     ByteSpan Bytes() const { return ByteSpan(memory).subspan(packet_head_size, size); }
 
-    // AudioSpecificConfig of the encoder.
+    // Takes the encoder's AudioSpecificConfig.
     void PutAacSequenceHeader(ByteSpan audio_specific_config);
     void PutAac(ByteSpan frames);
-    // Each with a start code of 4 bytes; more than 7 bytes of `sps`, more than 4 of `pps`.
+    // Both start with a start code of 4 bytes. `sps` has at least 8 bytes, `pps` at least 5.
     void PutAvcSequenceHeader(ByteSpan sps, ByteSpan pps);
-    // One piece of an access unit with its start code, behind its length.
+    // One piece of an access unit with its start code, after its length.
     void PutVideoPiece(ByteSpan piece, bool key);
-    // A whole access unit, each of its NAL units behind its length and without its start code.
-    // Parameter sets and delimiters are left out: the sequence header has the former, and the
-    // messages stand for the latter. False if nothing else is in it.
+    // A whole access unit, each NAL unit after its length and without its start code. Parameter
+    // sets and delimiters are left out: the sequence header has the former, and messages make the
+    // latter needless. False if there is nothing else in it.
     bool PutAccessUnit(ByteSpan access_unit, bool key);
     void PutChunkSize(std::uint32_t bytes);
     // Takes a body that was put together elsewhere.
@@ -52,19 +52,19 @@ private:
     std::size_t size = 0;
 };
 
-// An access unit's pieces in order. A piece begins where the one before it ends, and so has its
-// start code in front; whatever is before the first start code belongs to the first piece. Without
-// a start code there is none.
+// The pieces of an access unit in their order. A piece begins with its start code, where the piece
+// before it ends; bytes before the first start code belong to the first piece. Without a start code
+// there is no piece.
 class AccessUnitPieces {
 public:
     explicit AccessUnitPieces(ByteSpan access_unit);
 
-    // False behind the last one.
+    // False after the last piece.
     bool Next(ByteSpan& piece);
 
 private:
     ByteSpan rest;
-    std::size_t code;  // length of the start code in front of `rest`
+    std::size_t code;  // length of the start code at the head of `rest`
 };
 
 }  // namespace Vimbrel

@@ -1,4 +1,4 @@
-// The message that tells a server and its players what a stream holds.
+// The message that describes a stream to a server and its players.
 #pragma once
 
 #include <cstdint>

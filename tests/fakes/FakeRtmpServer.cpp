@@ -8,6 +8,9 @@ namespace {
 
 constexpr std::size_t handshake_size = 1536;
 constexpr std::size_t chunk_size = 128;
+constexpr int chunk_size_type = 1;
+constexpr int sound_type = 8;
+constexpr int picture_type = 9;
 constexpr int command_type = 20;
 
 std::string BigEndian(std::size_t value, int bytes) {
@@ -89,6 +92,11 @@ std::vector<std::string> FakeRtmpServer::Applications() {
     return applications;
 }
 
+std::vector<std::uint32_t> FakeRtmpServer::PictureTimes() {
+    const std::lock_guard guard(lock);
+    return picture_times;
+}
+
 // One client after the other.
 void FakeRtmpServer::Run() {
     while (!stopping) {
@@ -110,29 +118,61 @@ bool FakeRtmpServer::Receive(const Socket& client, void* bytes, std::size_t size
     return size == 0;
 }
 
+// Times that do not fit 24 bits follow the header, and that of each further chunk.
+bool FakeRtmpServer::ReceiveHeader(const Socket& client, std::uint8_t first,
+                                   ChunkStream& stream) const {
+    static constexpr std::array<std::size_t, 4> header_sizes = {11, 7, 3, 0};
+    std::array<std::uint8_t, 11> header{};
+    const std::size_t size = header_sizes[first >> 6];
+    if (!Receive(client, header.data(), size)) return false;
+    std::uint32_t time = 0;
+    if (size >= 3) {
+        time = header[0] * 65536U + header[1] * 256U + header[2];
+        stream.extended_time = time == 0xFFFFFF;
+    }
+    if (size >= 7) {
+        stream.length = header[3] * 65536U + header[4] * 256U + header[5];
+        stream.type = header[6];
+    }
+    if (stream.extended_time) {
+        std::array<std::uint8_t, 4> extended{};
+        if (!Receive(client, extended.data(), extended.size())) return false;
+        time = 0;
+        for (const std::uint8_t byte : extended) time = time << 8 | byte;
+    }
+    if (size == 11) stream.time = time;
+    if (size == 7 || size == 3) stream.time += time;
+    return true;
+}
+
 // The next whole message; `streams` keeps those of which parts are missing.
 bool FakeRtmpServer::Receive(const Socket& client, std::map<int, ChunkStream>& streams,
                              Message& message) const {
-    static constexpr std::array<std::size_t, 4> header_sizes = {11, 7, 3, 0};
     for (;;) {
         std::uint8_t first = 0;
         if (!Receive(client, &first, 1)) return false;
-        std::array<std::uint8_t, 11> header{};
-        const std::size_t header_size = header_sizes[first >> 6];
-        if (!Receive(client, header.data(), header_size)) return false;
         ChunkStream& stream = streams[first & 0x3F];
-        if (header_size >= 7) {
-            stream.length = header[3] * 65536U + header[4] * 256U + header[5];
-            stream.type = header[6];
-        }
+        if (!ReceiveHeader(client, first, stream)) return false;
         const std::size_t have = stream.body.size();
-        stream.body.resize(have + std::min(chunk_size, stream.length - have));
+        stream.body.resize(have + std::min(incoming_chunk, stream.length - have));
         if (!Receive(client, stream.body.data() + have, stream.body.size() - have)) return false;
         if (stream.body.size() < stream.length) continue;
-        message = {stream.type, std::move(stream.body)};
+        message = {stream.type, stream.time, std::move(stream.body)};
         stream.body.clear();
         return true;
     }
+}
+
+void FakeRtmpServer::Note(const Message& message) {
+    if (message.type == chunk_size_type) {
+        incoming_chunk = 0;
+        for (const char byte : message.body)
+            incoming_chunk = incoming_chunk << 8 | static_cast<std::uint8_t>(byte);
+    }
+    if (message.type == sound_type || message.type == picture_type) ++media_messages;
+    if (message.type != picture_type) return;
+    const std::lock_guard guard(lock);
+    picture_times.push_back(message.time);
 }
 
 void FakeRtmpServer::Serve(const Socket& client) {
@@ -141,9 +181,10 @@ void FakeRtmpServer::Serve(const Socket& client) {
     // Version 3, bytes of our own, and the client's.
     if (!Send(client, "\x03" + std::string(handshake_size, '\0') + hello.substr(1))) return;
     if (!Receive(client, hello.data(), handshake_size)) return;
+    incoming_chunk = chunk_size;
     std::map<int, ChunkStream> streams;
     for (Message message; Receive(client, streams, message);) {
-        if (message.type == 8 || message.type == 9) ++media_messages;
+        Note(message);
         if (message.type == command_type && !Answer(client, message.body)) return;
     }
 }
@@ -171,6 +212,9 @@ bool FakeRtmpServer::Answer(const Socket& client, const std::string& body) {
     if (name == "createStream")
         return SendCommand(client, Text("_result") + call + null_value + Number(1), 0);
     if (name == "publish") {
+        for (const std::string& command : first_commands) {
+            if (!SendCommand(client, command, 0)) return false;
+        }
         return SendCommand(client,
                            Text("onStatus") + Number(0) + null_value +
                                Status("status", "NetStream.Publish.Start", "Go."),

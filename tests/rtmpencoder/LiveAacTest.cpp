@@ -21,7 +21,7 @@ public:
     std::vector<encoded_frame_ptr> frames;
 };
 
-// On the caller's thread, as the encoder's own would call it.
+// Calls the encoder on the test's thread, as its own thread would.
 class DirectAac {
 public:
     DirectAac() { encoder.dispatcher = &collector; }
@@ -78,16 +78,16 @@ TEST(LiveAac, HasItsConfigurationAndGivesRawFrames) {
 TEST(LiveAac, BlocksOfAnySizeAndSilence) {
     DirectAac direct;
     ASSERT_TRUE(direct.encoder.on_start());
-    // Less than a frame of the encoder's: nothing yet.
+    // A block of less than an AAC frame yields nothing yet.
     ASSERT_TRUE(direct.Post(100));
     EXPECT_TRUE(direct.collector.frames.empty());
-    // Much more: all of it in one.
+    // All frames of a long block come in one.
     ASSERT_TRUE(direct.Post(10240));
     EXPECT_EQ(direct.collector.frames.size(), 1U);
     // More than two seconds are cut to two.
     ASSERT_TRUE(direct.Post(44100 * 3));
     EXPECT_EQ(direct.collector.frames.size(), 2U);
-    // Silence does not look at the bytes, and is small.
+    // Silence does not read the bytes, and is small.
     for (int i = 0; i < 20; ++i)
         ASSERT_TRUE(direct.Post(1024, live_encoder_aac::packet_audio::flag_silence));
     EXPECT_LT(direct.collector.frames.back()->size, 40);

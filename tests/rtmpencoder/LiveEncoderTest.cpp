@@ -1,9 +1,10 @@
-// The frame of the live encoders, with an encoder that the test steers.
+// The base of the live encoders, with an encoder that the test steers.
 #include "rtmpencoder/live_encoder.h"
 
 #include <gtest/gtest.h>
 
 #include <future>
+#include <new>
 #include <vector>
 
 namespace Vimbrel::test {
@@ -19,7 +20,7 @@ struct NumberedPacket final : live_encoder::packet {
     static inline std::atomic<int> alive{0};
 };
 
-// Holds up at its first packet until it is let go on, and notes what it got.
+// Waits at its first packet until the test lets it go on, and records its packets.
 class SteeredEncoder final : public live_encoder {
 public:
     ~SteeredEncoder() override { stop(); }
@@ -32,10 +33,14 @@ public:
             EXPECT_EQ(go_on.get_future().wait_for(10s), std::future_status::ready);
         }
         encoded_frame_ptr frame = make_encoded_frame(encoded_frame::type_h264, "x", 1);
+        if (number == starved_number) throw std::bad_alloc();
         if (auto* const receiver = dispatcher.load()) receiver->dispatch(frame);
         return number != failing_number;
     }
-    bool on_start() override { return starts; }
+    bool on_start() override {
+        if (start_is_starved) throw std::bad_alloc();
+        return starts;
+    }
     void on_stop() override { ++stops; }
 
     void Post(int number) {
@@ -45,7 +50,9 @@ public:
     }
 
     bool starts = true;
+    bool start_is_starved = false;
     int failing_number = -1;
+    int starved_number = -1;
     int stops = 0;
     std::vector<int> got;
     std::promise<void> at_work;
@@ -112,7 +119,7 @@ TEST(LiveEncoder, AFailingPacketEndsTheThreadAndLeavesTheDispatcher) {
     encoder.Post(0);
     WaitFor(encoder.running, false);
     EXPECT_EQ(encoder.stops, 1);
-    // Nobody takes these; twelve at most stay.
+    // No thread takes these; twelve at most stay.
     for (int i = 1; i <= 20; ++i) encoder.Post(i);
     EXPECT_EQ(NumberedPacket::alive, 12);
     encoder.stop();
@@ -125,6 +132,26 @@ TEST(LiveEncoder, AFailingStartIsTheResultAndIsNotTakenDown) {
     EXPECT_FALSE(encoder.start());
     encoder.stop();
     EXPECT_EQ(encoder.stops, 0);
+}
+
+// It costs a packet and not the process.
+TEST(LiveEncoder, WantOfMemoryLosesThePacketOrFailsTheStart) {
+    SteeredEncoder encoder;
+    CountingDispatcher dispatcher;
+    encoder.dispatcher = &dispatcher;
+    encoder.starved_number = 1;
+    encoder.go_on.set_value();
+    ASSERT_TRUE(encoder.start());
+    for (int i = 0; i < 3; ++i) encoder.Post(i);
+    for (int i = 0; i < 1000 && dispatcher.count < 2; ++i) std::this_thread::sleep_for(10ms);
+    encoder.stop();
+    EXPECT_EQ(dispatcher.count, 2);
+    EXPECT_EQ(encoder.got, (std::vector<int>{0, 1, 2}));
+
+    SteeredEncoder starved;
+    starved.start_is_starved = true;
+    EXPECT_FALSE(starved.start());
+    EXPECT_EQ(starved.stops, 0);
 }
 
 TEST(LiveEncoder, RunsOnce) {

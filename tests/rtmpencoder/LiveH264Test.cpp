@@ -1,5 +1,5 @@
-// The H.264 encoder on this system's transforms: in turns, by events, and with hardware that is not
-// what it seems.
+// The H.264 encoder on this system's transforms: synchronous, asynchronous, and on hardware that
+// does not work.
 #include <gmock/gmock.h>
 
 #include <mfapi.h>
@@ -7,52 +7,20 @@
 #include <mftransform.h>
 #include <objbase.h>
 
-#include <condition_variable>
-#include <mutex>
+#include <algorithm>
 
-#include "platform/linux/mf/transform/AsyncTransform.h"
 #include "platform/linux/mf/transform/EncoderList.h"
 #include "platform/linux/mf/transform/H264EncoderTransform.h"
 #include "rtmpencoder/live_encoder_h264.h"
 #include "rtmpencoder/start_code.h"
+#include "tests/fakes/AsyncTransform.h"
 #include "tests/fakes/CapturingLog.h"
+#include "tests/rtmpencoder/H264Frames.h"
 
 namespace Vimbrel::test {
 namespace {
 
-class Collector final : public live_encoder::dispatcher {
-public:
-    void dispatch(encoded_frame_ptr& frame) override {
-        const std::lock_guard guard(lock);
-        frames.push_back(std::move(frame));
-        changed.notify_all();
-    }
-    bool WaitFor(std::size_t count) {
-        std::unique_lock guard(lock);
-        return changed.wait_for(guard, std::chrono::seconds(20),
-                                [&] { return frames.size() >= count; });
-    }
-
-    std::mutex lock;
-    std::condition_variable changed;
-    std::vector<encoded_frame_ptr> frames;
-};
-
-void Post(live_encoder_h264& encoder, std::uint32_t width, std::uint32_t height, int number) {
-    auto frame = std::make_unique<live_encoder_h264::packet_video>();
-    frame->width = width;
-    frame->height = height;
-    frame->time = 5'000'000 + number * 333'333LL;
-    frame->data = std::make_unique<std::uint8_t[]>(std::size_t{4} * width * height);
-    for (std::size_t i = 0; i < std::size_t{4} * width * height; ++i) {
-        frame->data[i] = static_cast<std::uint8_t>(
-            i / 4 % width * 2 + static_cast<std::size_t>(number) * 5 + i % 4 * 40);
-    }
-    std::unique_ptr<live_encoder::packet> packet = std::move(frame);
-    encoder.post(packet);
-}
-
-// The kinds of the units of an access unit.
+// The types of the NAL units of an access unit.
 std::vector<int> Kinds(const encoded_frame& frame) {
     const std::span<const std::uint8_t> bytes(frame.data, static_cast<std::size_t>(frame.size));
     std::vector<int> kinds;
@@ -67,15 +35,15 @@ struct Case {
     const char* name;
     bool hardware;
     std::vector<ListedEncoder> listed;
-    bool stays_hardware;  // what the owner reads afterwards
+    bool stays_hardware;  // the setting afterwards
 };
 
-HRESULT CreateByEvents(REFIID iid, void** object) {
+HRESULT CreateAsynchronous(REFIID iid, void** object) {
     return MakeCom<AsyncTransform>(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>())
         ->QueryInterface(iid, object);
 }
 
-// Listed, and made, but without the device that it is to work on.
+// Can be made, and has no device to work on.
 HRESULT CreateRefusing(REFIID iid, void** object) {
     static constexpr HardwareEncoder nowhere = {"h264_vaapi", "/nowhere/*", AV_HWDEVICE_TYPE_VAAPI,
                                                 AV_PIX_FMT_NV12};
@@ -85,21 +53,22 @@ HRESULT CreateRefusing(REFIID iid, void** object) {
 
 HRESULT CreateNothing(REFIID, void**) { return E_FAIL; }
 
-constexpr UINT32 hardware_by_events = MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_ASYNCMFT;
+constexpr UINT32 asynchronous_hardware = MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_ASYNCMFT;
 
 const Case cases[] = {
     {"software", false, {}, false},
     {"no hardware", true, {}, true},
-    {"by events", true, {{L"a", hardware_by_events, CreateByEvents}}, true},
+    {"asynchronous", true, {{L"a", asynchronous_hardware, CreateAsynchronous}}, true},
     {"the first that can be made",
      true,
-     {{L"a", hardware_by_events, CreateNothing}, {L"b", hardware_by_events, CreateByEvents}},
+     {{L"a", asynchronous_hardware, CreateNothing},
+      {L"b", asynchronous_hardware, CreateAsynchronous}},
      true},
-    {"in turns",
+    {"synchronous",
      true,
      {{L"a", MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT, CreateSoftwareH264Encoder}},
      true},
-    {"refuses the types", true, {{L"a", hardware_by_events, CreateRefusing}}, false},
+    {"refuses the types", true, {{L"a", asynchronous_hardware, CreateRefusing}}, false},
 };
 
 void PrintTo(const Case& row, std::ostream* out) { *out << row.name; }
@@ -108,7 +77,7 @@ class LiveH264 : public testing::TestWithParam<Case> {};
 
 TEST_P(LiveH264, EncodesEachFrameIntoOneSliceWithoutDelay) {
     const ScopedHardwareEncoders listed(GetParam().listed);
-    Collector collector;
+    FrameCollector collector;
     live_encoder_h264 encoder;
     encoder.dispatcher = &collector;
     encoder.hardware = GetParam().hardware;
@@ -117,10 +86,13 @@ TEST_P(LiveH264, EncodesEachFrameIntoOneSliceWithoutDelay) {
     ASSERT_TRUE(encoder.start());
     EXPECT_EQ(encoder.hardware, GetParam().stays_hardware);
     constexpr int count = 65;
-    // An encoder that works by events has one frame in work when it is handed the next.
-    const int behind = GetParam().listed.empty() ? 0 : 3;
+    // An asynchronous encoder works on one frame when it gets the next.
+    const bool asynchronous = std::any_of(
+        GetParam().listed.begin(), GetParam().listed.end(),
+        [](const ListedEncoder& one) { return (one.flags & MFT_ENUM_FLAG_ASYNCMFT) != 0; });
+    const int behind = asynchronous ? 3 : 0;
     for (int i = 0; i < count; ++i) {
-        Post(encoder, 160, 120, i);
+        PostFrame(encoder, 160, 120, i);
         if (i >= behind) {
             ASSERT_TRUE(collector.WaitFor(static_cast<std::size_t>(i + 1 - behind))) << i;
         }
@@ -187,13 +159,13 @@ TEST(LiveH264Start, LevelsAndKeyFramesFollowTheFormat) {
         int width, height, level;
     } formats[] = {{2, 2, 41}, {16, 16, 41}, {2048, 1080, 41}, {2050, 1080, 51}, {1920, 1088, 51}};
     for (const auto& format : formats) {
-        Collector collector;
+        FrameCollector collector;
         live_encoder_h264 encoder;
         encoder.dispatcher = &collector;
         encoder.width = format.width;
         encoder.height = format.height;
         ASSERT_TRUE(encoder.start());
-        Post(encoder, 64, 64, 0);
+        PostFrame(encoder, 64, 64, 0);
         ASSERT_TRUE(collector.WaitFor(1));
         encoder.stop();
         ASSERT_GT(encoder.sps.size(), 8U);
@@ -201,17 +173,17 @@ TEST(LiveH264Start, LevelsAndKeyFramesFollowTheFormat) {
     }
 }
 
-// So long and thin that they would have no height: shown as they lie in memory, and black where
-// that is too little.
+// They are so long and thin that they would have no height: shown as they lie in memory, and black
+// where that is too little.
 TEST(LiveH264Frames, WithoutAFitAreEncodedAllTheSame) {
-    Collector collector;
+    FrameCollector collector;
     live_encoder_h264 encoder;
     encoder.dispatcher = &collector;
     encoder.width = 160;
     encoder.height = 120;
     ASSERT_TRUE(encoder.start());
-    Post(encoder, 30000, 1, 0);
-    Post(encoder, 1000, 1, 1);
+    PostFrame(encoder, 30000, 1, 0);
+    PostFrame(encoder, 1000, 1, 1);
     EXPECT_TRUE(collector.WaitFor(2));
     encoder.stop();
     // The first is a picture, and the second is none.
@@ -219,10 +191,10 @@ TEST(LiveH264Frames, WithoutAFitAreEncodedAllTheSame) {
     EXPECT_LT(collector.frames.at(1)->size, 1000);
 }
 
-// Its user has to know that it works by events.
+// The user of an asynchronous transform has to say that it knows.
 TEST(AsyncTransform, IsLockedUntilItIsUnlocked) {
     void* made = nullptr;
-    ASSERT_EQ(CreateByEvents(__uuidof(IMFTransform), &made), S_OK);
+    ASSERT_EQ(CreateAsynchronous(__uuidof(IMFTransform), &made), S_OK);
     ComPtr<IMFTransform> transform;
     transform.Attach(static_cast<IMFTransform*>(made));
     EXPECT_EQ(transform->SetOutputType(0, nullptr, 0), MF_E_TRANSFORM_ASYNC_LOCKED);

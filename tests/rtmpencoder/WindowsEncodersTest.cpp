@@ -1,4 +1,4 @@
-// The live encoders on the encoders of Windows, or on what stands in for it.
+// The live encoders on the encoders of Windows, or on Wine without them.
 #include <gmock/gmock.h>
 
 #include <windows.h>
@@ -18,7 +18,7 @@
 namespace Vimbrel::test {
 namespace {
 
-// What the system itself says to a class.
+// The system's own result of making a class.
 HRESULT Make(const GUID& clsid) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     IUnknown* made = nullptr;
@@ -36,7 +36,7 @@ std::vector<std::string> Words(const char* format, HRESULT hr) {
     return {text};
 }
 
-// With the system's encoders they start; without, they say why not, and stop does nothing.
+// They start with the system's encoders. Without, they log the reason, and stop does nothing.
 TEST(LiveEncodersOnWindows, StartIfTheSystemHasItsEncoders) {
     const HRESULT aac_result = Make(CLSID_AACMFTEncoder);
     const HRESULT h264_result = Make(CLSID_CMSH264EncoderMFT);

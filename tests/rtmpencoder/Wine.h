@@ -1,4 +1,4 @@
-// Whether the tests run under Wine, whose media platform differs from the one it stands for.
+// Tells tests whether they run under Wine, whose media platform lacks encoders.
 #pragma once
 
 #ifdef _WIN32

@@ -1,5 +1,5 @@
-// A function of the media platform that Wine 8 only names. The test programs' own definition takes
-// the place of the import.
+// A function of the media platform that Wine 8 declares and does not implement. The test programs'
+// own definition replaces the import.
 #include <windows.h>
 
 #include <mfapi.h>

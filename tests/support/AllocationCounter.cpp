@@ -8,14 +8,36 @@ namespace {
 
 std::atomic<std::uint64_t> allocations{0};
 
+constexpr int no_limit = -1;
+thread_local int successes_left = no_limit;
+thread_local bool has_failed = false;
+
 void* Allocate(std::size_t size) {
     ++allocations;
+    if (successes_left == 0) {
+        has_failed = true;
+        return nullptr;
+    }
+    if (successes_left > 0) --successes_left;
     return std::malloc(size ? size : 1);
 }
 
 }  // namespace
 
-std::uint64_t Vimbrel::test::AllocationCount() { return allocations; }
+namespace Vimbrel::test {
+
+std::uint64_t AllocationCount() { return allocations; }
+
+ScopedAllocationFailure::ScopedAllocationFailure(int successes) {
+    has_failed = false;
+    successes_left = successes;
+}
+
+ScopedAllocationFailure::~ScopedAllocationFailure() { successes_left = no_limit; }
+
+bool ScopedAllocationFailure::HasFailed() const { return has_failed; }
+
+}  // namespace Vimbrel::test
 
 void* operator new(std::size_t size) {
     if (void* memory = Allocate(size)) return memory;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <new>
 #include <thread>
 
 #include "sound/SoundMixer.h"
@@ -59,6 +60,7 @@ RtmpOutput::RtmpOutput(const OutputDescription& description, const CanvasDescrip
     cast = Vimbrel::CreateRTMPCast(
         {.framing = description.stream.standard_framing ? Framing::Standard : Framing::Native,
          .progress = progress});
+    if (!cast) throw std::bad_alloc();
     cast->SetServer(description.stream.url, description.stream.user, description.stream.password);
     cast->SetVideoOutputFormat(canvas.width, canvas.height, canvas.fps, 1);
     cast->SetVideoQuality(description.quality);
@@ -90,7 +92,7 @@ std::unique_ptr<Output> RtmpOutput::Start(const OutputDescription& description,
 void RtmpOutput::Push(const Raster& canvas, std::int64_t time) {
     if (lost) return;
     ++pushed;
-    // A first time of 0 would not be taken for one.
+    // The cast takes a first time of 0 for none.
     cast->SetVideoSample(const_cast<std::uint8_t*>(canvas.pixels.data()),
                          static_cast<unsigned>(canvas.width), static_cast<unsigned>(canvas.height),
                          static_cast<int>(canvas.Stride()), time + 1);
@@ -99,7 +101,7 @@ void RtmpOutput::Push(const Raster& canvas, std::int64_t time) {
 void RtmpOutput::PushSound(const std::int16_t* frames, std::size_t count, std::int64_t) {
     if (lost || sound_rate == 0) return;
     sound.insert(sound.end(), frames, frames + count * SoundMixer::channels);
-    // In blocks of the encoder's frame, so that each has a message of its own.
+    // Blocks have the length of an AAC frame, so that each frame has a message of its own.
     constexpr std::size_t block = 1024 * SoundMixer::channels;
     std::size_t sent = 0;
     for (; sent + block <= sound.size(); sent += block) {
@@ -109,7 +111,7 @@ void RtmpOutput::PushSound(const std::int16_t* frames, std::size_t count, std::i
     sound.erase(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(sent));
 }
 
-// What waits when a cast is stopped is not sent.
+// Waits because a stopped cast drops what is not sent yet.
 void RtmpOutput::WaitUntilSent() const {
     using Clock = std::chrono::steady_clock;
     using namespace std::chrono_literals;
@@ -124,7 +126,7 @@ void RtmpOutput::WaitUntilSent() const {
         if (now - start > longest || now - still_since > longest_still) break;
         std::this_thread::sleep_for(10ms);
     }
-    // The last sound, which nothing counts.
+    // Nothing counts the sound: the last of it gets some time.
     if (!lost) std::this_thread::sleep_for(100ms);
 }
 

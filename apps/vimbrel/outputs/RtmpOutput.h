@@ -11,7 +11,7 @@
 
 namespace studio {
 
-// A link that is lost ends this output, and the run goes on with the others.
+// A lost link ends this output, and the run goes on with the others.
 class RtmpOutput final : public Output {
 public:
     static std::unique_ptr<Output> Start(const OutputDescription& description,
@@ -33,7 +33,7 @@ private:
                int rate_of_sound);
     void WaitUntilSent() const;
 
-    const std::string target;  // without the key, which is as good as a password
+    const std::string target;  // without the key, which gives access like a password
     const int sound_rate;
     std::atomic<bool> lost{false};
     std::uint64_t pushed = 0;
@@ -43,7 +43,7 @@ private:
     std::unique_ptr<Vimbrel::CMediaRTMPCast> cast;
 };
 
-// The URL up to its last path element, without what may be a password in it.
+// Returns the URL up to its last path element, without the part that may be a password.
 std::string PublicUrl(const std::string& url);
 
 }  // namespace studio

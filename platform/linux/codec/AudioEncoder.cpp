@@ -13,12 +13,11 @@ namespace Vimbrel {
 
 namespace {
 
-// Frames that are resampled at a time, so that the memory does not depend on the size of the
-// caller's blocks.
+// Frames that are resampled at once. A limit keeps the memory independent of the caller's blocks.
 constexpr std::size_t slice = 4096;
 constexpr UINT most_channels = 8;
 
-// Those that AAC has an index for.
+// Sample rates for which AAC has an index.
 bool IsAacRate(UINT rate) {
     constexpr UINT rates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                               22050, 16000, 12000, 11025, 8000,  7350};
@@ -136,7 +135,7 @@ HRESULT AudioEncoder::Encode(const std::uint8_t* frames, std::size_t count,
 }
 
 HRESULT AudioEncoder::Flush(const PacketSink& sink) {
-    // The resampler's filter still holds some; without rate conversion there is nothing.
+    // The resampler's filter still holds samples, unless the rate stays.
     HRESULT hr = S_OK;
     if (pushed_ > 0) hr = Resample(nullptr, 0);
     if (SUCCEEDED(hr)) hr = EncodeFrames(true, sink);
@@ -168,7 +167,7 @@ HRESULT AudioEncoder::EncodeFrames(bool all, const PacketSink& sink) {
     for (;;) {
         const int waiting = av_audio_fifo_size(waiting_.get());
         if (waiting == 0 || (waiting < context_->frame_size && !all)) return S_OK;
-        // The encoder keeps some frames for itself.
+        // The encoder keeps references to some frames.
         av_frame_unref(frame_.get());
         frame_->format = context_->sample_fmt;
         frame_->nb_samples = std::min(waiting, context_->frame_size);

@@ -1,4 +1,4 @@
-// PCM to AAC LC, at another rate and with other channels where asked.
+// PCM to AAC LC, with conversion of rate and channels.
 #pragma once
 
 #include <windef.h>
@@ -33,13 +33,13 @@ public:
 
     // AudioSpecificConfig.
     std::vector<std::uint8_t> Configuration() const;
-    // Samples that the decoder gives before the first that was encoded.
+    // Samples that the decoder returns before the first encoded one.
     unsigned Priming() const { return static_cast<unsigned>(context_->initial_padding); }
     UINT FrameBytes() const { return input_.channels * input_.bits / 8; }
-    // Where the sound that was pushed so far ends, in samples of the output since the first.
+    // The end of the sound so far, in samples of the output since the first.
     std::int64_t Pushed() const { return pushed_ * context_->sample_rate / input_.rate; }
 
-    // Packets' times are in samples of the output; that of the first sample is 0. `frames` may be
+    // Times of packets are in samples of the output, from 0 for the first sample. `frames` may be
     // null for silence.
     HRESULT Encode(const std::uint8_t* frames, std::size_t count, const PacketSink& sink);
     HRESULT Flush(const PacketSink& sink);

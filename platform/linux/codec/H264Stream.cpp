@@ -13,8 +13,8 @@ constexpr unsigned unit_filler = 12;
 
 using Unit = std::span<const std::uint8_t>;
 
-// The first 00 00 01 from `from` on, or `end`. The third byte is the rarest of the three, so it is
-// what is sought.
+// Finds the first 00 00 01 at or after `from`, or `end`. It searches for the third byte, which is
+// the rarest of the three.
 const std::uint8_t* FindStartCode(const std::uint8_t* from, const std::uint8_t* end) {
     if (end - from < 3) return end;
     for (const std::uint8_t* at = from + 2; at < end; ++at) {
@@ -33,7 +33,7 @@ void ForEachUnit(Unit annex_b, const Visit& visit) {
     while (start != end) {
         const std::uint8_t* const unit = start + 3;
         start = FindStartCode(unit, end);
-        // Zeros in front of the next start code belong to it: a unit does not end in one.
+        // Zeros before the next start code belong to it: no unit ends in one.
         const std::uint8_t* last = start;
         while (last > unit && last[-1] == 0) --last;
         if (last > unit) visit(Unit(unit, last));
@@ -76,7 +76,7 @@ std::vector<std::uint8_t> H264Configuration(Unit annex_b) {
     PutSized(sps, 2, result);
     result.push_back(1);
     PutSized(pps, 2, result);
-    // From High on: 4:2:0, 8 bits, 8 bits, no extensions of the SPS.
+    // For High and above: 4:2:0, 8 bits, 8 bits, no extensions of the SPS.
     if (sps[1] >= 100) result.insert(result.end(), {0xFD, 0xF8, 0xF8, 0});
     return result;
 }

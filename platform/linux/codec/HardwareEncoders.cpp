@@ -7,9 +7,11 @@ namespace Vimbrel {
 
 std::span<const HardwareEncoder> HardwareEncoders() {
     static constexpr HardwareEncoder encoders[] = {
-        {"h264_vaapi", "/dev/dri/renderD*", AV_HWDEVICE_TYPE_VAAPI, AV_PIX_FMT_NV12},
-        {"h264_nvenc", "/dev/nvidia[0-9]*", AV_HWDEVICE_TYPE_NONE, AV_PIX_FMT_YUV420P},
-        {"h264_qsv", "/dev/dri/renderD*", AV_HWDEVICE_TYPE_NONE, AV_PIX_FMT_NV12},
+        {"h264_vaapi", "/dev/dri/renderD*", AV_HWDEVICE_TYPE_VAAPI, AV_PIX_FMT_NV12,
+         "global_quality", "rc_mode", "QVBR"},
+        {"h264_nvenc", "/dev/nvidia[0-9]*", AV_HWDEVICE_TYPE_NONE, AV_PIX_FMT_YUV420P, "cq", "rc",
+         "vbr"},
+        {"h264_qsv", "/dev/dri/renderD*", AV_HWDEVICE_TYPE_NONE, AV_PIX_FMT_NV12, "global_quality"},
         {"h264_v4l2m2m", "/dev/video*", AV_HWDEVICE_TYPE_NONE, AV_PIX_FMT_YUV420P},
     };
     return encoders;

@@ -16,18 +16,24 @@ namespace Vimbrel {
 
 struct HardwareEncoder {
     const char* codec;
-    const char*
-        devices;  // a pattern of device files, without one of which there is no such hardware
-    AVHWDeviceType device;  // where frames are to be copied to before; none for encoders that take
-                            // them from memory
-    AVPixelFormat input;    // planar or semi-planar 4:2:0
+    // A pattern of device files. Without one of them there is no such hardware.
+    const char* devices;
+    // The kind of device to which frames are copied first; none for encoders that take them from
+    // memory.
+    AVHWDeviceType device;
+    AVPixelFormat input;  // planar or semi-planar 4:2:0
+    // The option for a quality on libx264's scale, and the mode of rate control in which a bit rate
+    // limits it. Null for an encoder without one.
+    const char* quality_option = nullptr;
+    const char* quality_mode_option = nullptr;
+    const char* quality_mode = nullptr;
 };
 
 // In the order in which they are tried.
 std::span<const HardwareEncoder> HardwareEncoders();
 
-// The first device file that may be used; empty if there is none. The encoders' own search would
-// take long and tell of it on standard error.
+// The first device file that may be used; empty if there is none. The encoders' own search takes
+// long and writes to the standard error.
 std::string FindDevice(const HardwareEncoder& encoder);
 
 }  // namespace Vimbrel

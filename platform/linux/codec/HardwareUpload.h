@@ -12,8 +12,8 @@ class HardwareUpload {
 public:
     // Before the context is opened. E_FAIL without the hardware's device file.
     HRESULT Open(AVCodecContext& context, const HardwareEncoder& hardware);
-    // Makes `frame` the one that the encoder takes: itself, or a copy on the device that is good
-    // until the next call.
+    // Replaces `frame` with the one that the encoder takes: itself, or a copy on the device that is
+    // good until the next call.
     HRESULT Upload(const AVCodecContext& context, AVFrame*& frame);
 
 private:

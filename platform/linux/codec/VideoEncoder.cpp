@@ -1,16 +1,11 @@
 #include "platform/linux/codec/VideoEncoder.h"
 
-extern "C" {
-#include <libavutil/opt.h>
-}
-
 #include <algorithm>
 #include <numeric>
 #include <string>
 #include <thread>
 
 #include "platform/linux/codec/H264Stream.h"
-#include "platform/linux/ffmpeg/FfmpegError.h"
 
 namespace Vimbrel {
 
@@ -29,21 +24,8 @@ int TimescaleFor(const VideoOutput& output) {
     return static_cast<int>((coarsest_timescale + num - 1) / num * num);
 }
 
-const char* ProfileName(UINT profile) {
-    switch (profile) {
-        case FF_PROFILE_H264_BASELINE:
-            return "baseline";
-        case FF_PROFILE_H264_MAIN:
-            return "main";
-        case FF_PROFILE_H264_HIGH:
-            return "high";
-        default:
-            return nullptr;
-    }
-}
-
-// libx264 holds frames back, in its lookahead and one for each further thread. All of them would be
-// lost with a recording that is cut off, so they are to be no more than a second's.
+// libx264 holds frames back: those of its lookahead, and one per further thread. A recording that
+// is cut off loses them, so they are limited to a second's.
 std::string LibX264Delay(const VideoOutput& output) {
     const unsigned budget = std::max(output.fps_num / output.fps_den, 1u);
     const unsigned wanted_threads =
@@ -81,11 +63,11 @@ HRESULT VideoEncoder::Open(const VideoInput& input, const VideoOutput& output,
     if (output.fps_num > output.fps_den * highest_rate || output.fps_num > INT_MAX ||
         output.fps_den > INT_MAX)
         return E_INVALIDARG;
-    if (output.bit_rate == 0 || output.bit_rate > INT_MAX || !ProfileName(output.profile))
+    if (output.bit_rate == 0 || output.bit_rate > INT_MAX || !H264ProfileName(output.profile))
         return E_INVALIDARG;
 
     for (const HardwareEncoder& each : hardware) {
-        // Once to see whether it works, and to get parameter sets that come with a frame only.
+        // The probe shows whether it works, and gets parameter sets that only come with a frame.
         std::unique_ptr<VideoEncoder> probe(new VideoEncoder);
         if (FAILED(probe->Setup(input, output, &each)) || FAILED(probe->Probe(input))) continue;
         std::unique_ptr<VideoEncoder> encoder(new VideoEncoder);
@@ -105,53 +87,29 @@ HRESULT VideoEncoder::Open(const VideoInput& input, const VideoOutput& output,
 
 HRESULT VideoEncoder::Setup(const VideoInput& input, const VideoOutput& output,
                             const HardwareEncoder* hardware) {
-    const AVCodec* codec = avcodec_find_encoder_by_name(hardware ? hardware->codec : "libx264");
-    if (!codec)
-        return ResultFromFfmpeg(AVERROR_ENCODER_NOT_FOUND, "avcodec_find_encoder_by_name",
-                                FfmpegUse::encode);
-    packet_.reset(av_packet_alloc());
-    context_.reset(avcodec_alloc_context3(codec));
-    if (!packet_ || !context_) return E_OUTOFMEMORY;
-
     const AVPixelFormat format = hardware ? hardware->input : AV_PIX_FMT_YUV420P;
     if (const HRESULT hr =
             converter_.Open(input.width, input.height, output.width, output.height, format);
         FAILED(hr))
         return hr;
-
-    AVCodecContext& context = *context_;
-    context.log_level_offset = quiet_log_offset;
-    context.width = static_cast<int>(output.width);
-    context.height = static_cast<int>(output.height);
-    context.pix_fmt = format;
-    context.time_base = {1, TimescaleFor(output)};
-    context.framerate = {static_cast<int>(output.fps_num), static_cast<int>(output.fps_den)};
-    context.sample_aspect_ratio = {1, 1};
-    context.color_range = AVCOL_RANGE_MPEG;
-    context.colorspace = Matrix() == YuvMatrix::bt709 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
-    context.color_primaries = AVCOL_PRI_BT709;
-    context.color_trc = AVCOL_TRC_BT709;
-    context.chroma_sample_location = AVCHROMA_LOC_CENTER;
-    // libx264 counts in thousands and takes 0 for no rate at all.
-    context.bit_rate = std::max<std::int64_t>(output.bit_rate, 1000);
     const double frames_between_keys =
         static_cast<double>(longest_key_interval) * output.fps_num / output.fps_den;
-    context.gop_size = std::max(static_cast<int>(frames_between_keys), 1);
-    context.flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    context.profile = static_cast<int>(output.profile);
-    av_opt_set(context.priv_data, "profile", ProfileName(output.profile), 0);
-    av_opt_set(context.priv_data, "forced-idr", "1", 0);
-    if (hardware) {
-        // Their files need no lookahead, and not all of them can reorder.
-        context.max_b_frames = 0;
-        if (const HRESULT hr = upload_.Open(context, *hardware); FAILED(hr)) return hr;
-    } else {
-        av_opt_set(context.priv_data, "preset", "veryfast", 0);
-        av_opt_set(context.priv_data, "x264-params", LibX264Delay(output).c_str(), 0);
-    }
-    if (const int error = avcodec_open2(&context, codec, nullptr); error < 0) {
-        return ResultFromFfmpeg(error, codec->name, FfmpegUse::encode);
-    }
+    const HRESULT hr =
+        codec_.Open({.width = output.width,
+                     .height = output.height,
+                     .fps_num = output.fps_num,
+                     .fps_den = output.fps_den,
+                     .time_base = {1, TimescaleFor(output)},
+                     .bit_rate = output.bit_rate,
+                     .profile = output.profile,
+                     .key_interval = std::max(static_cast<UINT>(frames_between_keys), 1U),
+                     .matrix = Matrix(),
+                     .software_format = format,
+                     .parameter_sets_apart = true,
+                     .x264_options = LibX264Delay(output)},
+                    hardware);
+    if (FAILED(hr)) return hr;
+    const AVCodecContext& context = codec_.Context();
     if (context.extradata_size > 0) {
         configuration_ = H264Configuration(
             {context.extradata, static_cast<std::size_t>(context.extradata_size)});
@@ -178,11 +136,10 @@ HRESULT VideoEncoder::Encode(const std::uint8_t* pixels, std::int64_t time, std:
                              const PacketSink& sink) {
     AVFrame* frame = converter_.Convert(pixels);
     if (!frame) return E_OUTOFMEMORY;
-    if (const HRESULT hr = upload_.Upload(*context_, frame); FAILED(hr)) return hr;
     frame->pts = time;
     frame->pkt_duration = duration;
-    // The encoder counts frames between key frames, which tells nothing of the time if they come
-    // irregularly.
+    // The encoder counts frames between key frames, which says nothing about the time if they come
+    // at irregular intervals.
     const bool key =
         !has_key_ || time - last_key_ >= std::int64_t{longest_key_interval} * Timescale();
     frame->pict_type = key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
@@ -196,17 +153,13 @@ HRESULT VideoEncoder::Encode(const std::uint8_t* pixels, std::int64_t time, std:
 HRESULT VideoEncoder::Flush(const PacketSink& sink) { return Send(nullptr, sink); }
 
 HRESULT VideoEncoder::Send(AVFrame* frame, const PacketSink& sink) {
-    int error = avcodec_send_frame(context_.get(), frame);
-    if (error < 0) return ResultFromFfmpeg(error, "avcodec_send_frame", FfmpegUse::encode);
-    while ((error = avcodec_receive_packet(context_.get(), packet_.get())) >= 0) {
-        if ((packet_->flags & AV_PKT_FLAG_KEY) != 0) last_key_ = std::max(last_key_, packet_->pts);
-        const HRESULT hr = sink(*packet_);
-        av_packet_unref(packet_.get());
-        if (FAILED(hr)) return hr;
+    HRESULT hr = codec_.Send(frame);
+    const AVPacket* packet = nullptr;
+    while (SUCCEEDED(hr) && SUCCEEDED(hr = codec_.Receive(packet)) && packet != nullptr) {
+        if ((packet->flags & AV_PKT_FLAG_KEY) != 0) last_key_ = std::max(last_key_, packet->pts);
+        hr = sink(*packet);
     }
-    return error == AVERROR(EAGAIN) || error == AVERROR_EOF
-               ? S_OK
-               : ResultFromFfmpeg(error, "avcodec_receive_packet", FfmpegUse::encode);
+    return hr;
 }
 
 }  // namespace Vimbrel

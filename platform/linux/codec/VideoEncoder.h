@@ -9,10 +9,9 @@
 #include <span>
 #include <vector>
 
+#include "platform/linux/codec/H264Codec.h"
 #include "platform/linux/codec/HardwareEncoders.h"
-#include "platform/linux/codec/HardwareUpload.h"
 #include "platform/linux/codec/PictureConverter.h"
-#include "platform/linux/ffmpeg/FfmpegHandles.h"
 
 namespace Vimbrel {
 
@@ -29,31 +28,31 @@ struct VideoOutput {
     UINT height = 0;
     UINT fps_num = 0;
     UINT fps_den = 0;
-    UINT bit_rate = 0;  // bits a second
+    UINT bit_rate = 0;  // bits per second
     UINT profile = 0;   // 66 Baseline, 77 Main, 100 High
 };
 
-// Gets each packet that an encoder gives.
+// Called with each packet of an encoder.
 using PacketSink = std::function<HRESULT(const AVPacket&)>;
 
 class VideoEncoder {
 public:
     static constexpr int longest_key_interval = 2;  // seconds
 
-    // The hardware encoders are tried in their order, and each has to encode a frame. If none does
-    // it is libx264.
+    // Tries the hardware encoders in their order: each has to encode a frame. Opens libx264 if none
+    // does.
     static HRESULT Open(const VideoInput& input, const VideoOutput& output,
                         std::span<const HardwareEncoder> hardware,
                         std::unique_ptr<VideoEncoder>& result);
 
-    const char* CodecName() const { return context_->codec->name; }
+    const char* CodecName() const { return codec_.Context().codec->name; }
     // The content of the box avcC.
     const std::vector<std::uint8_t>& Configuration() const { return configuration_; }
     YuvMatrix Matrix() const { return converter_.Matrix(); }
     // Frames by which decoding is ahead of the presentation.
-    int Reordering() const { return context_->has_b_frames; }
-    // Ticks a second of all times below.
-    int Timescale() const { return context_->time_base.den; }
+    int Reordering() const { return codec_.Context().has_b_frames; }
+    // Ticks per second of all times below.
+    int Timescale() const { return codec_.Context().time_base.den; }
 
     // Times rise from call to call. Packets come later than their frames, in the order of decoding.
     HRESULT Encode(const std::uint8_t* pixels, std::int64_t time, std::int64_t duration,
@@ -67,9 +66,7 @@ private:
     HRESULT Probe(const VideoInput& input);
     HRESULT Send(AVFrame* frame, const PacketSink& sink);
 
-    FfmpegPtr<AVCodecContext> context_;
-    FfmpegPtr<AVPacket> packet_;
-    HardwareUpload upload_;
+    H264Codec codec_;
     PictureConverter converter_;
     std::vector<std::uint8_t> configuration_;
     bool has_key_ = false;

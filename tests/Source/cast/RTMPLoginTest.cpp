@@ -1,4 +1,4 @@
-// What publishers answer to servers that ask them to log in.
+// Logins to a server on loopback, checked by a foreign program.
 #include <gmock/gmock.h>
 
 #include "tests/fakes/FakeRtmpServer.h"
@@ -10,7 +10,7 @@ namespace {
 
 const std::string head = "[ AccessManager.Reject ] : [ ";
 
-// A value of an application's query.
+// Returns a value of an application's query.
 std::string Value(const std::string& application, const std::string& name) {
     const std::size_t place = application.find("&" + name + "=");
     if (place == std::string::npos) return {};
@@ -30,7 +30,7 @@ std::string Md5Hex(const std::string& text) {
 
 struct Login {
     const char* mode;
-    const char* question;                                     // behind the reason
+    const char* question;                                     // after the reason
     std::function<std::string(const std::string&)> response;  // that is right, for an application
 };
 
@@ -38,7 +38,7 @@ void PrintTo(const Login& login, std::ostream* out) { *out << login.mode; }
 
 class RTMPLogin : public testing::TestWithParam<Login> {
 protected:
-    // Refuses once for the user and once for the question, and then looks at the answer.
+    // Refuses once for the user and once for the question, and then checks the reply.
     static std::string Judge(const std::string& application) {
         const Login& login = GetParam();
         const std::string mode = std::string("authmod=") + login.mode;
@@ -54,7 +54,7 @@ protected:
 };
 
 TEST_P(RTMPLogin, IsAnswered) {
-    // Given as such, or as options of the URL.
+    // The login is set on the cast, or in the options of the URL.
     for (const bool in_url : {false, true}) {
         FakeRtmpServer server(Judge);
         const auto cast = MakeCast(server.Url() + " pubUser=joe pubPasswd=secret");
@@ -71,7 +71,7 @@ TEST_P(RTMPLogin, IsAnswered) {
     }
 }
 
-// The wrong word, and none at all.
+// With a wrong password, and without one.
 TEST_P(RTMPLogin, FailsWithTheStream) {
     for (const std::string password : {"wrong", ""}) {
         FakeRtmpServer server(Judge);

@@ -1,16 +1,10 @@
 // Casts of some length, and what of them arrives at a real server.
 #include <gtest/gtest.h>
 
-#include <mfapi.h>
-
 #include <atomic>
-#include <deque>
 #include <functional>
 #include <future>
-#include <semaphore>
 
-#include "platform/linux/mf/transform/EncoderList.h"
-#include "platform/linux/mf/transform/H264EncoderTransform.h"
 #include "tests/support/MarkedCast.h"
 #include "tests/support/Proxy.h"
 
@@ -45,51 +39,6 @@ void LimitSendBuffer(std::uint16_t port) {
         EXPECT_EQ(setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes), 0);
     }
 }
-
-// This system's encoder, which waits before each picture until the test lets it go on.
-class HeldEncoder final : public TransformObject<Implements<IMFTransform>> {
-public:
-    struct Gate {
-        std::counting_semaphore<> begun{0};
-        std::counting_semaphore<> go_on{0};
-    };
-
-    explicit HeldEncoder(Gate& holder)
-        : gate(holder), inner(MakeCom<H264EncoderTransform>(nullptr).As<IMFTransform>()) {}
-
-    HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,
-                                                  MFT_OUTPUT_STREAM_INFO* info) override {
-        return inner->GetOutputStreamInfo(stream, info);
-    }
-    HRESULT STDMETHODCALLTYPE GetOutputCurrentType(DWORD stream, IMFMediaType** type) override {
-        return inner->GetOutputCurrentType(stream, type);
-    }
-    HRESULT STDMETHODCALLTYPE SetInputType(DWORD stream, IMFMediaType* type, DWORD flags) override {
-        return inner->SetInputType(stream, type, flags);
-    }
-    HRESULT STDMETHODCALLTYPE SetOutputType(DWORD stream, IMFMediaType* type,
-                                            DWORD flags) override {
-        return inner->SetOutputType(stream, type, flags);
-    }
-    HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message,
-                                             ULONG_PTR parameter) override {
-        return inner->ProcessMessage(message, parameter);
-    }
-    HRESULT STDMETHODCALLTYPE ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override {
-        gate.begun.release();
-        gate.go_on.acquire();
-        return inner->ProcessInput(stream, sample, flags);
-    }
-    HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count,
-                                            MFT_OUTPUT_DATA_BUFFER* samples,
-                                            DWORD* status) override {
-        return inner->ProcessOutput(flags, count, samples, status);
-    }
-
-private:
-    Gate& gate;
-    const ComPtr<IMFTransform> inner;
-};
 
 std::size_t CountThreads() {
     const std::filesystem::directory_iterator tasks("/proc/self/task");
@@ -258,74 +207,6 @@ TEST_F(RTMPLongCast, StopInAPauseWaitsForTheServerAndDropsWhatWaits) {
     const MarkedRecording recording(server, native.key);
     EXPECT_LT(recording.numbers.size(), std::size_t{frames});
     EXPECT_EQ(recording.numbers, NumbersUpTo(static_cast<int>(recording.numbers.size())));
-}
-
-// Against a queue of the test's own. The encoder takes one of three pictures, catches up, and falls
-// behind again.
-TEST(RTMPSlowEncoder, CostsTheOldestOfTwelveWaitingPicturesAndNothingElse) {
-    constexpr int frames = 150;
-    HeldEncoder::Gate gate;
-    const ScopedHardwareEncoders listed(
-        {{L"held", MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT, [&](REFIID iid, void** object) {
-              return MakeCom<HeldEncoder>(gate)->QueryInterface(iid, object);
-          }}});
-    RtmpServer server;
-    const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
-    cast->SetHardwareEncoder(true);
-    ASSERT_EQ(cast->Start(), RTMPCAST_OK);
-    std::deque<int> waiting;
-    std::vector<int> taken;
-    // The encoder has always one at work, and is let go on only if there is another.
-    const auto take = [&] {
-        if (waiting.empty()) return;
-        if (!taken.empty()) gate.go_on.release();
-        EXPECT_TRUE(gate.begun.try_acquire_for(20s));
-        taken.push_back(waiting.front());
-        waiting.pop_front();
-    };
-    Pace(
-        frames, block_samples,
-        [&](int number) {
-            GivePicture({cast.get()}, number);
-            waiting.push_back(number);
-            if (waiting.size() > 12) waiting.pop_front();
-            const bool behind = number < 60 || number >= 90;
-            if (!behind) take();
-            if (!behind || number % 3 == 0) take();
-        },
-        [&](int first) { GiveSound({cast.get()}, first); });
-    while (!waiting.empty()) take();
-    gate.go_on.release(frames);
-    WaitUntilStill([&] { return CastRecording::Size(server, "key"); });
-    cast->Stop();
-
-    const MarkedRecording recording(server, "key");
-    EXPECT_EQ(recording.numbers, taken);
-    const Packets pictures = recording.Pictures();
-    ASSERT_EQ(pictures.size(), taken.size());
-    for (std::size_t i = 0; i < taken.size(); ++i)
-        EXPECT_NEAR(pictures[i].time, taken[i] * 1000.0 / 30, 1);
-    recording.ExpectSound(frames * samples_per_picture);
-}
-
-// By its own slowness: pictures come faster than these can be scaled and encoded.
-TEST(RTMPSlowEncoder, KeepsTheLatestPictures) {
-    constexpr int frames = 90;
-    RtmpServer server;
-    const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
-    cast->SetVideoOutputFormat(1440, 1080, 30, 1);
-    ASSERT_EQ(cast->Start(), RTMPCAST_OK);
-    for (int number = 0; number < frames; ++number) GivePicture({cast.get()}, number);
-    constexpr int tenths_a_picture = 20;
-    WaitUntilStill([&] { return CastRecording::Size(server, "key"); }, tenths_a_picture);
-    cast->Stop();
-    const std::vector<int> numbers = MarkedRecording(server, "key").numbers;
-    ASSERT_GE(numbers.size(), 12U);
-    EXPECT_LT(numbers.size(), std::size_t{frames});
-    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
-    const std::vector<int> all = NumbersUpTo(frames);
-    EXPECT_EQ(std::vector<int>(numbers.end() - 12, numbers.end()),
-              std::vector<int>(all.end() - 12, all.end()));
 }
 
 }  // namespace

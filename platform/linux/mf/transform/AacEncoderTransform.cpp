@@ -23,11 +23,11 @@ bool ReadFormat(IMFMediaType* type, const GUID& subtype, AudioFormat& format) {
            SUCCEEDED(type->GetUINT32(MF_MT_AUDIO_BITS_PER_SAMPLE, &format.bits));
 }
 
-// Of a frame: the standard allows 6144 bits a channel.
+// Of a frame: the standard allows 6144 bits per channel.
 constexpr DWORD most_bytes_per_channel = 768;
 
-// The head of a structure in front of the AudioSpecificConfig: payload type 0 (as it is), profile
-// and level, structure type 0, and six bytes of nothing.
+// The head of the structure before the AudioSpecificConfig: payload type 0 (raw), profile
+// and level, structure type 0, and six bytes of zeros.
 std::vector<std::uint8_t> UserData(UINT32 profile_level,
                                    const std::vector<std::uint8_t>& specific_config) {
     std::vector<std::uint8_t> data(12);

@@ -10,8 +10,8 @@
 
 namespace Vimbrel {
 
-// 16 bits, 1, 2 or 6 channels, the same rate and channels in and out. The output's type gets
-// MF_MT_USER_DATA: a head of 12 bytes and the AudioSpecificConfig. One frame a ProcessOutput.
+// 16 bits, 1, 2 or 6 channels, the same rate and channels in and out. The output type gets
+// MF_MT_USER_DATA: a head of 12 bytes and the AudioSpecificConfig. One frame per ProcessOutput.
 class AacEncoderTransform final : public TransformObject<Implements<IMFTransform>> {
 public:
     HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,

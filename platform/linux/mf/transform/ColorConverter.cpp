@@ -8,7 +8,7 @@
 namespace Vimbrel {
 namespace {
 
-// Simple enough for the compiler to make vectors of.
+// Kept simple: the compiler vectorizes it.
 void Interleave(const BYTE* __restrict cb, const BYTE* __restrict cr, BYTE* __restrict both,
                 std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -104,7 +104,7 @@ HRESULT STDMETHODCALLTYPE ColorConverter::ProcessOutput(DWORD, DWORD count,
     return nv12.SetLength(OutputBytes());
 }
 
-// Rows that come bottom up are written from the last one on.
+// Writes rows that come bottom up from the last one upward.
 void ColorConverter::Convert(const BYTE* pixels, BYTE* nv12) {
     const std::ptrdiff_t luma = width_;
     const std::ptrdiff_t chroma = width_ / 2;

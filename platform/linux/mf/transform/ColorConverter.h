@@ -7,8 +7,8 @@
 
 namespace Vimbrel {
 
-// Width and height are even. The input's rows go as its type's stride says, the output's top down;
-// neither has gaps.
+// Width and height are even. The sign of the type's stride gives the order of the input's rows; the
+// output's are top down. There are no gaps between rows.
 class ColorConverter final : public TransformObject<Implements<IMFTransform>> {
 public:
     HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,
@@ -31,7 +31,7 @@ private:
     UINT32 height_ = 0;
     bool bottom_up_ = false;
     ComPtr<IMFSample> waiting_;
-    std::vector<BYTE> chroma_;  // Cb, and behind it Cr, before they are interleaved
+    std::vector<BYTE> chroma_;  // Cb and then Cr, before they are interleaved
 };
 
 HRESULT CreateColorConverter(REFIID iid, void** object);

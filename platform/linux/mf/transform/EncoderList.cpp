@@ -10,7 +10,6 @@
 
 #include "platform/linux/codec/HardwareEncoders.h"
 #include "platform/linux/mf/objects/AttributesObject.h"
-#include "platform/linux/mf/transform/AsyncTransform.h"
 #include "platform/linux/mf/transform/H264EncoderTransform.h"
 
 namespace Vimbrel {
@@ -52,18 +51,18 @@ std::optional<std::vector<ListedEncoder>>& Override() {
 
 std::wstring Wide(const char* text) { return {text, text + std::char_traits<char>::length(text)}; }
 
-// Those whose devices are there. Whether one really encodes shows when its types are set.
+// Lists the encoders whose devices exist. Whether one works shows when its types are set. All are
+// synchronous: libavcodec takes a frame and returns a packet, so a thread around that would only
+// add a frame of delay.
 std::vector<ListedEncoder> Hardware() {
     if (Override()) return *Override();
     std::vector<ListedEncoder> found;
     for (const HardwareEncoder& encoder : HardwareEncoders()) {
         if (FindDevice(encoder).empty()) continue;
-        found.push_back({Wide(encoder.codec), MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_ASYNCMFT,
+        found.push_back({Wide(encoder.codec), MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT,
                          [&encoder](REFIID iid, void** object) {
-                             const ComPtr<H264EncoderTransform> inner =
-                                 MakeCom<H264EncoderTransform>(&encoder);
-                             return MakeCom<AsyncTransform>(inner.As<IMFTransform>())
-                                 ->QueryInterface(iid, object);
+                             return MakeCom<H264EncoderTransform>(&encoder)->QueryInterface(iid,
+                                                                                            object);
                          }});
     }
     return found;

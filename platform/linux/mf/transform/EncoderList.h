@@ -11,12 +11,12 @@ namespace Vimbrel {
 
 struct ListedEncoder {
     std::wstring name;
-    UINT32 flags = 0;  // MFT_ENUM_FLAG values: hardware, by events or in turns
+    UINT32 flags = 0;  // MFT_ENUM_FLAG values: hardware, synchronous or asynchronous
     std::function<HRESULT(REFIID iid, void** object)> create;
 };
 
-// Takes the place of the hardware encoders while it lives. For tests; not while another thread
-// lists encoders.
+// Replaces the list of hardware encoders while it lives: the list has no class identifiers that an
+// override of classes could name. For tests; not while another thread lists encoders.
 class ScopedHardwareEncoders {
 public:
     explicit ScopedHardwareEncoders(std::vector<ListedEncoder> encoders);

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
+#include <vector>
 
 #include "platform/linux/codec/H264Stream.h"
 #include "platform/linux/mf/objects/MediaType.h"
@@ -17,11 +19,11 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::GetOutputStreamInfo(DWORD stream
     *info = {};
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     info->dwFlags = MFT_OUTPUT_STREAM_WHOLE_SAMPLES | MFT_OUTPUT_STREAM_SINGLE_SAMPLE_PER_BUFFER;
-    // More than the picture itself, and room for headers. An access unit that is waiting tells its
-    // own size.
+    // An access unit that waits has its own size. Otherwise more than the picture itself, with room
+    // for headers.
     constexpr DWORD headers = 65536;
-    info->cbSize = std::max(settings_.width * settings_.height * 2 + headers,
-                            static_cast<DWORD>(access_unit_.size()));
+    const auto waiting = static_cast<DWORD>(encoder_.AccessUnit().size());
+    info->cbSize = waiting != 0 ? waiting : settings_.width * settings_.height * 2 + headers;
     return S_OK;
 }
 
@@ -47,14 +49,16 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetOutputType(DWORD stream, IMFM
     }
     settings.profile = MFGetAttributeUINT32(type, MF_MT_MPEG2_PROFILE, settings.profile);
     settings.level = MFGetAttributeUINT32(type, MF_MT_MPEG2_LEVEL, 0);
-    settings.key_interval = MFGetAttributeUINT32(type, MF_MT_MAX_KEYFRAME_SPACING, 0);
+    // With no frames between key frames, as below one frame per second, each frame is one.
+    if (UINT32 spacing = 0; SUCCEEDED(type->GetUINT32(MF_MT_MAX_KEYFRAME_SPACING, &spacing)))
+        settings.key_interval = std::max(spacing, 1U);
     settings_ = settings;
     output_type_ = ComPtr<IMFMediaType>(type);
     return S_OK;
 }
 
-// The encoder is opened here, so that formats it does not take are refused while there is still a
-// choice of encoders.
+// Opens the encoder, so that formats it does not take are refused while another encoder can still
+// be chosen.
 HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetInputType(DWORD stream, IMFMediaType* type,
                                                              DWORD) {
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
@@ -81,7 +85,6 @@ HRESULT H264EncoderTransform::Open() {
     open_ = SUCCEEDED(hr);
     has_sequence_header_ = false;
     stamps_.clear();
-    access_unit_.clear();
     return hr;
 }
 
@@ -89,7 +92,8 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE 
                                                                ULONG_PTR) {
     switch (message) {
         case MFT_MESSAGE_COMMAND_FLUSH:
-            access_unit_.clear();
+            if (!encoder_.AccessUnit().empty()) stamps_.pop_front();
+            encoder_.DropAccessUnit();
             return S_OK;
         case MFT_MESSAGE_NOTIFY_BEGIN_STREAMING:
             if (!input_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
@@ -104,7 +108,7 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessInput(DWORD stream, IMFSa
     if (!sample) return E_POINTER;
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     if (!input_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
-    if (!access_unit_.empty()) return MF_E_NOTACCEPTING;
+    if (!encoder_.AccessUnit().empty()) return MF_E_NOTACCEPTING;
     if (!open_) {
         if (const HRESULT hr = Open(); FAILED(hr)) return hr;
     }
@@ -115,16 +119,16 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessInput(DWORD stream, IMFSa
     sample->GetSampleTime(&stamp.time);
     sample->GetSampleDuration(&stamp.duration);
     stamps_.push_back(stamp);
-    const HRESULT hr = encoder_.Encode(frame.Data(), access_unit_, key_);
+    const HRESULT hr = encoder_.Encode(frame.Data());
     if (FAILED(hr)) {
         stamps_.pop_back();
         return hr;
     }
-    return key_ && !has_sequence_header_ ? KeepSequenceHeader() : S_OK;
+    return encoder_.IsKey() && !has_sequence_header_ ? KeepSequenceHeader() : S_OK;
 }
 
 HRESULT H264EncoderTransform::KeepSequenceHeader() {
-    const std::vector<std::uint8_t> header = H264ParameterSets(access_unit_);
+    const std::vector<std::uint8_t> header = H264ParameterSets(encoder_.AccessUnit());
     has_sequence_header_ = true;
     return output_type_->SetBlob(MF_MT_MPEG_SEQUENCE_HEADER, header.data(),
                                  static_cast<UINT32>(header.size()));
@@ -135,20 +139,22 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessOutput(DWORD, DWORD count
                                                               DWORD* status) {
     if (!samples || !status || !samples->pSample) return E_POINTER;
     if (count != 1 || samples->dwStreamID != 0) return E_INVALIDARG;
-    if (access_unit_.empty()) return MF_E_TRANSFORM_NEED_MORE_INPUT;
+    const std::span<const std::uint8_t> access_unit = encoder_.AccessUnit();
+    if (access_unit.empty()) return MF_E_TRANSFORM_NEED_MORE_INPUT;
     IMFSample* const sample = samples->pSample;
     LockedSample target(sample);
     if (FAILED(target.Result())) return target.Result();
-    if (target.Capacity() < access_unit_.size()) return MF_E_BUFFERTOOSMALL;
-    std::memcpy(target.Data(), access_unit_.data(), access_unit_.size());
-    const HRESULT hr = target.SetLength(static_cast<DWORD>(access_unit_.size()));
-    access_unit_.clear();
+    if (target.Capacity() < access_unit.size()) return MF_E_BUFFERTOOSMALL;
+    std::memcpy(target.Data(), access_unit.data(), access_unit.size());
+    const HRESULT hr = target.SetLength(static_cast<DWORD>(access_unit.size()));
+    const bool key = encoder_.IsKey();
+    encoder_.DropAccessUnit();
     const Stamp stamp = stamps_.front();
     stamps_.pop_front();
     sample->SetSampleTime(stamp.time);
     sample->SetSampleDuration(stamp.duration);
     sample->SetUINT64(MFSampleExtension_DecodeTimestamp, static_cast<UINT64>(stamp.time));
-    sample->SetUINT32(MFSampleExtension_CleanPoint, key_ ? 1 : 0);
+    sample->SetUINT32(MFSampleExtension_CleanPoint, key ? 1 : 0);
     return hr;
 }
 
@@ -196,7 +202,7 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetValue(const GUID* api, VARIAN
         if (value->ulVal > eAVEncCommonRateControlMode_Quality) return E_INVALIDARG;
         rate_control_ = value->ulVal;
     }
-    // Taken when streaming begins.
+    // Applied when streaming begins.
     open_ = false;
     return S_OK;
 }

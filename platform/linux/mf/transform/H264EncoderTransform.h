@@ -1,18 +1,17 @@
-// H.264 as a transform: a frame in, its access unit out, in turns.
+// H.264 as a synchronous transform: a frame in, its access unit out.
 #pragma once
 
 #include <strmif.h>
 
 #include <deque>
-#include <vector>
 
 #include "platform/linux/codec/LiveVideoEncoder.h"
 #include "platform/linux/mf/transform/TransformObject.h"
 
 namespace Vimbrel {
 
-// The output's type is set first. The sequence header comes into it with the first key frame.
-// Settings of quality are taken until the first frame.
+// The output type is set first, and gets the sequence header with the first key frame. The quality
+// can be set until the first frame.
 class H264EncoderTransform final
     : public TransformObject<Implements<IMFTransform>, Implements<ICodecAPI>> {
 public:
@@ -59,9 +58,7 @@ private:
     bool open_ = false;
     bool has_sequence_header_ = false;
     LiveVideoEncoder encoder_;
-    std::deque<Stamp> stamps_;  // of the frames whose access units have not come
-    std::vector<std::uint8_t> access_unit_;
-    bool key_ = false;
+    std::deque<Stamp> stamps_;  // of frames whose access units are not out yet
 };
 
 HRESULT CreateSoftwareH264Encoder(REFIID iid, void** object);

@@ -1,5 +1,5 @@
-// Base of the transforms: one stream in, one out, both of number 0, and nothing that only other
-// kinds of transforms have.
+// Base of the transforms: one stream in and one out, both number 0. Operations that only other
+// kinds of transforms have are not implemented.
 #pragma once
 
 #include <mferror.h>
@@ -26,7 +26,7 @@ public:
         *inputs = *outputs = 1;
         return S_OK;
     }
-    // The published answer of transforms whose streams are numbered from 0.
+    // The published result of transforms whose streams are numbered from 0.
     HRESULT STDMETHODCALLTYPE GetStreamIDs(DWORD, DWORD*, DWORD, DWORD*) override {
         return E_NOTIMPL;
     }
@@ -85,7 +85,7 @@ private:
     }
 };
 
-// A sample's bytes, locked as long as it lives.
+// Locks a sample's bytes while it lives.
 class LockedSample {
 public:
     explicit LockedSample(IMFSample* sample);

@@ -1,13 +1,13 @@
-#include "platform/linux/mf/transform/AsyncTransform.h"
+#include "tests/fakes/AsyncTransform.h"
 
 #include <mfapi.h>
 
 #include <utility>
 
-namespace Vimbrel {
+namespace Vimbrel::test {
 namespace {
 
-// So that the next frame is there when one is done.
+// The next frame waits when one is done.
 constexpr unsigned frames_ahead = 2;
 
 }  // namespace
@@ -22,10 +22,10 @@ AsyncTransform::AsyncTransform(ComPtr<IMFTransform> inner)
 
 AsyncTransform::~AsyncTransform() {
     {
-        const std::lock_guard lock(lock_);
+        const MutexLock lock(lock_);
         stopping_ = true;
     }
-    changed_.notify_all();
+    changed_.NotifyAll();
     if (thread_.joinable()) thread_.join();
     events_->Shutdown();
 }
@@ -41,7 +41,7 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::GetAttributes(IMFAttributes** attribut
 HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputStreamInfo(DWORD stream,
                                                               MFT_OUTPUT_STREAM_INFO* info) {
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
-    const std::lock_guard lock(inner_lock_);
+    const MutexLock lock(inner_lock_);
     const HRESULT hr = inner_->GetOutputStreamInfo(stream, info);
     if (SUCCEEDED(hr)) info->dwFlags |= MFT_OUTPUT_STREAM_PROVIDES_SAMPLES;
     return hr;
@@ -49,31 +49,31 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputStreamInfo(DWORD stream,
 
 HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputAvailableType(DWORD stream, DWORD index,
                                                                  IMFMediaType** type) {
-    const std::lock_guard lock(inner_lock_);
+    const MutexLock lock(inner_lock_);
     return inner_->GetOutputAvailableType(stream, index, type);
 }
 
 HRESULT STDMETHODCALLTYPE AsyncTransform::SetInputType(DWORD stream, IMFMediaType* type,
                                                        DWORD flags) {
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
-    const std::lock_guard lock(inner_lock_);
+    const MutexLock lock(inner_lock_);
     return inner_->SetInputType(stream, type, flags);
 }
 
 HRESULT STDMETHODCALLTYPE AsyncTransform::SetOutputType(DWORD stream, IMFMediaType* type,
                                                         DWORD flags) {
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
-    const std::lock_guard lock(inner_lock_);
+    const MutexLock lock(inner_lock_);
     return inner_->SetOutputType(stream, type, flags);
 }
 
 HRESULT STDMETHODCALLTYPE AsyncTransform::GetInputCurrentType(DWORD stream, IMFMediaType** type) {
-    const std::lock_guard lock(inner_lock_);
+    const MutexLock lock(inner_lock_);
     return inner_->GetInputCurrentType(stream, type);
 }
 
 HRESULT STDMETHODCALLTYPE AsyncTransform::GetOutputCurrentType(DWORD stream, IMFMediaType** type) {
-    const std::lock_guard lock(inner_lock_);
+    const MutexLock lock(inner_lock_);
     return inner_->GetOutputCurrentType(stream, type);
 }
 
@@ -81,13 +81,13 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::ProcessMessage(MFT_MESSAGE_TYPE messag
                                                          ULONG_PTR parameter) {
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
     if (message == MFT_MESSAGE_COMMAND_FLUSH) {
-        const std::lock_guard lock(lock_);
+        const MutexLock lock(lock_);
         input_.clear();
         output_.clear();
     }
     HRESULT hr = S_OK;
     {
-        const std::lock_guard lock(inner_lock_);
+        const MutexLock lock(inner_lock_);
         hr = inner_->ProcessMessage(message, parameter);
     }
     if (SUCCEEDED(hr) && message == MFT_MESSAGE_NOTIFY_START_OF_STREAM) Start();
@@ -98,7 +98,7 @@ void AsyncTransform::Start() {
     if (thread_.joinable()) return;
     thread_ = std::thread([this] { Run(); });
     {
-        const std::lock_guard lock(lock_);
+        const MutexLock lock(lock_);
         credits_ = frames_ahead;
     }
     for (unsigned i = 0; i < frames_ahead; ++i) Tell(METransformNeedInput);
@@ -109,12 +109,12 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::ProcessInput(DWORD stream, IMFSample* 
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     if (!IsUnlocked()) return MF_E_TRANSFORM_ASYNC_LOCKED;
     {
-        const std::lock_guard lock(lock_);
+        const MutexLock lock(lock_);
         if (credits_ == 0) return MF_E_NOTACCEPTING;
         --credits_;
         input_.emplace_back(sample);
     }
-    changed_.notify_all();
+    changed_.NotifyAll();
     return S_OK;
 }
 
@@ -123,7 +123,7 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::ProcessOutput(DWORD, DWORD count,
                                                         DWORD* status) {
     if (!samples || !status) return E_POINTER;
     if (count != 1 || samples->dwStreamID != 0) return E_INVALIDARG;
-    const std::lock_guard lock(lock_);
+    const MutexLock lock(lock_);
     if (output_.empty()) return MF_E_TRANSFORM_NEED_MORE_INPUT;
     samples->pSample = output_.front().Detach();
     output_.pop_front();
@@ -134,8 +134,8 @@ void AsyncTransform::Run() {
     for (;;) {
         ComPtr<IMFSample> input;
         {
-            std::unique_lock lock(lock_);
-            changed_.wait(lock, [this] { return stopping_ || !input_.empty(); });
+            MutexLock lock(lock_);
+            while (!stopping_ && input_.empty()) changed_.Wait(lock);
             if (stopping_) return;
             input = std::move(input_.front());
             input_.pop_front();
@@ -144,17 +144,17 @@ void AsyncTransform::Run() {
     }
 }
 
-// A frame that fails is lost, and the next one is called for.
+// A frame that fails is lost, and the next one is requested.
 void AsyncTransform::Work(IMFSample* input) {
     ComPtr<IMFSample> output;
     HRESULT hr = S_OK;
     {
-        const std::lock_guard lock(inner_lock_);
+        const MutexLock lock(inner_lock_);
         hr = inner_->ProcessInput(0, input, 0);
         if (SUCCEEDED(hr)) hr = TakeOutput(output);
     }
     {
-        const std::lock_guard lock(lock_);
+        const MutexLock lock(lock_);
         ++credits_;
         if (SUCCEEDED(hr)) output_.push_back(std::move(output));
     }
@@ -223,8 +223,8 @@ HRESULT STDMETHODCALLTYPE AsyncTransform::GetValue(const GUID* api, VARIANT* val
     return inner_codec_->GetValue(api, value);
 }
 HRESULT STDMETHODCALLTYPE AsyncTransform::SetValue(const GUID* api, VARIANT* value) {
-    const std::lock_guard lock(inner_lock_);
+    const MutexLock lock(inner_lock_);
     return inner_codec_->SetValue(api, value);
 }
 
-}  // namespace Vimbrel
+}  // namespace Vimbrel::test

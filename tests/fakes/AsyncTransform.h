@@ -1,20 +1,19 @@
-// A transform that works by events, around one that works in turns: it calls for input and tells of
-// output, and does its work on a thread of its own.
+// Wraps a synchronous transform as an asynchronous one: events request input and announce output,
+// and encoding runs on a worker thread.
 #pragma once
 
 #include <strmif.h>
 
-#include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <thread>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/mf/transform/TransformObject.h"
 
-namespace Vimbrel {
+namespace Vimbrel::test {
 
-// Before MF_TRANSFORM_ASYNC_UNLOCK was set in its attributes it only gives these:
-// MF_E_TRANSFORM_ASYNC_LOCKED. It provides the samples of its output.
+// Most calls fail with MF_E_TRANSFORM_ASYNC_LOCKED until MF_TRANSFORM_ASYNC_UNLOCK is set in its
+// attributes. It provides the samples of its output.
 class AsyncTransform final
     : public TransformObject<Implements<IMFTransform>, Implements<IMFMediaEventGenerator>,
                              Implements<ICodecAPI>> {
@@ -34,7 +33,7 @@ public:
     HRESULT STDMETHODCALLTYPE GetOutputCurrentType(DWORD stream, IMFMediaType** type) override;
     HRESULT STDMETHODCALLTYPE ProcessMessage(MFT_MESSAGE_TYPE message,
                                              ULONG_PTR parameter) override;
-    // MF_E_NOTACCEPTING without a METransformNeedInput that calls for it.
+    // MF_E_NOTACCEPTING without a METransformNeedInput that requests it.
     HRESULT STDMETHODCALLTYPE ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override;
     HRESULT STDMETHODCALLTYPE ProcessOutput(DWORD flags, DWORD count,
                                             MFT_OUTPUT_DATA_BUFFER* samples,
@@ -64,21 +63,20 @@ private:
     HRESULT TakeOutput(ComPtr<IMFSample>& output);
     void Tell(MediaEventType type);
 
-    const ComPtr<IMFTransform> inner_;  // on the thread alone once that runs, but for its types
+    const ComPtr<IMFTransform> inner_;
     const ComPtr<ICodecAPI> inner_codec_;
     ComPtr<IMFAttributes> attributes_;
     ComPtr<IMFMediaEventQueue> events_;
-    std::mutex inner_lock_;  // of calls into inner_
+    Mutex inner_lock_;  // held over calls into inner_, and never together with lock_
 
-    std::mutex lock_;
-    std::condition_variable changed_;
-    // All guarded by lock_.
-    unsigned credits_ = 0;
-    bool stopping_ = false;
-    std::deque<ComPtr<IMFSample>> input_;
-    std::deque<ComPtr<IMFSample>> output_;
+    Mutex lock_;
+    Condition changed_;
+    unsigned credits_ GUARDED_BY(lock_) = 0;
+    bool stopping_ GUARDED_BY(lock_) = false;
+    std::deque<ComPtr<IMFSample>> input_ GUARDED_BY(lock_);
+    std::deque<ComPtr<IMFSample>> output_ GUARDED_BY(lock_);
 
     std::thread thread_;
 };
 
-}  // namespace Vimbrel
+}  // namespace Vimbrel::test
