@@ -98,6 +98,7 @@ bool MediaSourceScreen::Open() {
         return false;
     // Only now: an open that is refused leaves what Close frees, and what is delivered, as it was.
     method = chosen;
+    captureRect = settings.rect;
     mediaInfo.duration = -1.0;
     StartBackEnd();
     APPLOG_STREAM(LOG_LEVEL_TRACE,
@@ -215,7 +216,7 @@ void MediaSourceScreen::CopyFrame(const unsigned char* pixels) {
 }
 
 void MediaSourceScreen::CaptureOutputs() {
-    const RECT& rect = settings.rect;
+    const RECT& rect = captureRect;
     // Nothing has to be cut out of a whole output. Only of a single one: it fails before anything
     // is written, so the frame stays whole.
     const bool whole =

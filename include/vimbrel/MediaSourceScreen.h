@@ -75,7 +75,8 @@ private:
     std::unique_ptr<DXGICapture> dxgiCapture;
     std::unique_ptr<unsigned char[]> dxgiBuffer;  // of all outputs; method 2 only
     RECT outputRect{};                            // that they span
-    Settings settings;
+    Settings settings;                            // of the last open, also if it was refused
+    RECT captureRect{};                           // of the last open that succeeded
     std::unique_ptr<unsigned char[]> frameBuffer;
     std::int64_t startTime = 0;    // milliseconds
     std::uint32_t frameCount = 0;  // requests since the open
