@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "ScreenCapture/OutputTurn.h"
+#include "base/Failure.h"
 #include "base/ObjectCreation.h"
-#include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 
@@ -17,8 +17,6 @@ using HalvorixAppLog::LOG_LEVEL_TRACE;
 
 constexpr UINT frame_timeout_ms = 100;
 constexpr UINT pointer_side_limit = 129;
-
-unsigned Printed(HRESULT hr) { return static_cast<unsigned>(hr); }
 
 void LogOutput(const DXGI_OUTPUT_DESC& description) {
     const RECT& place = description.DesktopCoordinates;
@@ -41,14 +39,12 @@ DXGICapture::~DXGICapture() {
 
 HRESULT DXGICapture::Initialize() {
     if (initialized) return S_OK;
-    // What an attempt before this one left.
+    // An attempt before this one may have left some.
     outputs.clear();
     if (!gdiplusToken) system.gdiplus.GdiplusStartup(&gdiplusToken, 1);
-    HRESULT hr = system.graphics.CreateDXGIFactory1(IID_PPV_ARGS(factory.Put()));
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to CreateDXGIFactory1 hr=0x%08x", Printed(hr));
-        return hr;
-    }
+    HRESULT hr = LogHrIfFailed(system.graphics.CreateDXGIFactory1(IID_PPV_ARGS(factory.Put())),
+                               "Failed to CreateDXGIFactory1");
+    if (FAILED(hr)) return hr;
     HRESULT last_failure = E_FAIL;
     ComPtr<IDXGIAdapter1> adapter;
     for (UINT index = 0; SUCCEEDED(factory->EnumAdapters1(index, adapter.Put())); ++index) {
@@ -56,11 +52,9 @@ HRESULT DXGICapture::Initialize() {
         if (FAILED(hr)) return hr;
     }
     if (outputs.empty()) return last_failure;
-    hr = CreateObject(CLSID_WICImagingFactory2, wicFactory);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to create WICImagingFactory hr=0x%08x", Printed(hr));
-        return hr;
-    }
+    hr = LogHrIfFailed(CreateObject(CLSID_WICImagingFactory2, wicFactory),
+                       "Failed to create WICImagingFactory");
+    if (FAILED(hr)) return hr;
     initialized = TRUE;
     return S_OK;
 }
@@ -78,13 +72,12 @@ HRESULT DXGICapture::DuplicateOutputs(IDXGIAdapter1* adapter, HRESULT& last_fail
 
     DuplicatedOutput duplicated;
     duplicated.adapter = ComPtr<IDXGIAdapter1>(adapter);
-    HRESULT hr = system.graphics.D3D11CreateDevice(
-        adapter, D3D_DRIVER_TYPE_UNKNOWN, nullptr, 0, nullptr, 0, D3D11_SDK_VERSION,
-        duplicated.device.Put(), nullptr, duplicated.context.Put());
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to create D3D11CreateDevice hr=0x%08x", Printed(hr));
-        return hr;
-    }
+    HRESULT hr = LogHrIfFailed(
+        system.graphics.D3D11CreateDevice(adapter, D3D_DRIVER_TYPE_UNKNOWN, nullptr, 0, nullptr, 0,
+                                          D3D11_SDK_VERSION, duplicated.device.Put(), nullptr,
+                                          duplicated.context.Put()),
+        "Failed to create D3D11CreateDevice");
+    if (FAILED(hr)) return hr;
     for (const ComPtr<IDXGIOutput>& one : attached) {
         hr = DuplicateOne(duplicated, one.Get());
         if (FAILED(hr)) {
@@ -109,10 +102,9 @@ HRESULT DXGICapture::DuplicateOne(DuplicatedOutput& duplicated, IDXGIOutput* out
         APPLOG_FORMAT(LOG_LEVEL_ERROR, "spDXGIDevice is NULL");
         return hr;
     }
-    hr = duplicated.output->DuplicateOutput(dxgi_device.Get(), duplicated.duplication.Put());
-    if (FAILED(hr))
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Failed to duplicate output hr=0x%08x", Printed(hr));
-    return hr;
+    return LogHrIfFailed(
+        duplicated.output->DuplicateOutput(dxgi_device.Get(), duplicated.duplication.Put()),
+        "Failed to duplicate output");
 }
 
 // The result is valid until the next call. Pointers rather than added references, in a vector that
@@ -160,7 +152,9 @@ HRESULT DXGICapture::GetOutputBits(BYTE* buffer, const RECT* frame) {
     const LONG desktop_width = desktop.right - desktop.left;
     const LONG desktop_height = desktop.bottom - desktop.top;
 
-    const bool direct = desktop.right <= width && desktop.bottom <= height;
+    // A desktop that does not begin at the origin fits if it has the frame's size.
+    const bool direct = (desktop.right <= width && desktop.bottom <= height) ||
+                        (desktop_width == width && desktop_height == height);
     TurnTarget target{buffer, width, height};
     if (!direct) {
         if (!composeBuffer || std::memcmp(&composeRect, &desktop, sizeof desktop) != 0) {
@@ -181,8 +175,8 @@ HRESULT DXGICapture::GetOutputBits(BYTE* buffer, const RECT* frame) {
         hr = AcquireFrame(*output, description, surface, texture);
         if (FAILED(hr)) return hr;
         DXGI_MAPPED_RECT mapped{};
-        // The result is not looked at, by design: without pixels nothing is copied, and the frame
-        // is released all the same.
+        // Kept: the result is ignored, because the frame must be released in any case. Without
+        // pixels nothing is copied.
         surface->Map(&mapped, DXGI_MAP_READ);
         RECT place = description.DesktopCoordinates;
         OffsetRect(&place, -desktop.left, -desktop.top);
@@ -202,15 +196,12 @@ HRESULT DXGICapture::AcquireFrame(const DuplicatedOutput& output,
                                   ComPtr<IDXGISurface1>& surface, D3D11_TEXTURE2D_DESC& texture) {
     DXGI_OUTDUPL_FRAME_INFO frame_info{};
     ComPtr<IDXGIResource> resource;
-    HRESULT hr =
-        output.duplication->AcquireNextFrame(frame_timeout_ms, &frame_info, resource.Put());
-    if (FAILED(hr)) {
-        // A wait without a change is told like any failure, by design.
-        APPLOG_FORMAT(LOG_LEVEL_ERROR,
-                      "DXGIOutputDuplication->AcquireNextFrame failed with hr=0x%08x", Printed(hr));
-        return hr;
-    }
-    // From here on a failure gives the frame back: a frame that is kept would end the duplication.
+    // Kept: a wait without a change is logged like any failure, because hosts look for the line.
+    HRESULT hr = LogHrIfFailed(
+        output.duplication->AcquireNextFrame(frame_timeout_ms, &frame_info, resource.Put()),
+        "DXGIOutputDuplication->AcquireNextFrame failed with");
+    if (FAILED(hr)) return hr;
+    // From here on a failure releases the frame: a frame that is kept would end the duplication.
     const ComPtr<ID3D11Texture2D> desktop = resource.As<ID3D11Texture2D>();
     if (!desktop) {
         output.duplication->ReleaseFrame();
@@ -227,10 +218,9 @@ HRESULT DXGICapture::AcquireFrame(const DuplicatedOutput& output,
     staging_description.Usage = D3D11_USAGE_STAGING;
     staging_description.CPUAccessFlags = D3D11_CPU_ACCESS_READ;
     ComPtr<ID3D11Texture2D> staging;
-    hr = output.device->CreateTexture2D(&staging_description, nullptr, staging.Put());
+    hr = LogHrIfFailed(output.device->CreateTexture2D(&staging_description, nullptr, staging.Put()),
+                       "DXGIOutputDuplication->CreateTexture2D failed with");
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR,
-                      "DXGIOutputDuplication->CreateTexture2D failed with hr=0x%08x", Printed(hr));
         output.duplication->ReleaseFrame();
         return hr;
     }
@@ -240,7 +230,8 @@ HRESULT DXGICapture::AcquireFrame(const DuplicatedOutput& output,
         output.duplication->ReleaseFrame();
         return E_NOINTERFACE;
     }
-    // A pointer that is not visible leaves the last one where it was, by design.
+    // Kept: a pointer that is not visible leaves the last one where it was, because frames without
+    // a pointer come while it is only hidden for a moment.
     if (frame_info.PointerPosition.Visible) ReadPointer(output, description, frame_info);
     return S_OK;
 }
@@ -259,7 +250,7 @@ void DXGICapture::ReadPointer(const DuplicatedOutput& output, const DXGI_OUTPUT_
     HRESULT hr =
         output.duplication->GetFramePointerShape(size, shape.get(), &required, &shape_info);
     if (hr == DXGI_ERROR_MORE_DATA) {
-        // The first buffer is not freed here, by design; it goes with the object.
+        // Kept: the first buffer is not freed here, but with the object.
         if (shape) outgrownShapes.push_back(std::move(shape));
         size = required;
         shape = allocate(size);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "ScreenCapture/DXCapture.h"
 #include "ScreenCapture/DXGICapture.h"
@@ -12,7 +13,7 @@
 #include "ScreenCapture/WindowCapture.h"
 #include "ScreenCapture/system/CaptureSystem.h"
 #include "base/Clock.h"
-#include "vimbrel/AppLog.h"
+#include "base/Failure.h"
 
 namespace Vimbrel {
 
@@ -21,7 +22,7 @@ namespace {
 using HalvorixAppLog::LOG_LEVEL_ERROR;
 using HalvorixAppLog::LOG_LEVEL_TRACE;
 
-// Of the log line, too.
+// The log prints these numbers, too.
 enum Method : std::uint32_t {
     method_bitblt = 0,
     method_front_buffer = 1,
@@ -62,8 +63,8 @@ bool IsAtLeast(DWORD major, DWORD minor, WORD service_pack) {
            FALSE;
 }
 
-// Duplication serves single monitors, the front buffer single monitors of older systems; several
-// monitors are always copied.
+// Duplication serves single monitors, and the front buffer single monitors of older systems.
+// Several monitors are always copied.
 std::uint32_t DesktopMethod() {
     int monitors = 0;
     if (IsAtLeast(6, 2, 0) && (!CountMonitors(monitors) || monitors < 2)) return method_duplication;
@@ -79,22 +80,26 @@ MediaSourceScreen::MediaSourceScreen() = default;
 MediaSourceScreen::~MediaSourceScreen() { MediaSourceScreen::Close(); }
 
 bool MediaSourceScreen::Open(const Settings* newSettings) {
+    if (!newSettings) return false;
     settings = *newSettings;
     return Open();
 }
 
 bool MediaSourceScreen::Open() {
-    if (!ChooseMethod()) return false;
+    std::uint32_t chosen = 0;
+    if (!ChooseMethod(chosen)) return false;
     const std::int64_t width = Length(settings.rect.left, settings.rect.right);
     const std::int64_t height = Length(settings.rect.top, settings.rect.bottom);
     if (width > pixel_limit || height > pixel_limit || width * height > pixel_limit) {
         APPLOG_FORMAT(LOG_LEVEL_ERROR, "Screen Capture - the rectangle is too large");
         return false;
     }
-    mediaInfo.width = static_cast<std::int32_t>(width);
-    mediaInfo.height = static_cast<std::int32_t>(height);
+    if (!AllocateFrame(static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), true))
+        return false;
+    // Only now: an open that is refused leaves what Close frees, and what is delivered, as it was.
+    method = chosen;
+    captureRect = settings.rect;
     mediaInfo.duration = -1.0;
-    if (!AllocateFrame(true)) return false;
     StartBackEnd();
     APPLOG_STREAM(LOG_LEVEL_TRACE,
                   "Screen Capture - Method: " << method << ", [" << settings.rect.left << ", "
@@ -106,22 +111,23 @@ bool MediaSourceScreen::Open() {
     return true;
 }
 
-bool MediaSourceScreen::ChooseMethod() {
+bool MediaSourceScreen::ChooseMethod(std::uint32_t& chosen) {
     if (settings.window) {
         if (IsRectEmpty(&settings.rect))
             CaptureSystem::Current().windows.GetClientRect(settings.window, &settings.rect);
-        method = method_window;
+        chosen = method_window;
         return true;
     }
     // Swapped sides are no empty rectangle here: they give frames of that size.
     if (settings.rect.left == settings.rect.right || settings.rect.top == settings.rect.bottom)
         return false;
-    method = DesktopMethod();
+    chosen = DesktopMethod();
     return true;
 }
 
 void MediaSourceScreen::StartBackEnd() {
     const CaptureSystem& system = CaptureSystem::Current();
+    lost = false;
     if (method == method_duplication) {
         if (!dxgiCapture) dxgiCapture = std::make_unique<DXGICapture>(system);
         dxgiCapture->captureSource = all_outputs;
@@ -139,10 +145,8 @@ void MediaSourceScreen::StartBackEnd() {
     }
     if (method == method_front_buffer) {
         if (!dxCapture) dxCapture = std::make_unique<DXCapture>(system);
-        const HRESULT hr = dxCapture->InitCapture(settings.rect);
-        if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "DXCapture InitCapture failed with hr=0x%08x",
-                          static_cast<unsigned>(hr));
+        if (FAILED(LogHrIfFailed(dxCapture->InitCapture(settings.rect),
+                                 "DXCapture InitCapture failed with"))) {
             dxCapture.reset();
             method = method_bitblt;
         }
@@ -156,12 +160,16 @@ void MediaSourceScreen::StartBackEnd() {
     }
 }
 
-bool MediaSourceScreen::AllocateFrame(bool zeroed) {
-    const std::size_t size = static_cast<std::size_t>(mediaInfo.width) *
-                             static_cast<std::size_t>(mediaInfo.height) * pixel_size;
-    frameBuffer.reset(zeroed ? new (std::nothrow) unsigned char[size]()
-                             : new (std::nothrow) unsigned char[size]);
-    return frameBuffer != nullptr;
+bool MediaSourceScreen::AllocateFrame(std::int32_t width, std::int32_t height, bool zeroed) {
+    const std::size_t size =
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * pixel_size;
+    std::unique_ptr<unsigned char[]> made(zeroed ? new (std::nothrow) unsigned char[size]()
+                                                 : new (std::nothrow) unsigned char[size]);
+    if (!made) return false;
+    frameBuffer = std::move(made);
+    mediaInfo.width = width;
+    mediaInfo.height = height;
+    return true;
 }
 
 bool MediaSourceScreen::Play() {
@@ -174,7 +182,7 @@ void MediaSourceScreen::Stop() { SetState(State::Stopped); }
 void MediaSourceScreen::RequestSample() {
     CaptureFrame();
     ++frameCount;
-    // In 64 bits by design: behind a wrap of the clock the time is negative.
+    // Kept: 64 bits, so that the time is negative after a wrap of the clock; hosts rely on it.
     const std::int64_t time =
         (std::int64_t{Clock::Current().TimeMilliseconds()} - startTime) * 10000;
     SetVideoSample(frameBuffer.get(), mediaInfo.width, mediaInfo.height, mediaInfo.width * 4, time,
@@ -182,7 +190,7 @@ void MediaSourceScreen::RequestSample() {
 }
 
 void MediaSourceScreen::CaptureFrame() {
-    // What an earlier open left has no place to go if there was no memory for this one's frames.
+    // Without an open before this request there is no place for a picture.
     if (!frameBuffer) return;
     const bool cursor = settings.drawCursor != 0;
     if (method == method_bitblt && gdiCapture) {
@@ -208,30 +216,28 @@ void MediaSourceScreen::CopyFrame(const unsigned char* pixels) {
 }
 
 void MediaSourceScreen::CaptureOutputs() {
-    const RECT& rect = settings.rect;
-    // Of a whole output nothing has to be cut out. Of one only: it fails before anything is
-    // written, so the frame stays whole.
-    const bool at_origin = outputRect.left == 0 && outputRect.top == 0;
-    if (dxgiCapture->HasSingleOutput() && at_origin &&
-        std::memcmp(&rect, &outputRect, sizeof rect) == 0) {
-        dxgiCapture->GetOutputBits(frameBuffer.get(), &outputRect);
-        return;
-    }
-    if (FAILED(dxgiCapture->GetOutputBits(dxgiBuffer.get(), &outputRect))) return;
+    const RECT& rect = captureRect;
+    // Nothing has to be cut out of a whole output. Only of a single one: it fails before anything
+    // is written, so the frame stays whole.
+    const bool whole =
+        dxgiCapture->HasSingleOutput() && std::memcmp(&rect, &outputRect, sizeof rect) == 0;
+    unsigned char* const target = whole ? frameBuffer.get() : dxgiBuffer.get();
+    const HRESULT hr = dxgiCapture->GetOutputBits(target, &outputRect);
+    lost = hr == DXGI_ERROR_ACCESS_LOST;
+    if (FAILED(hr) || whole) return;
     if (rect.left < outputRect.left || rect.top < outputRect.top || rect.right > outputRect.right ||
         rect.bottom > outputRect.bottom)
         return;
-    // Rows and columns count from the origin of the desktop, by design, which is that of a single
-    // monitor. Where it is not, or the sides are swapped, there is nothing in the buffer to copy.
-    const std::int64_t row_pixels = outputRect.right - outputRect.left;
-    if (rect.left < 0 || rect.top < 0 || rect.right > row_pixels ||
-        rect.bottom > outputRect.bottom - outputRect.top)
-        return;
+    // Swapped sides leave nothing to copy.
     if (rect.right <= rect.left) return;
+    // A single monitor need not lie at the desktop's origin: its neighbour may be switched off.
+    const std::int64_t row_pixels = outputRect.right - outputRect.left;
+    const std::int64_t column = rect.left - outputRect.left;
     const std::size_t row_bytes = static_cast<std::size_t>(rect.right - rect.left) * pixel_size;
     unsigned char* to = frameBuffer.get();
     for (LONG y = rect.top; y < rect.bottom; ++y, to += row_bytes) {
-        std::memcpy(to, dxgiBuffer.get() + (y * row_pixels + rect.left) * pixel_size, row_bytes);
+        const std::int64_t from = (y - outputRect.top) * row_pixels + column;
+        std::memcpy(to, dxgiBuffer.get() + from * pixel_size, row_bytes);
     }
 }
 
@@ -243,20 +249,18 @@ void MediaSourceScreen::CaptureWindow() {
         Stop();
         return;
     }
-    if (width != mediaInfo.width || height != mediaInfo.height) {
-        mediaInfo.width = static_cast<std::int32_t>(width);
-        mediaInfo.height = static_cast<std::int32_t>(height);
-        if (!AllocateFrame(false)) {
-            mediaInfo.width = mediaInfo.height = 0;
-            return;
-        }
-    }
+    const bool resized = width != mediaInfo.width || height != mediaInfo.height;
+    // Without memory for the new size the last frame stays.
+    if (resized &&
+        !AllocateFrame(static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), false))
+        return;
     CopyFrame(bits);
 }
 
 void MediaSourceScreen::Close() {
     dxgiBuffer.reset();
-    // Only the one in use, by design: what an earlier open left is used again by a later one.
+    lost = false;
+    // Kept: only the one in use is freed, because a later open uses the others again.
     switch (method) {
         case method_bitblt:
             gdiCapture.reset();

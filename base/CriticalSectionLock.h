@@ -3,33 +3,36 @@
 
 #include <windows.h>
 
+#include "base/ThreadSafety.h"
+
 namespace Vimbrel {
 
-// A critical section for as long as something refers to it. It may be entered again by its owner.
-class CriticalSection {
+// A critical section for as long as something refers to it. Its owner may enter it again.
+class CAPABILITY("critical section") CriticalSection {
 public:
     CriticalSection() { InitializeCriticalSection(&section); }
     ~CriticalSection() { DeleteCriticalSection(&section); }
     CriticalSection(const CriticalSection&) = delete;
     CriticalSection& operator=(const CriticalSection&) = delete;
 
-    CRITICAL_SECTION* Get() { return &section; }
+    void Enter() ACQUIRE() { EnterCriticalSection(&section); }
+    void Leave() RELEASE() { LeaveCriticalSection(&section); }
 
 private:
     CRITICAL_SECTION section;
 };
 
-class CriticalSectionLock {
+class SCOPED_CAPABILITY CriticalSectionLock {
 public:
-    explicit CriticalSectionLock(CRITICAL_SECTION* held) : section(held) {
-        EnterCriticalSection(section);
+    explicit CriticalSectionLock(CriticalSection& held) ACQUIRE(held) : section(held) {
+        section.Enter();
     }
-    ~CriticalSectionLock() { LeaveCriticalSection(section); }
+    ~CriticalSectionLock() RELEASE() { section.Leave(); }
     CriticalSectionLock(const CriticalSectionLock&) = delete;
     CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;
 
 private:
-    CRITICAL_SECTION* section;
+    CriticalSection& section;
 };
 
 }  // namespace Vimbrel

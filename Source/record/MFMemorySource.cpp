@@ -3,7 +3,6 @@
 #include <mfapi.h>
 #include <mferror.h>
 
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -12,8 +11,8 @@ namespace Vimbrel {
 MFMemorySource::MFMemorySource() : MFMemorySource(std::make_shared<CriticalSection>()) {}
 
 MFMemorySource::MFMemorySource(std::shared_ptr<CriticalSection> shared)
-    : OpQueue(shared->Get()), section(std::move(shared)) {
-    // Without a queue every operation on it fails.
+    : OpQueue(*shared), section(std::move(shared)) {
+    // Every operation fails without an event queue.
     static_cast<void>(MFCreateEventQueue(event_queue.Put()));
 }
 
@@ -45,7 +44,7 @@ HRESULT MFMemorySource::GetEvent(DWORD flags, IMFMediaEvent** event) {
         if (FAILED(hr)) return hr;
         events = event_queue;
     }
-    // May wait, so without the lock.
+    // The call may wait, so the lock is not held.
     return events->GetEvent(flags, event);
 }
 
@@ -117,12 +116,7 @@ HRESULT MFMemorySource::Pause() {
 }
 
 HRESULT MFMemorySource::Shutdown() {
-    {
-        const std::lock_guard guard(mutex);
-        // The end that was put in stays: somebody may wait for it with the section held. Nothing
-        // else would wake him, by design.
-        DropBlocks();
-    }
+    blocks.Drop();  // before the section, which is held by who waits for a block
     const CriticalSectionLock lock(critical_section);
     if (state == STATE_SHUT_DOWN) return MF_E_SHUTDOWN;
     for (const auto& stream : streams) stream->Shutdown();
@@ -139,11 +133,7 @@ HRESULT MFMemorySource::Shutdown() {
     pump_op.Reset();
     started_event = nullptr;
     state = STATE_SHUT_DOWN;
-    const std::lock_guard guard(mutex);
-    DropBlocks();
-    pending.clear();
-    counters[0] = {};
-    counters[1] = {};
+    blocks.Close();
     return S_OK;
 }
 
@@ -159,24 +149,23 @@ void MFMemorySource::SetStartedEvent(HANDLE event) {
 }
 
 void MFMemorySource::SetCounters(bool video, const BlockCounters& of_medium) {
-    const std::lock_guard guard(mutex);
-    counters[video ? 1 : 0] = of_medium;
+    blocks.SetCounters(video, of_medium);
 }
 
 HRESULT MFMemorySource::BuildStreams() {
     const CriticalSectionLock lock(critical_section);
     HRESULT hr = CheckShutdown();
     if (FAILED(hr)) return hr;
-    // By design a stream that cannot be made is left out, and the presentation has those that
-    // could.
+    // Kept: a stream that cannot be made is left out, because a recording of the other one is
+    // better than none.
     if (video_type) MakeStream(video_type.Get(), true, video_stream);
     if (audio_type) MakeStream(audio_type.Get(), false, audio_stream);
     std::vector<IMFStreamDescriptor*> descriptors;
-    for (const auto& stream : streams) descriptors.push_back(stream->Descriptor());
+    for (const auto& stream : streams) descriptors.push_back(stream->Descriptor().Get());
     const auto count = static_cast<DWORD>(descriptors.size());
     hr = MFCreatePresentationDescriptor(count, descriptors.data(), presentation_descriptor.Put());
     if (FAILED(hr)) return hr;
-    // Only the last selection's result counts, by design.
+    // Kept: only the last selection's result counts; a recorder does not look at it.
     for (DWORD i = 0; i < count; ++i) hr = presentation_descriptor->SelectStream(i);
     return hr;
 }
@@ -201,43 +190,6 @@ HRESULT MFMemorySource::MakeStream(IMFMediaType* type, bool video, MFMemoryStrea
     stream = made.Get();
     streams.push_back(std::move(made));
     return S_OK;
-}
-
-void MFMemorySource::SetSample(bool video, const void* data, unsigned size, unsigned, unsigned,
-                               std::int64_t time, std::int64_t duration) {
-    auto record = std::make_unique<sample_record>();
-    if (size != 0) {
-        record->video = video ? 1 : 0;
-        record->size = size;
-        record->time = time;
-        record->duration = duration;
-        record->data.reset(data ? new (std::nothrow) unsigned char[size] : nullptr);
-        if (record->data) std::memcpy(record->data.get(), data, size);
-    }
-    const std::lock_guard guard(mutex);
-    if (record->size == 0) {
-        // The end overtakes what waits, by design: a recorder that stops does not work on.
-        DropBlocks();
-        pending.clear();
-    } else if (!record->data) {
-        Count(*record, false);
-        return;
-    }
-    pending.push_back(std::move(record));
-    record_ready.notify_all();
-}
-
-void MFMemorySource::Count(const sample_record& record, bool delivered) {
-    const BlockCounters& of_medium = counters[record.video];
-    std::atomic<std::uint64_t>* const count = delivered ? of_medium.delivered : of_medium.dropped;
-    if (count) ++*count;
-}
-
-void MFMemorySource::DropBlocks() {
-    std::erase_if(pending, [this](const auto& record) {
-        if (record->size != 0) Count(*record, false);
-        return record->size != 0;
-    });
 }
 
 HRESULT MFMemorySource::QueueOperationOf(SourceOp::Operation operation) {
@@ -379,12 +331,13 @@ HRESULT MFMemorySource::Pump() {
             pump_op.Reset();
             return S_OK;
         }
-        const std::unique_ptr<sample_record> record = WaitForRecord();
-        if (record->size != 0) {
+        const std::unique_ptr<sample_record> record = blocks.Take();
+        if (record) {
             const HRESULT hr = DeliverRecord(*record);
-            // By design pump_op stays, so that nothing more is fetched after a failure.
-            if (FAILED(hr)) return hr;
-            continue;
+            if (SUCCEEDED(hr)) continue;
+            // Kept: pump_op stays, so that nothing more is fetched after a failure.
+            blocks.Abandon();
+            return hr;
         }
         for (const auto& stream : streams) {
             if (stream->IsActive()) stream->EndOfStream();
@@ -392,38 +345,12 @@ HRESULT MFMemorySource::Pump() {
     }
 }
 
-std::unique_ptr<sample_record> MFMemorySource::WaitForRecord() {
-    std::unique_lock guard(mutex);
-    record_ready.wait(guard, [this] { return !pending.empty(); });
-    auto record = std::move(pending.front());
-    pending.pop_front();
-    return record;
-}
-
 HRESULT MFMemorySource::DeliverRecord(const sample_record& record) {
     MFMemoryStream* const stream = record.video ? video_stream : audio_stream;
     ComPtr<IMFSample> sample;
-    const auto make_sample = [&]() -> HRESULT {
-        if (!stream) return E_FAIL;
-        ComPtr<IMFMediaBuffer> buffer;
-        HRESULT hr = MFCreateMemoryBuffer(record.size, buffer.Put());
-        if (FAILED(hr)) return hr;
-        BYTE* bytes = nullptr;
-        hr = buffer->Lock(&bytes, nullptr, nullptr);
-        if (FAILED(hr)) return hr;
-        std::memcpy(bytes, record.data.get(), record.size);
-        buffer->Unlock();
-        hr = buffer->SetCurrentLength(record.size);
-        if (SUCCEEDED(hr)) hr = MFCreateSample(sample.Put());
-        if (SUCCEEDED(hr)) hr = sample->AddBuffer(buffer.Get());
-        if (SUCCEEDED(hr)) hr = sample->SetSampleTime(record.time);
-        if (SUCCEEDED(hr)) hr = sample->SetSampleDuration(record.duration);
-        return hr;
-    };
-    HRESULT hr = make_sample();
+    HRESULT hr = stream ? MakeSample(record, sample) : E_FAIL;
     if (SUCCEEDED(hr)) hr = stream->Deliver(sample.Get());
-    const std::lock_guard guard(mutex);
-    Count(record, SUCCEEDED(hr));
+    blocks.CountDelivered(record, SUCCEEDED(hr));
     return hr;
 }
 

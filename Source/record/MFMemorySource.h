@@ -1,37 +1,29 @@
-// A media source that is pushed: the recorder puts blocks in, the platform's pipeline pulls samples
-// out.
+// A media source that is pushed: the recorder puts blocks in, and the platform's pipeline pulls
+// samples out.
 #pragma once
 
 #include <mfidl.h>
 #include <windows.h>
 
-#include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "Source/record/MFMemoryStream.h"
 #include "Source/record/OpQueue.h"
+#include "Source/record/RecordQueue.h"
 #include "Source/record/SourceOp.h"
-#include "Source/record/sample_record.h"
 #include "com/ComPtr.h"
 #include "com/RefCountedObject.h"
 
 namespace Vimbrel {
 
-struct BlockCounters {
-    std::atomic<std::uint64_t>* delivered = nullptr;  // have left the queue for their stream
-    std::atomic<std::uint64_t>* dropped = nullptr;
-};
-
 // The platform must be started (MFStartup) as long as one exists.
 //
-// Locks: the critical section guards source and streams, and an operation holds it from beginning
-// to end. The operation that fetches data waits in it for the next block, and meanwhile every call
-// but SetSample waits with it. `mutex` guards `pending` only. Order: critical section, then mutex.
+// Locks: the critical section guards source and streams. An operation holds it from beginning to
+// end, and the operation that fetches data waits in it for the next block. Meanwhile every call but
+// SetSample waits with it. The queue of blocks has a lock of its own, which is taken last and never
+// held while anything else is called.
 // Before Shutdown a block of size 0 must have come, or Shutdown waits for ever.
 // An interface has no virtual destructor: it would take slots of the published table.
 #pragma GCC diagnostic push
@@ -77,55 +69,52 @@ public:
     // Where the blocks of a medium are counted until Shutdown. Not owned.
     void SetCounters(bool video, const BlockCounters& of_medium);
 
-    // Copies `size` bytes into the queue. With size 0 it is the end of all streams, and drops what
-    // still waits. Never waits.
+    // Copies `size` bytes into the queue. Size 0 is the end of all streams: it drops what still
+    // waits, and later blocks are refused. Never waits and never throws.
     void SetSample(bool video, const void* data, unsigned size, unsigned, unsigned,
-                   std::int64_t time, std::int64_t duration);
+                   std::int64_t time, std::int64_t duration) noexcept {
+        blocks.Push(video, data, size, time, duration);
+    }
 
-    // For the streams, with the section held.
+    // For the streams.
     HRESULT QueueOperationOf(SourceOp::Operation operation);
 
 private:
     explicit MFMemorySource(std::shared_ptr<CriticalSection> section);
     ~MFMemorySource() override;
 
-    HRESULT DispatchOperation(SourceOp* operation) override;
-    HRESULT ValidateOperation(SourceOp* operation) override;
+    HRESULT DispatchOperation(SourceOp* operation) override REQUIRES(critical_section);
+    HRESULT ValidateOperation(SourceOp* operation) override REQUIRES(critical_section);
 
-    HRESULT CheckShutdown() const;
-    HRESULT MakeStream(IMFMediaType* type, bool video, MFMemoryStream*& stream);
-    HRESULT DoStart(StartOp* operation);
-    HRESULT DoPause();
-    HRESULT DoStop();
-    HRESULT DoRequestData(SourceOp* operation);
-    HRESULT DoEndOfStream(SourceOp* operation);
-    HRESULT SelectStreams(IMFPresentationDescriptor* descriptor, const PROPVARIANT& position);
-    HRESULT CompleteOperation(SourceOp* operation);
-    HRESULT Pump();
-    HRESULT DeliverRecord(const sample_record& record);
-    std::unique_ptr<sample_record> WaitForRecord();
-    // Both with the mutex held.
-    void Count(const sample_record& record, bool delivered);
-    void DropBlocks();  // all of `pending` but the end
+    HRESULT CheckShutdown() const REQUIRES(critical_section);
+    HRESULT MakeStream(IMFMediaType* type, bool video, MFMemoryStream*& stream)
+        REQUIRES(critical_section);
+    HRESULT DoStart(StartOp* operation) REQUIRES(critical_section);
+    HRESULT DoPause() REQUIRES(critical_section);
+    HRESULT DoStop() REQUIRES(critical_section);
+    HRESULT DoRequestData(SourceOp* operation) REQUIRES(critical_section);
+    HRESULT DoEndOfStream(SourceOp* operation) REQUIRES(critical_section);
+    HRESULT SelectStreams(IMFPresentationDescriptor* descriptor, const PROPVARIANT& position)
+        REQUIRES(critical_section);
+    HRESULT CompleteOperation(SourceOp* operation) REQUIRES(critical_section);
+    HRESULT Pump() REQUIRES(critical_section);
+    HRESULT DeliverRecord(const sample_record& record) REQUIRES(critical_section);
 
-    const std::shared_ptr<CriticalSection> section;
-    // What follows is guarded by the section, but for what has another lock beside it.
-    ComPtr<IMFMediaType> audio_type;
-    ComPtr<IMFMediaType> video_type;
-    State state = STATE_STOPPED;
-    ComPtr<IMFMediaEventQueue> event_queue;
-    ComPtr<IMFPresentationDescriptor> presentation_descriptor;
-    std::vector<ComPtr<MFMemoryStream>> streams;  // by identifier
-    MFMemoryStream* video_stream = nullptr;
-    MFMemoryStream* audio_stream = nullptr;
-    std::int32_t active_streams = 0;
-    ComPtr<SourceOp> current_op;
-    ComPtr<SourceOp> pump_op;
-    std::deque<std::unique_ptr<sample_record>> pending;  // guarded by mutex; no limit by design
-    std::condition_variable record_ready;
-    std::mutex mutex;
-    HANDLE started_event = nullptr;
-    BlockCounters counters[2];  // of sound and of picture; guarded by mutex
+    const std::shared_ptr<CriticalSection> section;  // what critical_section refers to
+    ComPtr<IMFMediaType> audio_type GUARDED_BY(critical_section);
+    ComPtr<IMFMediaType> video_type GUARDED_BY(critical_section);
+    State state GUARDED_BY(critical_section) = STATE_STOPPED;
+    ComPtr<IMFMediaEventQueue> event_queue GUARDED_BY(critical_section);
+    ComPtr<IMFPresentationDescriptor> presentation_descriptor GUARDED_BY(critical_section);
+    // By identifier.
+    std::vector<ComPtr<MFMemoryStream>> streams GUARDED_BY(critical_section);
+    MFMemoryStream* video_stream GUARDED_BY(critical_section) = nullptr;
+    MFMemoryStream* audio_stream GUARDED_BY(critical_section) = nullptr;
+    std::int32_t active_streams GUARDED_BY(critical_section) = 0;
+    ComPtr<SourceOp> current_op GUARDED_BY(critical_section);
+    ComPtr<SourceOp> pump_op GUARDED_BY(critical_section);
+    HANDLE started_event GUARDED_BY(critical_section) = nullptr;
+    RecordQueue blocks;
 };
 #pragma GCC diagnostic pop
 

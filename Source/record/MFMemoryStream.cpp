@@ -10,8 +10,8 @@ namespace Vimbrel {
 
 MFMemoryStream::MFMemoryStream(MFMemorySource* owner, std::shared_ptr<CriticalSection> section,
                                IMFStreamDescriptor* described, IMFMediaEventQueue* events)
-    : source(owner),
-      critical_section(std::move(section)),
+    : critical_section(std::move(section)),
+      source(owner),
       descriptor(described),
       event_queue(events) {}
 
@@ -33,50 +33,50 @@ HRESULT MFMemoryStream::CheckShutdown() const {
 HRESULT MFMemoryStream::GetEvent(DWORD flags, IMFMediaEvent** event) {
     ComPtr<IMFMediaEventQueue> events;
     {
-        const CriticalSectionLock lock(critical_section->Get());
+        const CriticalSectionLock lock(*critical_section);
         const HRESULT hr = CheckShutdown();
         if (FAILED(hr)) return hr;
         events = event_queue;
     }
-    // May wait, so without the lock.
+    // The call may wait, so the lock is not held.
     return events->GetEvent(flags, event);
 }
 
 HRESULT MFMemoryStream::BeginGetEvent(IMFAsyncCallback* callback, IUnknown* call_state) {
-    const CriticalSectionLock lock(critical_section->Get());
+    const CriticalSectionLock lock(*critical_section);
     const HRESULT hr = CheckShutdown();
     return FAILED(hr) ? hr : event_queue->BeginGetEvent(callback, call_state);
 }
 
 HRESULT MFMemoryStream::EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) {
-    const CriticalSectionLock lock(critical_section->Get());
+    const CriticalSectionLock lock(*critical_section);
     const HRESULT hr = CheckShutdown();
     return FAILED(hr) ? hr : event_queue->EndGetEvent(result, event);
 }
 
 HRESULT MFMemoryStream::QueueEvent(MediaEventType type, REFGUID extended, HRESULT status,
                                    const PROPVARIANT* value) {
-    const CriticalSectionLock lock(critical_section->Get());
+    const CriticalSectionLock lock(*critical_section);
     const HRESULT hr = CheckShutdown();
     return FAILED(hr) ? hr : event_queue->QueueEventParamVar(type, extended, status, value);
 }
 
 HRESULT MFMemoryStream::GetMediaSource(IMFMediaSource** result) {
     if (!result) return E_POINTER;
-    const CriticalSectionLock lock(critical_section->Get());
+    const CriticalSectionLock lock(*critical_section);
     const HRESULT hr = CheckShutdown();
     return FAILED(hr) ? hr : source->QueryInterface(IID_PPV_ARGS(result));
 }
 
 HRESULT MFMemoryStream::GetStreamDescriptor(IMFStreamDescriptor** result) {
     if (!result) return E_POINTER;
-    const CriticalSectionLock lock(critical_section->Get());
+    const CriticalSectionLock lock(*critical_section);
     const HRESULT hr = CheckShutdown();
     return FAILED(hr) ? hr : descriptor.CopyTo(result);
 }
 
 HRESULT MFMemoryStream::RequestSample(IUnknown* token) {
-    const CriticalSectionLock lock(critical_section->Get());
+    const CriticalSectionLock lock(*critical_section);
     HRESULT hr = CheckShutdown();
     if (FAILED(hr)) return hr;
     if (state == STATE_STOPPED || !active) {
@@ -91,8 +91,29 @@ HRESULT MFMemoryStream::RequestSample(IUnknown* token) {
     return hr;
 }
 
+void MFMemoryStream::SetVideo(bool video) {
+    const CriticalSectionLock lock(*critical_section);
+    is_video = video;
+}
+
+ComPtr<IMFStreamDescriptor> MFMemoryStream::Descriptor() const {
+    const CriticalSectionLock lock(*critical_section);
+    return descriptor;
+}
+
+bool MFMemoryStream::IsActive() const {
+    const CriticalSectionLock lock(*critical_section);
+    return active != FALSE;
+}
+
+bool MFMemoryStream::NeedsData() const {
+    const CriticalSectionLock lock(*critical_section);
+    return WantsSamples();
+}
+
 void MFMemoryStream::Activate(bool on) {
-    if (IsActive() == on) return;
+    const CriticalSectionLock lock(*critical_section);
+    if ((active != FALSE) == on) return;
     active = on;
     if (on) return;
     samples.Clear();
@@ -100,6 +121,7 @@ void MFMemoryStream::Activate(bool on) {
 }
 
 HRESULT MFMemoryStream::Start(const PROPVARIANT& position) {
+    const CriticalSectionLock lock(*critical_section);
     HRESULT hr = CheckShutdown();
     if (SUCCEEDED(hr))
         hr = event_queue->QueueEventParamVar(MEStreamStarted, GUID_NULL, S_OK, &position);
@@ -109,12 +131,14 @@ HRESULT MFMemoryStream::Start(const PROPVARIANT& position) {
 }
 
 HRESULT MFMemoryStream::Pause() {
+    const CriticalSectionLock lock(*critical_section);
     if (state == STATE_SHUT_DOWN) return S_OK;
     state = STATE_PAUSED;
     return event_queue->QueueEventParamVar(MEStreamPaused, GUID_NULL, S_OK, nullptr);
 }
 
 HRESULT MFMemoryStream::Stop() {
+    const CriticalSectionLock lock(*critical_section);
     if (state == STATE_SHUT_DOWN) return S_OK;
     requests.Clear();
     samples.Clear();
@@ -123,16 +147,19 @@ HRESULT MFMemoryStream::Stop() {
 }
 
 HRESULT MFMemoryStream::Deliver(IMFSample* sample) {
+    const CriticalSectionLock lock(*critical_section);
     const HRESULT hr = samples.PushBack(sample);
     return FAILED(hr) ? hr : Dispatch();
 }
 
 HRESULT MFMemoryStream::EndOfStream() {
+    const CriticalSectionLock lock(*critical_section);
     end_of_stream = TRUE;
     return Dispatch();
 }
 
 void MFMemoryStream::Shutdown() {
+    const CriticalSectionLock lock(*critical_section);
     if (state == STATE_SHUT_DOWN) return;
     state = STATE_SHUT_DOWN;
     event_queue->Shutdown();
@@ -144,20 +171,20 @@ void MFMemoryStream::Shutdown() {
 }
 
 HRESULT MFMemoryStream::Dispatch() {
-    const HRESULT hr = AnswerRequests();
+    const HRESULT hr = ServeRequests();
     if (FAILED(hr)) ReportError(hr);
-    // Success by design: whoever puts samples in goes on, and the pipeline learns of the failure by
-    // the event.
+    // Kept: success, so that the pump goes on for the other stream. The pipeline learns of the
+    // failure by the event.
     return S_OK;
 }
 
-HRESULT MFMemoryStream::AnswerRequests() {
+HRESULT MFMemoryStream::ServeRequests() {
     if (state != STATE_STARTED) return S_OK;
     while (!samples.IsEmpty() && !requests.IsEmpty()) {
         ComPtr<IMFSample> sample;
         ComPtr<IUnknown> token;
         samples.PopFront(sample.Put());
-        // Dropped by design: tokens count the requests and are not attached to the samples.
+        // Kept: tokens only count the requests, because no pipeline looks for them at the samples.
         requests.PopFront(token.Put());
         const HRESULT hr =
             event_queue->QueueEventParamUnk(MEMediaSample, GUID_NULL, S_OK, sample.Get());
@@ -167,7 +194,7 @@ HRESULT MFMemoryStream::AnswerRequests() {
         const HRESULT hr = event_queue->QueueEventParamVar(MEEndOfStream, GUID_NULL, S_OK, nullptr);
         return FAILED(hr) ? hr : source->QueueOperationOf(SourceOp::OP_END_OF_STREAM);
     }
-    return NeedsData() ? source->QueueOperationOf(SourceOp::OP_REQUEST_DATA) : S_OK;
+    return WantsSamples() ? source->QueueOperationOf(SourceOp::OP_REQUEST_DATA) : S_OK;
 }
 
 void MFMemoryStream::ReportError(HRESULT status) {

@@ -1,4 +1,4 @@
-// One stream of an MFMemorySource: answers requests with the samples that the source puts in.
+// One stream of an MFMemorySource: serves requests with the samples that the source puts in.
 #pragma once
 
 #include <mfidl.h>
@@ -50,11 +50,11 @@ public:
     HRESULT STDMETHODCALLTYPE GetStreamDescriptor(IMFStreamDescriptor** result) override;
     HRESULT STDMETHODCALLTYPE RequestSample(IUnknown* token) override;
 
-    // For the source, with the section held.
-    void SetVideo(bool video) { is_video = video; }
-    IMFStreamDescriptor* Descriptor() const { return descriptor.Get(); }
-    bool IsActive() const { return active != FALSE; }
-    bool NeedsData() const { return active && !end_of_stream && samples.Count() < samples_ahead; }
+    // For the source.
+    void SetVideo(bool video);
+    ComPtr<IMFStreamDescriptor> Descriptor() const;
+    bool IsActive() const;
+    bool NeedsData() const;
     void Activate(bool on);
     HRESULT Start(const PROPVARIANT& position);
     HRESULT Pause();
@@ -66,23 +66,26 @@ public:
 private:
     ~MFMemoryStream() override = default;
 
-    HRESULT CheckShutdown() const;
-    // Answers requests as far as there are samples. Failures go to the source as an event, and
-    // never to the caller.
-    HRESULT Dispatch();
-    HRESULT AnswerRequests();
-    void ReportError(HRESULT status);
+    HRESULT CheckShutdown() const REQUIRES(*critical_section);
+    bool WantsSamples() const REQUIRES(*critical_section) {
+        return active && !end_of_stream && samples.Count() < samples_ahead;
+    }
+    // Serves requests as far as there are samples. Failures go to the source as an event, and never
+    // to the caller.
+    HRESULT Dispatch() REQUIRES(*critical_section);
+    HRESULT ServeRequests() REQUIRES(*critical_section);
+    void ReportError(HRESULT status) REQUIRES(*critical_section);
 
-    MFMemorySource* source;  // not counted
     const std::shared_ptr<CriticalSection> critical_section;
-    ComPtr<IMFStreamDescriptor> descriptor;
-    ComPtr<IMFMediaEventQueue> event_queue;
-    State state = STATE_STOPPED;
-    BOOL active = FALSE;  // selected in the presentation
-    BOOL end_of_stream = FALSE;
-    ComPtrList<IMFSample, false> samples;
-    ComPtrList<IUnknown, true> requests;
-    bool is_video = true;
+    MFMemorySource* source GUARDED_BY(*critical_section);  // not counted
+    ComPtr<IMFStreamDescriptor> descriptor GUARDED_BY(*critical_section);
+    ComPtr<IMFMediaEventQueue> event_queue GUARDED_BY(*critical_section);
+    State state GUARDED_BY(*critical_section) = STATE_STOPPED;
+    BOOL active GUARDED_BY(*critical_section) = FALSE;  // selected in the presentation
+    BOOL end_of_stream GUARDED_BY(*critical_section) = FALSE;
+    ComPtrList<IMFSample, false> samples GUARDED_BY(*critical_section);
+    ComPtrList<IUnknown, true> requests GUARDED_BY(*critical_section);
+    bool is_video GUARDED_BY(*critical_section) = true;
 };
 #pragma GCC diagnostic pop
 

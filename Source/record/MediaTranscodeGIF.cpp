@@ -3,16 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <new>
 
 #include "base/Clock.h"
+#include "base/Failure.h"
 #include "base/ObjectCreation.h"
-#include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 
 namespace {
-
-using HalvorixAppLog::LOG_LEVEL_ERROR;
 
 constexpr std::size_t queue_limit = 5;
 constexpr UINT palette_size = 256;
@@ -55,7 +54,7 @@ PROPVARIANT Flag(bool on) {
     return value;
 }
 
-// Whether any of the four corner pixels is (nearly) transparent, which stands for the whole
+// Whether any of the four corner pixels is (nearly) transparent. The corners decide for the whole
 // picture.
 bool HasTransparentCorner(const unsigned char* data, unsigned width, unsigned height,
                           unsigned stride) {
@@ -83,35 +82,68 @@ void MediaTranscodeGIF::SetVideoFps(int framesPerSecond, int) {
 
 void MediaTranscodeGIF::SetVideoQuality(int newQuality) { quality = newQuality > 0; }
 
+bool MediaTranscodeGIF::IsLimited() const {
+    if (fpsAsVideo) return false;
+    const std::uint32_t elapsed = Clock::Current().TimeMilliseconds() - startTime;
+    const float due = static_cast<float>(elapsed * fps) / 1000.0f;
+    return !(static_cast<float>(sampleCount.load()) < due);
+}
+
 void MediaTranscodeGIF::SetVideoSample(void* data, unsigned width, unsigned height, unsigned,
                                        std::int64_t, std::int64_t) {
-    if (!fpsAsVideo && data) {
-        const std::uint32_t elapsed = Clock::Current().TimeMilliseconds() - startTime;
-        const float due = static_cast<float>(elapsed * fps) / 1000.0f;
-        if (!(static_cast<float>(sampleCount) < due)) {
-            ++video_limited;
-            return;
-        }
+    if (data && IsLimited()) {
+        ++video_limited;
+        return;
     }
-    auto sample = std::make_unique<GifSample>();
-    sample->width = width;
-    sample->height = height;
-    sample->stride = width * 4;
     ++sampleCount;
-    if (data) {
-        ++video_taken;
+    if (!data || width == 0) return End();
+    std::unique_ptr<GifSample> sample(new (std::nothrow) GifSample);
+    if (sample) {
+        sample->width = width;
+        sample->height = height;
+        sample->stride = width * 4;
         const std::size_t size = std::size_t{height} * sample->stride;
-        sample->data.reset(new unsigned char[size]);
-        std::memcpy(sample->data.get(), data, size);
+        sample->data.reset(new (std::nothrow) unsigned char[size]);
+        if (sample->data) std::memcpy(sample->data.get(), data, size);
     }
+    Enqueue(std::move(sample));
+}
 
-    const std::lock_guard guard(lock);
-    queue.push_back(std::move(sample));
+// Without a sample there was no memory for it.
+void MediaTranscodeGIF::Enqueue(std::unique_ptr<GifSample> sample) {
+    const MutexLock guard(lock);
+    if (ended || finished) return;
+    ++video_taken;
+    if (!sample || !sample->data) {
+        ++video_dropped;
+        return;
+    }
+    try {
+        queue.push_back(std::move(sample));
+    } catch (const std::bad_alloc&) {
+        ++video_dropped;
+        return;
+    }
     if (queue.size() > queue_limit) {
-        if (queue.front()->data) ++video_dropped;
+        ++video_dropped;
         queue.pop_front();
     }
-    sampleReady.notify_one();
+    sampleReady.NotifyOne();
+}
+
+void MediaTranscodeGIF::End() {
+    const MutexLock guard(lock);
+    ended = true;
+    sampleReady.NotifyOne();
+}
+
+std::unique_ptr<GifSample> MediaTranscodeGIF::Next() {
+    MutexLock guard(lock);
+    while (queue.empty() && !ended) sampleReady.Wait(guard);
+    if (queue.empty()) return nullptr;
+    std::unique_ptr<GifSample> sample = std::move(queue.front());
+    queue.pop_front();
+    return sample;
 }
 
 bool MediaTranscodeGIF::OnStart() {
@@ -121,14 +153,12 @@ bool MediaTranscodeGIF::OnStart() {
     sampleCount = 0;
     ResetCounters();
     startTime = Clock::Current().TimeMilliseconds();
-    {
-        const std::lock_guard guard(lock);
-        queue.clear();
-        finished = false;
-    }
+    // With the lock, so that the thread cannot end before its state is set.
+    MutexLock guard(lock);
     thread = std::make_unique<std::thread>(&MediaTranscodeGIF::OnProc, this);
-    std::unique_lock guard(lock);
-    startedOrStopped.wait(guard, [this] { return running || finished; });
+    ended = false;
+    finished = false;
+    while (!running && !finished) startedOrStopped.Wait(guard);
     return true;
 }
 
@@ -137,8 +167,8 @@ void MediaTranscodeGIF::OnStop() {
     if (running) {
         SetVideoSample(nullptr, 0, 0, 0, 0, 0);
         running = false;
-        std::unique_lock guard(lock);
-        startedOrStopped.wait(guard, [this] { return finished; });
+        MutexLock guard(lock);
+        while (!finished) startedOrStopped.Wait(guard);
     }
     thread->join();
     thread.reset();
@@ -153,84 +183,53 @@ void MediaTranscodeGIF::OnCleanup() {
 void MediaTranscodeGIF::OnProc() {
     const HRESULT com = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     {
-        const std::lock_guard guard(lock);
+        const MutexLock guard(lock);
         running = true;
-        startedOrStopped.notify_all();
+        startedOrStopped.NotifyAll();
     }
     while (running) {
-        std::unique_ptr<GifSample> sample;
-        {
-            std::unique_lock guard(lock);
-            sampleReady.wait(guard, [this] { return !queue.empty(); });
-            sample = std::move(queue.front());
-            queue.pop_front();
-        }
-        if (sample->width == 0) break;
+        const std::unique_ptr<GifSample> sample = Next();
+        if (!sample) break;
         SetSample(sample->data.get(), sample->width, sample->height, sample->stride);
     }
     // The file ends with the encoder: its release writes the trailer, and there is no last Commit.
     OnCleanup();
     if (SUCCEEDED(com)) CoUninitialize();
 
-    const std::lock_guard guard(lock);
-    for (const auto& left : queue) {
-        if (left->data) ++video_dropped;
-    }
+    const MutexLock guard(lock);
+    video_dropped += queue.size();
     queue.clear();
     finished = true;
-    startedOrStopped.notify_all();
+    startedOrStopped.NotifyAll();
     running = false;
 }
 
 bool MediaTranscodeGIF::Intialize() {
     if (videoWidth == 0 || videoHeight == 0 || filename.empty()) return false;
-    // What an earlier try left holds the file open.
+    // The objects of an earlier attempt hold the file open.
     OnCleanup();
-    HRESULT hr = CreateObject(CLSID_WICImagingFactory2, wicFactory);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - Create WICImagingFactory failed - 0x%08X",
-                      static_cast<unsigned>(hr));
-        return false;
-    }
-    hr = wicFactory->CreateStream(stream.Put());
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - CreateStream failed - 0x%08X",
-                      static_cast<unsigned>(hr));
-        return false;
-    }
-    hr = stream->InitializeFromFilename(filename.c_str(), GENERIC_WRITE);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - InitializeFromFilename failed - 0x%08X",
-                      static_cast<unsigned>(hr));
-        return false;
-    }
-    hr = wicFactory->CreateEncoder(GUID_ContainerFormatGif, &GUID_VendorMicrosoft, encoder.Put());
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - CreateEncoder failed - 0x%08X",
-                      static_cast<unsigned>(hr));
-        return false;
-    }
-    hr = encoder->Initialize(stream.Get(), WICBitmapEncoderNoCache);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - Encoder Initialize failed - 0x%08X",
-                      static_cast<unsigned>(hr));
-        return false;
-    }
-    if (!WriteGlobalMetadata()) return false;
-    initialized = true;
-    return true;
+    initialized =
+        SUCCEEDED(LogIfFailed(CreateObject(CLSID_WICImagingFactory2, wicFactory),
+                              "GIF - Create WICImagingFactory")) &&
+        SUCCEEDED(LogIfFailed(wicFactory->CreateStream(stream.Put()), "GIF - CreateStream")) &&
+        SUCCEEDED(LogIfFailed(stream->InitializeFromFilename(filename.c_str(), GENERIC_WRITE),
+                              "GIF - InitializeFromFilename")) &&
+        SUCCEEDED(LogIfFailed(wicFactory->CreateEncoder(GUID_ContainerFormatGif,
+                                                        &GUID_VendorMicrosoft, encoder.Put()),
+                              "GIF - CreateEncoder")) &&
+        SUCCEEDED(LogIfFailed(encoder->Initialize(stream.Get(), WICBitmapEncoderNoCache),
+                              "GIF - Encoder Initialize")) &&
+        WriteGlobalMetadata();
+    return initialized;
 }
 
 bool MediaTranscodeGIF::WriteGlobalMetadata() {
     ComPtr<IWICMetadataQueryWriter> writer;
-    const HRESULT hr = encoder->GetMetadataQueryWriter(writer.Put());
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "GIF - GetMetadataQueryWriter failed - 0x%08X",
-                      static_cast<unsigned>(hr));
+    if (FAILED(LogIfFailed(encoder->GetMetadataQueryWriter(writer.Put()),
+                           "GIF - GetMetadataQueryWriter")))
         return false;
-    }
     UCHAR application[] = {'N', 'E', 'T', 'S', 'C', 'A', 'P', 'E', '2', '.', '0'};
-    // A sub-block of 3 bytes: the loop's identifier and a count of 0, which is for ever.
+    // A sub-block of 3 bytes: the loop's identifier and a count of 0, which means for ever.
     UCHAR loop[] = {3, 1, 0, 0, 0};
     char comment[] = "Produced by Halvorix Ombrix";
     const struct {
@@ -250,7 +249,7 @@ bool MediaTranscodeGIF::WriteGlobalMetadata() {
 
 void MediaTranscodeGIF::SetSample(void* data, unsigned width, unsigned height, unsigned stride) {
     bool written = false;
-    if (data && height != 0) {
+    if (height != 0) {
         if (!initialized) {
             if (videoWidth != width || videoHeight != height) {
                 const double scale = std::min(static_cast<double>(videoWidth) / width,
@@ -258,14 +257,38 @@ void MediaTranscodeGIF::SetSample(void* data, unsigned width, unsigned height, u
                 videoWidth = static_cast<std::uint32_t>(width * scale);
                 videoHeight = static_cast<std::uint32_t>(height * scale);
             }
-            // Not tested: a failure is tried again with the next sample.
-            Intialize();
+            Intialize();  // a failure is tried again with the next sample
         }
         const bool transparent =
             HasTransparentCorner(static_cast<const unsigned char*>(data), width, height, stride);
-        written = initialized && WriteFrame(data, width, height, stride, transparent);
+        try {
+            written = initialized && WriteFrame(data, width, height, stride, transparent);
+        } catch (const std::bad_alloc&) {
+            written = false;
+        }
+        if (!written) failed = true;
     }
     ++(written ? video_written : video_dropped);
+}
+
+// A converter of the scaled picture to a palette of its own.
+bool MediaTranscodeGIF::Convert(IWICBitmap* bitmap, bool transparent,
+                                ComPtr<IWICFormatConverter>& converter, BOOL& has_alpha) {
+    ComPtr<IWICBitmapScaler> scaler;
+    if (FAILED(wicFactory->CreateBitmapScaler(scaler.Put()))) return false;
+    if (FAILED(
+            scaler->Initialize(bitmap, videoWidth, videoHeight, WICBitmapInterpolationModeLinear)))
+        return false;
+    bitmap->CopyPalette(nullptr);
+    ComPtr<IWICPalette> palette;
+    if (FAILED(wicFactory->CreatePalette(palette.Put()))) return false;
+    if (FAILED(palette->InitializeFromBitmap(bitmap, palette_size, transparent))) return false;
+    if (FAILED(palette->HasAlpha(&has_alpha))) return false;
+    return SUCCEEDED(converter->Initialize(
+        scaler.Get(), GUID_WICPixelFormat8bppIndexed,
+        quality ? WICBitmapDitherTypeErrorDiffusion : WICBitmapDitherTypeNone, palette.Get(),
+        has_alpha ? static_cast<double>(alphaThresholdPercent) : 0.0,
+        WICBitmapPaletteTypeFixedWebPalette));
 }
 
 bool MediaTranscodeGIF::WriteFrame(void* data, unsigned width, unsigned height, unsigned stride,
@@ -278,28 +301,10 @@ bool MediaTranscodeGIF::WriteFrame(void* data, unsigned width, unsigned height, 
     ComPtr<IWICBitmap> bitmap;
     if (FAILED(wicFactory->CreateBitmapFromMemory(width, height, GUID_WICPixelFormat32bppPBGRA,
                                                   stride, stride * height, static_cast<BYTE*>(data),
-                                                  bitmap.Put()))) {
-        return false;
-    }
-    ComPtr<IWICBitmapScaler> scaler;
-    if (FAILED(wicFactory->CreateBitmapScaler(scaler.Put()))) return false;
-    if (FAILED(scaler->Initialize(bitmap.Get(), videoWidth, videoHeight,
-                                  WICBitmapInterpolationModeLinear)))
-        return false;
-    bitmap->CopyPalette(nullptr);
-    ComPtr<IWICPalette> palette;
-    if (FAILED(wicFactory->CreatePalette(palette.Put()))) return false;
-    if (FAILED(palette->InitializeFromBitmap(bitmap.Get(), palette_size, transparent)))
+                                                  bitmap.Put())))
         return false;
     BOOL has_alpha = FALSE;
-    if (FAILED(palette->HasAlpha(&has_alpha))) return false;
-    if (FAILED(converter->Initialize(
-            scaler.Get(), GUID_WICPixelFormat8bppIndexed,
-            quality ? WICBitmapDitherTypeErrorDiffusion : WICBitmapDitherTypeNone, palette.Get(),
-            has_alpha ? static_cast<double>(alphaThresholdPercent) : 0.0,
-            WICBitmapPaletteTypeFixedWebPalette))) {
-        return false;
-    }
+    if (!Convert(bitmap.Get(), transparent, converter, has_alpha)) return false;
     ComPtr<IWICBitmapFrameEncode> frame;
     if (FAILED(encoder->CreateNewFrame(frame.Put(), nullptr))) return false;
     if (FAILED(frame->Initialize(nullptr))) return false;
@@ -308,8 +313,8 @@ bool MediaTranscodeGIF::WriteFrame(void* data, unsigned width, unsigned height, 
     if (FAILED(frame->GetMetadataQueryWriter(writer.Put()))) return false;
     if (FAILED(frame->Commit())) return false;
 
-    // Behind the commit, and whether each is taken is not looked at: the picture stands without
-    // them.
+    // Kept: set after the commit and without a look at the results, because the picture is whole
+    // without them.
     const auto set = [&](const wchar_t* path, const PROPVARIANT& value) {
         writer->SetMetadataByName(path, &value);
     };

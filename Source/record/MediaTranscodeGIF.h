@@ -1,22 +1,21 @@
-// The GIF recorder. What its settings mean stands with CreateMediaTranscodeGIF.
+// The GIF recorder. Its settings are documented at CreateMediaTranscodeGIF.
 #pragma once
 
 #include <wincodec.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "Source/record/TranscodeCounters.h"
+#include "base/ThreadSafety.h"
 #include "com/ComPtr.h"
 #include "vimbrel/MediaTranscode.h"
 
 namespace Vimbrel {
 
-// A queued frame; width 0 is the mark that ends the recording.
+// A queued frame.
 struct GifSample {
     std::unique_ptr<unsigned char[]> data;
     std::uint32_t width = 0;
@@ -36,7 +35,7 @@ public:
     void SetVideoFps(int framesPerSecond, int) override;
     void SetVideoQuality(int newQuality) override;
 
-    // Takes every sample, without the limit by the clock; the delay written stays that of the rate.
+    // Takes every sample, without the limit by the clock. The delay written stays that of the rate.
     void SetVideoFpsAsVideo(bool on) { fpsAsVideo = on; }
     // Pixels less opaque than this become transparent, in frames that have a transparent colour.
     void SetAlphaThresholdPercent(float percent) { alphaThresholdPercent = percent; }
@@ -47,11 +46,19 @@ private:
     bool OnStart() override;
     void OnStop() override;
 
+    // Whether the clock holds a frame back.
+    bool IsLimited() const;
+    void Enqueue(std::unique_ptr<GifSample> sample);
+    void End();
+    // Null at the end of the recording.
+    std::unique_ptr<GifSample> Next();
     bool Intialize();
     bool WriteGlobalMetadata();
     void OnProc();
     void SetSample(void* data, unsigned width, unsigned height, unsigned stride);
     bool WriteFrame(void* data, unsigned width, unsigned height, unsigned stride, bool transparent);
+    bool Convert(IWICBitmap* bitmap, bool transparent, ComPtr<IWICFormatConverter>& converter,
+                 BOOL& has_alpha);
 
     ComPtr<IWICImagingFactory2> wicFactory;
     ComPtr<IWICStream> stream;
@@ -63,15 +70,16 @@ private:
     bool quality = true;       // error diffusion
     bool fpsAsVideo = false;
     std::uint32_t fps = 0;
-    std::uint32_t sampleCount = 0;
+    std::atomic<std::uint32_t> sampleCount{0};
     std::uint32_t startTime = 0;
-    std::condition_variable startedOrStopped;
-    std::condition_variable sampleReady;
     std::unique_ptr<std::thread> thread;
-    std::mutex lock;
     std::atomic<bool> running{false};
-    std::deque<std::unique_ptr<GifSample>> queue;  // guarded by lock
-    bool finished = true;                          // the thread is past its loop; guarded by lock
+    Mutex lock;  // taken alone
+    Condition startedOrStopped;
+    Condition sampleReady;
+    std::deque<std::unique_ptr<GifSample>> queue GUARDED_BY(lock);
+    bool ended GUARDED_BY(lock) = false;    // no more samples are taken
+    bool finished GUARDED_BY(lock) = true;  // the thread is past its loop
 };
 
 }  // namespace Vimbrel

@@ -8,50 +8,18 @@
 #include <utility>
 #include <vector>
 
+#include "Source/record/AttributeWriter.h"
+#include "base/Failure.h"
 #include "base/MessageWait.h"
-#include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 
 namespace {
 
-using HalvorixAppLog::LOG_LEVEL_ERROR;
 using HalvorixAppLog::LOG_LEVEL_WARN;
 
 constexpr UINT32 aac_profile_level = 41;
 constexpr UINT32 h264_main_profile = 77;
-
-unsigned Code(HRESULT hr) { return static_cast<unsigned>(hr); }
-
-// Values of a new attribute store, up to the first that fails.
-class AttributeWriter {
-public:
-    AttributeWriter(ComPtr<IMFAttributes>& attributes, UINT32 size)
-        : result(MFCreateAttributes(attributes.Put(), size)), target(attributes) {}
-
-    AttributeWriter& Number(REFGUID key, UINT32 value) {
-        if (SUCCEEDED(result)) result = target->SetUINT32(key, value);
-        return *this;
-    }
-    AttributeWriter& Pair(REFGUID key, UINT32 high, UINT32 low) {
-        if (SUCCEEDED(result)) result = target->SetUINT64(key, UINT64{high} << 32 | low);
-        return *this;
-    }
-    AttributeWriter& Guid(REFGUID key, REFGUID value) {
-        if (SUCCEEDED(result)) result = target->SetGUID(key, value);
-        return *this;
-    }
-    // Whether the store takes it does not matter.
-    AttributeWriter& Wish(REFGUID key, UINT32 value) {
-        if (SUCCEEDED(result)) target->SetUINT32(key, value);
-        return *this;
-    }
-    HRESULT Result() const { return result; }
-
-private:
-    HRESULT result;
-    ComPtr<IMFAttributes>& target;
-};
 
 }  // namespace
 
@@ -92,43 +60,42 @@ void MediaTranscodeMP4::SetAudioOutputFormat(const WAVEFORMATEX* format,
     std::memcpy(audio_extra.get(), extra, audio_format.cbSize);
 }
 
+ComPtr<MFMemorySource> MediaTranscodeMP4::SourceFor(bool video, std::int64_t& time) {
+    const MutexLock lock(source_lock);
+    if (!source) return nullptr;
+    // Kept: a second file does not begin anew, because hosts cut one recording into files by it.
+    Origin& origin = video ? video_origin : audio_origin;
+    if (origin.samples++ == 0) origin.first_time = time;
+    // Unsigned, since stamps far apart may not overflow.
+    time = static_cast<std::int64_t>(static_cast<std::uint64_t>(time) -
+                                     static_cast<std::uint64_t>(origin.first_time));
+    return source;
+}
+
 void MediaTranscodeMP4::SetVideoSample(void* data, unsigned, unsigned height, unsigned stride,
                                        std::int64_t time, std::int64_t duration) {
     if (output_type == OutputType::MP4Audio) return;
-    const ComPtr<MFMemorySource> target = Source();
+    const ComPtr<MFMemorySource> target = SourceFor(true, time);
     assert(target && "a frame outside Create and Stop");
-    if (!target) return;
-    // Not started anew with a second file, by design.
-    if (video_samples == 0) first_video_time = time;
-    const unsigned size = height * stride;
-    if (size != 0) ++video_taken;
-    target->SetSample(true, data, size, 0, 0, time - first_video_time, duration);
-    ++video_samples;
+    if (target) target->SetSample(true, data, height * stride, 0, 0, time, duration);
 }
 
 void MediaTranscodeMP4::SetAudioSample(void* data, unsigned size, std::int64_t time,
                                        std::int64_t duration) {
-    const ComPtr<MFMemorySource> target = Source();
+    const ComPtr<MFMemorySource> target = SourceFor(false, time);
     assert(target && "sound outside Create and Stop");
-    if (!target) return;
-    if (audio_samples == 0) first_audio_time = time;
-    if (size != 0) ++audio_taken;
-    target->SetSample(false, data, size, 0, 0, time - first_audio_time, duration);
-    ++audio_samples;
-}
-
-// Under the lock, since a sample may come from another thread while Stop takes the source away.
-ComPtr<MFMemorySource> MediaTranscodeMP4::Source() {
-    const std::lock_guard guard(source_lock);
-    return source;
+    if (target) target->SetSample(false, data, size, 0, 0, time, duration);
 }
 
 void MediaTranscodeMP4::ReplaceSource(ComPtr<MFMemorySource> replacement) {
     {
-        const std::lock_guard guard(source_lock);
+        const MutexLock lock(source_lock);
         std::swap(source, replacement);
     }
-    if (replacement) replacement->Shutdown();
+    if (!replacement) return;
+    // A session that failed may still wait for a block, and Shutdown would wait for it.
+    replacement->SetSample(false, nullptr, 0, 0, 0, 0, 0);
+    replacement->Shutdown();
 }
 
 void MediaTranscodeMP4::CalculateAudioVideoBitRate() {
@@ -147,20 +114,12 @@ bool MediaTranscodeMP4::OnCreate() {
     HeapSetInformation(nullptr, HeapEnableTerminationOnCorruption, nullptr, 0);
     CalculateAudioVideoBitRate();
     ComPtr<IMFMediaSource> media_source;
-    HRESULT hr = CreateSource(media_source);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateSource failed - 0x%08X", Code(hr));
+    if (FAILED(LogIfFailed(CreateSource(media_source), "TranscodeMP4 - CreateSource")))
         return false;
-    }
     ComPtr<IMFTopology> topology;
-    hr = CreateTopology(media_source.Get(), topology);
-    if (FAILED(hr)) return false;
-    hr = TranscodeSession::Create(topology.Get(), session);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - TranscodeSession Create failed - 0x%08X",
-                      Code(hr));
-        return false;
-    }
+    if (FAILED(CreateTopology(media_source.Get(), topology))) return false;
+    const HRESULT hr = TranscodeSession::Create(topology.Get(), session);
+    if (FAILED(LogIfFailed(hr, "TranscodeMP4 - TranscodeSession Create"))) return false;
     is_created = true;
     return true;
 }
@@ -168,32 +127,24 @@ bool MediaTranscodeMP4::OnCreate() {
 HRESULT MediaTranscodeMP4::CreateTopology(IMFMediaSource* media_source,
                                           ComPtr<IMFTopology>& topology) {
     ComPtr<IMFTranscodeProfile> profile;
-    HRESULT hr = CreateTranscodeProfile(true, profile);
-    if (FAILED(hr)) {
-        // Without a try in software, by design: only encoders differ from there on.
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateTranscodeProfile (hw) failed - 0x%08X",
-                      Code(hr));
-        return hr;
-    }
-    hr = MFCreateTranscodeTopology(media_source, filename.c_str(), profile.Get(), topology.Put());
+    HRESULT hr = LogIfFailed(CreateTranscodeProfile(true, profile),
+                             "TranscodeMP4 - CreateTranscodeProfile (hw)");
+    // Kept: no attempt in software here, because only the topology opens encoders.
+    if (FAILED(hr)) return hr;
+    hr = LogIfFailed(
+        MFCreateTranscodeTopology(media_source, filename.c_str(), profile.Get(), topology.Put()),
+        "TranscodeMP4 - MFCreateTranscodeTopology (hw)", LOG_LEVEL_WARN);
     if (SUCCEEDED(hr)) {
         topology->SetUINT32(MF_TOPOLOGY_DXVA_MODE, MFTOPOLOGY_DXVA_FULL);
         topology->SetUINT32(MF_TOPOLOGY_HARDWARE_MODE, MFTOPOLOGY_HWMODE_USE_HARDWARE);
         return hr;
     }
-    APPLOG_FORMAT(LOG_LEVEL_WARN, "TranscodeMP4 - MFCreateTranscodeTopology (hw) failed - 0x%08X",
-                  Code(hr));
-    hr = CreateTranscodeProfile(false, profile);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateTranscodeProfile failed - 0x%08X",
-                      Code(hr));
-        return hr;
-    }
-    hr = MFCreateTranscodeTopology(media_source, filename.c_str(), profile.Get(), topology.Put());
-    if (FAILED(hr))
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - MFCreateTranscodeTopology failed - 0x%08X",
-                      Code(hr));
-    return hr;
+    hr = LogIfFailed(CreateTranscodeProfile(false, profile),
+                     "TranscodeMP4 - CreateTranscodeProfile");
+    if (FAILED(hr)) return hr;
+    return LogIfFailed(
+        MFCreateTranscodeTopology(media_source, filename.c_str(), profile.Get(), topology.Put()),
+        "TranscodeMP4 - MFCreateTranscodeTopology");
 }
 
 HRESULT MediaTranscodeMP4::CreateSource(ComPtr<IMFMediaSource>& result) {
@@ -214,19 +165,19 @@ HRESULT MediaTranscodeMP4::CreateSource(ComPtr<IMFMediaSource>& result) {
         if (FAILED(hr)) return hr;
     }
     made->SetTypes(video_type.Get(), audio_type.Get());
-    // Its result is not looked at, by design: without streams the topology fails.
+    // Kept: the result is ignored, because the topology fails if there are no streams.
     static_cast<void>(made->BuildStreams());
     hr = made->QueryInterface(IID_PPV_ARGS(result.Put()));
     if (SUCCEEDED(hr)) {
         made->SetStartedEvent(source_started_event);
-        made->SetCounters(true, {&video_written, &video_dropped});
-        made->SetCounters(false, {&audio_written, &audio_dropped});
+        made->SetCounters(true, {&video_taken, &video_written, &video_dropped, &failed});
+        made->SetCounters(false, {&audio_taken, &audio_written, &audio_dropped, &failed});
     }
     return hr;
 }
 
 HRESULT MediaTranscodeMP4::CreateAudioType(ComPtr<IMFMediaType>& type) const {
-    // The platform reads the format's own bytes right behind it.
+    // The platform reads the format's own bytes directly after the format.
     const std::size_t extra_size = audio_extra ? audio_format.cbSize : 0;
     std::vector<unsigned char> bytes(sizeof audio_format + extra_size);
     WAVEFORMATEX format = audio_format;
@@ -262,42 +213,25 @@ HRESULT MediaTranscodeMP4::CreateTranscodeProfile(bool hardware,
     if (FAILED(hr)) return hr;
     if (audio_format.nChannels != 0) {
         ComPtr<IMFAttributes> audio;
-        hr = CreateAACProfile(audio);
-        if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateAACProfile failed - 0x%08X",
-                          Code(hr));
-            return hr;
-        }
-        hr = profile->SetAudioAttributes(audio.Get());
-        if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetAudioAttributes failed - 0x%08X",
-                          Code(hr));
-            return hr;
-        }
+        hr = LogIfFailed(CreateAACProfile(audio), "TranscodeMP4 - CreateAACProfile");
+        if (FAILED(hr)) return hr;
+        hr = LogIfFailed(profile->SetAudioAttributes(audio.Get()),
+                         "TranscodeMP4 - SetAudioAttributes");
+        if (FAILED(hr)) return hr;
     }
     if (output_type == OutputType::MP4) {
         ComPtr<IMFAttributes> video;
-        hr = CreateH264Profile(video);
-        if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - CreateH264Profile failed - 0x%08X",
-                          Code(hr));
-            return hr;
-        }
-        hr = profile->SetVideoAttributes(video.Get());
-        if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetVideoAttributes failed - 0x%08X",
-                          Code(hr));
-            return hr;
-        }
+        hr = LogIfFailed(CreateH264Profile(video), "TranscodeMP4 - CreateH264Profile");
+        if (FAILED(hr)) return hr;
+        hr = LogIfFailed(profile->SetVideoAttributes(video.Get()),
+                         "TranscodeMP4 - SetVideoAttributes");
+        if (FAILED(hr)) return hr;
     }
     ComPtr<IMFAttributes> container;
     hr = CreateContainerAttributes(hardware, container);
     if (FAILED(hr)) return hr;
-    hr = profile->SetContainerAttributes(container.Get());
-    if (FAILED(hr))
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - SetContainerAttributes failed - 0x%08X",
-                      Code(hr));
-    return hr;
+    return LogIfFailed(profile->SetContainerAttributes(container.Get()),
+                       "TranscodeMP4 - SetContainerAttributes");
 }
 
 HRESULT MediaTranscodeMP4::CreateAACProfile(ComPtr<IMFAttributes>& attributes) {
@@ -327,29 +261,20 @@ HRESULT MediaTranscodeMP4::CreateH264Profile(ComPtr<IMFAttributes>& attributes) 
 
 HRESULT MediaTranscodeMP4::CreateContainerAttributes(bool hardware,
                                                      ComPtr<IMFAttributes>& attributes) {
-    HRESULT hr = MFCreateAttributes(attributes.Put(), 2);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - MFCreateAttributes failed - 0x%08X",
-                      Code(hr));
-        return hr;
-    }
-    hr = attributes->SetGUID(MF_TRANSCODE_CONTAINERTYPE, MFTranscodeContainerType_MPEG4);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR,
-                      "TranscodeMP4 - Set MFTranscodeContainerType_MPEG4 failed - 0x%08X",
-                      Code(hr));
-        return hr;
-    }
-    if (!hardware) return S_OK;
-    hr = attributes->SetUINT32(MF_TRANSCODE_TOPOLOGYMODE,
-                               MF_TRANSCODE_TOPOLOGYMODE_HARDWARE_ALLOWED);
+    HRESULT hr =
+        LogIfFailed(MFCreateAttributes(attributes.Put(), 2), "TranscodeMP4 - MFCreateAttributes");
+    if (FAILED(hr)) return hr;
+    hr =
+        LogIfFailed(attributes->SetGUID(MF_TRANSCODE_CONTAINERTYPE, MFTranscodeContainerType_MPEG4),
+                    "TranscodeMP4 - Set MFTranscodeContainerType_MPEG4");
+    if (FAILED(hr) || !hardware) return hr;
+    hr = LogIfFailed(attributes->SetUINT32(MF_TRANSCODE_TOPOLOGYMODE,
+                                           MF_TRANSCODE_TOPOLOGYMODE_HARDWARE_ALLOWED),
+                     "TranscodeMP4 - Set TOPOLOGYMODE_HARDWARE_ALLOWED", LOG_LEVEL_WARN);
     if (SUCCEEDED(hr)) return S_OK;
-    APPLOG_FORMAT(LOG_LEVEL_WARN,
-                  "TranscodeMP4 - Set TOPOLOGYMODE_HARDWARE_ALLOWED failed - 0x%08X", Code(hr));
-    hr = attributes->SetUINT32(MF_TRANSCODE_TOPOLOGYMODE, MF_TRANSCODE_TOPOLOGYMODE_SOFTWARE_ONLY);
-    if (FAILED(hr))
-        APPLOG_FORMAT(LOG_LEVEL_WARN,
-                      "TranscodeMP4 - Set TOPOLOGYMODE_SOFTWARE_ONLY failed - 0x%08X", Code(hr));
+    LogIfFailed(
+        attributes->SetUINT32(MF_TRANSCODE_TOPOLOGYMODE, MF_TRANSCODE_TOPOLOGYMODE_SOFTWARE_ONLY),
+        "TranscodeMP4 - Set TOPOLOGYMODE_SOFTWARE_ONLY", LOG_LEVEL_WARN);
     return S_OK;
 }
 
@@ -357,13 +282,11 @@ bool MediaTranscodeMP4::OnStart() {
     if (!session) return false;
     if (is_running) return true;
     ResetEvent(source_started_event);
-    const HRESULT hr = session->Start(source_started_event);
+    HRESULT hr = session->Start(source_started_event, failed);
     WaitKeepingMessages(source_started_event);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeMP4 - TranscodeSession Start failed - 0x%08X",
-                      Code(hr));
-        return false;
-    }
+    // The event is signalled by the first pull, or by a failure before it.
+    if (SUCCEEDED(hr)) hr = session->Status();
+    if (FAILED(LogIfFailed(hr, "TranscodeMP4 - TranscodeSession Start"))) return false;
     is_running = true;
     return true;
 }

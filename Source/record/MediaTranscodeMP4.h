@@ -1,4 +1,4 @@
-// The MP4 recorder. What its settings mean stands with CreateMediaTranscodeMP4.
+// The MP4 recorder. Its settings are documented at CreateMediaTranscodeMP4.
 #pragma once
 
 #include <mfidl.h>
@@ -8,12 +8,12 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "Source/record/MFMemorySource.h"
 #include "Source/record/TranscodeCounters.h"
 #include "Source/record/TranscodeSession.h"
 #include "base/MediaStartup.h"
+#include "base/ThreadSafety.h"
 #include "com/ComPtr.h"
 #include "vimbrel/MediaTranscode.h"
 
@@ -43,6 +43,15 @@ protected:
     void OnStop() override;
 
 private:
+    // Where the stamps of a medium begin.
+    struct Origin {
+        std::int64_t first_time = 0;
+        std::int64_t samples = 0;
+    };
+
+    // The source, and the stamp counted from the medium's first sample. Null outside Create and
+    // Stop.
+    ComPtr<MFMemorySource> SourceFor(bool video, std::int64_t& time);
     void CalculateAudioVideoBitRate();
     HRESULT CreateSource(ComPtr<IMFMediaSource>& result);
     HRESULT CreateTranscodeProfile(bool hardware, ComPtr<IMFTranscodeProfile>& profile);
@@ -52,10 +61,9 @@ private:
     HRESULT CreateTopology(IMFMediaSource* media_source, ComPtr<IMFTopology>& topology);
     HRESULT CreateAudioType(ComPtr<IMFMediaType>& type) const;
     HRESULT CreateVideoType(ComPtr<IMFMediaType>& type) const;
-    ComPtr<MFMemorySource> Source();
     void ReplaceSource(ComPtr<MFMemorySource> replacement);
 
-    // First, so that it ends last.
+    // The first member, so that the platform ends last.
     MediaPlatform platform;
     const OutputType output_type;
     std::atomic<bool> is_running{false};
@@ -67,15 +75,14 @@ private:
     std::uint32_t video_quality = 1;
     WAVEFORMATEX audio_format{};
     std::unique_ptr<unsigned char[]> audio_extra;  // audio_format.cbSize bytes, or null
-    std::uint32_t video_bit_rate = 0;              // bits a second
+    std::uint32_t video_bit_rate = 0;              // bits per second
     std::uint32_t audio_bytes_per_second = 12000;
-    std::int64_t first_audio_time = 0;
-    std::int64_t audio_samples = 0;
-    std::int64_t first_video_time = 0;
-    std::int64_t video_samples = 0;
     HANDLE source_started_event;
-    std::mutex source_lock;
-    ComPtr<MFMemorySource> source;  // guarded by source_lock
+    // Taken alone: a sample may come from another thread while Stop takes the source away.
+    Mutex source_lock;
+    Origin audio_origin GUARDED_BY(source_lock);
+    Origin video_origin GUARDED_BY(source_lock);
+    ComPtr<MFMemorySource> source GUARDED_BY(source_lock);
     ComPtr<TranscodeSession> session;
 };
 

@@ -25,18 +25,18 @@ public:
     }
 
 protected:
-    // The section belongs to the owner and guards the queue; it is held throughout
+    // The section belongs to the owner and guards the queue. It is held throughout
     // ValidateOperation and DispatchOperation.
-    explicit OpQueue(CRITICAL_SECTION* section)
+    explicit OpQueue(CriticalSection& section)
         : critical_section(section), on_process_queue(this, &OpQueue::ProcessQueueAsync) {}
 
-    virtual HRESULT DispatchOperation(Op* operation) = 0;
-    // A failure leaves the operation at the head of the queue, until ProcessQueue is called again.
-    virtual HRESULT ValidateOperation(Op* operation) = 0;
+    virtual HRESULT DispatchOperation(Op* operation) REQUIRES(critical_section) = 0;
+    // A failure leaves the operation at the head of the queue until ProcessQueue is called again.
+    virtual HRESULT ValidateOperation(Op* operation) REQUIRES(critical_section) = 0;
     virtual ~OpQueue() = default;
 
-    // Has the next operation run, if there is one. With the section held.
-    HRESULT ProcessQueue() {
+    // Has the next operation run, if there is one.
+    HRESULT ProcessQueue() REQUIRES(critical_section) {
         if (queue.IsEmpty()) return S_OK;
         return MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, &on_process_queue, nullptr);
     }
@@ -51,8 +51,8 @@ protected:
         return DispatchOperation(operation.Get());
     }
 
-    ComPtrList<Op, false> queue;
-    CRITICAL_SECTION* const critical_section;
+    CriticalSection& critical_section;
+    ComPtrList<Op, false> queue GUARDED_BY(critical_section);
 
 private:
     AsyncCallback<OpQueue> on_process_queue;

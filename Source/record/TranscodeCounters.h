@@ -11,8 +11,18 @@ namespace Vimbrel {
 class TranscodeCounters {
 public:
     TranscodeStatistics Read() const {
-        return {video_taken, video_limited, video_dropped, video_written,
-                audio_taken, audio_dropped, audio_written};
+        TranscodeStatistics counts;
+        // What leaves is read before what comes: a frame in between never counts as more written
+        // than taken.
+        counts.failed = failed;
+        counts.videoDropped = video_dropped;
+        counts.videoWritten = video_written;
+        counts.audioDropped = audio_dropped;
+        counts.audioWritten = audio_written;
+        counts.videoTaken = video_taken;
+        counts.videoLimited = video_limited;
+        counts.audioTaken = audio_taken;
+        return counts;
     }
 
 protected:
@@ -27,6 +37,7 @@ protected:
         audio_taken = 0;
         audio_dropped = 0;
         audio_written = 0;
+        failed = false;
     }
 
     std::atomic<std::uint64_t> video_taken{0};
@@ -36,6 +47,7 @@ protected:
     std::atomic<std::uint64_t> audio_taken{0};
     std::atomic<std::uint64_t> audio_dropped{0};
     std::atomic<std::uint64_t> audio_written{0};
+    std::atomic<bool> failed{false};
 };
 
 }  // namespace Vimbrel

@@ -5,12 +5,12 @@
 
 #include <new>
 
+#include "base/Failure.h"
 #include "base/MessageWait.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 
-using HalvorixAppLog::LOG_LEVEL_ERROR;
 using HalvorixAppLog::LOG_LEVEL_FATAL;
 
 HRESULT TranscodeSession::Create(IMFTopology* topology, ComPtr<TranscodeSession>& session) {
@@ -20,14 +20,9 @@ HRESULT TranscodeSession::Create(IMFTopology* topology, ComPtr<TranscodeSession>
         APPLOG_FORMAT(LOG_LEVEL_FATAL, "New TranscodeSession failed");
         return E_OUTOFMEMORY;
     }
-    const HRESULT hr = made->Initialize(topology);
-    if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "TranscodeSession Create failed - 0x%08X",
-                      static_cast<unsigned>(hr));
-        return hr;
-    }
-    session = std::move(made);
-    return S_OK;
+    const HRESULT hr = LogIfFailed(made->Initialize(topology), "TranscodeSession Create");
+    if (SUCCEEDED(hr)) session = std::move(made);
+    return hr;
 }
 
 HRESULT TranscodeSession::Initialize(IMFTopology* topology) {
@@ -103,11 +98,15 @@ HRESULT TranscodeSession::HandleEvent(IMFAsyncResult* result) {
     return media_session->BeginGetEvent(this, nullptr);
 }
 
-HRESULT TranscodeSession::Start(HANDLE event) {
+HRESULT TranscodeSession::Start(HANDLE event, std::atomic<bool>& failed) {
     {
-        const std::lock_guard guard(failure_lock);
+        const MutexLock lock(failure_lock);
         started_event = event;
-        if (FAILED(status)) SetEvent(event);
+        failed_flag = &failed;
+        if (FAILED(status)) {
+            failed = true;
+            SetEvent(event);
+        }
     }
     PROPVARIANT position;
     PropVariantInit(&position);
@@ -117,9 +116,15 @@ HRESULT TranscodeSession::Start(HANDLE event) {
 }
 
 void TranscodeSession::SetFailed(HRESULT failure) {
-    const std::lock_guard guard(failure_lock);
+    const MutexLock lock(failure_lock);
     status = failure;
+    if (failed_flag) *failed_flag = true;
     if (started_event) SetEvent(started_event);
+}
+
+HRESULT TranscodeSession::Status() {
+    const MutexLock lock(failure_lock);
+    return status;
 }
 
 void TranscodeSession::WaitClosed() {
@@ -128,8 +133,9 @@ void TranscodeSession::WaitClosed() {
 
 void TranscodeSession::Shutdown() {
     {
-        const std::lock_guard guard(failure_lock);
+        const MutexLock lock(failure_lock);
         started_event = nullptr;
+        failed_flag = nullptr;
     }
     media_session->Shutdown();
 }

@@ -5,8 +5,8 @@
 #include <windows.h>
 
 #include <atomic>
-#include <mutex>
 
+#include "base/ThreadSafety.h"
 #include "com/ComPtr.h"
 
 namespace Vimbrel {
@@ -29,14 +29,16 @@ public:
     // On a thread of the platform.
     HRESULT STDMETHODCALLTYPE Invoke(IMFAsyncResult* result) override;
 
-    // From the present position. Should the session fail, then or later, `started_event` is
-    // signalled in place of who will not do it any more; it must live until Shutdown.
-    HRESULT Start(HANDLE started_event);
-    // Waits until the session is closed, by its end or by a failure, and keeps the thread's
-    // messages flowing.
+    // Starts at the current position. If the session fails, now or later, `failed` is set.
+    // `started_event` is also signalled if it fails before the source starts. Both are used until
+    // Shutdown.
+    HRESULT Start(HANDLE started_event, std::atomic<bool>& failed);
+    // The last failure, or S_OK.
+    HRESULT Status();
+    // Waits until the session is closed, by its end or by a failure, while pumping the calling
+    // thread's messages.
     void WaitClosed();
-    // Ends the session whatever its state, and with it the reference that a session holds on who
-    // listens to it.
+    // Shuts the session down in any state and drops its reference to the listener.
     void Shutdown();
 
 protected:
@@ -50,11 +52,12 @@ private:
 
     ComPtr<IMFMediaSession> media_session;
     ComPtr<IMFPresentationClock> clock;
-    HRESULT status = S_OK;  // of the last failure; guarded by failure_lock
     HANDLE closed_event = nullptr;
     std::atomic<ULONG> reference_count{1};
-    std::mutex failure_lock;
-    HANDLE started_event = nullptr;  // guarded by failure_lock
+    Mutex failure_lock;
+    HRESULT status GUARDED_BY(failure_lock) = S_OK;
+    HANDLE started_event GUARDED_BY(failure_lock) = nullptr;
+    std::atomic<bool>* failed_flag GUARDED_BY(failure_lock) = nullptr;
 };
 #pragma GCC diagnostic pop
 

@@ -1,12 +1,16 @@
 // A block of sound or a frame on its way into the pipeline.
 #pragma once
 
+#include <mfobjects.h>
+
 #include <cstdint>
 #include <memory>
 
+#include "com/ComPtr.h"
+
 namespace Vimbrel {
 
-// Of size 0 it is the mark that ends all streams. Times in 100 nanoseconds.
+// Times in 100 nanoseconds.
 struct sample_record {
     std::uint8_t video = 0;  // for the video stream
     std::unique_ptr<unsigned char[]> data;
@@ -14,5 +18,8 @@ struct sample_record {
     std::int64_t time = 0;
     std::int64_t duration = 0;
 };
+
+// A sample with a copy of the record.
+HRESULT MakeSample(const sample_record& record, ComPtr<IMFSample>& sample);
 
 }  // namespace Vimbrel

@@ -18,7 +18,7 @@ class WindowCapture;
 // The source has no thread: each RequestSample is one capture on the caller's thread, in whatever
 // state the source is. Open, RequestSample and Close must not overlap. A frame that cannot be
 // captured is the last one once more, with a new time; the log tells why. Frames are opaque; the
-// alpha byte tells nothing (some ways of capture leave it 0).
+// alpha byte has no meaning (some ways of capture leave it 0).
 //
 // On one monitor a request waits up to 100 ms for the screen to change, and then delivers the last
 // frame again: an application that must not be held up requests on a thread of its own.
@@ -37,12 +37,15 @@ public:
     MediaSourceScreen();
     ~MediaSourceScreen() override;
 
-    // Keeps a copy of the settings and opens. False without a window and with an empty rectangle,
-    // or with one of more than 2^28 pixels; what cannot be captured still opens, and its frames
-    // stay black.
+    // Keeps a copy of the settings and opens. False for null, without a window and with an empty
+    // rectangle, with one of more than 2^28 pixels, or without memory for a frame; an open before
+    // that goes on as it was. What cannot be captured still opens, and its frames stay black.
     bool Open(const Settings* newSettings);
     // With the settings of the last open, and for a window the rectangle that they got then.
     bool Open() override;
+    // After a request: the screen was changed (its size, its outputs), and no more pictures come
+    // until Close and Open.
+    bool IsLost() const { return lost; }
     const Settings& GetCapSettings() const { return settings; }
 
     SourceType GetSourceType() override { return SourceType::Screen; }
@@ -57,9 +60,10 @@ public:
 
 private:
     void CaptureFrame();
-    bool ChooseMethod();
+    bool ChooseMethod(std::uint32_t& chosen);
     void StartBackEnd();
-    bool AllocateFrame(bool zeroed);
+    // Changes nothing without memory.
+    bool AllocateFrame(std::int32_t width, std::int32_t height, bool zeroed);
     void CaptureOutputs();
     void CaptureWindow();
     void CopyFrame(const unsigned char* pixels);
@@ -71,10 +75,12 @@ private:
     std::unique_ptr<DXGICapture> dxgiCapture;
     std::unique_ptr<unsigned char[]> dxgiBuffer;  // of all outputs; method 2 only
     RECT outputRect{};                            // that they span
-    Settings settings;
+    Settings settings;                            // of the last open, also if it was refused
+    RECT captureRect{};                           // of the last open that succeeded
     std::unique_ptr<unsigned char[]> frameBuffer;
     std::int64_t startTime = 0;    // milliseconds
     std::uint32_t frameCount = 0;  // requests since the open
+    bool lost = false;
 };
 
 }  // namespace Vimbrel

@@ -39,8 +39,9 @@ public:
     virtual ~MediaTranscode();
 
     virtual OutputType GetOutputType() const = 0;
-    // One frame of premultiplied blue, green, red, alpha, 4 bytes a pixel; `stride` in bytes; times
-    // in 100 nanoseconds. What rows, stride and times mean to a recorder stands with its factory.
+    // One frame of premultiplied blue, green, red, alpha, 4 bytes per pixel; `stride` in bytes;
+    // times in 100 nanoseconds. What rows, stride and times mean to a recorder is documented at its
+    // factory.
     virtual void SetVideoSample(void* data, unsigned width, unsigned height, unsigned stride,
                                 std::int64_t time, std::int64_t duration);
     // `size` bytes of sound in the format set.
@@ -62,17 +63,18 @@ protected:
 };
 
 // Counts of one run of a recorder: from its Start on, or from Create if it takes samples then. What
-// was taken and is neither dropped nor written still waits.
+// was taken and is neither dropped nor written still waits. After Stop nothing waits.
 struct TranscodeStatistics {
     std::uint64_t videoTaken = 0;    // frames accepted
     std::uint64_t videoLimited = 0;  // frames refused to hold the frame rate
-    std::uint64_t videoDropped =
-        0;  // accepted frames that were lost: the encoder was too slow, or failed
-    std::uint64_t videoWritten =
-        0;  // frames handed to the file or, by the MP4 recorder, to its encoder
-    std::uint64_t audioTaken = 0;  // the same of blocks of sound
+    std::uint64_t videoDropped = 0;  // accepted frames that were lost: late, without memory, failed
+    std::uint64_t videoWritten = 0;  // frames handed to the file or, in MP4, to its encoder
+    std::uint64_t audioTaken = 0;    // the same for blocks of sound
     std::uint64_t audioDropped = 0;
     std::uint64_t audioWritten = 0;
+    // Something could not be encoded or written, for example on a full disk, so that the file lacks
+    // frames or its end. Complete after Stop; the causes are in the log.
+    bool failed = false;
 };
 
 // May be called at any time, on any thread.
@@ -82,38 +84,49 @@ VIMBREL_API TranscodeStatistics GetTranscodeStatistics(const MediaTranscode& rec
 // its last two seconds even if the program is killed.
 //
 // SetVideoOutputFormat: pixels; width and height must be even, and every frame must have that size:
-// frames are neither scaled nor turned. SetVideoFps: a fraction, 25/1 at first; it goes by the
-// times of the frames, which may vary. SetVideoQuality: 0, 1 (at first) or 2, for 2, 5 or 10 bits a
+// frames are neither scaled nor turned. SetVideoFps: a fraction, 25/1 by default; frames may vary
+// from it, as their times count. SetVideoQuality: 0, 1 (the default) or 2, for 2, 5 or 10 bits per
 // second and pixel; a greater number is a better picture. SetAudioOutputFormat: the format of what
-// SetAudioSample gets; null or no channels (at first) for no sound. The file gets 48000 Hz, or
+// SetAudioSample gets; null or no channels (the default) for no sound. The file gets 48000 Hz, or
 // 44100 Hz if the format has another rate, and the format's channels if they are 1, 2 or 6, else 2,
 // at 96 kbit/s.
 //
 // Create makes the file; false, with the cause in the log, if it cannot be made or the formats do
-// not fit. Start waits until the encoders run and Stop until the file is whole; both take and
-// dispatch the calling thread's messages meanwhile, and have no time limit. What still waits for
-// the encoder when Stop is called is dropped (GetTranscodeStatistics tells when nothing waits).
-// Afterwards Create may be called again. On Windows the thread of Create, Start and Stop has called
-// CoInitializeEx; the media platform (MFStartup) is started by the recorder itself.
+// not fit. Start waits until the encoders run and is false if they fail before. Stop waits until
+// the file is whole. Both take and dispatch the calling thread's messages meanwhile, and have no
+// time limit. What still waits for the encoder when Stop is called is dropped
+// (GetTranscodeStatistics tells when nothing waits). Afterwards Create may be called again. On
+// Windows the thread of Create, Start and Stop has called CoInitializeEx; the media platform
+// (MFStartup) is started by the recorder itself.
 //
 // SetVideoSample: rows top down, `stride` exactly width * 4. SetAudioSample: whole sample frames.
-// Both copy and never wait, and each medium may come from its own thread; how much may wait for the
-// encoder is not limited. Times count from the first sample of each medium, so both media should
-// begin together. Samples are taken from Create to Stop. Any other sample is a mistake that debug
-// builds assert on and others drop. Sound without a format set ends the recording.
+// Both copy, never wait and never throw, and each medium may come from its own thread. How much may
+// wait for the encoder is not limited. Times count from the first sample of each medium, so both
+// media should begin together. Samples are taken from Create to Stop; debug builds assert on any
+// other sample, and others drop it.
+//
+// A block of size 0 of either medium ends the recording: what waits is dropped, and later samples
+// are neither taken nor counted. Sound without a format set is a failure, which ends it as well.
+// After a failure, for example on a full disk, no call reports it, but `failed` of the statistics
+// is set. Later samples are then taken and dropped, and Stop ends the file with what was written
+// before; it is an ordinary file, or empty if there was nothing.
 VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_only);
 
-// An animated GIF that repeats for ever, one palette a frame. Sound is ignored.
+// An animated GIF that repeats for ever, one palette per frame. Sound is ignored.
 //
 // SetVideoOutputFormat: the box in pixels into which the first frame is fitted, its shape kept; all
 // frames are scaled to that size. SetVideoFps: whole frames a second (the second argument is
 // ignored); this is both the delay written and a limit by the clock: frames above the rate are
 // refused. SetVideoQuality: above 0 is error diffusion, 0 none. SetVideoSample: rows top down and
-// without gaps (`stride` is taken as width * 4), times ignored; a null buffer ends the recording.
-// At most 5 frames wait for the encoder; then the oldest is dropped.
+// without gaps (`stride` is taken as width * 4), times ignored; it never throws. A null buffer ends
+// the recording, whatever its size: frames that wait before it are still written, and later ones
+// are neither taken nor counted. At most 5 frames wait for the encoder; then the oldest is dropped.
 //
-// The file is made at the first frame and has its trailer when Stop returns. A file that cannot be
-// written is tried again with each frame, with the cause in the log; videoWritten then stays 0.
+// Start throws std::system_error if there is no thread to be had. The file is made at the first
+// frame and has its trailer when Stop returns. A file that cannot be written is tried again with
+// each frame, with the cause in the log; those frames count as dropped, and `failed` is set. A disk
+// that is full only for the last bytes is not noticed: such a file lacks its trailer, the byte
+// 0x3B.
 VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeGIF();
 
 }  // namespace Vimbrel

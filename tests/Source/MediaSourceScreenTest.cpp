@@ -150,6 +150,25 @@ TEST_F(MediaSourceScreenTest, RectanglesThatAreNone) {
     }
 }
 
+TEST_F(MediaSourceScreenTest, ARefusedOpenChangesNothing) {
+    fake.windows.monitors = 2;
+    const auto settings = Desktop({0, 0, 3, 2});
+    ASSERT_TRUE(source.Open(&settings));
+    const auto bitmaps = fake.gdi.bitmaps.size();
+    // The size is looked at after the method is chosen, which would be another one.
+    auto huge = Desktop({0, 0, 30'000, 30'000});
+    huge.window = SomeWindow();
+    EXPECT_FALSE(source.Open(&huge));
+    EXPECT_FALSE(source.Open(nullptr));
+    source.RequestSample();
+    ASSERT_EQ(dispatcher.video.size(), 1u);
+    EXPECT_EQ(dispatcher.video[0].width, 3);
+    EXPECT_EQ(*reinterpret_cast<const std::uint32_t*>(dispatcher.video[0].pixels), fake.gdi.fill);
+    EXPECT_EQ(fake.gdi.bitmaps.size(), bitmaps);
+    source.Close();
+    EXPECT_THAT(fake.gdi.bitmaps, IsEmpty());
+}
+
 TEST_F(MediaSourceScreenTest, AWindowGivesItsOwnSizeFromTheFirstRequestOn) {
     MediaSourceScreen::Settings settings;
     settings.window = SomeWindow();

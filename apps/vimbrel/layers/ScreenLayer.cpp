@@ -97,14 +97,18 @@ bool ScreenLayer::Start(std::string& error) {
     return true;
 }
 
-// The source shows what it was opened on: where the screen becomes another, its pictures stop
-// without a word.
-bool ScreenLayer::FollowDesktop() {
-    if (DesktopArea() == desktop) return true;
+// The source shows what it was opened on. When the screen changes, or an output is off for a while,
+// it has to be opened again.
+void ScreenLayer::FollowDesktop() {
+    if (source.GetState() == Vimbrel::MediaSource::State::Playing && !source.IsLost() &&
+        DesktopArea() == desktop)
+        return;
     std::string error;
-    if (TakePart(error) && OpenSource(error)) return true;
-    std::fprintf(stderr, "vimbrel: %s; the last picture stays\n", error.c_str());
-    return false;
+    const bool found = TakePart(error) && OpenSource(error);
+    if (!found && !missing)
+        std::fprintf(stderr, "vimbrel: %s; the last picture stays until it is there\n",
+                     error.c_str());
+    missing = !found;
 }
 
 void ScreenLayer::Run(const std::stop_token& stop) {
@@ -114,13 +118,15 @@ void ScreenLayer::Run(const std::stop_token& stop) {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     auto due = Clock::now();
     auto looked = due;
-    while (!stop.stop_requested() && source.GetState() == Vimbrel::MediaSource::State::Playing) {
+    // A window that was closed does not come back; a screen may.
+    while (!stop.stop_requested() &&
+           (screen || source.GetState() == Vimbrel::MediaSource::State::Playing)) {
         if (screen && due - looked >= std::chrono::seconds(1)) {
             looked = due;
-            if (!FollowDesktop()) break;
+            FollowDesktop();
         }
-        source.RequestSample();
-        // A screen that kept still has held the request up; what was missed then is not made good.
+        if (!missing) source.RequestSample();
+        // A still screen has held the request up; frames missed meanwhile are not made good.
         due = std::max(due + interval, Clock::now());
         std::unique_lock guard(lock);
         ending.wait_until(guard, stop, due, [] { return false; });
@@ -142,7 +148,7 @@ void ScreenLayer::OnVideoSample(Vimbrel::MediaSource*, unsigned char* pixels, in
         std::uint8_t* row = captured.At(0, y);
         std::memcpy(row, pixels + static_cast<std::ptrdiff_t>(y) * stride,
                     static_cast<std::size_t>(width) * 4);
-        // The source's byte of alpha tells nothing.
+        // The source's byte of alpha has no meaning.
         for (int x = 0; x < width; ++x) row[x * 4 + 3] = 255;
     }
     ScaleInto({captured.pixels.data(), width, height, captured.Stride()}, width, height, fit,

@@ -11,8 +11,8 @@
 
 namespace studio {
 
-// A request of the source can last: it waits for something to change. So it is made on a thread of
-// the layer's own, which leaves the last picture for Draw.
+// A request of the source can last, because it waits for something to change. So a thread of the
+// layer's own makes it and keeps the last picture for Draw.
 class ScreenLayer final : public Layer, private Vimbrel::MediaSource::Dispatcher {
 public:
     static std::unique_ptr<Layer> Open(const LayerDescription& description,
@@ -30,7 +30,7 @@ private:
     bool TakePart(std::string& error);  // of the screen as it is now, into the settings
     bool OpenSource(std::string& error);
     bool Start(std::string& error);
-    bool FollowDesktop();
+    void FollowDesktop();
     void Run(const std::stop_token& stop);
 
     void OnStateChanged(Vimbrel::MediaSource*, Vimbrel::MediaSource::State,
@@ -46,9 +46,10 @@ private:
     const Fit fit;
     const int fps;
     std::optional<ScreenDescription> screen;  // null for a window
-    // Of the thread once it runs, as the others up to the lock.
+    // The members from here to the lock belong to the thread once it runs.
     Vimbrel::MediaSourceScreen::Settings settings;
-    Rect desktop;  // when the source was opened
+    Rect desktop;          // when the source was opened
+    bool missing = false;  // there is no screen to open at the moment
     Vimbrel::MediaSourceScreen source;
     Raster captured;
     Raster scaled;
@@ -56,7 +57,7 @@ private:
     std::mutex lock;
     std::condition_variable_any ending;
     Raster shown;        // guarded by lock
-    bool drawn = false;  // guarded by lock: shown holds a picture
+    bool drawn = false;  // guarded by lock; `shown` holds a picture
 
     std::jthread thread;  // last, so that it ends first
 };

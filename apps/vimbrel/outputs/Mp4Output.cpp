@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "outputs/Mp4Length.h"
 #include "outputs/RecorderWait.h"
 #include "scene/WideText.h"
 #include "sound/SoundMixer.h"
@@ -95,7 +94,6 @@ void Mp4Output::Push(const Raster& canvas, std::int64_t time) {
                              static_cast<unsigned>(canvas.width),
                              static_cast<unsigned>(canvas.height),
                              static_cast<unsigned>(canvas.Stride()), time, duration);
-    length = static_cast<double>(time + duration) / 1e7;
 }
 
 void Mp4Output::PushSound(const std::int16_t* frames, std::size_t count, std::int64_t time) {
@@ -113,15 +111,8 @@ bool Mp4Output::Finish(std::string& error) {
         error = file.string() + ": there was no frame to write";
         return false;
     }
-    // The recorder does not tell that it could not write on; the file does.
-    constexpr double tolerance = 0.5;
-    const double found = Mp4Length(file).value_or(0);
-    if (found + tolerance < length) {
-        char text[96];
-        std::snprintf(text, sizeof text,
-                      ": could only be written up to %.1f s of %.1f s; is the disk full?", found,
-                      length);
-        error = file.string() + text;
+    if (Vimbrel::GetTranscodeStatistics(*recorder).failed) {
+        error = file.string() + ": could not be written to its end; is the disk full?";
         return false;
     }
     return true;

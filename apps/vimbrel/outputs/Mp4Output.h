@@ -36,7 +36,6 @@ private:
     std::unique_ptr<Vimbrel::MediaTranscode> recorder;
     std::uint64_t pushed = 0;
     std::uint64_t refused = 0;  // the encoder is too slow
-    double length = 0;          // seconds, by the last frame
 };
 
 }  // namespace studio

@@ -11,9 +11,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string_view>
 
+#include "base/ThreadSafety.h"
 #include "pixel/PixelOperations.h"
 #include "platform/linux/x11/XOutputs.h"
 #include "platform/linux/x11/XReply.h"
@@ -94,16 +94,18 @@ std::shared_ptr<XConnection> XConnection::Open() {
 }
 
 std::shared_ptr<XConnection> XConnection::Shared() {
-    static std::mutex lock;
-    static std::shared_ptr<XConnection> shared;  // guarded by lock
-    static std::string shared_name;              // guarded by lock
-    const std::lock_guard guard(lock);
+    static struct {
+        Mutex lock;
+        std::shared_ptr<XConnection> connection GUARDED_BY(lock);
+        std::string name GUARDED_BY(lock);
+    } shared;
+    const MutexLock guard(shared.lock);
     const std::string name = DisplayName();
-    if (!shared || shared->Lost() || name != shared_name) {
-        shared = Open();
-        shared_name = name;
+    if (!shared.connection || shared.connection->Lost() || name != shared.name) {
+        shared.connection = Open();
+        shared.name = name;
     }
-    return shared;
+    return shared.connection;
 }
 
 XConnection::~XConnection() { xcb_disconnect(connection_); }

@@ -94,8 +94,8 @@ protected:
                          audio ? Type(MFMediaType_Audio, MFAudioFormat_PCM).Get() : nullptr);
         ASSERT_GE(source->BuildStreams(), 0);
         source->SetStartedEvent(started);
-        source->SetCounters(true, {&delivered, &dropped});
-        source->SetCounters(false, {&sound_delivered, nullptr});
+        source->SetCounters(true, {&taken, &delivered, &dropped, &failed});
+        source->SetCounters(false, {nullptr, &sound_delivered, nullptr, nullptr});
         events = MakeCom<EventListener>(source.Get());
         ASSERT_GE(events->Listen(), 0);
     }
@@ -154,9 +154,11 @@ protected:
     const Watchdog watchdog{"MFMemorySourceTest"};
     MediaPlatform platform;
     const HANDLE started = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    std::atomic<std::uint64_t> delivered{0};  // of picture, as dropped
+    std::atomic<std::uint64_t> taken{0};  // of picture, as the next two
+    std::atomic<std::uint64_t> delivered{0};
     std::atomic<std::uint64_t> sound_delivered{0};
     std::atomic<std::uint64_t> dropped{0};
+    std::atomic<bool> failed{false};
     ComPtr<MFMemorySource> source;
     ComPtr<EventListener> events;
 };
@@ -284,6 +286,8 @@ TEST_F(MFMemorySourceTest, HoldsTwoSamplesAheadAndTheEndDropsWhatWaits) {
     WaitFor(delivered, 2);
     PushEnd();
     PushEnd();
+    Push(true, 9);
+    EXPECT_EQ(taken, 7u) << "what comes after the end is refused";
     EXPECT_EQ(dropped, 5u);
     for (unsigned char i = 0; i < 2; ++i) {
         EXPECT_EQ(streams[0].stream->RequestSample(nullptr), S_OK);
@@ -367,8 +371,10 @@ TEST_F(MFMemorySourceTest, ABlockForNoStreamIsAnErrorAndTheLastThingFetched) {
     EXPECT_EQ(error.type, MEError);
     EXPECT_EQ(error.status, E_FAIL);
     EXPECT_EQ(events->Next(std::chrono::milliseconds(20)).type, MEUnknown);
-    PushEnd();
     EXPECT_EQ(dropped, 1u);
+    Push(true, 3);
+    EXPECT_EQ(taken, 2u);
+    EXPECT_EQ(dropped, 2u) << "nothing is collected for nobody";
 }
 
 TEST_F(MFMemorySourceTest, EndsAtAnyMoment) {

@@ -211,13 +211,31 @@ TEST_F(MediaTranscodeGIFTest, ANullSampleEndsTheRecordingAndItCanStartAgain) {
     for (int round = 0; round < 3; ++round) {
         ASSERT_TRUE(recorder.Start());
         Push();
-        recorder.SetVideoSample(nullptr, 0, 0, 0, 0, 0);
+        const unsigned size = round == 0 ? 0 : 4;  // it does not matter
+        recorder.SetVideoSample(nullptr, size, size, size * 4, 0, 0);
         WaitUntil([this] { return !recorder.IsWorking(); });
         EXPECT_FALSE(recorder.IsWorking());
+        Push();
+        EXPECT_EQ(Statistics().videoTaken, 1u) << "nothing is taken after the end";
         EXPECT_EQ(Statistics().videoWritten, 1u);
+        EXPECT_EQ(Statistics().videoDropped, 0u);
         if (round == 1) recorder.Stop();
     }
     EXPECT_EQ(journal.DetailsOf("Encoder.Release").size(), 3u);
+}
+
+TEST_F(MediaTranscodeGIFTest, AFrameWithoutMemoryIsDropped) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers end the program instead";
+#endif
+    ASSERT_TRUE(recorder.Start());
+    unsigned char pixel[4] = {};
+    EXPECT_NO_THROW(recorder.SetVideoSample(pixel, 1u << 29, ~0u, 0, 0, 0));
+    EXPECT_EQ(Statistics().videoTaken, 1u);
+    EXPECT_EQ(Statistics().videoDropped, 1u);
+    PushAndWait(2);
+    recorder.Stop();
+    EXPECT_EQ(Statistics().videoWritten, 1u);
 }
 
 TEST_F(MediaTranscodeGIFTest, AFailingHeaderIsLoggedAndTriedAgain) {
@@ -240,6 +258,7 @@ TEST_F(MediaTranscodeGIFTest, AFailingHeaderIsLoggedAndTriedAgain) {
         recorder.Stop();
         EXPECT_EQ(Statistics().videoDropped, 2u) << item.operation;
         EXPECT_EQ(Statistics().videoWritten, 1u) << item.operation;
+        EXPECT_TRUE(Statistics().failed) << item.operation;
         EXPECT_EQ(TakeErrors(), item.message ? std::vector<std::string>(2, item.message)
                                              : std::vector<std::string>());
     }

@@ -1,5 +1,8 @@
-// A recorder whose file cannot grow any more, which nobody tells the application.
+// Recorders whose file cannot grow any more, or whose session fails.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <mfapi.h>
+#include <mfidl.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -8,6 +11,8 @@
 #include <random>
 #include <thread>
 
+#include "com/ComObject.h"
+#include "tests/fakes/CapturingLog.h"
 #include "tests/support/Mp4Kit.h"
 #include "tests/support/Watchdog.h"
 #include "vimbrel/MediaTranscode.h"
@@ -61,16 +66,20 @@ TEST(RecorderFailure, AFullDiskEndsTheFileAndHoldsUpNobody) {
                 recorder->SetVideoSample(noise.data(), scene.width, scene.height, scene.width * 4,
                                          scene.FrameTime(i), 0);
             }
+            const auto gone = [&] {
+                const TranscodeStatistics counts = GetTranscodeStatistics(*recorder);
+                return counts.videoWritten + counts.videoDropped;
+            };
             // What comes after the failure is still taken, and dropped.
-            for (int i = 0;
-                 waiting && i < 60'000 && GetTranscodeStatistics(*recorder).videoWritten < pushed;
-                 ++i) {
+            for (int i = 0; waiting && i < 60'000 && gone() < pushed; ++i)
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
             if (waiting) {
-                EXPECT_EQ(GetTranscodeStatistics(*recorder).videoWritten, pushed);
+                EXPECT_EQ(gone(), pushed);
+                EXPECT_TRUE(GetTranscodeStatistics(*recorder).failed);
             }
             recorder->Stop();
+            EXPECT_EQ(gone(), pushed);
+            EXPECT_LT(GetTranscodeStatistics(*recorder).videoWritten, pushed);
             recorder->Cleanup();
         }
         if (!waiting) continue;
@@ -80,5 +89,77 @@ TEST(RecorderFailure, AFullDiskEndsTheFileAndHoldsUpNobody) {
     }
 }
 
+// A session that takes its topology, but whose source never starts.
+class FailingSession final : public ComObject<Implements<IMFMediaSession, IMFMediaEventGenerator>> {
+public:
+    explicit FailingSession(ComPtr<IMFMediaSession> session) : real(std::move(session)) {}
+
+    HRESULT STDMETHODCALLTYPE GetEvent(DWORD flags, IMFMediaEvent** event) override {
+        return real->GetEvent(flags, event);
+    }
+    HRESULT STDMETHODCALLTYPE BeginGetEvent(IMFAsyncCallback* callback, IUnknown* state) override {
+        return real->BeginGetEvent(callback, state);
+    }
+    HRESULT STDMETHODCALLTYPE EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) override {
+        return real->EndGetEvent(result, event);
+    }
+    HRESULT STDMETHODCALLTYPE QueueEvent(MediaEventType type, REFGUID extended, HRESULT status,
+                                         const PROPVARIANT* value) override {
+        return real->QueueEvent(type, extended, status, value);
+    }
+    HRESULT STDMETHODCALLTYPE SetTopology(DWORD flags, IMFTopology* topology) override {
+        return real->SetTopology(flags, topology);
+    }
+    HRESULT STDMETHODCALLTYPE Start(const GUID*, const PROPVARIANT*) override {
+        return real->QueueEvent(MESessionStarted, GUID_NULL, E_ACCESSDENIED, nullptr);
+    }
+    HRESULT STDMETHODCALLTYPE Close() override { return real->Close(); }
+    HRESULT STDMETHODCALLTYPE Shutdown() override { return real->Shutdown(); }
+    HRESULT STDMETHODCALLTYPE GetClock(IMFClock** clock) override { return real->GetClock(clock); }
+
+private:
+    const ComPtr<IMFMediaSession> real;
+};
+
+bool sessions_fail = false;
+
+TEST(RecorderFailure, ASessionThatFailsBeforeTheFirstPullFailsStart) {
+    const Watchdog watchdog("RecorderFailure");
+    const TempFolder folder;
+    const auto recorder = CreateMediaTranscodeMP4(false);
+    recorder->SetVideoOutputFormat(64, 48);
+    TakeLog();
+    sessions_fail = true;
+    ASSERT_TRUE(recorder->Create((folder / "out.mp4").wstring()));
+    sessions_fail = false;
+    EXPECT_FALSE(recorder->Start());
+    EXPECT_FALSE(recorder->Start()) << "and stays failed";
+    EXPECT_THAT(TakeErrors(),
+                testing::Each("TranscodeMP4 - TranscodeSession Start failed - 0x80070005"));
+    EXPECT_TRUE(GetTranscodeStatistics(*recorder).failed);
+    recorder->Stop();
+    ASSERT_TRUE(recorder->Create((folder / "out.mp4").wstring()));
+    EXPECT_TRUE(recorder->Start()) << "another session may do";
+    EXPECT_FALSE(GetTranscodeStatistics(*recorder).failed);
+    recorder->Stop();
+}
+
 }  // namespace
 }  // namespace Vimbrel::test
+
+// The linker hands the library's calls to this one.
+extern "C" HRESULT WINAPI __real_MFCreateMediaSession(IMFAttributes* configuration,
+                                                      IMFMediaSession** session);
+extern "C" HRESULT WINAPI __wrap_MFCreateMediaSession(IMFAttributes* configuration,
+                                                      IMFMediaSession** session) {
+    using namespace Vimbrel;
+    ComPtr<IMFMediaSession> real;
+    const HRESULT hr = __real_MFCreateMediaSession(configuration, real.Put());
+    if (FAILED(hr)) return hr;
+    if (test::sessions_fail) {
+        *session = MakeCom<test::FailingSession>(std::move(real)).Detach();
+    } else {
+        *session = real.Detach();
+    }
+    return S_OK;
+}

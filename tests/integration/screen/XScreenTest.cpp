@@ -1,13 +1,12 @@
-// What is peculiar to X servers: changes, pointers, outputs, missing extensions, odd pixels, a
-// server that goes away.
+// What is peculiar to X servers: changes, pointers, missing extensions, windows, a server that goes
+// away.
 #include <gmock/gmock.h>
-#include <xcb/xcb.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
-#include <functional>
 #include <thread>
 
 #include "ScreenCapture/Cursor.h"
@@ -15,9 +14,8 @@
 #include "ScreenCapture/GdiCapture.h"
 #include "ScreenCapture/WindowCapture.h"
 #include "platform/linux/screen/OutputDuplication.h"
-#include "platform/linux/x11/XPixelFormat.h"
 #include "tests/fakes/CapturingLog.h"
-#include "tests/fakes/RecordingDispatcher.h"
+#include "tests/integration/screen/ScreenKit.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/CapturedPicture.h"
 #include "tests/support/Imaging.h"
@@ -36,40 +34,6 @@ using testing::IsEmpty;
 
 constexpr char timed_out[] = "DXGIOutputDuplication->AcquireNextFrame failed with hr=0x887a0027";
 constexpr char lost[] = "DXGIOutputDuplication->AcquireNextFrame failed with hr=0x887a0026";
-
-// A source with its dispatcher, open on a rectangle of the desktop.
-struct Screen {
-    explicit Screen(const RECT& rect, bool cursor = false, HWND window = nullptr) {
-        source.SetDispatcher(&dispatcher);
-        MediaSourceScreen::Settings settings;
-        settings.window = window;
-        settings.rect = rect;
-        settings.drawCursor = cursor;
-        TakeLog();
-        EXPECT_TRUE(source.Open(&settings));
-        for (const LogLine& line : TakeLog()) {
-            constexpr std::string_view start = "Screen Capture - Method: ";
-            if (line.text.rfind(start, 0) == 0) method = line.text[start.size()] - '0';
-            opening.push_back(line.text);
-        }
-    }
-
-    std::uint32_t At(int x, int y) const {
-        const auto& sample = dispatcher.video.back();
-        return ColorAt(sample.pixels, sample.stride, x, y);
-    }
-    // The errors of one request.
-    std::vector<std::string> Request() {
-        TakeLog();
-        source.RequestSample();
-        return TakeErrors();
-    }
-
-    RecordingDispatcher dispatcher;
-    MediaSourceScreen source;
-    int method = -1;
-    std::vector<std::string> opening;
-};
 
 TEST(XScreenTest, FramesComeWithChanges) {
     XServer server(Xvfb("200x100x24"));
@@ -306,106 +270,6 @@ TEST(XScreenTest, MissingExtensions) {
     }
 }
 
-// Fills the root with a pixel of the server's own format. While `grabbed` runs, nobody else is
-// served.
-void FillRoot(std::uint32_t pixel, const std::function<void()>& grabbed = {}) {
-    xcb_connection_t* const c = xcb_connect(nullptr, nullptr);
-    if (grabbed) {
-        xcb_grab_server(c);
-        std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
-        grabbed();
-    }
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-    const xcb_gcontext_t context = xcb_generate_id(c);
-    const xcb_rectangle_t all{0, 0, 64, 32};
-    xcb_create_gc(c, context, root, XCB_GC_FOREGROUND, &pixel);
-    xcb_poly_fill_rectangle(c, root, context, 1, &all);
-    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
-    xcb_disconnect(c);
-}
-
-TEST(XScreenTest, OddPixels) {
-    struct Row {
-        const char* geometry;
-        std::uint32_t pixel;
-        std::uint32_t color;
-    };
-    const Row rows[] = {{"64x32x16", 0xFBE0, 0xFF7D00},
-                        {"64x32x15", 0x7DE0, 0xFF7B00},
-                        {"64x32x30", 0x3FF80000, 0xFF8000}};
-    for (const Row& row : rows) {
-        XServer server(Xvfb(row.geometry));
-        Screen screen({0, 0, 64, 32});
-        EXPECT_EQ(screen.method, 2) << row.geometry;
-        FillRoot(row.pixel);
-        EXPECT_THAT(screen.Request(), IsEmpty());
-        EXPECT_EQ(screen.At(5, 5), row.color) << row.geometry << std::hex << " " << screen.At(5, 5);
-        EXPECT_EQ(screen.dispatcher.video.back().pixels[3], 0xFF);
-    }
-    XServer server(Xvfb("64x32x8"));
-    Screen screen({0, 0, 64, 32});
-    EXPECT_EQ(screen.method, 0);
-    EXPECT_THAT(
-        screen.opening,
-        Contains(
-            "X11 - output screen cannot be duplicated: its pixels are of a kind that is not read"));
-    EXPECT_THAT(screen.Request(), IsEmpty());
-    EXPECT_EQ(screen.At(5, 5), 0u);
-}
-
-TEST(XScreenTest, AChangeThatComesWithTheReplyIsAFrame) {
-    XServer server(Xvfb("64x32x24"));
-    const auto connection = XConnection::Shared();
-    ASSERT_TRUE(connection);
-    ComPtr<IDXGIOutputDuplication> duplication;
-    ASSERT_EQ(OutputDuplication::Create(ListOutputs(*connection).at(0), duplication.Put()), S_OK);
-    DXGI_OUTDUPL_FRAME_INFO info{};
-    ComPtr<IDXGIResource> resource;
-    while (duplication->AcquireNextFrame(0, &info, resource.Put()) == S_OK)
-        duplication->ReleaseFrame();
-    // The frame is asked for while the server serves the painter only, so it tells of the paint
-    // before it answers.
-    HRESULT result = E_FAIL;
-    std::jthread asking;
-    FillRoot(0x112233, [&] {
-        asking =
-            std::jthread([&] { result = duplication->AcquireNextFrame(0, &info, resource.Put()); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    });
-    asking.join();
-    EXPECT_EQ(result, S_OK);
-    EXPECT_NE(info.LastPresentTime.QuadPart, 0);
-}
-
-TEST(XScreenTest, Formats) {
-    struct Row {
-        XPixelFormat format;
-        std::vector<std::uint8_t> bytes;
-        std::uint32_t bgra;
-    };
-    const Row rows[] = {
-        {{16, 32, false, true, false, 0xF800, 0x7E0, 0x1F}, {0x34, 0x12}, 0x1045A5},
-        {{16, 32, true, true, false, 0xF800, 0x7E0, 0x1F}, {0x12, 0x34}, 0x1045A5},
-        {{16, 32, false, true, false, 0x7C00, 0x3E0, 0x1F}, {0xFF, 0x03}, 0x00FFFF},
-        {{24, 32, false, true, false, 0xFF0000, 0xFF00, 0xFF}, {0x33, 0x22, 0x11}, 0x112233},
-        {{32, 32, true, true, false, 0xFF0000, 0xFF00, 0xFF}, {0x99, 0x11, 0x22, 0x33}, 0x112233},
-        {{32, 32, false, true, false, 0xFF, 0xFF00, 0xFF0000}, {0x11, 0x22, 0x33, 0x99}, 0x112233},
-        {{32, 32, false, true, false, 0x3FF00000, 0xFFC00, 0x3FF},
-         {0xFF, 0x03, 0x08, 0xC0},
-         0x0080FF},
-        {{32, 32, true, true, true, 0xFF0000, 0xFF00, 0xFF}, {0x99, 0x11, 0x22, 0x33}, 0x99112233},
-    };
-    for (const Row& row : rows) {
-        EXPECT_TRUE(row.format.Usable());
-        EXPECT_FALSE(row.format.IsBgra());
-        std::uint32_t pixel = 0;
-        row.format.Convert(row.bytes.data(), 4, reinterpret_cast<std::uint8_t*>(&pixel), 4, 1, 1);
-        EXPECT_EQ(pixel, row.bgra) << std::hex << pixel;
-    }
-    EXPECT_EQ(rows[0].format.RowBytes(3), 8u);
-    EXPECT_EQ(rows[3].format.RowBytes(3), 12u);
-}
-
 TEST(XScreenTest, ARequestAllocatesNothing) {
     XServer server(Xvfb("200x100x24"));
     TestWindow window{10, 10, 60, 40, 1};
@@ -428,6 +292,27 @@ TEST(XScreenTest, ARequestAllocatesNothing) {
     EXPECT_EQ(AllocationCount(), before);
     SwitchLog(0);
     EXPECT_EQ(duplicated.At(15, 15), window.Expected(5, 5));
+}
+
+TEST(XScreenTest, AnOpenWithoutMemoryIsRefused) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "sanitizers end the program instead";
+#endif
+    XServer server(Xvfb("200x100x24"));
+    Screen screen({0, 0, 200, 100});
+    rlimit before{};
+    getrlimit(RLIMIT_AS, &before);
+    const rlimit limit = {1 << 29, before.rlim_max};
+    setrlimit(RLIMIT_AS, &limit);
+    MediaSourceScreen::Settings settings;
+    settings.rect = {0, 0, 1 << 14, 1 << 14};  // 1 GiB
+    const bool opened = screen.source.Open(&settings);
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_FALSE(opened);
+    EXPECT_EQ(screen.source.GetMediaInfo().width, 200);
+    screen.source.RequestSample();
+    ASSERT_EQ(screen.dispatcher.video.size(), 1u) << "the frame of the open before";
+    EXPECT_NE(screen.dispatcher.video[0].pixels, nullptr);
 }
 
 TEST(XScreenTest, AWindowUnderOthers) {
@@ -497,104 +382,6 @@ TEST(XScreenTest, TheScaleIsTheDesktops) {
     Screen screen({}, false, window.Handle());
     screen.source.RequestSample();
     EXPECT_EQ(screen.At(59, 39), window.Expected(59, 39));
-}
-
-TEST(XScreenTest, ATurnedScreen) {
-    XServer outer(Xvfb("640x480x24"));
-    XServer server({"Xephyr", "-screen", "301x203", "-noreset"});
-    const TempFolder folder;
-    for (const auto& [angle, rotation] : {std::pair{"left", 2}, std::pair{"inverted", 3},
-                                          std::pair{"right", 4}, std::pair{"normal", 1}}) {
-        const auto connection = XConnection::Shared();
-        ASSERT_TRUE(connection);
-        const XOutput before = ListOutputs(*connection).at(0);
-        folder.Run(std::string("xrandr -o ") + angle);
-        ComPtr<IDXGIOutputDuplication> duplication;
-        EXPECT_EQ(OutputDuplication::Create(before, duplication.Put()), DXGI_ERROR_UNSUPPORTED);
-        EXPECT_EQ(ListOutputs(*connection).at(0).rotation, rotation);
-        const bool upright = rotation == 1 || rotation == 3;
-        const int width = upright ? 301 : 203;
-        const int height = upright ? 203 : 301;
-        TestWindow window{0, 0, width, height, 1};
-        Screen screen({0, 0, width, height});
-        EXPECT_EQ(screen.method, 2);
-        EXPECT_THAT(screen.Request(), IsEmpty());
-        TestWindow part{11, 13, 17, 19, 2};
-        EXPECT_THAT(screen.Request(), IsEmpty());
-        int different = 0;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                const bool in_part = x >= 11 && x < 28 && y >= 13 && y < 32;
-                different += screen.At(x, y) !=
-                             (in_part ? part.Expected(x - 11, y - 13) : window.Expected(x, y));
-            }
-        }
-        EXPECT_EQ(different, 0) << angle;
-    }
-}
-
-TEST(XScreenTest, SeveralOutputs) {
-    const TempFolder folder;
-    const auto configuration = folder.Write("xorg.conf", std::string(R"(
-Section "ServerFlags"
-  Option "AutoAddDevices" "false"
-EndSection
-Section "Device"
-  Identifier "device"
-  Driver "dummy"
-  VideoRam 64000
-EndSection
-Section "Monitor"
-  Identifier "monitor"
-  HorizSync 5-1000
-  VertRefresh 5-200
-EndSection
-Section "Screen"
-  Identifier "screen"
-  Device "device"
-  Monitor "monitor"
-  DefaultDepth 24
-  SubSection "Display"
-    Modes "640x480"
-    Virtual 1600 1200
-  EndSubSection
-EndSection
-)"));
-    XServer server({"Xorg", "-config", configuration.string(), "-noreset", "-nolisten", "tcp",
-                    "-logfile", (folder / "log").string()});
-    folder.Run(
-        "xrandr --newmode small 10 320 330 340 350 240 250 260 270 && xrandr --addmode DUMMY1 "
-        "small && "
-        "xrandr --output DUMMY1 --mode small --right-of DUMMY0 --primary");
-    TestWindow window{600, 20, 100, 50, 1};
-    Screen screen({0, 0, 960, 480});
-    EXPECT_EQ(screen.method, 0);
-    EXPECT_THAT(screen.Request(), IsEmpty());
-    EXPECT_EQ(screen.At(639, 30), window.Expected(39, 10));
-    EXPECT_EQ(screen.At(640, 30), window.Expected(40, 10));
-
-    const Imaging imaging;
-    DXGICapture primary(PlatformCaptureSystem());
-    primary.captureSource = 1;
-    RECT span{};
-    EXPECT_EQ(primary.GetOutputRect(&span), S_OK);
-    EXPECT_EQ(span.left, 640);
-    EXPECT_EQ(span.right, 960);
-    DXGICapture all(PlatformCaptureSystem());
-    all.captureSource = 3;
-    EXPECT_EQ(all.GetOutputRect(&span), S_OK);
-    std::vector<BYTE> pixels(960 * 480 * 4);
-    EXPECT_EQ(all.GetOutputBits(pixels.data(), &span), S_OK);
-    for (int x = 0; x < 100; ++x)
-        EXPECT_EQ(ColorAt(pixels.data(), 960 * 4, 600 + x, 30), window.Expected(x, 10));
-    // An output that changes is lost for good.
-    folder.Run("xrandr --output DUMMY1 --off");
-    for (const int x : {100, 200}) {
-        // Something new on the other output, which is read first.
-        const TestWindow change{x, 0, 20, 20, 2};
-        EXPECT_EQ(all.GetOutputBits(pixels.data(), &span), DXGI_ERROR_ACCESS_LOST);
-        EXPECT_EQ(ColorAt(pixels.data(), 960 * 4, x, 0), change.Expected(0, 0));
-    }
 }
 
 }  // namespace

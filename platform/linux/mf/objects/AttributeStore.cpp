@@ -36,7 +36,7 @@ std::vector<AttributeStore::Item>::iterator AttributeStore::Find(REFGUID key) {
 
 template <class Use>
 HRESULT AttributeStore::With(REFGUID key, VARTYPE type, const Use& use) const {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     const auto item = const_cast<AttributeStore*>(this)->Find(key);
     if (item == items_.end()) return MF_E_ATTRIBUTENOTFOUND;
     const PROPVARIANT& value = item->value.Get();
@@ -135,7 +135,7 @@ HRESULT AttributeStore::Set(REFGUID key, const PROPVARIANT& value) {
         return E_INVALIDARG;
     PropertyValue copy;  // ends up with what was there before, which is released without the lock
     if (const HRESULT hr = copy.CopyFrom(value); FAILED(hr)) return hr;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (const auto item = Find(key); item != items_.end()) {
         item->value = std::move(copy);
     } else {
@@ -168,7 +168,7 @@ HRESULT AttributeStore::SetBlob(REFGUID key, const UINT8* value, UINT32 size) {
 
 HRESULT AttributeStore::Delete(REFGUID key) {
     PropertyValue old;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (const auto item = Find(key); item != items_.end()) {
         old = std::move(item->value);
         items_.erase(item);
@@ -178,21 +178,21 @@ HRESULT AttributeStore::Delete(REFGUID key) {
 
 HRESULT AttributeStore::DeleteAll() {
     std::vector<Item> old;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     old.swap(items_);
     return S_OK;
 }
 
 HRESULT AttributeStore::GetCount(UINT32* count) const {
     if (!count) return E_POINTER;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     *count = static_cast<UINT32>(items_.size());
     return S_OK;
 }
 
 HRESULT AttributeStore::GetItemByIndex(UINT32 index, GUID* key, PROPVARIANT* value) const {
     if (!key) return E_POINTER;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (index >= items_.size()) return E_INVALIDARG;
     *key = items_[index].key;
     return value ? PropVariantCopy(value, &items_[index].value.Get()) : S_OK;
@@ -203,7 +203,7 @@ HRESULT AttributeStore::CopyTo(IMFAttributes* target) const {
     // The target has a lock of its own, and may be this one.
     std::vector<Item> copies;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         for (const Item& item : items_) {
             copies.push_back({item.key, {}});
             if (const HRESULT hr = copies.back().value.CopyFrom(item.value.Get()); FAILED(hr))

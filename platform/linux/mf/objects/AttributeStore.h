@@ -4,10 +4,10 @@
 #include <mfobjects.h>
 
 #include <cstdint>
-#include <mutex>
 #include <utility>
 #include <vector>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/mf/objects/PropertyValue.h"
 
 namespace Vimbrel {
@@ -42,13 +42,14 @@ private:
         PropertyValue value;
     };
 
-    std::vector<Item>::iterator Find(REFGUID key);
+    std::vector<Item>::iterator Find(REFGUID key) REQUIRES(lock_);
     // Calls `use` with the value under the lock, if it has that type.
     template <class Use>
     HRESULT With(REFGUID key, VARTYPE type, const Use& use) const;
 
-    mutable std::mutex lock_;
-    std::vector<Item> items_;  // few: searching them in a row is quickest
+    mutable Mutex lock_;
+    // There are few, so searching them in a row is quickest.
+    std::vector<Item> items_ GUARDED_BY(lock_);
 };
 
 }  // namespace Vimbrel

@@ -41,7 +41,7 @@ HRESULT STDMETHODCALLTYPE MediaTypeHandler::GetMediaTypeByIndex(DWORD index, IMF
 HRESULT STDMETHODCALLTYPE MediaTypeHandler::SetCurrentMediaType(IMFMediaType* type) {
     if (const HRESULT hr = IsMediaTypeSupported(type, nullptr); FAILED(hr)) return hr;
     ComPtr<IMFMediaType> given(type);  // afterwards the old one
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     std::swap(current_, given);
     return S_OK;
 }
@@ -49,7 +49,7 @@ HRESULT STDMETHODCALLTYPE MediaTypeHandler::SetCurrentMediaType(IMFMediaType* ty
 HRESULT STDMETHODCALLTYPE MediaTypeHandler::GetCurrentMediaType(IMFMediaType** type) {
     if (!type) return E_POINTER;
     *type = nullptr;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return current_ ? current_.CopyTo(type) : MF_E_NOT_INITIALIZED;
 }
 
@@ -57,7 +57,7 @@ HRESULT STDMETHODCALLTYPE MediaTypeHandler::GetMajorType(GUID* type) {
     if (!type) return E_POINTER;
     ComPtr<IMFMediaType> asked;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         asked = current_;
     }
     if (!asked && !types_.empty()) asked = types_.front();

@@ -3,9 +3,9 @@
 
 #include <mfidl.h>
 
-#include <mutex>
 #include <vector>
 
+#include "base/ThreadSafety.h"
 #include "com/ComObject.h"
 
 namespace Vimbrel {
@@ -26,8 +26,8 @@ public:
 
 private:
     const std::vector<ComPtr<IMFMediaType>> types_;
-    std::mutex lock_;
-    ComPtr<IMFMediaType> current_;
+    Mutex lock_;
+    ComPtr<IMFMediaType> current_ GUARDED_BY(lock_);
 };
 
 }  // namespace Vimbrel

@@ -4,7 +4,7 @@ namespace Vimbrel {
 
 HRESULT STDMETHODCALLTYPE PresentationDescriptor::GetStreamDescriptorCount(DWORD* count) {
     if (!count) return E_POINTER;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     *count = static_cast<DWORD>(streams_.size());
     return S_OK;
 }
@@ -13,14 +13,14 @@ HRESULT STDMETHODCALLTYPE PresentationDescriptor::GetStreamDescriptorByIndex(
     DWORD index, BOOL* selected, IMFStreamDescriptor** descriptor) {
     if (!selected || !descriptor) return E_POINTER;
     *descriptor = nullptr;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (index >= streams_.size()) return E_INVALIDARG;
     *selected = streams_[index].selected ? TRUE : FALSE;
     return streams_[index].descriptor.CopyTo(descriptor);
 }
 
 HRESULT PresentationDescriptor::Select(DWORD index, bool selected) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (index >= streams_.size()) return E_INVALIDARG;
     streams_[index].selected = selected;
     return S_OK;
@@ -31,7 +31,7 @@ HRESULT STDMETHODCALLTYPE PresentationDescriptor::Clone(IMFPresentationDescripto
     *copy = nullptr;
     std::vector<Stream> streams;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         streams = streams_;
     }
     ComPtr<PresentationDescriptor> made = MakeCom<PresentationDescriptor>(std::move(streams));

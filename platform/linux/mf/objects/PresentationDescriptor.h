@@ -3,9 +3,9 @@
 
 #include <mfidl.h>
 
-#include <mutex>
 #include <vector>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/mf/objects/AttributesObject.h"
 
 namespace Vimbrel {
@@ -29,8 +29,8 @@ public:
 private:
     HRESULT Select(DWORD index, bool selected);
 
-    std::mutex lock_;
-    std::vector<Stream> streams_;
+    Mutex lock_;
+    std::vector<Stream> streams_ GUARDED_BY(lock_);
 };
 
 }  // namespace Vimbrel

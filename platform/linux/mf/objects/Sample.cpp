@@ -10,35 +10,35 @@ namespace Vimbrel {
 
 HRESULT STDMETHODCALLTYPE Sample::GetSampleTime(LONGLONG* time) {
     if (!time) return E_POINTER;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (!time_) return MF_E_NO_SAMPLE_TIMESTAMP;
     *time = *time_;
     return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::SetSampleTime(LONGLONG time) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     time_ = time;
     return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::GetSampleDuration(LONGLONG* duration) {
     if (!duration) return E_POINTER;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (!duration_) return MF_E_NO_SAMPLE_DURATION;
     *duration = *duration_;
     return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::SetSampleDuration(LONGLONG duration) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     duration_ = duration;
     return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::GetBufferCount(DWORD* count) {
     if (!count) return E_POINTER;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     *count = static_cast<DWORD>(buffers_.size());
     return S_OK;
 }
@@ -46,12 +46,12 @@ HRESULT STDMETHODCALLTYPE Sample::GetBufferCount(DWORD* count) {
 HRESULT STDMETHODCALLTYPE Sample::GetBufferByIndex(DWORD index, IMFMediaBuffer** buffer) {
     if (!buffer) return E_POINTER;
     *buffer = nullptr;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return index < buffers_.size() ? buffers_[index].CopyTo(buffer) : E_INVALIDARG;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::ConvertToContiguousBuffer(IMFMediaBuffer** buffer) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (buffer) *buffer = nullptr;
     if (buffers_.empty()) return E_UNEXPECTED;
     if (buffers_.size() > 1) {
@@ -90,21 +90,21 @@ HRESULT Sample::Merge() {
 
 HRESULT STDMETHODCALLTYPE Sample::AddBuffer(IMFMediaBuffer* buffer) {
     if (!buffer) return E_INVALIDARG;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     buffers_.emplace_back(buffer);
     return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::RemoveAllBuffers() {
     std::vector<ComPtr<IMFMediaBuffer>> old;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     old.swap(buffers_);
     return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::GetTotalLength(DWORD* length) {
     if (!length) return E_POINTER;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return TotalLength(length);
 }
 

@@ -3,10 +3,10 @@
 
 #include <mfobjects.h>
 
-#include <mutex>
 #include <optional>
 #include <vector>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/mf/objects/AttributesObject.h"
 
 namespace Vimbrel {
@@ -25,13 +25,13 @@ public:
     HRESULT STDMETHODCALLTYPE GetTotalLength(DWORD* length) override;
 
 private:
-    HRESULT Merge();
-    HRESULT TotalLength(DWORD* length) const;
+    HRESULT Merge() REQUIRES(lock_);
+    HRESULT TotalLength(DWORD* length) const REQUIRES(lock_);
 
-    std::mutex lock_;
-    std::optional<LONGLONG> time_;
-    std::optional<LONGLONG> duration_;
-    std::vector<ComPtr<IMFMediaBuffer>> buffers_;
+    Mutex lock_;
+    std::optional<LONGLONG> time_ GUARDED_BY(lock_);
+    std::optional<LONGLONG> duration_ GUARDED_BY(lock_);
+    std::vector<ComPtr<IMFMediaBuffer>> buffers_ GUARDED_BY(lock_);
 };
 
 }  // namespace Vimbrel

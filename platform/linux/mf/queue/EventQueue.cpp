@@ -10,10 +10,11 @@ namespace Vimbrel {
 HRESULT STDMETHODCALLTYPE EventQueue::GetEvent(DWORD flags, IMFMediaEvent** event) {
     if (!event) return E_POINTER;
     *event = nullptr;
-    std::unique_lock guard(lock_);
+    MutexLock guard(lock_);
     if (!shut_down_ && request_) return MF_E_MULTIPLE_SUBSCRIBERS;
-    if ((flags & MF_EVENT_FLAG_NO_WAIT) == 0)
-        arrived_.wait(guard, [this] { return shut_down_ || !events_.empty(); });
+    if ((flags & MF_EVENT_FLAG_NO_WAIT) == 0) {
+        while (!shut_down_ && events_.empty()) arrived_.Wait(guard);
+    }
     if (shut_down_) return MF_E_SHUTDOWN;
     if (events_.empty()) return MF_E_NO_EVENTS_AVAILABLE;
     *event = events_.front().Detach();
@@ -23,7 +24,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::GetEvent(DWORD flags, IMFMediaEvent** even
 
 HRESULT STDMETHODCALLTYPE EventQueue::BeginGetEvent(IMFAsyncCallback* callback, IUnknown* state) {
     if (!callback) return E_INVALIDARG;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (shut_down_) return MF_E_SHUTDOWN;
     if (request_) {
         if (request_->Callback() != callback) return MF_E_MULTIPLE_SUBSCRIBERS;
@@ -42,7 +43,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::EndGetEvent(IMFAsyncResult* result, IMFMed
     if (!result || !event) return E_POINTER;
     *event = nullptr;
     ComPtr<AsyncResult> request;  // released without the lock
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (shut_down_) return MF_E_SHUTDOWN;
     if (request_.Get() != result || !answered_ || events_.empty()) return MF_E_INVALIDREQUEST;
     request = std::move(request_);
@@ -54,7 +55,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::EndGetEvent(IMFAsyncResult* result, IMFMed
 HRESULT STDMETHODCALLTYPE EventQueue::QueueEvent(IMFMediaEvent* event) {
     if (!event) return E_INVALIDARG;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (shut_down_) return MF_E_SHUTDOWN;
         events_.emplace_back(event);
         if (request_ && !answered_) {
@@ -62,7 +63,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::QueueEvent(IMFMediaEvent* event) {
             answered_ = true;
         }
     }
-    arrived_.notify_one();
+    arrived_.NotifyOne();
     return S_OK;
 }
 
@@ -85,7 +86,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::Shutdown() {
     std::deque<ComPtr<IMFMediaEvent>> events;
     ComPtr<AsyncResult> request;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (shut_down_) return MF_E_SHUTDOWN;
         shut_down_ = true;
         events.swap(events_);
@@ -95,7 +96,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::Shutdown() {
             InvokeOnWorkQueue(request);  // after MFShutdown nobody waits for it any more
         }
     }
-    arrived_.notify_all();
+    arrived_.NotifyAll();
     return S_OK;
 }
 

@@ -3,10 +3,9 @@
 
 #include <mfobjects.h>
 
-#include <condition_variable>
 #include <deque>
-#include <mutex>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/mf/queue/AsyncResult.h"
 
 namespace Vimbrel {
@@ -24,12 +23,14 @@ public:
     HRESULT STDMETHODCALLTYPE Shutdown() override;
 
 private:
-    std::mutex lock_;
-    std::condition_variable arrived_;
-    std::deque<ComPtr<IMFMediaEvent>> events_;
-    ComPtr<AsyncResult> request_;  // from BeginGetEvent until EndGetEvent
-    bool answered_ = false;        // the request's callback is on its way
-    bool shut_down_ = false;
+    Mutex lock_;
+    Condition arrived_;
+    std::deque<ComPtr<IMFMediaEvent>> events_ GUARDED_BY(lock_);
+    // From BeginGetEvent until EndGetEvent.
+    ComPtr<AsyncResult> request_ GUARDED_BY(lock_);
+    // The request's callback is on its way.
+    bool answered_ GUARDED_BY(lock_) = false;
+    bool shut_down_ GUARDED_BY(lock_) = false;
 };
 
 }  // namespace Vimbrel

@@ -1,17 +1,16 @@
 #include "platform/linux/mf/queue/MediaPlatform.h"
+#include "base/ThreadSafety.h"
 
 #include <mfapi.h>
-
-#include <mutex>
 
 namespace Vimbrel {
 
 namespace {
 
 struct Platform {
-    std::mutex lock;
-    ULONG startups = 0;
-    std::shared_ptr<WorkQueue> queue;
+    Mutex lock;
+    ULONG startups GUARDED_BY(lock) = 0;
+    std::shared_ptr<WorkQueue> queue GUARDED_BY(lock);
 };
 
 // Never destroyed: threads may outlive main.
@@ -24,7 +23,7 @@ Platform& ThePlatform() {
 
 std::shared_ptr<WorkQueue> StandardWorkQueue() {
     Platform& platform = ThePlatform();
-    const std::lock_guard guard(platform.lock);
+    const MutexLock guard(platform.lock);
     return platform.queue;
 }
 
@@ -42,7 +41,7 @@ extern "C" {
 HRESULT WINAPI MFStartup(ULONG version, DWORD) {
     if (version != MF_VERSION) return MF_E_BAD_STARTUP_VERSION;
     Platform& platform = ThePlatform();
-    const std::lock_guard guard(platform.lock);
+    const MutexLock guard(platform.lock);
     if (platform.startups++ == 0)
         platform.queue = std::make_shared<WorkQueue>(WorkQueue::most_threads, WorkQueue::idle_time);
     return S_OK;
@@ -52,7 +51,7 @@ HRESULT WINAPI MFShutdown() {
     Platform& platform = ThePlatform();
     std::shared_ptr<WorkQueue> queue;
     {
-        const std::lock_guard guard(platform.lock);
+        const MutexLock guard(platform.lock);
         if (platform.startups == 0) return E_FAIL;
         if (--platform.startups == 0) queue = std::move(platform.queue);
     }

@@ -29,7 +29,7 @@ HRESULT WorkQueue::Put(ComPtr<AsyncResult> item) {
     Threads ended;
     HRESULT hr = S_OK;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (closed_) return MF_E_SHUTDOWN;
         items_.push_back(std::move(item));
         // Each thread that waits is going to take one of the items.
@@ -43,7 +43,7 @@ HRESULT WorkQueue::Put(ComPtr<AsyncResult> item) {
             ended.swap(ended_);
         }
     }
-    wake_.notify_one();
+    wake_.NotifyOne();
     for (std::thread& thread : ended) thread.join();
     return hr;
 }
@@ -61,23 +61,24 @@ HRESULT WorkQueue::AddThread() {
 
 void WorkQueue::Run(Threads::iterator self) {
     running_queue = this;
-    std::unique_lock guard(lock_);
+    MutexLock guard(lock_);
     for (;;) {
         if (!items_.empty()) {
             ComPtr<AsyncResult> item = std::move(items_.front());
             items_.pop_front();
-            guard.unlock();
+            guard.Unlock();
             item->InvokeCallback();
             item.Reset();  // may be the end of whatever the callback holds
-            guard.lock();
+            guard.Lock();
             continue;
         }
         if (closed_) return;
+        const auto until = std::chrono::steady_clock::now() + idle_time_;
         ++idle_;
-        const bool woken =
-            wake_.wait_for(guard, idle_time_, [this] { return closed_ || !items_.empty(); });
+        bool in_time = true;
+        while (in_time && !closed_ && items_.empty()) in_time = wake_.WaitUntil(guard, until);
         --idle_;
-        if (!woken) {
+        if (!closed_ && items_.empty()) {
             ended_.splice(ended_.end(), threads_, self);
             return;
         }
@@ -87,13 +88,13 @@ void WorkQueue::Run(Threads::iterator self) {
 void WorkQueue::Close() {
     Threads threads;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (closed_) return;
         closed_ = true;
         threads.swap(threads_);
         threads.splice(threads.end(), ended_);
     }
-    wake_.notify_all();
+    wake_.NotifyAll();
     for (std::thread& thread : threads) {
         if (running_queue == this) {
             thread.detach();
@@ -104,7 +105,7 @@ void WorkQueue::Close() {
 }
 
 std::size_t WorkQueue::ThreadCount() const {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return threads_.size();
 }
 

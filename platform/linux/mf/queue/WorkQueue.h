@@ -6,13 +6,12 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <thread>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/mf/queue/AsyncResult.h"
 
 namespace Vimbrel {
@@ -43,17 +42,17 @@ private:
     using Threads = std::list<std::thread>;
 
     void Run(Threads::iterator self);
-    HRESULT AddThread();
+    HRESULT AddThread() REQUIRES(lock_);
 
     const std::size_t thread_limit_;
     const std::chrono::milliseconds idle_time_;
-    mutable std::mutex lock_;
-    std::condition_variable wake_;
-    std::deque<ComPtr<AsyncResult>> items_;
-    Threads threads_;
-    Threads ended_;  // or about to
-    std::size_t idle_ = 0;
-    bool closed_ = false;
+    mutable Mutex lock_;
+    Condition wake_;
+    std::deque<ComPtr<AsyncResult>> items_ GUARDED_BY(lock_);
+    Threads threads_ GUARDED_BY(lock_);
+    Threads ended_ GUARDED_BY(lock_);  // or about to
+    std::size_t idle_ GUARDED_BY(lock_) = 0;
+    bool closed_ GUARDED_BY(lock_) = false;
 };
 
 }  // namespace Vimbrel

@@ -17,6 +17,7 @@ EncodingThread::~EncodingThread() {
 }
 
 HRESULT EncodingThread::Start() {
+    const MutexLock guard(join_lock_);
     try {
         thread_ = std::thread([this] { Run(); });
     } catch (const std::system_error&) {
@@ -27,10 +28,10 @@ HRESULT EncodingThread::Start() {
 
 void EncodingThread::Push(std::size_t track, bool video, ComPtr<IMFSample> sample) {
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (!ended_) {
             jobs_.push_back({track, video, std::move(sample)});
-            wake_.notify_one();
+            wake_.NotifyOne();
             return;
         }
     }
@@ -38,40 +39,40 @@ void EncodingThread::Push(std::size_t track, bool video, ComPtr<IMFSample> sampl
 }
 
 void EncodingThread::End() {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     end_ = true;
-    wake_.notify_one();
+    wake_.NotifyOne();
 }
 
 void EncodingThread::Join() {
     End();
-    const std::lock_guard guard(join_lock_);
+    const MutexLock guard(join_lock_);
     if (thread_.joinable()) thread_.join();
 }
 
 void EncodingThread::Run() {
     HRESULT hr = S_OK;
-    std::unique_lock guard(lock_);
+    MutexLock guard(lock_);
     while (SUCCEEDED(hr)) {
-        wake_.wait(guard, [this] { return end_ || !jobs_.empty(); });
+        while (!end_ && jobs_.empty()) wake_.Wait(guard);
         if (jobs_.empty()) break;
         Job job = std::move(jobs_.front());
         jobs_.pop_front();
-        guard.unlock();
+        guard.Unlock();
         hr = Encode(job);
         job.sample.Reset();  // its memory is free for the sample that is asked for now
         listener_.OnSampleDone(job.track);
-        guard.lock();
+        guard.Lock();
     }
-    guard.unlock();
+    guard.Unlock();
     const HRESULT end_result = pipeline_->Finish();
     pipeline_.reset();
     if (SUCCEEDED(hr)) hr = end_result;
     std::deque<Job> left;
-    guard.lock();
+    guard.Lock();
     ended_ = true;
     left.swap(jobs_);
-    guard.unlock();
+    guard.Unlock();
     listener_.OnFileEnded(hr);
     for (const Job& job : left) listener_.OnSampleDone(job.track);
 }

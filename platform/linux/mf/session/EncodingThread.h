@@ -3,12 +3,11 @@
 
 #include <mfobjects.h>
 
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <thread>
 
+#include "base/ThreadSafety.h"
 #include "com/ComPtr.h"
 #include "platform/linux/mf/session/TranscodePipeline.h"
 
@@ -54,15 +53,16 @@ private:
     void Run();
     HRESULT Encode(const Job& job);
 
-    std::unique_ptr<TranscodePipeline> pipeline_;
+    std::unique_ptr<TranscodePipeline> pipeline_;  // of the thread from Start to Join
     Listener& listener_;
-    std::mutex lock_;
-    std::condition_variable wake_;
-    std::deque<Job> jobs_;  // at most one of each track: the next is asked for when one is done
-    bool end_ = false;
-    bool ended_ = false;
-    std::mutex join_lock_;
-    std::thread thread_;
+    Mutex lock_;
+    Condition wake_;
+    // At most one of each track: the next is asked for when one is done.
+    std::deque<Job> jobs_ GUARDED_BY(lock_);
+    bool end_ GUARDED_BY(lock_) = false;
+    bool ended_ GUARDED_BY(lock_) = false;
+    Mutex join_lock_;
+    std::thread thread_ GUARDED_BY(join_lock_);
 };
 
 }  // namespace Vimbrel

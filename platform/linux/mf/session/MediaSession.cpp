@@ -11,7 +11,7 @@ HRESULT STDMETHODCALLTYPE MediaSession::SetTopology(DWORD flags, IMFTopology* to
     auto* const own = dynamic_cast<TranscodeTopology*>(topology);
     if (!own) return E_INVALIDARG;
     ComPtr<TranscodeRun> run;  // one that fails is released without the lock
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (shut_down_) return MF_E_SHUTDOWN;
     if (run_ || closed_without_run_) return MF_E_INVALIDREQUEST;
     TranscodeJob job;
@@ -23,7 +23,7 @@ HRESULT STDMETHODCALLTYPE MediaSession::SetTopology(DWORD flags, IMFTopology* to
 }
 
 HRESULT MediaSession::CurrentRun(ComPtr<TranscodeRun>& run) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (shut_down_) return MF_E_SHUTDOWN;
     run = run_;
     return S_OK;
@@ -46,7 +46,7 @@ HRESULT STDMETHODCALLTYPE MediaSession::Close() {
         run->Close();
         return S_OK;
     }
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (closed_without_run_) return S_OK;
     closed_without_run_ = true;
     return events_->QueueEventParamVar(MESessionClosed, GUID_NULL, S_OK, nullptr);
@@ -55,7 +55,7 @@ HRESULT STDMETHODCALLTYPE MediaSession::Close() {
 HRESULT STDMETHODCALLTYPE MediaSession::Shutdown() {
     ComPtr<TranscodeRun> run;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (shut_down_) return S_OK;
         shut_down_ = true;
         run = std::move(run_);
@@ -68,7 +68,7 @@ HRESULT STDMETHODCALLTYPE MediaSession::Shutdown() {
 HRESULT STDMETHODCALLTYPE MediaSession::GetClock(IMFClock** clock) {
     if (!clock) return E_POINTER;
     *clock = nullptr;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (shut_down_) return MF_E_SHUTDOWN;
     *clock = ComPtr<PresentationClock>(clock_).Detach();
     return S_OK;

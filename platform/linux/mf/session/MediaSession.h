@@ -3,8 +3,7 @@
 
 #include <mfidl.h>
 
-#include <mutex>
-
+#include "base/ThreadSafety.h"
 #include "com/ComObject.h"
 #include "platform/linux/mf/session/PresentationClock.h"
 #include "platform/linux/mf/session/TranscodeRun.h"
@@ -41,10 +40,10 @@ private:
 
     const ComPtr<IMFMediaEventQueue> events_;
     const ComPtr<PresentationClock> clock_ = MakeCom<PresentationClock>();
-    std::mutex lock_;
-    ComPtr<TranscodeRun> run_;
-    bool closed_without_run_ = false;
-    bool shut_down_ = false;
+    Mutex lock_;  // before that of the event queue
+    ComPtr<TranscodeRun> run_ GUARDED_BY(lock_);
+    bool closed_without_run_ GUARDED_BY(lock_) = false;
+    bool shut_down_ GUARDED_BY(lock_) = false;
 };
 
 }  // namespace Vimbrel

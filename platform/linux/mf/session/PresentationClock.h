@@ -4,8 +4,8 @@
 #include <mfidl.h>
 
 #include <chrono>
-#include <mutex>
 
+#include "base/ThreadSafety.h"
 #include "com/ComObject.h"
 
 namespace Vimbrel {
@@ -22,10 +22,10 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    std::mutex lock_;
-    MFCLOCK_STATE state_ = MFCLOCK_STATE_INVALID;
-    Clock::time_point started_;
-    Clock::time_point stopped_;
+    Mutex lock_;
+    MFCLOCK_STATE state_ GUARDED_BY(lock_) = MFCLOCK_STATE_INVALID;
+    Clock::time_point started_ GUARDED_BY(lock_);
+    Clock::time_point stopped_ GUARDED_BY(lock_);
 };
 
 }  // namespace Vimbrel

@@ -29,7 +29,7 @@ PresentationReader::PresentationReader(ComPtr<IMFMediaSource> source,
 
 HRESULT PresentationReader::Start(ComPtr<IUnknown> keeper, Listener& listener) {
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         audience_ = {std::move(keeper), &listener};
     }
     const auto callback =
@@ -96,7 +96,7 @@ HRESULT PresentationReader::HandleSourceEvent(IMFMediaEvent& event, bool& last) 
             return AddStream(value.Get());
         case MEEndOfPresentation: {
             last = true;
-            const std::lock_guard guard(lock_);
+            const MutexLock guard(lock_);
             presentation_ended_ = true;
             break;
         }
@@ -119,7 +119,7 @@ HRESULT PresentationReader::AddStream(const PROPVARIANT& value) {
     if (FAILED(hr)) return hr;
     std::size_t track = 0;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (!source_) return S_OK;
         while (track < tracks_.size() && tracks_[track].identifier != identifier) ++track;
         if (track == tracks_.size() || tracks_[track].stream) return S_OK;
@@ -166,7 +166,7 @@ HRESULT PresentationReader::HandleStreamEvent(std::size_t track, IMFMediaEvent& 
         }
         case MEEndOfStream: {
             last = true;
-            const std::lock_guard guard(lock_);
+            const MutexLock guard(lock_);
             if (track < tracks_.size()) tracks_[track].ended = true;
             break;
         }
@@ -182,10 +182,11 @@ HRESULT PresentationReader::HandleStreamEvent(std::size_t track, IMFMediaEvent& 
 void PresentationReader::CheckEnd() {
     Audience audience;
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
+        const bool presentation_ended = presentation_ended_;
         const bool all_ended =
-            std::all_of(tracks_.begin(), tracks_.end(), [this](const Track& track) {
-                return track.ended || (presentation_ended_ && !track.stream);
+            std::all_of(tracks_.begin(), tracks_.end(), [presentation_ended](const Track& track) {
+                return track.ended || (presentation_ended && !track.stream);
             });
         if (!all_ended || end_told_) return;
         end_told_ = true;
@@ -219,24 +220,24 @@ void PresentationReader::Detach() {
     ComPtr<IMFMediaSource> source;
     std::vector<Track> tracks;
     Audience audience;
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     source = std::move(source_);
     tracks.swap(tracks_);
     std::swap(audience, audience_);
 }
 
 ComPtr<IMFMediaSource> PresentationReader::Source() {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return source_;
 }
 
 PresentationReader::HeldStream PresentationReader::Stream(std::size_t track) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return track < tracks_.size() ? HeldStream{source_, tracks_[track].stream} : HeldStream();
 }
 
 PresentationReader::Audience PresentationReader::CurrentAudience() {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return audience_;
 }
 

@@ -8,9 +8,9 @@
 #include <mfidl.h>
 
 #include <functional>
-#include <mutex>
 #include <vector>
 
+#include "base/ThreadSafety.h"
 #include "com/ComObject.h"
 
 namespace Vimbrel {
@@ -81,13 +81,13 @@ private:
     HeldStream Stream(std::size_t track);
     Audience CurrentAudience();
 
-    std::mutex lock_;
-    ComPtr<IMFMediaSource> source_;
-    ComPtr<IMFPresentationDescriptor> presentation_;
-    std::vector<Track> tracks_;
-    Audience audience_;
-    bool presentation_ended_ = false;
-    bool end_told_ = false;
+    Mutex lock_;
+    ComPtr<IMFMediaSource> source_ GUARDED_BY(lock_);
+    const ComPtr<IMFPresentationDescriptor> presentation_;
+    std::vector<Track> tracks_ GUARDED_BY(lock_);
+    Audience audience_ GUARDED_BY(lock_);
+    bool presentation_ended_ GUARDED_BY(lock_) = false;
+    bool end_told_ GUARDED_BY(lock_) = false;
 };
 
 }  // namespace Vimbrel

@@ -12,12 +12,13 @@ namespace Vimbrel {
 
 namespace {
 
-constexpr std::int64_t units_a_second = 10'000'000;
-// Beyond this a stamp is taken for an error of the caller's.
-constexpr std::int64_t longest_gap = 3600 * units_a_second;
-constexpr std::int64_t latest_time = 1000 * 24 * longest_gap;
-// Stamps of sound waver; what is below this is not corrected.
-constexpr std::int64_t sound_tolerances_a_second = 10;
+constexpr std::int64_t units_a_second = StampLine::second;
+// Stamps beyond 1000 days are refused: arithmetic with them could overflow.
+constexpr std::int64_t latest_time = std::int64_t{1000} * 24 * 3600 * units_a_second;
+
+bool IsStamp(std::int64_t time_100ns) {
+    return time_100ns >= -latest_time && time_100ns <= latest_time;
+}
 
 // Room for the index: a second's worth of the file, so that it hardly counts but in the shortest
 // recordings.
@@ -93,14 +94,16 @@ HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t si
                                       std::int64_t time_100ns, std::int64_t duration_100ns) {
     if (FAILED(failure_)) return failure_;
     if (!video_ || !file_) return E_UNEXPECTED;
-    if (!pixels || size != frame_bytes_ || time_100ns > latest_time) return E_INVALIDARG;
-    std::int64_t time = Rescaled(time_100ns, video_->Timescale());
-    if (has_frames_) {
-        if (time - last_frame_ > Rescaled(longest_gap, video_->Timescale())) return E_INVALIDARG;
-        time = std::max(time, last_frame_ + 1);
-    }
-    const std::int64_t duration = duration_100ns > 0 && duration_100ns <= longest_gap
-                                      ? Rescaled(duration_100ns, video_->Timescale())
+    if (!pixels || size != frame_bytes_ || !IsStamp(time_100ns)) return E_INVALIDARG;
+    const std::int64_t scale = video_->Timescale();
+    const std::int64_t interval = av_rescale(frame_duration_, units_a_second, scale);
+    const std::int64_t end = av_rescale(last_frame_, units_a_second, scale) + interval;
+    const std::int64_t place =
+        stamps_.Place(StampLine::PICTURE, time_100ns, end, interval + StampLine::tolerance);
+    std::int64_t time = Rescaled(place, scale);
+    if (has_frames_) time = std::max(time, last_frame_ + 1);
+    const std::int64_t duration = duration_100ns > 0 && duration_100ns <= StampLine::longest_gap
+                                      ? Rescaled(duration_100ns, scale)
                                       : 0;
     has_frames_ = true;
     last_frame_ = time;
@@ -113,33 +116,32 @@ HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size
                                       std::int64_t time_100ns, std::int64_t) {
     if (FAILED(failure_)) return failure_;
     if (!audio_ || !file_) return E_UNEXPECTED;
-    if (!data || size == 0 || size % audio_->FrameBytes() != 0 || time_100ns > latest_time)
+    if (!data || size == 0 || size % audio_->FrameBytes() != 0 || !IsStamp(time_100ns))
         return E_INVALIDARG;
     std::size_t frames = size / audio_->FrameBytes();
     const std::int64_t rate = audio_out_rate_;
-    const std::int64_t stamp = Rescaled(time_100ns, rate);
+    const std::int64_t end = has_sound_ ? sound_start_ + audio_->Pushed() : 0;
+    // Blocks with rising stamps may overlap; a stamp that does not rise shows a jump sooner.
+    const std::int64_t slack =
+        time_100ns > last_sound_stamp_ ? StampLine::second : StampLine::tolerance;
+    const std::int64_t place = Rescaled(
+        stamps_.Place(StampLine::SOUND, time_100ns, av_rescale(end, units_a_second, rate), slack),
+        rate);
+    last_sound_stamp_ = time_100ns;
     if (!has_sound_) {
         has_sound_ = true;
-        sound_start_ = stamp;
-    } else {
-        const std::int64_t ahead = stamp + sound_correction_ - (sound_start_ + audio_->Pushed());
-        if (ahead > Rescaled(longest_gap, rate)) return E_INVALIDARG;
-        if (ahead > rate / sound_tolerances_a_second) {
-            const HRESULT hr = EncodeAudio(
-                nullptr, static_cast<std::size_t>(av_rescale(ahead, audio_in_rate_, rate)));
-            if (FAILED(hr)) return Keep(hr);
-        } else if (ahead < -rate / sound_tolerances_a_second) {
-            if (stamp > last_sound_stamp_ && ahead >= -rate) {
-                const std::size_t again = std::min(
-                    static_cast<std::size_t>(av_rescale(-ahead, audio_in_rate_, rate)), frames);
-                frames -= again;
-                data += again * audio_->FrameBytes();
-            } else {
-                sound_correction_ -= ahead;
-            }
-        }
+        sound_start_ = place;
+    } else if (const std::int64_t ahead = place - end;
+               ahead > Rescaled(StampLine::tolerance, rate)) {
+        const HRESULT hr =
+            EncodeAudio(nullptr, static_cast<std::size_t>(av_rescale(ahead, audio_in_rate_, rate)));
+        if (FAILED(hr)) return Keep(hr);
+    } else if (ahead < -Rescaled(StampLine::tolerance, rate)) {
+        const auto again = static_cast<std::size_t>(av_rescale(-ahead, audio_in_rate_, rate));
+        const std::size_t dropped = std::min(again, frames);
+        frames -= dropped;
+        data += dropped * audio_->FrameBytes();
     }
-    last_sound_stamp_ = stamp;
     return Keep(EncodeAudio(data, frames));
 }
 

@@ -8,6 +8,7 @@
 
 #include "platform/linux/codec/AudioEncoder.h"
 #include "platform/linux/codec/VideoEncoder.h"
+#include "platform/linux/mf/session/StampLine.h"
 #include "platform/linux/mp4/Mp4File.h"
 
 namespace Vimbrel {
@@ -22,14 +23,14 @@ public:
                           const AudioOutput* audio_output, bool hardware_allowed,
                           std::unique_ptr<TranscodePipeline>& result);
 
-    // Times in units of 100 ns from the start of the recording. A frame is shown until the next;
-    // one whose time is not after the last frame's is shown at once after it. The duration counts
-    // for the last frame only; 0 or less is one by the frame rate.
+    // Times in units of 100 ns from the start of the recording; StampLine corrects stamps that
+    // jump. A frame is shown until the next. One whose time is not after the last frame's is shown
+    // directly after it. The duration counts for the last frame only; 0 or less is replaced by that
+    // of the frame rate.
     HRESULT WriteVideo(const std::uint8_t* pixels, std::size_t size, std::int64_t time_100ns,
                        std::int64_t duration_100ns);
-    // Whole frames. A gap in the times is filled with silence; of sound that comes again a little
-    // late the overlap is dropped. Times that stand still or fall back otherwise do not count: the
-    // sound goes on where it stands. Durations are those of the samples.
+    // Whole sample frames. A gap in the times is filled with silence. Of a block that overlaps the
+    // last one, the overlap is dropped. Durations are those of the samples.
     HRESULT WriteAudio(const std::uint8_t* data, std::size_t size, std::int64_t time_100ns,
                        std::int64_t duration_100ns);
     // Ends the encoders and the file. Without it the file stays as if the recording had been cut
@@ -64,8 +65,9 @@ private:
     UINT audio_out_rate_ = 0;
     bool has_sound_ = false;
     std::int64_t sound_start_ = 0;       // of the first sample, in samples of the output
-    std::int64_t sound_correction_ = 0;  // of the stamps since they fell back, in the same
-    std::int64_t last_sound_stamp_ = 0;
+    std::int64_t last_sound_stamp_ = 0;  // as given by the caller
+
+    StampLine stamps_;
 };
 
 }  // namespace Vimbrel

@@ -11,13 +11,13 @@ HRESULT TranscodeProfile::Set(ComPtr<IMFAttributes>& target, IMFAttributes* attr
         if (SUCCEEDED(hr)) hr = attributes->CopyAllItems(copy.Get());
         if (FAILED(hr)) return hr;
     }
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     std::swap(target, copy);
     return S_OK;
 }
 
 HRESULT TranscodeProfile::Get(const ComPtr<IMFAttributes>& source, IMFAttributes** attributes) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return source.CopyTo(attributes);
 }
 

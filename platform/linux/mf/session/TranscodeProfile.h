@@ -3,8 +3,7 @@
 
 #include <mfidl.h>
 
-#include <mutex>
-
+#include "base/ThreadSafety.h"
 #include "com/ComObject.h"
 
 namespace Vimbrel {
@@ -34,7 +33,7 @@ private:
     HRESULT Set(ComPtr<IMFAttributes>& target, IMFAttributes* attributes);
     HRESULT Get(const ComPtr<IMFAttributes>& source, IMFAttributes** attributes);
 
-    std::mutex lock_;
+    Mutex lock_;
     ComPtr<IMFAttributes> audio_;
     ComPtr<IMFAttributes> video_;
     ComPtr<IMFAttributes> container_;

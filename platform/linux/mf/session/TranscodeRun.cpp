@@ -25,7 +25,7 @@ TranscodeRun::TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events,
 
 HRESULT TranscodeRun::Start() {
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (started_) return S_OK;
         started_ = true;
     }
@@ -34,11 +34,11 @@ HRESULT TranscodeRun::Start() {
 }
 
 void TranscodeRun::Close() {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (closing_) return;
     closing_ = true;
     if (file_ended_) {
-        Tell(MESessionClosed, S_OK);
+        Report(MESessionClosed, S_OK);
     } else {
         encoder_.End();
     }
@@ -51,10 +51,10 @@ void TranscodeRun::Shutdown() {
 
 void TranscodeRun::OnStarted(HRESULT result) {
     if (FAILED(result)) return Fail(result, MESessionStarted);
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (closing_ || file_ended_ || FAILED(failure_)) return;
     clock_->Start();
-    Tell(MESessionStarted, S_OK);
+    Report(MESessionStarted, S_OK);
 }
 
 void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) {
@@ -63,7 +63,7 @@ void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) {
 
 void TranscodeRun::OnSampleDone(std::size_t track) {
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         // Frames of a live source come whether somebody takes them or not. When the file is ended
         // they are taken and dropped, as the source would collect them otherwise.
         if ((closing_ || file_ended_ || FAILED(failure_)) && !live_) return;
@@ -72,7 +72,7 @@ void TranscodeRun::OnSampleDone(std::size_t track) {
 }
 
 void TranscodeRun::OnPresentationEnded() {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     presentation_ended_ = true;
     encoder_.End();
 }
@@ -81,7 +81,7 @@ void TranscodeRun::OnSourceFailed(HRESULT result) { Fail(result, MEError); }
 
 // The file is ended first; then the failure is told.
 void TranscodeRun::Fail(HRESULT result, MediaEventType event) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (FAILED(failure_) || presentation_ended_ || closing_ || file_ended_) return;
     failure_ = result;
     failure_event_ = event;
@@ -89,24 +89,23 @@ void TranscodeRun::Fail(HRESULT result, MediaEventType event) {
 }
 
 void TranscodeRun::OnFileEnded(HRESULT result) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     file_ended_ = true;
     clock_->Stop();
     bool told = true;
     if (FAILED(failure_)) {
-        Tell(failure_event_, failure_);
+        Report(failure_event_, failure_);
     } else if (presentation_ended_) {
-        Tell(MESessionEnded, result);
+        Report(MESessionEnded, result);
     } else if (!closing_) {
-        Tell(MEError, result);
+        Report(MEError, result);
     } else {
         told = false;
     }
-    if (closing_) Tell(MESessionClosed, told ? S_OK : result);
+    if (closing_) Report(MESessionClosed, told ? S_OK : result);
 }
 
-// Under the lock, so that events come in the order of what they tell.
-void TranscodeRun::Tell(MediaEventType type, HRESULT status) {
+void TranscodeRun::Report(MediaEventType type, HRESULT status) {
     events_->QueueEventParamVar(type, GUID_NULL, status, nullptr);
 }
 

@@ -4,8 +4,7 @@
 
 #include <mfidl.h>
 
-#include <mutex>
-
+#include "base/ThreadSafety.h"
 #include "com/ComObject.h"
 #include "platform/linux/mf/session/EncodingThread.h"
 #include "platform/linux/mf/session/PresentationClock.h"
@@ -39,7 +38,8 @@ private:
     void OnFileEnded(HRESULT result) override;
 
     void Fail(HRESULT result, MediaEventType event);
-    void Tell(MediaEventType type, HRESULT status);
+    // With the lock, so that events come in the order of what they report.
+    void Report(MediaEventType type, HRESULT status) REQUIRES(lock_);
 
     const std::vector<TranscodeTrack> tracks_;
     const ComPtr<IMFMediaEventQueue> events_;
@@ -47,13 +47,14 @@ private:
     const ComPtr<PresentationReader> reader_;
     const bool live_;
 
-    std::mutex lock_;
-    bool started_ = false;
-    bool closing_ = false;
-    bool presentation_ended_ = false;
-    bool file_ended_ = false;
-    HRESULT failure_ = S_OK;  // of the source
-    MediaEventType failure_event_ = MEError;
+    // Taken before the locks of the encoding thread and of the event queue.
+    Mutex lock_;
+    bool started_ GUARDED_BY(lock_) = false;
+    bool closing_ GUARDED_BY(lock_) = false;
+    bool presentation_ended_ GUARDED_BY(lock_) = false;
+    bool file_ended_ GUARDED_BY(lock_) = false;
+    HRESULT failure_ GUARDED_BY(lock_) = S_OK;  // of the source
+    MediaEventType failure_event_ GUARDED_BY(lock_) = MEError;
 
     EncodingThread encoder_;  // ends before what it uses
 };

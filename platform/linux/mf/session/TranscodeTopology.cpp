@@ -142,7 +142,7 @@ HRESULT STDMETHODCALLTYPE TranscodeTopology::GetTopologyID(TOPOID* id) {
 }
 
 bool TranscodeTopology::TakeJob(TranscodeJob& job) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (!job_.pipeline) return false;
     job = std::move(job_);
     return true;

@@ -4,9 +4,9 @@
 #include <mfidl.h>
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/mf/objects/AttributesObject.h"
 #include "platform/linux/mf/session/TranscodePipeline.h"
 
@@ -38,7 +38,7 @@ public:
 
 private:
     const TOPOID id_;
-    std::mutex lock_;
+    Mutex lock_;
     TranscodeJob job_;
 };
 

@@ -138,10 +138,22 @@ TEST(TranscodePipeline, PicturesComeOutAsTheyWentIn) {
     }
 }
 
+// A clock that jumps: the stamps are off by `by` from `at` to `until`, all in seconds.
+struct ClockJump {
+    double at = 1e9;
+    double by = 0;
+    double until = 1e9;
+
+    std::int64_t Stamp(double time) const {
+        return std::llround((time + (time >= at - 1e-6 && time < until - 1e-6 ? by : 0)) * second);
+    }
+};
+
 // `shown` gets the times of the frames that begin a flash. Frames come at the frame rate around the
 // events and once a second otherwise; sound is continuous.
 void PushEvents(const std::string& path, const Scene& scene, const std::vector<double>& events,
-                double first_frame, double length, std::vector<double>& shown) {
+                double first_frame, double length, std::vector<double>& shown,
+                const ClockJump& clock = {}) {
     std::unique_ptr<TranscodePipeline> pipeline;
     ASSERT_EQ(Open(path, scene, pipeline), S_OK);
     const auto on = [&](double time) {
@@ -166,19 +178,47 @@ void PushEvents(const std::string& path, const Scene& scene, const std::vector<d
         if (on(time) && !was_on) shown.push_back(time);
         was_on = on(time);
         const Bytes& frame = was_on ? bright : dark;
-        ASSERT_EQ(pipeline->WriteVideo(frame.data(), frame.size(), std::llround(time * second), 0),
-                  S_OK);
+        ASSERT_EQ(pipeline->WriteVideo(frame.data(), frame.size(), clock.Stamp(time), 0), S_OK);
         while (static_cast<double>(sample) < std::min(time + 1.0, length) * scene.sound_rate) {
             const Bytes sound = Sound(scene, sample, block, [&](std::int64_t i) {
                 return on(static_cast<double>(i) / scene.sound_rate) ? Sine(scene, i) : 0.0;
             });
-            ASSERT_EQ(pipeline->WriteAudio(sound.data(), sound.size(),
-                                           sample * second / scene.sound_rate, 0),
-                      S_OK);
+            const double at = static_cast<double>(sample) / scene.sound_rate;
+            ASSERT_EQ(pipeline->WriteAudio(sound.data(), sound.size(), clock.Stamp(at), 0), S_OK);
             sample += block;
         }
     }
     ASSERT_EQ(pipeline->Finish(), S_OK);
+}
+
+// Both media are stamped by one clock, but meet its jump at different places in the order.
+TEST(TranscodePipeline, FlashAndBeepStayTogetherWhenTheClockJumps) {
+    const Scene scene = {.sound_rate = 8000, .channels = 1, .out_rate = 8000, .out_channels = 1};
+    const struct {
+        const char* what;
+        ClockJump clock;
+    } cases[] = {
+        {"back by five seconds", {.at = 10, .by = -5}},
+        {"back by half a second", {.at = 10, .by = -0.5}},
+        {"back beyond the start", {.at = 10, .by = -3000}},
+        {"ahead by two hours", {.at = 10, .by = 7200}},
+        {"ahead and back again", {.at = 9, .by = 7200, .until = 10}},
+        {"back and ahead again", {.at = 9, .by = -4, .until = 10}},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        const TemporaryFile file;
+        std::vector<double> shown;
+        PushEvents(file.Path(), scene, {8, 11.5}, 0, 13, shown, each.clock);
+        const FlashesAndBeeps found = FindFlashesAndBeeps(file.Path(), scene.out_rate);
+        ASSERT_EQ(found.flashes.size(), 2u);
+        ASSERT_EQ(found.beeps.size(), 2u);
+        for (std::size_t i = 0; i < 2; ++i) {
+            EXPECT_NEAR(found.flashes[i], shown[i], 0.05);
+            EXPECT_NEAR(found.beeps[i], found.flashes[i], 0.05);
+        }
+        ExpectDecodes(file.Path());
+    }
 }
 
 TEST(TranscodePipeline, FlashAndBeepStayTogether) {
@@ -228,12 +268,13 @@ TEST(TranscodePipeline, StampsAreKeptAndOddOnesDoNoHarm) {
     const Scene scene = {.sound_rate = 0};
     std::unique_ptr<TranscodePipeline> pipeline;
     ASSERT_EQ(Open(file.Path(), scene, pipeline), S_OK);
-    // In milliseconds; what does not rise follows at once.
+    // In milliseconds. What does not rise follows directly; what falls back further than stamps
+    // waver follows after the time of a frame.
     const std::pair<double, double> stamps[] = {
         {-5, 0},          {33.3333, 33.3333},   {33.3333, 33.3333},
         {20, 33.3333},    {200.1234, 200.1234}, {1500, 1500},
         {1500.5, 1500.5}, {400'000, 400'000},   {400'040, 400'040},
-        {0, 400'040},     {400'100, 400'100}};
+        {0, 400'080},     {400'100, 400'100}};
     for (const auto& [stamp, expected] : stamps) {
         const Bytes frame = Frame(scene, 0);
         ASSERT_EQ(
