@@ -27,7 +27,7 @@ struct Buffers {
     std::vector<std::uint8_t> source;
     std::vector<std::uint8_t> destination;
 
-    explicit Buffers(PixelSize size) : size(size), source(Pixels() * 4), destination(Pixels() * 4) {
+    explicit Buffers(PixelSize picture) : size(picture), source(Pixels() * 4), destination(Pixels() * 4) {
         std::uint32_t state = 1;
         for (std::uint8_t& byte : source)
             byte = static_cast<std::uint8_t>((state = state * 1664525 + 1013904223) >> 24);

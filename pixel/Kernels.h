@@ -2,6 +2,7 @@
 // checked.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "pixel/ResizePlan.h"
@@ -28,14 +29,34 @@ using PlanarRows = void (*)(const RowPair& rows, const std::uint8_t* cb, const s
 using PixelRow = void (*)(const std::uint8_t* source, std::uint8_t* destination,
                           std::int32_t width);
 
-// A bilinear resize first interpolates within a source row, then between two rows so made. `Sample`
-// is float, or a 16-bit integer for plans whose weights are whole parts.
-template <class Sample>
-struct ResizeRows {
-    void (*columns)(const ResizePlan& plan, const std::uint8_t* source, Sample* row);
-    void (*rows)(const ResizePlan& plan, const Sample* upper, const Sample* lower, float weight,
-                 std::uint8_t* destination);
+// Destination rows that lie between the same two source rows.
+struct RowsBetween {
+    const float* weights;  // of the lower source row
+    std::uint8_t* destination;
+    std::ptrdiff_t step;
+    std::int32_t count;
 };
+
+// A bilinear resize in floats. `columns` interpolates within a source row. `rows` expects such a
+// row of the upper source row, writes the destination rows between it and the lower one, which it
+// is given as pixels, and leaves the lower one in place of the upper. A row of floats has whole
+// vectors of pixels.
+struct ResizeFloats {
+    void (*columns)(const ResizePlan& plan, const std::uint8_t* source, float* row);
+    void (*rows)(const ResizePlan& plan, float* row, const std::uint8_t* source,
+                 const RowsBetween& rows);
+};
+
+// The same for plans whose weights are sixteenths: within a source row, then between two such rows.
+struct ResizeSixteenths {
+    void (*columns)(const ResizePlan& plan, const std::uint8_t* source, std::uint16_t* row);
+    void (*rows)(const std::uint16_t* upper, const std::uint16_t* lower, float weight,
+                 std::uint8_t* destination, std::int32_t width);
+};
+
+// The mean of two by two source pixels for each of `width` destination pixels.
+using HalvedRow = void (*)(const std::uint8_t* upper, const std::uint8_t* lower,
+                           std::uint8_t* destination, std::int32_t width);
 
 struct Kernels {
     const char* name;
@@ -48,9 +69,9 @@ struct Kernels {
     PixelRow expand;
     PixelRow premultiply;
     void (*fill_alpha)(std::uint8_t value, std::uint8_t* first, std::int32_t width);
-    ResizeRows<float> resize;
-    ResizeRows<std::uint16_t> resize_sixteenths;  // this and the next are empty in the reference
-    ResizeRows<std::uint16_t> resize_parts;
+    ResizeFloats resize;
+    ResizeSixteenths resize_sixteenths;  // this and the next are empty in the reference
+    HalvedRow resize_halved;
 };
 
 }  // namespace Vimbrel::pixel
