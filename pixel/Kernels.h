@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "pixel/ResizePlan.h"
+#include "pixel/YuvWeights.h"
 
 namespace Vimbrel::pixel {
 
@@ -58,6 +59,16 @@ struct ResizeSixteenths {
 using HalvedRow = void (*)(const std::uint8_t* upper, const std::uint8_t* lower,
                            std::uint8_t* destination, std::int32_t width);
 
+// Two rows of pixels and what they become. Without `cr`, `chroma` takes both, interleaved; else Cb.
+struct BgraRowPair {
+    const std::uint8_t* pixels[2];
+    std::uint8_t* luma[2];
+    std::uint8_t* chroma;
+    std::uint8_t* cr;
+    std::int32_t width;  // even
+};
+using BgraToYuvRows = void (*)(const BgraRowPair& rows, const YuvWeights& weights);
+
 struct Kernels {
     const char* name;
     PackedYuvRow yuy2;
@@ -72,6 +83,7 @@ struct Kernels {
     ResizeFloats resize;
     ResizeSixteenths resize_sixteenths;  // this and the next are empty in the reference
     HalvedRow resize_halved;
+    BgraToYuvRows bgra_to_yuv;
 };
 
 }  // namespace Vimbrel::pixel

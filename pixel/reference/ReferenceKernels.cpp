@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "pixel/Matrices.h"
+#include "pixel/reference/BgraToYuvRows.h"
 
 namespace Vimbrel::pixel {
 namespace {
@@ -174,6 +175,7 @@ const Kernels reference_kernels{
     .resize = {ResizeColumns, ResizeBetweenRows},
     .resize_sixteenths = {nullptr, nullptr},
     .resize_halved = nullptr,
+    .bgra_to_yuv = ReferenceBgraToYuvRows,
 };
 
 }  // namespace Vimbrel::pixel

@@ -143,18 +143,6 @@ inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, flo
     }
 }
 
-// Puts in order the columns of four vectors of floats, packed together to one of bytes: block b
-// holds a column of each.
-constexpr DwordOrder PackedColumnOrder() {
-    DwordOrder order{};
-    for (int vector = 0; vector < 4; ++vector) {
-        for (int block = 0; block < vector_blocks; ++block)
-            order.from[vector * vector_blocks + block] = 4 * block + vector;
-    }
-    return order;
-}
-constexpr DwordOrder packed_column_order = PackedColumnOrder();
-
 HWY_INLINE ByteVec Between(const FloatBlock& upper, const FloatBlock& difference, FloatVec weight) {
     const auto rounded = [weight](FloatVec above, FloatVec beyond)
                              HWY_ATTR { return Rounded(hn::Add(above, hn::Mul(beyond, weight))); };

@@ -12,6 +12,7 @@
 // Highway's stand-ins without vectors have no part in this: there the reference is faster.
 #if HWY_ARCH_X86 && (HWY_TARGET & (HWY_SCALAR | HWY_EMU128)) == 0
 
+#include "pixel/vector/BgraToYuvRows-inl.h"
 #include "pixel/vector/PackedRows-inl.h"
 #include "pixel/vector/ResizeFloats-inl.h"
 #include "pixel/vector/ResizeSixteenths-inl.h"
@@ -35,6 +36,7 @@ constexpr Kernels VectorVariant(const char* name) {
         .resize = {FloatColumns, FloatRows},
         .resize_sixteenths = {SixteenthColumns, SixteenthRows},
         .resize_halved = HalveRow,
+        .bgra_to_yuv = BgraToYuvRows,
     };
 }
 
