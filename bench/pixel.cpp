@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "pixel/BgraToYuv.h"
 #include "pixel/KernelSelection.h"
 #include "pixel/PixelOperations.h"
 
@@ -27,7 +28,8 @@ struct Buffers {
     std::vector<std::uint8_t> source;
     std::vector<std::uint8_t> destination;
 
-    explicit Buffers(PixelSize size) : size(size), source(Pixels() * 4), destination(Pixels() * 4) {
+    explicit Buffers(PixelSize picture)
+        : size(picture), source(Pixels() * 4), destination(Pixels() * 4) {
         std::uint32_t state = 1;
         for (std::uint8_t& byte : source)
             byte = static_cast<std::uint8_t>((state = state * 1664525 + 1013904223) >> 24);
@@ -131,6 +133,35 @@ std::vector<Contest> Contests() {
                               4 * b.size.width, b.size.width, b.size.height);
              libyuv::ARGBCopyYToAlpha(b.source.data(), 0, b.destination.data(), 4 * b.size.width,
                                       b.size.width, b.size.height);
+         }},
+        // By BT.601, libyuv's only matrix.
+        {"BGRA to I420", 5.5,
+         [](Buffers& b) {
+             const auto width = static_cast<std::ptrdiff_t>(b.size.width);
+             std::uint8_t* luma = b.destination.data();
+             ConvertBgraToYuv(b.source.data(), static_cast<unsigned>(b.size.width),
+                              static_cast<unsigned>(b.size.height), YuvMatrix::bt601,
+                              {{luma, luma + b.Pixels(), luma + b.Pixels() / 4 * 5},
+                               {width, width / 2, width / 2}});
+         },
+         [](Buffers& b) {
+             std::uint8_t* luma = b.destination.data();
+             libyuv::ARGBToI420(b.source.data(), 4 * b.size.width, luma, b.size.width,
+                                luma + b.Pixels(), b.size.width / 2, luma + b.Pixels() / 4 * 5,
+                                b.size.width / 2, b.size.width, b.size.height);
+         }},
+        {"BGRA to NV12", 5.5,
+         [](Buffers& b) {
+             const auto width = static_cast<std::ptrdiff_t>(b.size.width);
+             std::uint8_t* luma = b.destination.data();
+             ConvertBgraToYuv(b.source.data(), static_cast<unsigned>(b.size.width),
+                              static_cast<unsigned>(b.size.height), YuvMatrix::bt601,
+                              {{luma, luma + b.Pixels(), nullptr}, {width, width, 0}});
+         },
+         [](Buffers& b) {
+             std::uint8_t* luma = b.destination.data();
+             libyuv::ARGBToNV12(b.source.data(), 4 * b.size.width, luma, b.size.width,
+                                luma + b.Pixels(), b.size.width, b.size.width, b.size.height);
          }},
         {"premultiply", 8,
          [](Buffers& b) {

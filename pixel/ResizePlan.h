@@ -1,5 +1,5 @@
-// What ResizeInit leaves in the caller's memory: this header, and behind it the tables that it
-// tells the places of.
+// What ResizeInit leaves in the caller's memory: this header, followed by the tables that it
+// locates.
 #pragma once
 
 #include <cstddef>
@@ -11,73 +11,91 @@ namespace Vimbrel::pixel {
 
 inline constexpr std::uint32_t resize_plan_magic = 0x4B617389;
 
-// Destination columns are planned in groups of this many. Two groups at a time are filled up with
-// copies of the last column.
+// Destination columns are planned in blocks of this many, the pixels of the longest vector. The
+// last block is filled up with copies of the last column.
+inline constexpr std::int32_t resize_block = 16;
+// Integers take the columns in groups of this many.
 inline constexpr std::int32_t resize_group = 4;
-// How many neighbouring source pixels a group may draw on to be `compact`.
+// How many neighbouring source pixels a group may use to be `compact`.
 inline constexpr std::int32_t resize_window = 8;
+// How many neighbouring source pixels two columns may use to be `paired`: 16 bytes of them.
+inline constexpr std::int32_t resize_pair_window = 4;
 
 struct ResizePlan {
     std::uint32_t magic;
     PixelSize source;
     PixelSize destination;
-    // What all weights of an axis are whole parts of: 6 where they are sixths. If both axes' divide
-    // 16, both are 16. 0 where the sums of integers would not fit 16 bits.
-    std::int32_t column_parts;
-    std::int32_t row_parts;
-    // For a sum in `column_parts * row_parts`: (sum + half) * factor >> (16 + shift) is the nearest
-    // whole number.
-    std::int32_t part_factor;
-    std::int32_t part_shift;
-    // Whether each group draws on `resize_window` source pixels at most.
+    // Whether all weights are whole sixteenths. Floats compute those exactly, and so do integers of
+    // 16 bits.
+    std::int32_t sixteenths;
+    // Whether both axes are halved, so that each result is the mean of four samples.
+    std::int32_t halved;
+    // Whether each group uses `resize_window` source pixels at most.
     std::int32_t compact;
+    // Whether each pair of columns uses `resize_pair_window` source pixels at most.
+    std::int32_t paired;
     // From group 1 to before this one, all groups have the samples and weights of group 1, and
     // windows that start `uniform_stride` pixels after one another. Ratios such as 3:2 and 2:1 have
     // nearly all groups so.
     std::int32_t uniform_end;
     std::int32_t uniform_stride;
+    // Tile 0 of so many columns is followed by `uniform_tiles` tiles that have the samples and
+    // weights of tile 1, each `tile_stride` source pixels after the one before.
+    std::int32_t tile;
+    std::int32_t tile_stride;
+    std::int32_t uniform_tiles;
+
+    // In bytes, from the header to the tables, which begin on a cache line when the plan is made.
+    std::int32_t tables;
 
     // Along each axis, the first of two neighbouring samples and the weight of the second. Where
     // the border's sample is repeated, the pair lies inside with a weight of 0 or 1, which gives
-    // the same.
-    const std::int32_t* ColumnIndexes() const { return At<std::int32_t>(0); }
-    const float* ColumnWeights() const { return At<float>(Columns()); }
-    const std::int32_t* RowIndexes() const { return At<std::int32_t>(2 * Columns()); }
-    const float* RowWeights() const { return At<float>(2 * Columns() + destination.height); }
-    // For compact plans: the first source pixel of each group's window, and within the window the
-    // two samples of each column.
-    const std::int32_t* GroupStarts() const { return At<std::int32_t>(GroupPlace()); }
+    // the same. A column's weight is there once per channel.
+    const float* ColumnWeights() const { return At<float>(0); }
+    const std::int32_t* ColumnIndexes() const { return At<std::int32_t>(10 * Columns()); }
+    const std::int32_t* RowIndexes() const { return At<std::int32_t>(RowPlace()); }
+    const float* RowWeights() const { return At<float>(RowPlace() + destination.height); }
+    // Of each column 16 bytes that select, per channel, the first sample and the second as 16-bit
+    // numbers from the window of its pair; the windows' first source pixels. Of plans that are not
+    // paired they select from the samples of the pair's first and second column, one after the
+    // other.
+    const std::uint8_t* PairSelections() const { return At<std::uint8_t>(4 * Columns()); }
+    const std::int32_t* PairStarts() const { return At<std::int32_t>(11 * Columns()); }
+    // For plans in sixteenths: the weights of both samples of each column, once per channel.
+    const std::int8_t* ByteWeights() const { return At<std::int8_t>(8 * Columns()); }
+    // For compact plans: within a group's window the two samples of each column, and the first
+    // source pixel of each window.
     const std::int32_t* GroupSamples() const {
-        return At<std::int32_t>(GroupPlace() + Columns() / resize_group);
+        return At<std::int32_t>(11 * Columns() + Columns() / 2);
     }
-    // Unless `column_parts` is 0: the weights of both samples of each column, in parts, once per
-    // channel.
-    const std::int8_t* ByteWeights() const {
-        return At<std::int8_t>(GroupPlace() + Columns() / resize_group + 2 * Columns());
+    const std::int32_t* GroupStarts() const {
+        return At<std::int32_t>(13 * Columns() + Columns() / 2);
     }
-
-    // Sixteenths are exact in floats too, and so give the very results of the floats.
-    bool Sixteenths() const { return column_parts == 16 && row_parts == 16; }
-    bool Parts() const { return column_parts != 0; }
 
     std::int64_t Columns() const {
-        return (static_cast<std::int64_t>(destination.width) + 2 * resize_group - 1) /
-               (2 * resize_group) * (2 * resize_group);
+        return (static_cast<std::int64_t>(destination.width) + resize_block - 1) / resize_block *
+               resize_block;
     }
-    // In bytes, header included.
+    // In bytes, header included, wherever the tables may begin.
     std::int64_t Size() const {
-        return static_cast<std::int64_t>(sizeof(ResizePlan)) +
-               4 * (GroupPlace() + Columns() / resize_group + 4 * Columns());
+        return static_cast<std::int64_t>(sizeof(ResizePlan)) + table_alignment +
+               4 * (RowPlace() + 2 * static_cast<std::int64_t>(destination.height));
     }
 
+    static constexpr std::int32_t table_alignment = 64;
+
 private:
-    std::int64_t GroupPlace() const {
-        return 2 * Columns() + 2 * static_cast<std::int64_t>(destination.height);
+    std::int64_t RowPlace() const {
+        return 13 * Columns() + Columns() / 2 + Columns() / resize_group;
     }
     template <class T>
     const T* At(std::int64_t words) const {
-        return reinterpret_cast<const T*>(reinterpret_cast<const std::byte*>(this + 1) + 4 * words);
+        return reinterpret_cast<const T*>(reinterpret_cast<const std::byte*>(this) + tables +
+                                          4 * words);
     }
 };
+
+// Fills in the tables of a plan whose sizes are at least 2 (source) and 1 (destination).
+void FillResizePlan(ResizePlan& plan);
 
 }  // namespace Vimbrel::pixel

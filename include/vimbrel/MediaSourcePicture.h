@@ -23,9 +23,10 @@ namespace Vimbrel {
 // its raw frames, each at its own size and place; the application composes them, and a request
 // brings no more than a tick: OnVideoSample with a null buffer and zeros.
 //
-// Pictures of more than 2^28 pixels, GIFs with a logical screen of more than that, and GIFs whose
-// frames together hold more than 2^27 pixels (512 MiB decoded) are refused on Linux; on Windows the
-// system's decoders set the bounds.
+// On Linux these are refused: stills with (width + 128) * (height + 128) of 2^28 or more, GIFs with
+// a logical screen or a frame of more than 2^28 pixels, and GIFs whose frames would take more than
+// half of the memory that is free, at 4 bytes a pixel. On Windows the system's decoders set the
+// bounds.
 class VIMBREL_API MediaSourcePicture : public MediaSource {
 public:
     struct Gif {
@@ -77,7 +78,9 @@ public:
     bool Open() override;
     // `duration` in milliseconds. A still larger than the box maxWidth x maxHeight is scaled down
     // to fit, its shape kept; nothing is enlarged, and a side of 0 or less means no box. The box
-    // does not apply to a GIF. A failed open keeps what an earlier one read.
+    // does not apply to a GIF. A failed open keeps the state, the media information, GetPixels and
+    // GetGif; if the file could be identified, GetFrameCount is already the new file's, and frames
+    // of a GIF that were decoded before the failure are appended to the earlier ones.
     bool Open(long duration, long maxWidth, long maxHeight);
     bool Play() override;
     void Stop() override;

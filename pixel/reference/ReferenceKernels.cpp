@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "pixel/Matrices.h"
+#include "pixel/reference/BgraToYuvRows.h"
 
 namespace Vimbrel::pixel {
 namespace {
@@ -125,7 +126,7 @@ void ResizeColumns(const ResizePlan& plan, const std::uint8_t* source, float* ro
     for (std::int32_t x = 0; x < plan.destination.width; ++x) {
         const std::uint8_t* samples =
             source + 4 * static_cast<std::ptrdiff_t>(plan.ColumnIndexes()[x]);
-        const float weight = plan.ColumnWeights()[x];
+        const float weight = plan.ColumnWeights()[4 * static_cast<std::ptrdiff_t>(x)];
         for (int channel = 0; channel < 4; ++channel) {
             const float left = samples[channel];
             const float right = samples[4 + channel];
@@ -134,13 +135,27 @@ void ResizeColumns(const ResizePlan& plan, const std::uint8_t* source, float* ro
     }
 }
 
-void ResizeBetweenRows(const ResizePlan& plan, const float* upper, const float* lower, float weight,
-                       std::uint8_t* destination) {
-    const std::int32_t width = plan.destination.width;
-    for (std::int64_t i = 0; i < 4 * static_cast<std::int64_t>(width); ++i) {
-        // In the default rounding mode, which nothing here changes, ties go to the even number.
-        destination[i] = Saturate(
-            static_cast<std::int32_t>(std::lrintf(upper[i] + (lower[i] - upper[i]) * weight)));
+void ResizeBetweenRows(const ResizePlan& plan, float* row, const std::uint8_t* source,
+                       const RowsBetween& rows) {
+    for (std::int32_t x = 0; x < plan.destination.width; ++x) {
+        const std::uint8_t* samples =
+            source + 4 * static_cast<std::ptrdiff_t>(plan.ColumnIndexes()[x]);
+        const float column_weight = plan.ColumnWeights()[4 * static_cast<std::ptrdiff_t>(x)];
+        for (int channel = 0; channel < 4; ++channel, ++row) {
+            const float left = samples[channel];
+            const float right = samples[4 + channel];
+            const float upper = *row;
+            const float lower = left + (right - left) * column_weight;
+            *row = lower;
+            std::uint8_t* destination =
+                rows.destination + 4 * static_cast<std::ptrdiff_t>(x) + channel;
+            for (std::int32_t i = 0; i < rows.count; ++i, destination += rows.step) {
+                // In the default rounding mode, which nothing here changes, ties go to the even
+                // number.
+                const float value = upper + (lower - upper) * rows.weights[i];
+                *destination = Saturate(static_cast<std::int32_t>(std::lrintf(value)));
+            }
+        }
     }
 }
 
@@ -159,7 +174,8 @@ const Kernels reference_kernels{
     .fill_alpha = FillAlphaRow,
     .resize = {ResizeColumns, ResizeBetweenRows},
     .resize_sixteenths = {nullptr, nullptr},
-    .resize_parts = {nullptr, nullptr},
+    .resize_halved = nullptr,
+    .bgra_to_yuv = ReferenceBgraToYuvRows,
 };
 
 }  // namespace Vimbrel::pixel

@@ -51,6 +51,18 @@ HWY_INLINE V Reorder(V v, const DwordOrder& order) {
         hn::TableLookupLanes(hn::BitCast(dwords, v), hn::SetTableIndices(dwords, order.from)));
 }
 
+// Puts in order the columns of four vectors of 32-bit numbers, packed together to one of bytes:
+// block b holds a column of each.
+constexpr DwordOrder PackedColumnOrder() {
+    DwordOrder order{};
+    for (int vector = 0; vector < 4; ++vector) {
+        for (int block = 0; block < vector_blocks; ++block)
+            order.from[vector * vector_blocks + block] = 4 * block + vector;
+    }
+    return order;
+}
+constexpr DwordOrder packed_column_order = PackedColumnOrder();
+
 }  // namespace Vimbrel::pixel::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

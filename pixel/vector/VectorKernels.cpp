@@ -12,8 +12,10 @@
 // Highway's stand-ins without vectors have no part in this: there the reference is faster.
 #if HWY_ARCH_X86 && (HWY_TARGET & (HWY_SCALAR | HWY_EMU128)) == 0
 
+#include "pixel/vector/BgraToYuvRows-inl.h"
 #include "pixel/vector/PackedRows-inl.h"
-#include "pixel/vector/ResizeRows-inl.h"
+#include "pixel/vector/ResizeFloats-inl.h"
+#include "pixel/vector/ResizeSixteenths-inl.h"
 #include "pixel/vector/YuvRows-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -32,8 +34,9 @@ constexpr Kernels VectorVariant(const char* name) {
         .premultiply = PremultiplyRow,
         .fill_alpha = FillAlphaRow,
         .resize = {FloatColumns, FloatRows},
-        .resize_sixteenths = {PartColumns, SixteenthRows},
-        .resize_parts = {PartColumns, PartRows},
+        .resize_sixteenths = {SixteenthColumns, SixteenthRows},
+        .resize_halved = HalveRow,
+        .bgra_to_yuv = BgraToYuvRows,
     };
 }
 

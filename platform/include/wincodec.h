@@ -6,9 +6,10 @@
 // result receives an added reference on success and null on failure. A failing call leaves the
 // object as it was.
 //
-// Limits, so that a small file cannot take gigabytes: a still picture or a GIF's logical screen of
-// more than 2^28 pixels, and a GIF whose frames together hold more than 2^27 pixels (512 MiB once
-// decoded to 4 bytes a pixel), are refused with WINCODEC_ERR_IMAGESIZEOUTOFRANGE.
+// Limits, so that a small file cannot take gigabytes: a still picture, a GIF's logical screen or a
+// frame of a GIF of more than 2^28 pixels is refused with WINCODEC_ERR_IMAGESIZEOUTOFRANGE. A GIF
+// whose frames, decoded to 4 bytes a pixel, would take more than half of the memory that is free
+// when it is opened is refused with E_OUTOFMEMORY, and the log names the two sizes.
 #pragma once
 
 #include "propidl.h"

@@ -4,6 +4,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include "pixel/PixelOperations.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
 
 namespace Vimbrel {
@@ -13,13 +14,17 @@ HRESULT PictureConverter::Open(unsigned in_width, unsigned in_height, unsigned o
     in_width_ = in_width;
     in_height_ = in_height;
     matrix_ = MatrixForSize(out_width, out_height);
-    plain_ = format == AV_PIX_FMT_YUV420P && in_width == out_width && in_height == out_height;
+    plain_ = (format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_NV12) && in_width == out_width &&
+             in_height == out_height;
     frame_.reset(av_frame_alloc());
     if (!frame_) return E_OUTOFMEMORY;
     frame_->width = static_cast<int>(out_width);
     frame_->height = static_cast<int>(out_height);
     frame_->format = format;
-    if (plain_) return S_OK;
+    if (plain_) {
+        InitializePixelOperations();
+        return S_OK;
+    }
 
     scaler_.reset(sws_alloc_context());
     if (!scaler_) return E_OUTOFMEMORY;

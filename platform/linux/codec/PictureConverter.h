@@ -21,7 +21,7 @@ public:
     AVFrame* Convert(const std::uint8_t* pixels);
 
 private:
-    bool plain_ = false;  // neither scaled nor interleaved
+    bool plain_ = false;  // not scaled
     unsigned in_width_ = 0;
     unsigned in_height_ = 0;
     YuvMatrix matrix_ = YuvMatrix::bt601;

@@ -11,6 +11,7 @@ extern "C" {
 #include <thread>
 
 #include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/wic/YuvRenderer.h"
 #include "platform/linux/wic/still/StillLayout.h"
 
 namespace Vimbrel {
@@ -258,6 +259,10 @@ HRESULT RenderFrame(const AVFrame& frame, UINT width, UINT height, WICBitmapInte
                         frame.data[0] + static_cast<std::ptrdiff_t>(frame.linesize[0]) * y,
                         std::size_t{width} * 4);
         }
+        return S_OK;
+    }
+    if (frame_width == width && frame_height == height && IsSubsampledYuv(frame)) {
+        RenderSubsampledYuv(frame, pixels, stride);
         return S_OK;
     }
     if (frame.format == AV_PIX_FMT_BGRA && mode == WICBitmapInterpolationModeNearestNeighbor) {

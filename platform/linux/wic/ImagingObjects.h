@@ -11,7 +11,6 @@ namespace Vimbrel {
 
 // See the limits in wincodec.h.
 inline constexpr std::uint64_t picture_pixel_limit = std::uint64_t{1} << 28;
-inline constexpr std::uint64_t gif_pixel_limit = std::uint64_t{1} << 27;
 
 HRESULT CreateStillDecoder(const std::string& path, IWICBitmapDecoder** decoder);
 HRESULT CreateGifDecoder(const std::string& path, IWICBitmapDecoder** decoder);

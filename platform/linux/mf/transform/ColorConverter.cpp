@@ -3,21 +3,10 @@
 #include <mfapi.h>
 
 #include "pixel/BgraToYuv.h"
+#include "pixel/PixelOperations.h"
 #include "platform/linux/mf/objects/MediaType.h"
 
 namespace Vimbrel {
-namespace {
-
-// Kept simple: the compiler vectorizes it.
-void Interleave(const BYTE* __restrict cb, const BYTE* __restrict cr, BYTE* __restrict both,
-                std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-        both[2 * i] = cb[i];
-        both[2 * i + 1] = cr[i];
-    }
-}
-
-}  // namespace
 
 HRESULT STDMETHODCALLTYPE ColorConverter::GetOutputStreamInfo(DWORD stream,
                                                               MFT_OUTPUT_STREAM_INFO* info) {
@@ -65,7 +54,7 @@ HRESULT STDMETHODCALLTYPE ColorConverter::SetOutputType(DWORD stream, IMFMediaTy
         height != height_) {
         return MF_E_INVALIDMEDIATYPE;
     }
-    chroma_.resize(std::size_t{width_} * height_ / 2);
+    InitializePixelOperations();
     output_type_ = ComPtr<IMFMediaType>(type);
     return S_OK;
 }
@@ -107,18 +96,14 @@ HRESULT STDMETHODCALLTYPE ColorConverter::ProcessOutput(DWORD, DWORD count,
 // Writes rows that come bottom up from the last one upward.
 void ColorConverter::Convert(const BYTE* pixels, BYTE* nv12) {
     const std::ptrdiff_t luma = width_;
-    const std::ptrdiff_t chroma = width_ / 2;
     const std::ptrdiff_t chroma_rows = height_ / 2;
-    BYTE* const cb = chroma_.data();
-    BYTE* const cr = cb + chroma * chroma_rows;
-    YuvPlanes planes = {{nv12, cb, cr}, {luma, chroma, chroma}};
+    BYTE* const both = nv12 + luma * height_;
+    YuvPlanes planes = {{nv12, both, nullptr}, {luma, luma, 0}};
     if (bottom_up_) {
-        planes = {{nv12 + luma * (height_ - 1), cb + chroma * (chroma_rows - 1),
-                   cr + chroma * (chroma_rows - 1)},
-                  {-luma, -chroma, -chroma}};
+        planes = {{nv12 + luma * (height_ - 1), both + luma * (chroma_rows - 1), nullptr},
+                  {-luma, -luma, 0}};
     }
     ConvertBgraToYuv(pixels, width_, height_, MatrixForSize(width_, height_), planes);
-    Interleave(cb, cr, nv12 + luma * height_, static_cast<std::size_t>(chroma * chroma_rows));
 }
 
 HRESULT CreateColorConverter(REFIID iid, void** object) {

@@ -31,7 +31,6 @@ private:
     UINT32 height_ = 0;
     bool bottom_up_ = false;
     ComPtr<IMFSample> waiting_;
-    std::vector<BYTE> chroma_;  // Cb and then Cr, before they are interleaved
 };
 
 HRESULT CreateColorConverter(REFIID iid, void** object);

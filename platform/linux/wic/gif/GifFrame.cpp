@@ -4,8 +4,10 @@
 #include <array>
 #include <cstring>
 #include <new>
+#include <span>
 
 #include "platform/linux/wic/FrameRenderer.h"
+#include "platform/linux/wic/gif/LzwDecoder.h"
 
 namespace Vimbrel {
 
@@ -20,23 +22,29 @@ constexpr struct {
     UINT step;
 } passes[] = {{0, 8}, {4, 8}, {2, 4}, {1, 2}};
 
-bool ReadRow(GifFileType* gif, std::uint8_t* indices, const GifFrameEntry& entry, UINT row) {
-    return DGifGetLine(gif, indices + std::size_t{row} * entry.width, entry.width) == GIF_OK;
+// Decompresses the picture whose header was read just now, in the order of the file.
+bool ReadPixels(GifFileType* gif, std::span<std::uint8_t> indices) {
+    int literal_bits = 0;
+    GifByteType* block = nullptr;
+    if (DGifGetCode(gif, &literal_bits, &block) == GIF_ERROR) return false;
+    if (literal_bits < 1 || literal_bits > 8) return false;
+    const auto decoder = std::make_unique<LzwDecoder>(static_cast<unsigned>(literal_bits), indices);
+    // A picture whose data does not end is cut off, even if no pixel is missing.
+    while (block) {
+        if (!decoder->Take({block + 1, block[0]})) return false;
+        if (DGifGetCodeNext(gif, &block) == GIF_ERROR) return false;
+    }
+    return decoder->Full();
 }
 
-bool ReadRows(GifFileType* gif, std::uint8_t* indices, const GifFrameEntry& entry) {
-    if (!entry.interlaced) {
-        for (UINT row = 0; row < entry.height; ++row) {
-            if (!ReadRow(gif, indices, entry, row)) return false;
-        }
-        return true;
-    }
+// Puts rows that come in passes into their places.
+std::unique_ptr<std::uint8_t[]> Deinterlaced(const std::uint8_t* rows, const GifFrameEntry& entry) {
+    std::unique_ptr<std::uint8_t[]> ordered(new std::uint8_t[entry.PixelCount()]);
     for (const auto& pass : passes) {
-        for (UINT row = pass.first; row < entry.height; row += pass.step) {
-            if (!ReadRow(gif, indices, entry, row)) return false;
-        }
+        for (UINT row = pass.first; row < entry.height; row += pass.step, rows += entry.width)
+            std::memcpy(ordered.get() + std::size_t{row} * entry.width, rows, entry.width);
     }
-    return true;
+    return ordered;
 }
 
 }  // namespace
@@ -57,7 +65,9 @@ HRESULT GifFrame::Decode(const GifFile& file, const GifFrameEntry& entry,
     if (image.Width != entry.width || image.Height != entry.height) return WINCODEC_ERR_BADIMAGE;
     // Not filled: of a frame that is shorter than it claims only what is there takes memory.
     std::unique_ptr<std::uint8_t[]> indices(new std::uint8_t[entry.PixelCount()]);
-    if (!ReadRows(reader.Gif(), indices.get(), entry)) return WINCODEC_ERR_BADIMAGE;
+    if (!ReadPixels(reader.Gif(), {indices.get(), entry.PixelCount()}))
+        return WINCODEC_ERR_BADIMAGE;
+    if (entry.interlaced) indices = Deinterlaced(indices.get(), entry);
     std::vector<WICColor> palette = image.ColorMap ? ColorsOf(image.ColorMap) : global_palette;
     if (palette.empty()) palette = {opaque_black, opaque_white};
     *frame = MakeCom<GifFrame>(entry, std::move(indices), std::move(palette)).Detach();

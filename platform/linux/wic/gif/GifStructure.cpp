@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <string_view>
 
+#include "platform/linux/kernel/FreeMemory.h"
 #include "platform/linux/wic/ImagingObjects.h"
+#include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 
@@ -43,7 +45,9 @@ public:
             switch (type) {
                 case IMAGE_DESC_RECORD_TYPE:
                     more = TakeFrame(start);
-                    if (pixel_count_ > gif_pixel_limit) return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
+                    if (!structure_.frames.empty() &&
+                        structure_.frames.back().PixelCount() > picture_pixel_limit)
+                        return WINCODEC_ERR_IMAGESIZEOUTOFRANGE;
                     break;
                 case EXTENSION_RECORD_TYPE:
                     more = TakeExtension();
@@ -55,6 +59,8 @@ public:
             }
         }
         if (structure_.frames.empty()) return WINCODEC_ERR_BADIMAGE;
+        const HRESULT hr = CheckMemory();
+        if (FAILED(hr)) return hr;
         // What the end of the file cut off in the middle of its description, or behind the block
         // that announced it, counts as a frame that cannot be read: else a GIF with frames missing
         // would pass for a whole one.
@@ -64,6 +70,21 @@ public:
     }
 
 private:
+    // Applications decode all frames and keep them. That must leave the machine half of its free
+    // memory.
+    HRESULT CheckMemory() const {
+        constexpr unsigned mib_shift = 20;
+        const std::uint64_t needed = 4 * pixel_count_;
+        const std::uint64_t free = FreeMemory();
+        if (needed <= free / 2) return S_OK;
+        APPLOG_FORMAT(
+            HalvorixAppLog::LOG_LEVEL_ERROR,
+            "GIF - %zu frames take %llu MiB, more than half of the %llu MiB that are free",
+            structure_.frames.size(), static_cast<unsigned long long>(needed >> mib_shift),
+            static_cast<unsigned long long>(free >> mib_shift));
+        return E_OUTOFMEMORY;
+    }
+
     // False if the file ends in it.
     bool TakeFrame(std::uint64_t start) {
         // This fails for a bad code size too, behind which the blocks can still be stepped over.

@@ -2,7 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
+#include "platform/linux/kernel/FreeMemory.h"
+#include "tests/fakes/CapturingLog.h"
 #include "tests/platform/linux/wic/GifTestKit.h"
 
 namespace Vimbrel::test {
@@ -227,18 +231,93 @@ TEST(GifDecoder, FramesOfOtherProgramsLookAsTheyDecodeThem) {
     }
 }
 
-TEST(GifDecoder, SizesThatWouldTakeGigabytesAreRefused) {
+// Compresses 8-bit indices and never clears the table, which is full after some 4000 codes and then
+// is used as it is.
+Bytes CompressWithoutClearing(const Bytes& indices) {
+    std::map<std::pair<unsigned, unsigned>, unsigned> codes;
+    Bytes result;
+    unsigned next = 258;
+    unsigned bits = 9;
+    std::uint32_t pending = 0;
+    unsigned filled = 0;
+    const auto put = [&](unsigned code) {
+        pending |= code << filled;
+        for (filled += bits; filled >= 8; filled -= 8, pending >>= 8)
+            result.push_back(static_cast<std::uint8_t>(pending));
+    };
+    put(256);
+    unsigned string = indices[0];
+    for (std::size_t i = 1; i < indices.size(); ++i) {
+        const auto known = codes.find({string, indices[i]});
+        if (known != codes.end()) {
+            string = known->second;
+            continue;
+        }
+        put(string);
+        if (next < 4096) {
+            codes[{string, indices[i]}] = next++;
+            if (next > 1u << bits && bits < 12) ++bits;
+        }
+        string = indices[i];
+    }
+    put(string);
+    put(257);
+    if (filled > 0) result.push_back(static_cast<std::uint8_t>(pending));
+    return result;
+}
+
+TEST(GifDecoder, ACodeTableThatIsFullAndNotClearedIsUsedAsItIs) {
+    constexpr unsigned width = 320;
+    constexpr unsigned height = 240;
+    Bytes indices;
+    for (unsigned i = 0; i < width * height; ++i)
+        indices.push_back(static_cast<std::uint8_t>(i % 7 == 0 ? i * i >> 5 : i / 40));
+    GifBuilder::Palette palette;
+    for (unsigned i = 0; i < 256; ++i) palette.push_back(i * 0x010203);
+    GifBuilder builder(width, height, palette);
+    builder.Raw({',', 0, 0, 0, 0, width & 255, width >> 8, height, 0, 0, 8});
+    const Bytes packed = CompressWithoutClearing(indices);
+    ASSERT_GT(packed.size(), 2u * 4096);  // far more codes than the table has
+    for (std::size_t at = 0; at < packed.size(); at += 200) {
+        const std::size_t size = std::min<std::size_t>(200, packed.size() - at);
+        builder.Raw({static_cast<std::uint8_t>(size)});
+        builder.Raw(Bytes(&packed[at], &packed[at] + size));
+    }
+    builder.Raw({0}).Trailer();
+    const TempFolder folder;
+    folder.Write("full.gif", builder.bytes);
+    const auto pixels = PixelsOf(FrameOf(OpenedGif(builder.bytes).Get(), 0).Get());
+    ASSERT_EQ(pixels.size(), indices.size());
+    EXPECT_TRUE(pixels == DecodeWithFfmpeg(folder, "full.gif"));
+    EXPECT_EQ(pixels[5000], 0xFF000000 | palette[indices[5000]]);
+}
+
+TEST(GifDecoder, SizesThatDoNotFitAreRefused) {
     ComPtr<IWICBitmapDecoder> gif;
     EXPECT_EQ(OpenGif(GifBuilder(16385, 16384).Image(0, 0, 1, 1, {1}).Trailer().bytes, gif),
               WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
     EXPECT_EQ(OpenGif(GifBuilder(16384, 16384).Image(0, 0, 1, 1, {1}).Trailer().bytes, gif), S_OK);
-    // Two frames that only together exceed the limit, both with next to no data.
-    GifBuilder builder(1, 1);
-    builder.Image(0, 0, 8192, 8192, {1}).Image(0, 0, 8192, 8192, {1});
-    EXPECT_EQ(OpenGif(builder.bytes, gif), S_OK);
-    EXPECT_EQ(OpenGif(builder.Image(0, 0, 1, 1, {1}).bytes, gif), WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
-    EXPECT_FALSE(gif);
+    EXPECT_EQ(OpenGif(GifBuilder(1, 1).Image(0, 0, 16385, 16384, {1}).Trailer().bytes, gif),
+              WINCODEC_ERR_IMAGESIZEOUTOFRANGE);
     EXPECT_EQ(OpenGif(GifBuilder(8, 8).Trailer().bytes, gif), WINCODEC_ERR_BADIMAGE);
+}
+
+// Frames with next to no data, whose decoded sizes decide.
+TEST(GifDecoder, TheFramesOfAGifMayTakeHalfOfTheFreeMemory) {
+    TakeLog();
+    ComPtr<IWICBitmapDecoder> gif;
+    GifBuilder builder(1920, 1080);
+    for (int frame = 0; frame < 70; ++frame) builder.Image(0, 0, 1920, 1080, {1});
+    ASSERT_GT(FreeMemory(), std::uint64_t{70} * 1920 * 1080 * 8) << "too little memory to test";
+    EXPECT_EQ(OpenGif(builder.bytes, gif), S_OK);
+    EXPECT_THAT(TakeErrors(), testing::IsEmpty());
+    const std::uint64_t too_many = FreeMemory() / 2 / (std::uint64_t{16384} * 16384 * 4) + 2;
+    for (std::uint64_t frame = 0; frame < too_many; ++frame) builder.Image(0, 0, 16384, 16384, {1});
+    EXPECT_EQ(OpenGif(builder.bytes, gif), E_OUTOFMEMORY);
+    EXPECT_FALSE(gif);
+    EXPECT_THAT(TakeErrors(),
+                ElementsAre(testing::MatchesRegex("GIF - [0-9]+ frames take [0-9]+ MiB, more than "
+                                                  "half of the [0-9]+ MiB that are free")));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 
@@ -391,6 +392,48 @@ TEST_F(StillDecoder, KnowsTheInksOfAJpeg) {
                     EXPECT_NEAR(pixels[c], colour[2 - c] * black / 255, 5) << c;
                 EXPECT_EQ(pixels[3], 255);
             }
+        }
+    }
+}
+
+// Strong colours that change from pixel to pixel, at odd and even sizes, beside libjpeg and
+// libwebp. WebP's decoding is exact; JPEG's inverse transform may differ by one in each of Y, Cb
+// and Cr.
+TEST(StillChroma, IsInterpolatedAsByTheReferenceDecoders) {
+    const struct {
+        const char* name;
+        const char* options;
+        int worst;
+        double mean;
+    } files[] = {
+        {"420.webp", "-quality 95", 0, 0},
+        {"420.jpg", "-quality 95 -sampling-factor 2x2", 5, 0.5},
+        {"422.jpg", "-quality 95 -sampling-factor 2x1", 5, 0.5},
+        {"440.jpg", "-quality 95 -sampling-factor 1x2", 5, 0.5},
+    };
+    const TempFolder folder;
+    for (const auto& file : files) {
+        for (const char* size : {"64x48", "67x41"}) {
+            SCOPED_TRACE(std::string(file.name) + " " + size);
+            folder.Run(std::string("/usr/bin/convert -size ") + size +
+                       " -seed 5 plasma:red-blue -spread 3 -modulate 100,300 -alpha off " +
+                       file.options + " " + file.name);
+            folder.Run(std::string("/usr/bin/convert ") + file.name +
+                       " -alpha set -depth 8 bgra:expected");
+            ComPtr<IWICBitmapFrameDecode> frame;
+            ASSERT_EQ(OpenStill(folder / file.name, &frame), S_OK);
+            const Bytes pixels = CopyAll(frame.Get());
+            const Bytes expected = ReadBytes(folder / "expected");
+            ASSERT_EQ(pixels.size(), expected.size());
+            int worst = 0;
+            double sum = 0;
+            for (std::size_t i = 0; i < pixels.size(); ++i) {
+                const int by = std::abs(pixels[i] - expected[i]);
+                worst = std::max(worst, by);
+                sum += by;
+            }
+            EXPECT_LE(worst, file.worst);
+            EXPECT_LE(sum / static_cast<double>(pixels.size()), file.mean);
         }
     }
 }
