@@ -3,8 +3,10 @@
 //
 //     live_cast [--rounds N] [--frames N]
 //     live_cast --caller 1 [--frames N]
-//     live_cast --soak SECONDS     1920 x 1080 at 30 frames a second and quality 1: frames that
-//     went out, and the memory
+//     live_cast --soak SECONDS
+//
+// The soak casts 1920 x 1080 at 30 frames per second and quality 1, and prints the frames that went
+// out and the memory.
 //
 // nginx with its RTMP module must be installed.
 #include <arpa/inet.h>
@@ -23,8 +25,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -83,7 +87,7 @@ std::unique_ptr<Vimbrel::CMediaRTMPCast> MakeCast(const std::string& url, const 
     return cast;
 }
 
-// Our side's child process: frames from a file at their pace, as a studio gives them.
+// The child process of our side. It gives frames from a file at their pace, as a studio does.
 int Cast(const std::string& raw, const std::string& url) {
     const Shape shape;
     const auto cast = MakeCast(url, shape);
@@ -110,6 +114,22 @@ std::string FramesIn(const RtmpServer& server, const std::string& key) {
     return text.substr(0, text.find('\n'));
 }
 
+// The same encoder at the same settings; a limit of the bit rate over two seconds.
+std::vector<std::string> FfmpegCommand(const std::string& raw, const std::string& url,
+                                       const Shape& shape) {
+    const unsigned rate = shape.width * shape.height * 5 / 2;
+    std::istringstream words(
+        "ffmpeg -v error -re -f rawvideo -pix_fmt bgra -video_size 1280x720 -framerate 30 -i " +
+        raw +
+        " -vf scale=out_color_matrix=bt709:out_range=tv -pix_fmt nv12 -c:v libx264"
+        " -preset veryfast -profile:v main -crf 23 -maxrate " +
+        std::to_string(rate) + " -bufsize " + std::to_string(rate * 2) +
+        " -g 30 -threads 1 -x264-params bframes=0:rc-lookahead=0:sync-lookahead=0:mbtree=0:"
+        "force-cfr=1:sliced-threads=0:slices=1:threads=1:scenecut=0:level=41 -f flv " +
+        url);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
 void CompareCpu(int rounds, unsigned frames) {
     const RtmpServer server;
     const std::string raw = (server.folder / "frames.raw").string();
@@ -122,51 +142,10 @@ void CompareCpu(int rounds, unsigned frames) {
                        static_cast<std::streamsize>(frame.size()));
         }
     }
-    const std::string rate = std::to_string(shape.width * shape.height * 5 / 2);
-    const std::string buffer = std::to_string(shape.width * shape.height * 5);
     const std::vector<std::string> commands[2] = {
         {std::filesystem::read_symlink("/proc/self/exe").string(), "--cast", raw,
          server.Url("live", "ours")},
-        {"ffmpeg",
-         "-v",
-         "error",
-         "-re",
-         "-f",
-         "rawvideo",
-         "-pix_fmt",
-         "bgra",
-         "-video_size",
-         "1280x720",
-         "-framerate",
-         "30",
-         "-i",
-         raw,
-         "-vf",
-         "scale=out_color_matrix=bt709:out_range=tv",
-         "-pix_fmt",
-         "nv12",
-         "-c:v",
-         "libx264",
-         "-preset",
-         "veryfast",
-         "-profile:v",
-         "main",
-         "-crf",
-         "23",
-         "-maxrate",
-         rate,
-         "-bufsize",
-         buffer,
-         "-g",
-         "30",
-         "-threads",
-         "1",
-         "-x264-params",
-         "bframes=0:rc-lookahead=0:sync-lookahead=0:mbtree=0:force-cfr=1:sliced-threads=0:slices=1:"
-         "threads=1:scenecut=0:level=41",
-         "-f",
-         "flv",
-         server.Url("live", "theirs")}};
+        FfmpegCommand(raw, server.Url("live", "theirs"), shape)};
     double best[2] = {1e9, 1e9};
     for (int round = 0; round < rounds; ++round) {
         for (int side = 0; side < 2; ++side)
@@ -182,8 +161,8 @@ void CompareCpu(int rounds, unsigned frames) {
         static_cast<std::uintmax_t>(std::filesystem::file_size(server.Recording("theirs"))));
 }
 
-// Passes bytes on to the server, and notes when the last ones of a frame's time came: frames are
-// far apart, their bytes are not.
+// Passes bytes on to the server, and records when the last ones came: frames are far apart, their
+// bytes are not.
 class TimingProxy {
 public:
     explicit TimingProxy(std::uint16_t server)
@@ -192,7 +171,7 @@ public:
         stopping = true;
         relay.join();
     }
-    // Of the last bytes from the cast.
+    // The time of the last bytes from the cast.
     Clock::time_point Last() {
         const std::lock_guard guard(lock);
         return last;
@@ -252,7 +231,7 @@ void MeasureDelay(unsigned frames) {
         cast->SetVideoSample(pictures[number % 30].data(), shape.width, shape.height,
                              static_cast<int>(shape.width * 4), 10'000'000 + number * 333'333LL);
         std::this_thread::sleep_until(start + number * 33333us + 32ms);
-        // Nothing came: later than this frame's time.
+        // Without bytes the frame counts as late by its whole time.
         delays.push_back(proxy.Last() > given ? Milliseconds(proxy.Last() - given) : 33.3);
     }
     cast->Stop();
@@ -267,6 +246,20 @@ void FlippedCopy(unsigned char* to, const unsigned char* from, const Shape& shap
     const std::size_t row = std::size_t{shape.width} * 4;
     for (std::size_t y = 0; y < shape.height; ++y)
         std::memcpy(to + row * (shape.height - 1 - y), from + row * y, row);
+}
+
+void PrintCaller(std::vector<double> ours, std::vector<double> fresh, std::vector<double> kept,
+                 double faults) {
+    for (auto* times : {&ours, &fresh, &kept}) std::sort(times->begin(), times->end());
+    const auto median = [](const std::vector<double>& times) { return times[times.size() / 2]; };
+    std::printf(
+        "SetVideoSample: median %.3f ms, best %.3f ms; flipped copy into fresh memory %.3f and "
+        "%.3f ms (ratio of medians %.2f, of best "
+        "%.2f), "
+        "into warm memory %.3f and %.3f ms (ratio %.2f, %.2f); %.1f page faults a call\n",
+        median(ours), ours[0], median(fresh), fresh[0], median(ours) / median(fresh),
+        ours[0] / fresh[0], median(kept), kept[0], median(ours) / median(kept), ours[0] / kept[0],
+        faults);
 }
 
 void MeasureCaller(unsigned frames) {
@@ -299,9 +292,9 @@ void MeasureCaller(unsigned frames) {
                                  10'000'000 + number * 400'000LL);
         });
         our_faults += faults() - before;
-        // When the encoder is at rest again.
+        // The encoder is at rest again.
         std::this_thread::sleep_until(start + number * 40ms + 25ms);
-        // Pages that nobody has touched.
+        // Pages that were never touched.
         void* memory = nullptr;
         timed(fresh, [&] {
             memory = mmap(nullptr, shape.Bytes(), PROT_READ | PROT_WRITE,
@@ -312,16 +305,8 @@ void MeasureCaller(unsigned frames) {
         timed(kept, [&] { FlippedCopy(warm.data(), picture.data(), shape); });
     }
     cast->Stop();
-    for (auto* times : {&ours, &fresh, &kept}) std::sort(times->begin(), times->end());
-    const auto median = [](const std::vector<double>& times) { return times[times.size() / 2]; };
-    std::printf(
-        "SetVideoSample: median %.3f ms, best %.3f ms; flipped copy into fresh memory %.3f and "
-        "%.3f ms (ratio of medians %.2f, of best "
-        "%.2f), "
-        "into warm memory %.3f and %.3f ms (ratio %.2f, %.2f); %.1f page faults a call\n",
-        median(ours), ours[0], median(fresh), fresh[0], median(ours) / median(fresh),
-        ours[0] / fresh[0], median(kept), kept[0], median(ours) / median(kept), ours[0] / kept[0],
-        static_cast<double>(our_faults) / frames);
+    PrintCaller(std::move(ours), std::move(fresh), std::move(kept),
+                static_cast<double>(our_faults) / frames);
 }
 
 long ResidentKib() {

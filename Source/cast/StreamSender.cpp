@@ -41,7 +41,7 @@ int StreamSender::Start(const CastServer& server, bool with_audio) {
         // Kept: without a thread the wait below has no end, because hosts know no result for it.
     }
     WaitForSingleObject(started, INFINITE);
-    return status;
+    return start_status;
 }
 
 void StreamSender::Stop() {
@@ -97,8 +97,8 @@ int StreamSender::Connect(const CastServer& server, bool with_audio) {
 }
 
 void StreamSender::Run(const CastServer& server, bool with_audio) {
-    status = Connect(server, with_audio);
-    const bool streaming = status == RTMPCAST_OK;
+    start_status = Connect(server, with_audio);
+    const bool streaming = start_status == RTMPCAST_OK;
     // Before `started`, so that the first sample after Start is not ignored.
     connected = streaming;
     SetEvent(started);
@@ -107,14 +107,14 @@ void StreamSender::Run(const CastServer& server, bool with_audio) {
     }
     publisher.Close();
     connected = false;
-    if (status != RTMPCAST_OK && callback) callback(status);
+    if (link_lost && callback) callback(RTMPCAST_CONNECTION_FAILED);
 }
 
 // False ends the stream. A frame for whose messages there is no memory is lost.
 bool StreamSender::Process(const encoded_frame& frame) {
     if (!publisher.IsAlive()) {
         encoders.Stop();
-        status = RTMPCAST_CONNECTION_FAILED;
+        link_lost = true;
         return false;
     }
     try {

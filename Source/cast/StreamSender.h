@@ -56,8 +56,8 @@ private:
     RtmpPublisher publisher;
     BitRateMeter bit_rate;
     const std::unique_ptr<StreamFraming> framing;
-    // Written by the thread, read after `started` or the end of the thread.
-    int status = RTMPCAST_OK;
+    int start_status = RTMPCAST_OK;  // not written after `started` is signalled
+    bool link_lost = false;          // of the thread alone
     std::atomic<bool> connected = false;
     const HANDLE started;
 

@@ -58,7 +58,7 @@ std::unique_ptr<LibrtmpSession> LibrtmpSession::Create() {
     RTMP* const session = RTMP_Alloc();
     if (session == nullptr) return nullptr;
     RTMP_Init(session);
-    return std::unique_ptr<LibrtmpSession>(new LibrtmpSession(session));
+    return std::unique_ptr<LibrtmpSession>(new LibrtmpSession(Handle(session)));
 }
 
 bool LibrtmpSession::SetTarget(const std::string& url, PublishingTarget& target) {

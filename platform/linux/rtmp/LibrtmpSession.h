@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "Source/cast/PublishingSession.h"
 
@@ -30,13 +31,15 @@ private:
         void operator()(RTMP* session) const;
     };
 
-    explicit LibrtmpSession(RTMP* session) : rtmp_(session) {}
+    using Handle = std::unique_ptr<RTMP, Closer>;
+
+    explicit LibrtmpSession(Handle session) : rtmp_(std::move(session)) {}
     bool HandlePacket(RTMPPacket& packet, const CommandCheck& check);
 
     // librtmp keeps pointers into both, and edits the URL.
     std::string url_;
     PublishingRequest request_;
-    std::unique_ptr<RTMP, Closer> rtmp_;
+    const Handle rtmp_;
 };
 
 }  // namespace Vimbrel
