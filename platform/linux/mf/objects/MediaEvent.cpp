@@ -1,6 +1,5 @@
 #include "platform/linux/mf/objects/MediaEvent.h"
 
-
 namespace Vimbrel {
 
 HRESULT MediaEvent::Create(MediaEventType type, REFGUID extended_type, HRESULT status,
