@@ -12,6 +12,9 @@
 
 namespace Vimbrel {
 
+// An interface has no virtual destructor: it would take slots of the published table.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 template <class Op>
 class OpQueue : public IUnknown {
 public:
@@ -57,5 +60,6 @@ protected:
 private:
     AsyncCallback<OpQueue> on_process_queue;
 };
+#pragma GCC diagnostic pop
 
 }  // namespace Vimbrel

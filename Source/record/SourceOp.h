@@ -9,6 +9,9 @@
 
 namespace Vimbrel {
 
+// An interface has no virtual destructor: it would take slots of the published table.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 class SourceOp : public RefCountedObject, public IUnknown {
 public:
     enum Operation : std::int32_t {
@@ -35,6 +38,7 @@ private:
     const Operation op;
     PROPVARIANT data;
 };
+#pragma GCC diagnostic pop
 
 // `data` is the position to start at.
 class StartOp final : public SourceOp {

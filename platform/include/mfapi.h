@@ -123,8 +123,6 @@ HRESULT WINAPI MFPutWorkItem(DWORD queue, IMFAsyncCallback* callback, IUnknown* 
 // `object`, `callback` and `state` may be null.
 HRESULT WINAPI MFCreateAsyncResult(IUnknown* object, IMFAsyncCallback* callback, IUnknown* state,
                                    IMFAsyncResult** result);
-// Invokes the callback that the result was made with, on the standard queue.
-HRESULT WINAPI MFInvokeCallback(IMFAsyncResult* result);
 
 HRESULT WINAPI MFCreateAttributes(IMFAttributes** attributes, UINT32 initial_size);
 // The memory is not cleared. E_OUTOFMEMORY.
@@ -133,9 +131,6 @@ HRESULT WINAPI MFCreateMemoryBuffer(DWORD max_length, IMFMediaBuffer** buffer);
 HRESULT WINAPI MFCreateAlignedMemoryBuffer(DWORD max_length, DWORD alignment,
                                            IMFMediaBuffer** buffer);
 HRESULT WINAPI MFCreateSample(IMFSample** sample);
-// `value` may be null for none.
-HRESULT WINAPI MFCreateMediaEvent(MediaEventType type, REFGUID extended_type, HRESULT status,
-                                  const PROPVARIANT* value, IMFMediaEvent** event);
 HRESULT WINAPI MFCreateEventQueue(IMFMediaEventQueue** queue);
 HRESULT WINAPI MFCreateMediaType(IMFMediaType** type);
 // PCM, float, or any other format by its tag.

@@ -224,7 +224,7 @@ void Mp4Track::PutMedia(Mp4Boxes& boxes, bool fragmented) const {
         const Mp4Boxes::Scope url(boxes, "url ", 0, same_file);
     }
     const Mp4Boxes::Scope stbl(boxes, "stbl");
-    PutSampleDescription(boxes);
+    PutSampleDescription(format_, boxes);
     if (fragmented || !HasSamples()) {
         for (const char* empty : {"stts", "stsc", "stco"}) {
             const Mp4Boxes::Scope table(boxes, empty, 0, 0);
@@ -236,82 +236,6 @@ void Mp4Track::PutMedia(Mp4Boxes& boxes, bool fragmented) const {
         PutTimes(boxes);
         PutPlaces(boxes);
     }
-}
-
-void Mp4Track::PutSampleDescription(Mp4Boxes& boxes) const {
-    const Mp4Boxes::Scope stsd(boxes, "stsd", 0, 0);
-    boxes.Put32(1);
-    if (format_.video) {
-        PutVideoEntry(boxes);
-    } else {
-        PutSoundEntry(boxes);
-    }
-}
-
-void Mp4Track::PutVideoEntry(Mp4Boxes& boxes) const {
-    const Mp4Boxes::Scope avc1(boxes, "avc1");
-    boxes.PutZeros(6);
-    boxes.Put16(1);  // the file itself
-    boxes.PutZeros(16);
-    boxes.Put16(format_.width);
-    boxes.Put16(format_.height);
-    boxes.Put32(72u << 16);  // dots an inch, by convention
-    boxes.Put32(72u << 16);
-    boxes.Put32(0);
-    boxes.Put16(1);
-    boxes.PutZeros(32);
-    boxes.Put16(24);
-    boxes.Put16(0xFFFF);
-    {
-        const Mp4Boxes::Scope avcc(boxes, "avcC");
-        boxes.PutBytes(format_.configuration);
-    }
-    {
-        const Mp4Boxes::Scope colr(boxes, "colr");
-        boxes.PutText("nclx");
-        boxes.Put16(1);  // primaries and transfer of BT.709, which screens have
-        boxes.Put16(1);
-        boxes.Put16(format_.bt709 ? 1 : 6);
-        boxes.Put8(0);  // limited range
-    }
-    const Mp4Boxes::Scope pasp(boxes, "pasp");
-    boxes.Put32(1);
-    boxes.Put32(1);
-}
-
-void Mp4Track::PutSoundEntry(Mp4Boxes& boxes) const {
-    const Mp4Boxes::Scope mp4a(boxes, "mp4a");
-    boxes.PutZeros(6);
-    boxes.Put16(1);  // the file itself
-    boxes.PutZeros(8);
-    boxes.Put16(format_.channels);
-    boxes.Put16(16);
-    boxes.Put32(0);
-    // A rate that does not fit is left to the decoder's configuration.
-    boxes.Put32(format_.timescale <= 0xFFFF ? format_.timescale << 16 : 0);
-
-    const Mp4Boxes::Scope esds(boxes, "esds", 0, 0);
-    // Descriptors: a tag, a length of one byte, the content.
-    const auto config_size = static_cast<std::uint8_t>(format_.configuration.size());
-    constexpr std::uint8_t decoder_fields = 13;
-    const auto decoder_size = static_cast<std::uint8_t>(decoder_fields + 2 + config_size);
-    boxes.Put8(3);
-    boxes.Put8(static_cast<std::uint8_t>(3 + 2 + decoder_size + 3));
-    boxes.Put16(0);
-    boxes.Put8(0);
-    boxes.Put8(4);
-    boxes.Put8(decoder_size);
-    boxes.Put8(0x40);        // MPEG-4 audio
-    boxes.Put8(5 << 2 | 1);  // audio stream
-    boxes.PutZeros(3);
-    boxes.Put32(format_.bytes_per_second * 8);
-    boxes.Put32(format_.bytes_per_second * 8);
-    boxes.Put8(5);
-    boxes.Put8(config_size);
-    boxes.PutBytes(format_.configuration);
-    boxes.Put8(6);
-    boxes.Put8(1);
-    boxes.Put8(2);
 }
 
 void Mp4Track::PutFragmentDefaults(Mp4Boxes& boxes) const {

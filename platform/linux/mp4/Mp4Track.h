@@ -1,31 +1,15 @@
-// One track of an MP4 file: its description, what waits for the next fragment, and the table of
-// what is in the file.
+// One track of an MP4 file: the samples that wait for the next fragment, and the table of those
+// that are in the file.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "platform/linux/mp4/Mp4Boxes.h"
+#include "platform/linux/mp4/Mp4TrackFormat.h"
 
 namespace Vimbrel {
-
-struct Mp4TrackFormat {
-    bool video = false;
-    std::uint32_t timescale = 0;              // ticks a second
-    std::vector<std::uint8_t> configuration;  // avcC or AudioSpecificConfig
-    // By how much decoding is ahead of the presentation at the start: frames that are reordered, or
-    // what a sound decoder gives before the first sample.
-    std::uint32_t lead = 0;
-    // Video.
-    std::uint16_t width = 0;
-    std::uint16_t height = 0;
-    bool bt709 = false;
-    // Sound.
-    std::uint16_t channels = 0;
-    std::uint32_t bytes_per_second = 0;
-};
 
 class Mp4Track {
 public:
@@ -40,18 +24,18 @@ public:
     // Decoding times must rise; one that does not is set a tick after the last.
     void Add(std::int64_t decode_time, std::int64_t presentation_time, std::int64_t duration,
              bool key);
-    // What is beyond was never pushed, and players leave it out.
+    // Sound beyond the end was never pushed, and players leave it out.
     void SetEnd(std::int64_t end) { end_limit_ = end; }
 
     bool HasPending() const { return !pending_.empty(); }
     bool HasSamples() const { return !samples_.empty(); }
-    // More should not wait: half a second, or as much as a fragment should hold.
+    // True from half a second on, or from as much as a fragment should hold.
     bool IsFragmentFull() const;
 
-    // The box traf of what waits. The place of the data's offset from the fragment's start is
-    // returned.
+    // Puts the box traf of the samples that wait. Returns the place of the data's offset from the
+    // fragment's start.
     std::size_t PutFragment(Mp4Boxes& boxes) const;
-    // What waited is in the file, its data at that place.
+    // The samples that waited are in the file, their data at that place.
     void Commit(std::uint64_t place);
     void DropPending();
 
@@ -89,9 +73,6 @@ private:
     }
     void PutEdits(Mp4Boxes& boxes) const;
     void PutMedia(Mp4Boxes& boxes, bool fragmented) const;
-    void PutSampleDescription(Mp4Boxes& boxes) const;
-    void PutVideoEntry(Mp4Boxes& boxes) const;
-    void PutSoundEntry(Mp4Boxes& boxes) const;
     void PutTimes(Mp4Boxes& boxes) const;
     void PutPlaces(Mp4Boxes& boxes) const;
 

@@ -57,33 +57,6 @@ bool ReadWindow(DeviceContext& source, const XRectangle& wanted, PixelBuffer& ta
                                                  x + shown.x - wanted.x, y + shown.y - wanted.y);
 }
 
-// Each target pixel becomes the average of the source pixels it covers.
-void Shrink(const PixelBuffer& from, const XRectangle& source, PixelBuffer& to,
-            const XRectangle& target) {
-    const auto first = [](int i, int length, int all) {
-        return static_cast<int>(std::int64_t{i} * all / length);
-    };
-    for (int y = 0; y < target.height; ++y) {
-        const int top = first(y, target.height, source.height);
-        const int bottom = std::max(top + 1, first(y + 1, target.height, source.height));
-        for (int x = 0; x < target.width; ++x) {
-            const int left = first(x, target.width, source.width);
-            const int right = std::max(left + 1, first(x + 1, target.width, source.width));
-            std::uint32_t sums[4] = {};
-            for (int row = top; row < bottom; ++row) {
-                for (int column = left; column < right; ++column) {
-                    const std::uint8_t* pixel = from.At(source.x + column, source.y + row);
-                    for (int i = 0; i < 4; ++i) sums[i] += pixel[i];
-                }
-            }
-            const std::uint32_t count = static_cast<std::uint32_t>((right - left) * (bottom - top));
-            std::uint8_t* pixel = to.At(target.x + x, target.y + y);
-            for (int i = 0; i < 4; ++i)
-                pixel[i] = static_cast<std::uint8_t>((sums[i] + count / 2) / count);
-        }
-    }
-}
-
 bool Fits(const XRectangle& area, const PixelBuffer& buffer) {
     return !IsEmpty(area) && area.x >= 0 && area.y >= 0 && area.x + area.width <= buffer.Width() &&
            area.y + area.height <= buffer.Height();
@@ -163,22 +136,10 @@ BOOL LinuxGdi::BitBlt(HDC to, int x, int y, int width, int height, HDC from, int
     return ReadWindow(source, {from_x, from_y, width, height}, *target.selected->pixels, x, y);
 }
 
-// There is one mode.
-int LinuxGdi::SetStretchBltMode(HDC, int mode) { return mode == HALFTONE ? HALFTONE : 0; }
+// Windows have no scale of their own here, so that nothing is ever stretched.
+int LinuxGdi::SetStretchBltMode(HDC, int) { return 0; }
 
-BOOL LinuxGdi::StretchBlt(HDC to, int x, int y, int width, int height, HDC from, int from_x,
-                          int from_y, int from_width, int from_height, DWORD operation) {
-    if (!to || !from || operation != SRCCOPY) return FALSE;
-    DeviceContext& source = *FromHandle(from);
-    DeviceContext& target = *FromHandle(to);
-    if (!source.selected || !target.selected) return FALSE;
-    const XRectangle from_area{from_x, from_y, from_width, from_height};
-    const XRectangle to_area{x, y, width, height};
-    if (!Fits(from_area, *source.selected->pixels) || !Fits(to_area, *target.selected->pixels))
-        return FALSE;
-    Shrink(*source.selected->pixels, from_area, *target.selected->pixels, to_area);
-    return TRUE;
-}
+BOOL LinuxGdi::StretchBlt(HDC, int, int, int, int, HDC, int, int, int, int, DWORD) { return FALSE; }
 
 BOOL LinuxGdi::PrintWindow(HWND window, HDC to, UINT) {
     return to && FromHandle(to)->Print(ToXWindow(window));

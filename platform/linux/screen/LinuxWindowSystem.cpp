@@ -26,13 +26,6 @@ UINT WINAPI DpiOfWindow(HWND window) {
     return static_cast<UINT>(connection->Dpi());
 }
 
-HRESULT WINAPI DpiOfMonitor(HMONITOR, int, UINT* dpi_x, UINT* dpi_y) {
-    const auto connection = XConnection::Shared();
-    if (!connection || !dpi_x || !dpi_y) return E_INVALIDARG;
-    *dpi_x = *dpi_y = static_cast<UINT>(connection->Dpi());
-    return S_OK;
-}
-
 struct Entry {
     std::wstring_view library;
     std::string_view name;
@@ -42,8 +35,6 @@ struct Entry {
 const Entry entries[] = {
     {L"User32.dll", "GetDpiForWindow",
      reinterpret_cast<FARPROC>(reinterpret_cast<void*>(DpiOfWindow))},
-    {L"Shcore.dll", "GetDpiForMonitor",
-     reinterpret_cast<FARPROC>(reinterpret_cast<void*>(DpiOfMonitor))},
 };
 
 // The first entry of the library stands for it.

@@ -1,5 +1,6 @@
 // The system's header, with the names that mingw-w64 lacks.
 #pragma once
+#pragma GCC system_header
 
 #include_next <mfidl.h>
 

@@ -1,7 +1,5 @@
 #include "platform/linux/mf/objects/MediaEvent.h"
 
-#include <mfapi.h>
-
 namespace Vimbrel {
 
 HRESULT MediaEvent::Create(MediaEventType type, REFGUID extended_type, HRESULT status,
@@ -38,13 +36,3 @@ HRESULT STDMETHODCALLTYPE MediaEvent::GetValue(PROPVARIANT* value) {
 }
 
 }  // namespace Vimbrel
-
-extern "C" HRESULT WINAPI MFCreateMediaEvent(MediaEventType type, REFGUID extended_type,
-                                             HRESULT status, const PROPVARIANT* value,
-                                             IMFMediaEvent** event) {
-    if (!event) return E_POINTER;
-    Vimbrel::ComPtr<IMFMediaEvent> made;
-    const HRESULT hr = Vimbrel::MediaEvent::Create(type, extended_type, status, value, made);
-    *event = made.Detach();
-    return hr;
-}

@@ -67,10 +67,4 @@ HRESULT WINAPI MFPutWorkItem(DWORD queue, IMFAsyncCallback* callback, IUnknown* 
     return InvokeOnWorkQueue(MakeCom<AsyncResult>(nullptr, callback, state));
 }
 
-HRESULT WINAPI MFInvokeCallback(IMFAsyncResult* result) {
-    auto* const own = dynamic_cast<AsyncResult*>(result);
-    if (!own || !own->Callback()) return E_INVALIDARG;
-    return InvokeOnWorkQueue(ComPtr<AsyncResult>(own));
-}
-
 }  // extern "C"
