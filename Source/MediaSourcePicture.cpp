@@ -7,6 +7,7 @@
 #include <new>
 
 #include "base/Clock.h"
+#include "base/Failure.h"
 #include "base/SetText.h"
 #include "com/ComPtr.h"
 #include "vimbrel/AppLog.h"
@@ -67,8 +68,7 @@ long MediaSourcePicture::OpenPicture(long& width, long& height, long maxWidth, l
     const HRESULT hr = wicFactory->CreateDecoderFromFilename(
         path.c_str(), nullptr, GENERIC_READ, WICDecodeMetadataCacheOnDemand, decoder.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - CreateDecoderFromFilename failed - 0x%08X",
-                      static_cast<unsigned>(hr));
+        LogIfFailed(hr, "Photo - CreateDecoderFromFilename");
         return hr;
     }
 
@@ -87,15 +87,13 @@ long MediaSourcePicture::OpenStill(IWICBitmapDecoder* decoder, long& width, long
     ComPtr<IWICBitmapFrameDecode> frame;
     HRESULT hr = decoder->GetFrame(0, frame.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - GetFrame failed - 0x%08X",
-                      static_cast<unsigned>(hr));
+        LogIfFailed(hr, "Photo - GetFrame");
         return hr;
     }
     ComPtr<IWICFormatConverter> converter;
     hr = wicFactory->CreateFormatConverter(converter.Put());
     if (FAILED(hr)) {
-        APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - CreateFormatConverter failed - 0x%08X",
-                      static_cast<unsigned>(hr));
+        LogIfFailed(hr, "Photo - CreateFormatConverter");
         return hr;
     }
 
@@ -122,8 +120,7 @@ long MediaSourcePicture::OpenStill(IWICBitmapDecoder* decoder, long& width, long
                                             WICBitmapPaletteTypeCustom)
                     : E_POINTER;
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - Initialize from scaler failed - 0x%08X",
-                          static_cast<unsigned>(hr));
+            LogIfFailed(hr, "Photo - Initialize from scaler");
             // Success with sizes of 0 is meant: the open then fails by its size test, unlike the
             // branch below.
             return S_OK;
@@ -133,8 +130,7 @@ long MediaSourcePicture::OpenStill(IWICBitmapDecoder* decoder, long& width, long
                                    WICBitmapDitherTypeNone, nullptr, 0.0,
                                    WICBitmapPaletteTypeCustom);
         if (FAILED(hr)) {
-            APPLOG_FORMAT(LOG_LEVEL_ERROR, "Photo - Initialize from frame decoder failed - 0x%08X",
-                          static_cast<unsigned>(hr));
+            LogIfFailed(hr, "Photo - Initialize from frame decoder");
             return hr;
         }
     }

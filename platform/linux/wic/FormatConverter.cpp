@@ -6,11 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/wic/FrameRenderer.h"
 #include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/wic/PbgraSource.h"
 #include "platform/linux/wic/palette/IndexedRenderer.h"
-#include "platform/linux/wic/still/PictureNormalizer.h"
 
 namespace Vimbrel {
 
@@ -60,8 +58,9 @@ public:
 
     HRESULT RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode,
                         std::uint8_t* pixels, std::size_t stride) override {
-        return plan_.palette ? RenderFromIndices(width, height, mode, pixels, stride)
-                             : renderer_->RenderPbgra(width, height, mode, pixels, stride);
+        // Nothing takes indexed pixels back to colours.
+        if (plan_.palette) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
+        return renderer_->RenderPbgra(width, height, mode, pixels, stride);
     }
 
     HRESULT STDMETHODCALLTYPE GetPixelFormat(WICPixelFormatGUID* format) override {
@@ -110,25 +109,6 @@ private:
     HRESULT RenderIndices(std::uint8_t* indices, std::size_t stride) {
         return RenderIndexed(*renderer_, plan_.width, plan_.height, plan_.palette.Get(),
                              plan_.diffuse, plan_.alpha_threshold_percent, indices, stride);
-    }
-
-    HRESULT RenderFromIndices(UINT width, UINT height, WICBitmapInterpolationMode mode,
-                              std::uint8_t* pixels, std::size_t stride) {
-        FfmpegPtr<AVFrame> frame(av_frame_alloc());
-        if (!frame) return E_OUTOFMEMORY;
-        frame->format = AV_PIX_FMT_PAL8;
-        frame->width = static_cast<int>(plan_.width);
-        frame->height = static_cast<int>(plan_.height);
-        if (av_frame_get_buffer(frame.get(), 0) < 0) return E_OUTOFMEMORY;
-        HRESULT hr = RenderIndices(frame->data[0], static_cast<std::size_t>(frame->linesize[0]));
-        if (FAILED(hr)) return hr;
-        UINT count = 0;
-        std::array<WICColor, 256> colors{};
-        hr = plan_.palette->GetColors(static_cast<UINT>(colors.size()), colors.data(), &count);
-        if (FAILED(hr)) return hr;
-        std::memcpy(frame->data[1], colors.data(), sizeof colors);
-        hr = NormalizePicture(frame, StillLayout{});
-        return FAILED(hr) ? hr : RenderFrame(*frame, width, height, mode, pixels, stride);
     }
 
     IndexedPlan plan_;

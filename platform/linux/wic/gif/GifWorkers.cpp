@@ -18,9 +18,9 @@ GifWorkers::GifWorkers()
 
 GifWorkers::~GifWorkers() {
     {
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         ending_ = true;
-        submitted_.notify_all();
+        submitted_.NotifyAll();
     }
     for (std::thread& thread : threads_) thread.join();
 }
@@ -35,40 +35,40 @@ void GifWorkers::Submit(std::shared_ptr<GifImageJob> job) {
             return;
         }
     }
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     waiting_.push_back(std::move(job));
-    submitted_.notify_one();
+    submitted_.NotifyOne();
 }
 
 bool GifWorkers::IsDone(const GifImageJob& job) const {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return IsDoneLocked(job);
 }
 
 void GifWorkers::WaitFor(const GifImageJob& job) {
-    std::unique_lock guard(lock_);
-    done_.wait(guard, [&] { return IsDoneLocked(job); });
+    MutexLock guard(lock_);
+    while (!IsDoneLocked(job)) done_.Wait(guard);
 }
 
 bool GifWorkers::IsDoneLocked(const GifImageJob& job) const {
-    return std::find(running_.begin(), running_.end(), &job) == running_.end() &&
-           std::none_of(waiting_.begin(), waiting_.end(),
-                        [&](const auto& each) { return each.get() == &job; });
+    if (std::find(running_.begin(), running_.end(), &job) != running_.end()) return false;
+    return std::none_of(waiting_.begin(), waiting_.end(),
+                        [&job](const auto& each) { return each.get() == &job; });
 }
 
 void GifWorkers::Run() {
-    std::unique_lock guard(lock_);
+    MutexLock guard(lock_);
     for (;;) {
-        submitted_.wait(guard, [this] { return ending_ || !waiting_.empty(); });
+        while (!ending_ && waiting_.empty()) submitted_.Wait(guard);
         if (ending_) return;
         const std::shared_ptr<GifImageJob> job = std::move(waiting_.front());
         waiting_.pop_front();
         running_.push_back(job.get());
-        guard.unlock();
+        guard.Unlock();
         job->Prepare();
-        guard.lock();
+        guard.Lock();
         std::erase(running_, job.get());
-        done_.notify_all();
+        done_.NotifyAll();
     }
 }
 

@@ -1,19 +1,18 @@
 // Threads that prepare frames.
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/wic/gif/GifImageJob.h"
 
 namespace Vimbrel {
 
-// One thread a core, at most 4, started with the first job. Its end waits for the jobs that were
-// begun.
+// One thread per core, at most 4, started with the first job. The destructor waits for the jobs
+// that were begun.
 class GifWorkers {
 public:
     GifWorkers();
@@ -23,23 +22,23 @@ public:
 
     std::size_t ThreadCount() const { return thread_count_; }
 
-    // Prepares the job, here and now if no thread can be had.
+    // Prepares the job, on the calling thread if no other can be started.
     void Submit(std::shared_ptr<GifImageJob> job);
     bool IsDone(const GifImageJob& job) const;
     void WaitFor(const GifImageJob& job);
 
 private:
     void Run();
-    bool IsDoneLocked(const GifImageJob& job) const;
+    bool IsDoneLocked(const GifImageJob& job) const REQUIRES(lock_);
 
     const std::size_t thread_count_;
-    mutable std::mutex lock_;
-    std::condition_variable submitted_;
-    std::condition_variable done_;
-    std::deque<std::shared_ptr<GifImageJob>> waiting_;  // these are guarded by lock_
-    std::vector<const GifImageJob*> running_;
-    bool ending_ = false;
-    std::vector<std::thread> threads_;
+    mutable Mutex lock_;
+    Condition submitted_;
+    Condition done_;
+    std::deque<std::shared_ptr<GifImageJob>> waiting_ GUARDED_BY(lock_);
+    std::vector<const GifImageJob*> running_ GUARDED_BY(lock_);
+    bool ending_ GUARDED_BY(lock_) = false;
+    std::vector<std::thread> threads_;  // of the thread that submits
 };
 
 }  // namespace Vimbrel

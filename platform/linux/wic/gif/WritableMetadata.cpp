@@ -41,7 +41,7 @@ HRESULT WritableMetadata::Write(LPCWSTR path, const PROPVARIANT* value) {
         hr = item.FromVariant(*value, field->type);
         if (SUCCEEDED(hr) && field->check) hr = field->check(item);
         if (FAILED(hr)) return hr;
-        const std::lock_guard guard(lock_);
+        const MutexLock guard(lock_);
         if (sealed_) return WINCODEC_ERR_WRONGSTATE;
         const MetadataItem* fixed = fixed_.Find(key);
         if (fixed && fixed->number != item.number) return WINCODEC_ERR_VALUEOUTOFRANGE;
@@ -53,12 +53,12 @@ HRESULT WritableMetadata::Write(LPCWSTR path, const PROPVARIANT* value) {
 }
 
 HRESULT WritableMetadata::Read(LPCWSTR path, PROPVARIANT* value) const {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     return table_.Read(path, value);
 }
 
 HRESULT WritableMetadata::Fix(const char* key, std::uint16_t number) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     const MetadataItem* given = table_.Find(key);
     if (given && given->number != number) return WINCODEC_ERR_VALUEOUTOFRANGE;
     fixed_.SetNumber(key, VT_UI2, number);
@@ -66,7 +66,7 @@ HRESULT WritableMetadata::Fix(const char* key, std::uint16_t number) {
 }
 
 MetadataTable WritableMetadata::Seal() {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     sealed_ = true;
     return table_;
 }

@@ -4,10 +4,10 @@
 #include <wincodec.h>
 
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/wic/gif/MetadataTable.h"
 
 namespace Vimbrel {
@@ -41,10 +41,10 @@ public:
 
 private:
     const std::span<const MetadataField> fields_;
-    mutable std::mutex lock_;
-    MetadataTable table_;  // these are guarded by lock_
-    MetadataTable fixed_;
-    bool sealed_ = false;
+    mutable Mutex lock_;
+    MetadataTable table_ GUARDED_BY(lock_);
+    MetadataTable fixed_ GUARDED_BY(lock_);
+    bool sealed_ GUARDED_BY(lock_) = false;
 };
 
 HRESULT CreateMetadataWriter(std::shared_ptr<WritableMetadata> metadata,

@@ -27,7 +27,7 @@ PaletteColors::PaletteColors(ComPtr<IWICBitmapSource> bitmap, UINT count, bool a
     : has_alpha_(add_transparent), count_(count), bitmap_(std::move(bitmap)) {}
 
 HRESULT PaletteColors::Get(const std::vector<WICColor>** colors) {
-    const std::lock_guard guard(lock_);
+    const MutexLock guard(lock_);
     if (bitmap_) {
         try {
             const HRESULT hr = Quantize();

@@ -3,9 +3,9 @@
 
 #include <wincodec.h>
 
-#include <mutex>
 #include <vector>
 
+#include "base/ThreadSafety.h"
 #include "com/ComPtr.h"
 
 namespace Vimbrel {
@@ -26,13 +26,14 @@ public:
     bool HasAlpha() const { return has_alpha_; }
 
 private:
-    HRESULT Quantize();
+    HRESULT Quantize() REQUIRES(lock_);
 
     const bool has_alpha_;
     const UINT count_ = 0;
-    std::mutex lock_;
-    ComPtr<IWICBitmapSource> bitmap_;  // guarded by lock_, null once the colours are known
-    std::vector<WICColor> colors_;     // guarded by lock_ until then
+    Mutex lock_;
+    ComPtr<IWICBitmapSource> bitmap_ GUARDED_BY(lock_);  // null once the colours are known
+    // Do not change any more once they are known; Get hands out their address then.
+    std::vector<WICColor> colors_ GUARDED_BY(lock_);
 };
 
 }  // namespace Vimbrel
