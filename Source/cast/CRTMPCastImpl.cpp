@@ -3,6 +3,7 @@
 #include <mmreg.h>
 #include <windows.h>
 
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -10,6 +11,8 @@
 
 namespace Vimbrel {
 namespace {
+
+constexpr std::size_t most_bytes = std::numeric_limits<std::ptrdiff_t>::max();
 
 std::unique_ptr<std::uint8_t[]> Uninitialized(std::size_t size) {
     return std::make_unique_for_overwrite<std::uint8_t[]>(size);
@@ -138,8 +141,8 @@ void CRTMPCastImpl::SetVideoSample(unsigned char* data, unsigned width, unsigned
                                    std::int64_t time) try {
     if (!sender.IsConnected() || stride < 1 || data == nullptr) return;
     const std::size_t row = std::size_t{4} * width;
-    // No memory holds such a picture, and its size would wrap.
-    if (height != 0 && row > std::numeric_limits<std::size_t>::max() / height) return;
+    // No memory holds such a picture, and the size of some would wrap.
+    if (height != 0 && row > most_bytes / height) return;
     auto packet = PicturePacket(data, width, height, row, static_cast<std::size_t>(stride), time);
     ++progress->taken;
     encoders.h264.post(packet);
