@@ -60,7 +60,9 @@ void PlanGroup(ResizePlan& plan, std::int32_t first) {
 // The window of source pixels of two columns, and where each column's samples are in it.
 void PlanPair(ResizePlan& plan, std::int32_t first) {
     const std::int32_t* indexes = plan.ColumnIndexes() + first;
-    const std::int32_t start = std::min(indexes[0], plan.source.width - resize_pair_window);
+    const std::int32_t foremost =
+        plan.foursomes != 0 ? indexes[-(first % resize_group)] : indexes[0];
+    const std::int32_t start = std::min(foremost, plan.source.width - resize_pair_window);
     Writable(plan.PairStarts())[first / 2] = start;
     for (std::int32_t i = 0; i < 2; ++i) {
         const std::int32_t sample = plan.paired != 0 ? indexes[i] - start : 2 * i;
@@ -80,8 +82,11 @@ void PlanPairs(ResizePlan& plan) {
     const auto columns = static_cast<std::int32_t>(plan.Columns());
     const std::int32_t* indexes = plan.ColumnIndexes();
     plan.paired = plan.source.width >= resize_pair_window ? 1 : 0;
+    plan.foursomes = plan.paired;
     for (std::int32_t first = 0; first < columns; first += 2) {
         if (indexes[first + 1] - indexes[first] > resize_pair_window - 2) plan.paired = 0;
+        if (indexes[first + 1] - indexes[first - first % resize_group] > resize_pair_window - 2)
+            plan.foursomes = 0;
     }
     for (std::int32_t first = 0; first < columns; first += 2) PlanPair(plan, first);
 }

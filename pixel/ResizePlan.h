@@ -34,6 +34,8 @@ struct ResizePlan {
     std::int32_t compact;
     // Whether each pair of columns uses `resize_pair_window` source pixels at most.
     std::int32_t paired;
+    // Whether the two pairs of each group do so together; they then have the same window.
+    std::int32_t foursomes;
     // From group 1 to before this one, all groups have the samples and weights of group 1, and
     // windows that start `uniform_stride` pixels after one another. Ratios such as 3:2 and 2:1 have
     // nearly all groups so.

@@ -44,20 +44,21 @@ struct FloatBlock {
     }
 };
 
-// Columns whose tables follow one another, and the source row that they index.
-template <bool paired>
+// Columns whose tables follow one another, and the source row that they index. As many of them as
+// `sharing` says lie in the same window of source pixels.
+template <std::int32_t sharing>
 class ColumnRun {
 public:
     HWY_INLINE ColumnRun(const ResizePlan& plan, std::int32_t first, const std::uint8_t* source_row)
         : source(source_row),
-          places(paired ? plan.PairStarts() + first / 2 : plan.ColumnIndexes() + first),
+          places(sharing > 1 ? plan.PairStarts() + first / 2 : plan.ColumnIndexes() + first),
           selections(plan.PairSelections() + 16 * static_cast<std::ptrdiff_t>(first)),
           weights(plan.ColumnWeights() + 4 * static_cast<std::ptrdiff_t>(first)) {}
 
     // A vector of pixels from this column of the run; each 16 bytes are a column.
     HWY_INLINE FloatBlock At(std::ptrdiff_t column) const {
         constexpr std::int32_t n = vector_blocks;
-        const std::int32_t* near = places + (paired ? column / 2 : column);
+        const std::int32_t* near = places + (sharing > 1 ? column / 2 : column);
         const std::uint8_t* select = selections + 16 * column;
         const float* weight = weights + 4 * column;
         return {Interpolate<0>(near, select, weight), Interpolate<n>(near, select, weight),
@@ -66,19 +67,30 @@ public:
 
 private:
     // The source pixels of a pair of columns in each 16 bytes.
-    template <std::int32_t of>
-    HWY_INLINE ByteVec PairPixels(const std::int32_t* near) const {
-        if constexpr (paired) {
+    template <std::int32_t of, class Tag>
+    HWY_INLINE hn::Vec<Tag> PairPixels(Tag tag, const std::int32_t* near) const {
+        if constexpr (sharing > 1) {
             const std::ptrdiff_t start = near[of / 2];
-            return hn::LoadDup128(bytes, source + 4 * start);
+            return hn::LoadDup128(tag, source + 4 * start);
         } else {
             HWY_ALIGN std::uint8_t pixels[16];
             for (std::int32_t i = 0; i < 2; ++i) {
                 const std::ptrdiff_t index = near[of / 2 * 2 + i];
                 std::memcpy(pixels + 8 * i, source + 4 * index, 8);
             }
-            return hn::LoadDup128(bytes, pixels);
+            return hn::LoadDup128(tag, pixels);
         }
+    }
+
+    template <std::int32_t of>
+    HWY_INLINE ByteVec Pixels(const std::int32_t* near) const {
+#if HWY_CAP_GE512
+        if constexpr (sharing < 4) {
+            constexpr hn::Full256<std::uint8_t> pair;
+            return hn::Combine(bytes, PairPixels<of + 2>(pair, near), PairPixels<of>(pair, near));
+        }
+#endif
+        return PairPixels<of>(bytes, near);
     }
 
     // The difference of two bytes is the same number in integers and in floats; in integers it
@@ -86,12 +98,7 @@ private:
     template <std::int32_t of>
     HWY_INLINE FloatVec Interpolate(const std::int32_t* near, const std::uint8_t* select,
                                     const float* weight) const {
-#if HWY_CAP_GE512
-        const ByteVec pixels =
-            hn::ConcatUpperLower(bytes, PairPixels<of + 2>(near), PairPixels<of>(near));
-#else
-        const ByteVec pixels = PairPixels<of>(near);
-#endif
+        const ByteVec pixels = Pixels<of>(near);
         const auto both = hn::BitCast(
             signed_words, hn::TableLookupBytesOr0(pixels, hn::LoadU(bytes, select + 16 * of)));
         const auto signs = hn::BitCast(signed_words, hn::Set(signed_dwords, 0x0001FFFF));
@@ -109,29 +116,29 @@ private:
 
 // Gives `work` the columns of a plan in runs. Where a plan repeats itself, one tile's tables serve
 // for all its uniform tiles and stay in the nearest cache.
-template <bool paired, class Work>
+template <std::int32_t sharing, class Work>
 HWY_INLINE void WalkColumns(const ResizePlan& plan, const std::uint8_t* source, const Work& work) {
     const std::int32_t width = plan.destination.width;
     const std::int32_t tile = plan.tile;
     std::int32_t x = 0;
     if (plan.uniform_tiles > 1) {
         const std::ptrdiff_t tile_bytes = 4 * static_cast<std::ptrdiff_t>(plan.tile_stride);
-        work.Run(ColumnRun<paired>(plan, 0, source), 0, std::min(2 * tile, width));
+        work.Run(ColumnRun<sharing>(plan, 0, source), 0, std::min(2 * tile, width));
         const std::uint8_t* shifted = source;
         const std::int32_t end = (plan.uniform_tiles + 1) * tile;
         for (x = 2 * tile; x < end; x += tile) {
             shifted += tile_bytes;
-            work.Run(ColumnRun<paired>(plan, tile, shifted), x, std::min(tile, width - x));
+            work.Run(ColumnRun<sharing>(plan, tile, shifted), x, std::min(tile, width - x));
         }
     }
-    if (x < width) work.Run(ColumnRun<paired>(plan, x, source), x, width - x);
+    if (x < width) work.Run(ColumnRun<sharing>(plan, x, source), x, width - x);
 }
 
 struct MakeFloatRow {
     float* row;
 
-    template <bool paired>
-    HWY_INLINE void Run(const ColumnRun<paired>& columns, std::int32_t x,
+    template <std::int32_t sharing>
+    HWY_INLINE void Run(const ColumnRun<sharing>& columns, std::int32_t x,
                         std::int32_t count) const {
         float* to = row + 4 * static_cast<std::ptrdiff_t>(x);
         for (std::ptrdiff_t i = 0; i < count; i += vector_floats, to += vector_bytes)
@@ -139,12 +146,24 @@ struct MakeFloatRow {
     }
 };
 
-inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
-    if (plan.paired != 0) {
-        WalkColumns<true>(plan, source, MakeFloatRow{row});
-    } else {
-        WalkColumns<false>(plan, source, MakeFloatRow{row});
+// Gives the columns to `work` by the widest windows that the plan has and a vector can use.
+template <class Work>
+HWY_INLINE void ForColumns(const ResizePlan& plan, const std::uint8_t* source, const Work& work) {
+#if HWY_CAP_GE512
+    if (plan.paired != 0 && plan.foursomes != 0) {
+        WalkColumns<4>(plan, source, work);
+        return;
     }
+#endif
+    if (plan.paired != 0) {
+        WalkColumns<2>(plan, source, work);
+    } else {
+        WalkColumns<1>(plan, source, work);
+    }
+}
+
+inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
+    ForColumns(plan, source, MakeFloatRow{row});
 }
 
 // A product with one half is exact, so that one rounding of product and sum gives the same.
@@ -170,8 +189,8 @@ struct WriteRowsBetween {
     float* row;
     RowsBetween to;
 
-    template <bool paired>
-    HWY_INLINE void Run(const ColumnRun<paired>& columns, std::int32_t x,
+    template <std::int32_t sharing>
+    HWY_INLINE void Run(const ColumnRun<sharing>& columns, std::int32_t x,
                         std::int32_t width) const {
         float* upper_row = row + 4 * static_cast<std::ptrdiff_t>(x);
         std::uint8_t* destination = to.destination + 4 * static_cast<std::ptrdiff_t>(x);
@@ -201,8 +220,8 @@ struct WriteRowsBetween {
 
 private:
     // The last pixels of a row, less than a vector.
-    template <bool paired>
-    HWY_INLINE void WriteRest(const ColumnRun<paired>& columns, std::ptrdiff_t i,
+    template <std::int32_t sharing>
+    HWY_INLINE void WriteRest(const ColumnRun<sharing>& columns, std::ptrdiff_t i,
                               std::size_t pixels, float* upper_row) const {
         std::uint8_t* destination = to.destination + (upper_row - row);
         const FloatBlock upper = FloatBlock::Load(upper_row);
@@ -218,26 +237,16 @@ private:
     }
 };
 
-template <bool paired>
-HWY_INLINE void WriteRows(const ResizePlan& plan, float* row, const std::uint8_t* source,
-                          const RowsBetween& rows) {
-    if (rows.count == 1 && rows.weights[0] == 0.5F) {
-        WalkColumns<paired>(plan, source, WriteRowsBetween<1, RowWeight::half>{row, rows});
-    } else if (rows.count == 1) {
-        WalkColumns<paired>(plan, source, WriteRowsBetween<1>{row, rows});
-    } else if (rows.count == 2) {
-        WalkColumns<paired>(plan, source, WriteRowsBetween<2>{row, rows});
-    } else {
-        WalkColumns<paired>(plan, source, WriteRowsBetween<0>{row, rows});
-    }
-}
-
 inline void FloatRows(const ResizePlan& plan, float* row, const std::uint8_t* source,
                       const RowsBetween& rows) {
-    if (plan.paired != 0) {
-        WriteRows<true>(plan, row, source, rows);
+    if (rows.count == 1 && rows.weights[0] == 0.5F) {
+        ForColumns(plan, source, WriteRowsBetween<1, RowWeight::half>{row, rows});
+    } else if (rows.count == 1) {
+        ForColumns(plan, source, WriteRowsBetween<1>{row, rows});
+    } else if (rows.count == 2) {
+        ForColumns(plan, source, WriteRowsBetween<2>{row, rows});
     } else {
-        WriteRows<false>(plan, row, source, rows);
+        ForColumns(plan, source, WriteRowsBetween<0>{row, rows});
     }
 }
 
