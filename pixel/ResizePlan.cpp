@@ -91,6 +91,18 @@ void PlanPairs(ResizePlan& plan) {
     for (std::int32_t first = 0; first < columns; first += 2) PlanPair(plan, first);
 }
 
+// Copies of the tables in the orders that longer vectors read them in.
+void OrderForVectors(ResizePlan& plan, std::int32_t blocks) {
+    for (std::int64_t column = 0; column < plan.Columns(); ++column) {
+        const std::int64_t within = column % (4 * blocks);
+        const std::int64_t place = column - within + within % 4 * blocks + within / 4;
+        std::copy_n(plan.PairSelections() + 16 * column, 16,
+                    Writable(plan.Selections(blocks)) + 16 * place);
+        std::copy_n(plan.ColumnWeights() + 4 * column, 4,
+                    Writable(plan.VectorWeights(blocks)) + 4 * place);
+    }
+}
+
 void FindUniformGroups(ResizePlan& plan) {
     const auto groups = static_cast<std::int32_t>(plan.Columns() / resize_group);
     if (plan.compact == 0 || groups < 3) return;
@@ -154,6 +166,8 @@ void PlanColumns(ResizePlan& plan) {
     for (std::int32_t first = 0; first < columns; first += resize_group) PlanGroup(plan, first);
     FindUniformGroups(plan);
     PlanPairs(plan);
+    OrderForVectors(plan, 2);
+    OrderForVectors(plan, 4);
     FindUniformTiles(plan);
 }
 

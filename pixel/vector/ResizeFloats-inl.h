@@ -52,60 +52,67 @@ public:
     HWY_INLINE ColumnRun(const ResizePlan& plan, std::int32_t first, const std::uint8_t* source_row)
         : source(source_row),
           places(sharing > 1 ? plan.PairStarts() + first / 2 : plan.ColumnIndexes() + first),
-          selections(plan.PairSelections() + 16 * static_cast<std::ptrdiff_t>(first)),
-          weights(plan.ColumnWeights() + 4 * static_cast<std::ptrdiff_t>(first)) {}
+          selections(plan.Selections(vector_blocks) + 16 * static_cast<std::ptrdiff_t>(first)),
+          weights(plan.VectorWeights(vector_blocks) + 4 * static_cast<std::ptrdiff_t>(first)) {}
 
-    // A vector of pixels from this column of the run; each 16 bytes are a column.
+    // A vector of pixels from this column of the run. Each 16 bytes are a column; those of one
+    // vector are four columns apart, so that packing puts them in order.
     HWY_INLINE FloatBlock At(std::ptrdiff_t column) const {
         constexpr std::int32_t n = vector_blocks;
         const std::int32_t* near = places + (sharing > 1 ? column / 2 : column);
         const std::uint8_t* select = selections + 16 * column;
         const float* weight = weights + 4 * column;
-        return {Interpolate<0>(near, select, weight), Interpolate<n>(near, select, weight),
-                Interpolate<2 * n>(near, select, weight), Interpolate<3 * n>(near, select, weight)};
+        const ByteVec front = Pixels<0>(near);
+        const ByteVec back = sharing == 4 ? front : Pixels<1>(near);
+        return {Interpolate(front, select, weight),
+                Interpolate(front, select + 16 * n, weight + 4 * n),
+                Interpolate(back, select + 32 * n, weight + 8 * n),
+                Interpolate(back, select + 48 * n, weight + 12 * n)};
     }
 
 private:
-    // The source pixels of a pair of columns in each 16 bytes.
-    template <std::int32_t of, class Tag>
-    HWY_INLINE hn::Vec<Tag> PairPixels(Tag tag, const std::int32_t* near) const {
+    // The source pixels of the first or second pair among four columns.
+    template <std::int32_t pair>
+    HWY_INLINE hn::Vec128<std::uint8_t> PairPixels(const std::int32_t* near,
+                                                   std::int32_t block) const {
+        constexpr hn::Full128<std::uint8_t> window;
         if constexpr (sharing > 1) {
-            const std::ptrdiff_t start = near[of / 2];
-            return hn::LoadDup128(tag, source + 4 * start);
+            const std::ptrdiff_t start = near[2 * block + pair];
+            return hn::LoadU(window, source + 4 * start);
         } else {
             HWY_ALIGN std::uint8_t pixels[16];
             for (std::int32_t i = 0; i < 2; ++i) {
-                const std::ptrdiff_t index = near[of / 2 * 2 + i];
+                const std::ptrdiff_t index = near[4 * block + 2 * pair + i];
                 std::memcpy(pixels + 8 * i, source + 4 * index, 8);
             }
-            return hn::LoadDup128(tag, pixels);
+            return hn::Load(window, pixels);
         }
     }
 
-    template <std::int32_t of>
+    template <std::int32_t pair>
     HWY_INLINE ByteVec Pixels(const std::int32_t* near) const {
 #if HWY_CAP_GE512
-        if constexpr (sharing < 4) {
-            constexpr hn::Full256<std::uint8_t> pair;
-            return hn::Combine(bytes, PairPixels<of + 2>(pair, near), PairPixels<of>(pair, near));
-        }
+        constexpr hn::Full256<std::uint8_t> half;
+        return hn::Combine(bytes,
+                           hn::Combine(half, PairPixels<pair>(near, 3), PairPixels<pair>(near, 2)),
+                           hn::Combine(half, PairPixels<pair>(near, 1), PairPixels<pair>(near, 0)));
+#elif HWY_CAP_GE256
+        return hn::Combine(bytes, PairPixels<pair>(near, 1), PairPixels<pair>(near, 0));
+#else
+        return PairPixels<pair>(near, 0);
 #endif
-        return PairPixels<of>(bytes, near);
     }
 
     // The difference of two bytes is the same number in integers and in floats; in integers it
     // takes one conversion less.
-    template <std::int32_t of>
-    HWY_INLINE FloatVec Interpolate(const std::int32_t* near, const std::uint8_t* select,
-                                    const float* weight) const {
-        const ByteVec pixels = Pixels<of>(near);
-        const auto both = hn::BitCast(
-            signed_words, hn::TableLookupBytesOr0(pixels, hn::LoadU(bytes, select + 16 * of)));
+    static HWY_INLINE FloatVec Interpolate(ByteVec pixels, const std::uint8_t* select,
+                                           const float* weight) {
+        const auto both =
+            hn::BitCast(signed_words, hn::TableLookupBytesOr0(pixels, hn::LoadU(bytes, select)));
         const auto signs = hn::BitCast(signed_words, hn::Set(signed_dwords, 0x0001FFFF));
         const auto left = hn::And(hn::BitCast(signed_dwords, both), hn::Set(signed_dwords, 0xFFFF));
         const FloatVec difference = hn::ConvertTo(floats, PairSums(both, signs));
-        return hn::Add(hn::ConvertTo(floats, left),
-                       hn::Mul(difference, hn::LoadU(floats, weight + 4 * of)));
+        return hn::Add(hn::ConvertTo(floats, left), hn::Mul(difference, hn::LoadU(floats, weight)));
     }
 
     const std::uint8_t* source;
@@ -149,13 +156,9 @@ struct MakeFloatRow {
 // Gives the columns to `work` by the widest windows that the plan has and a vector can use.
 template <class Work>
 HWY_INLINE void ForColumns(const ResizePlan& plan, const std::uint8_t* source, const Work& work) {
-#if HWY_CAP_GE512
-    if (plan.paired != 0 && plan.foursomes != 0) {
+    if (plan.foursomes != 0) {
         WalkColumns<4>(plan, source, work);
-        return;
-    }
-#endif
-    if (plan.paired != 0) {
+    } else if (plan.paired != 0) {
         WalkColumns<2>(plan, source, work);
     } else {
         WalkColumns<1>(plan, source, work);
@@ -179,7 +182,7 @@ HWY_INLINE ByteVec Between(const FloatBlock& upper, const FloatBlock& difference
                                                      rounded(upper.v1, difference.v1));
     const SignedWordVec back = hn::ReorderDemote2To(signed_words, rounded(upper.v2, difference.v2),
                                                     rounded(upper.v3, difference.v3));
-    return Reorder(SaturatedBytes(front, back), packed_column_order);
+    return SaturatedBytes(front, back);
 }
 
 // Writes the destination rows between `row` and the source row, `count` of them or, if that is 0,
