@@ -1,11 +1,11 @@
-// Waiting for an event on a thread that owes its messages an ear.
+// Waits for an event while pumping the calling thread's messages.
 #pragma once
 
 #include <windows.h>
 
 namespace Vimbrel {
 
-// Waits for `event` without a time limit and takes and dispatches the calling thread's messages
+// Waits for `event` without a time limit and dispatches the calling thread's messages
 // meanwhile. False if the wait fails.
 bool WaitKeepingMessages(HANDLE event);
 

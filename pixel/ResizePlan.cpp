@@ -123,16 +123,15 @@ void FindUniformGroups(ResizePlan& plan) {
 void FindUniformTiles(ResizePlan& plan) {
     const std::int32_t common = std::gcd(plan.source.width, plan.destination.width);
     const std::int64_t columns = plan.Columns();
-    std::int64_t tile =
-        std::lcm(std::int64_t{plan.destination.width / common}, std::int64_t{resize_block});
+    const std::int64_t period = plan.destination.width / common;
+    std::int64_t tile = std::lcm(period, std::int64_t{resize_block});
     plan.uniform_tiles = 0;
-    if (tile > columns / 3) return;
-    // A walk over the columns begins anew with every tile; a few hundred bytes of tables more are
-    // less of a burden.
+    if (period < 1 || tile < 1 || tile > columns / 3) return;
+    // A walk over the columns begins anew with every tile; a few kilobytes of tables more are less
+    // of a burden.
     while (tile < 128 && 2 * tile <= columns / 4) tile *= 2;
     plan.tile = static_cast<std::int32_t>(tile);
-    plan.tile_stride = static_cast<std::int32_t>(tile / (plan.destination.width / common) *
-                                                 (plan.source.width / common));
+    plan.tile_stride = static_cast<std::int32_t>(tile / period * (plan.source.width / common));
     const auto repeats = [&](std::int64_t column) {
         const std::int64_t as = tile + column % tile;
         const std::int64_t stride = (column / tile - 1) * plan.tile_stride;

@@ -93,7 +93,7 @@ private:
     // Neither mutex is held while the other is taken.
     Mutex join_mutex;
     std::thread thread GUARDED_BY(join_mutex);
-    const HANDLE start_event;
+    HANDLE start_event;
     Mutex mutex;
     Condition queue_changed;
     std::deque<std::unique_ptr<packet>> queue GUARDED_BY(mutex);  // oldest first

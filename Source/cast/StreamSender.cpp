@@ -1,5 +1,6 @@
 #include "Source/cast/StreamSender.h"
 
+#include <exception>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -86,7 +87,8 @@ int StreamSender::Connect(const CastServer& server, bool with_audio) {
     try {
         result = publisher.Connect(server.url, server.user, server.password);
         if (result == RTMPCAST_OK && !framing->Begin(with_audio)) result = RTMPCAST_STREAM_FAILED;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
+        // No memory, or no random numbers for a login.
         result = RTMPCAST_CONNECTION_FAILED;
     }
     if (result == RTMPCAST_OK) return result;

@@ -59,7 +59,7 @@ private:
     int start_status = RTMPCAST_OK;  // not written after `started` is signalled
     bool link_lost = false;          // of the thread alone
     std::atomic<bool> connected = false;
-    const HANDLE started;
+    HANDLE started;
 
     Mutex mutex;
     Condition queue_changed;

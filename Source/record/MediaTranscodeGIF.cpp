@@ -98,11 +98,12 @@ void MediaTranscodeGIF::SetVideoSample(void* data, unsigned width, unsigned heig
     ++sampleCount;
     if (!data || width == 0) return End();
     std::unique_ptr<GifSample> sample(new (std::nothrow) GifSample);
-    if (sample) {
+    const std::uint64_t size = std::uint64_t{width} * 4 * height;
+    // The imaging component counts in 32 bits. A larger frame is dropped like one without memory.
+    if (sample && width <= UINT32_MAX / 4 && size <= UINT32_MAX) {
         sample->width = width;
         sample->height = height;
         sample->stride = width * 4;
-        const std::size_t size = std::size_t{height} * sample->stride;
         sample->data.reset(new (std::nothrow) unsigned char[size]);
         if (sample->data) std::memcpy(sample->data.get(), data, size);
     }
@@ -257,7 +258,11 @@ void MediaTranscodeGIF::SetSample(void* data, unsigned width, unsigned height, u
                 videoWidth = static_cast<std::uint32_t>(width * scale);
                 videoHeight = static_cast<std::uint32_t>(height * scale);
             }
-            Intialize();  // a failure is tried again with the next sample
+            try {
+                Intialize();  // a failure is tried again with the next sample
+            } catch (const std::bad_alloc&) {
+                initialized = false;
+            }
         }
         const bool transparent =
             HasTransparentCorner(static_cast<const unsigned char*>(data), width, height, stride);

@@ -3,7 +3,6 @@
 #include <mfapi.h>
 #include <wingdi.h>
 
-#include <cassert>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -76,14 +75,12 @@ void MediaTranscodeMP4::SetVideoSample(void* data, unsigned, unsigned height, un
                                        std::int64_t time, std::int64_t duration) {
     if (output_type == OutputType::MP4Audio) return;
     const ComPtr<MFMemorySource> target = SourceFor(true, time);
-    assert(target && "a frame outside Create and Stop");
     if (target) target->SetSample(true, data, height * stride, 0, 0, time, duration);
 }
 
 void MediaTranscodeMP4::SetAudioSample(void* data, unsigned size, std::int64_t time,
                                        std::int64_t duration) {
     const ComPtr<MFMemorySource> target = SourceFor(false, time);
-    assert(target && "sound outside Create and Stop");
     if (target) target->SetSample(false, data, size, 0, 0, time, duration);
 }
 

@@ -45,7 +45,8 @@ void RecordQueue::Push(bool video, const void* data, unsigned size, std::int64_t
     if (ended) return;
     const BlockCounters& of_medium = counters[video ? 1 : 0];
     Add(of_medium.taken);
-    if (!record || abandoned) return Add(of_medium.dropped);
+    const bool lost = abandoned || (of_medium.failed && *of_medium.failed);
+    if (!record || lost) return Add(of_medium.dropped);
     try {
         pending.push_back(std::move(record));
     } catch (const std::bad_alloc&) {

@@ -25,18 +25,23 @@ expect() {
     timeout 60 "$vimbrel" "$@" >output 2>&1
     local got=$?
     [ "$got" = "$code" ] || complain "exit code $got instead of $code: vimbrel $*: $(cat output)"
-    grep -qF -- "$text" output || complain "'$text' is not in the output of vimbrel $*: $(cat output)"
+    grep -qF -- "$text" output ||
+        complain "'$text' is not in the output of vimbrel $*: $(cat output)"
     if [ "$code" != 0 ]; then
-        [ ! -e out.gif ] && [ ! -e out.gif.part ] && [ ! -e out.mp4 ] || complain "a file was left by vimbrel $*"
+        [ ! -e out.gif ] && [ ! -e out.gif.part ] && [ ! -e out.mp4 ] ||
+            complain "a file was left by vimbrel $*"
     fi
 }
 
 # scene LAYERS [CANVAS]: writes scene.json.
 scene() {
     local canvas=${2:-'"width": 160, "height": 120, "fps": 10, "background": "#203040"'}
-    echo "{\"canvas\": {$canvas}, \"layers\": [$1], \"outputs\": [{\"type\": \"gif\", \"file\": \"out.gif\"}]}" >scene.json
+    local outputs='"outputs": [{"type": "gif", "file": "out.gif"}]'
+    echo "{\"canvas\": {$canvas}, \"layers\": [$1], $outputs}" >scene.json
 }
 
+# placed TYPE FIELDS RECT: a layer of that type.
+placed() { echo "{\"type\": \"$1\", $2, \"rect\": [$3]}"; }
 picture() { echo "{\"type\": \"picture\", \"file\": \"$1\", \"rect\": [0, 0, 80, 60]}"; }
 
 convert -size 300x200 gradient:red-blue photo.jpg
@@ -45,16 +50,20 @@ convert -size 60x40 xc:red frame1.gif
 convert -size 60x40 xc:none -fill yellow -draw 'rectangle 5,5 20,20' frame2.gif
 convert -size 60x40 xc:none -fill blue -draw 'rectangle 30,10 50,30' frame3.gif
 # As found on the net: interlaced, sub-rectangles, disposal 2 and 3, delay 0.
-gifsicle -w --interlace -O2 --loop --delay 0 --disposal asis frame1.gif --delay 5 --disposal background frame2.gif \
-    --delay 20 --disposal previous frame3.gif -o found.gif
+gifsicle -w --interlace -O2 --loop --delay 0 --disposal asis frame1.gif \
+    --delay 5 --disposal background frame2.gif --delay 20 --disposal previous frame3.gif \
+    -o found.gif
 gifsicle --info found.gif | grep -q interlaced || complain "the test's own GIF is not interlaced"
 
 echo "A good scene"
-scene "$(picture photo.jpg), $(picture hole.png), {\"type\": \"gif\", \"file\": \"found.gif\", \"rect\": [80, 60, 80, 60]},
-    {\"type\": \"text\", \"text\": \"Grüße\", \"rect\": [0, 90, 160, 30]}, {\"type\": \"color\", \"color\": \"#ffffff40\", \"rect\": [150, 0, 50, 50]}"
+scene "$(picture photo.jpg), $(picture hole.png),
+    $(placed gif '"file": "found.gif"' '80, 60, 80, 60'),
+    $(placed text '"text": "Grüße"' '0, 90, 160, 30'),
+    $(placed color '"color": "#ffffff40"' '150, 0, 50, 50')"
 expect 0 "wrote $work/out.gif: 15 frames, 0 dropped" run scene.json --seconds 1.5
 gifsicle --info out.gif >info 2>&1
-for text in "15 images" "logical screen 160x120" "loop forever" "Produced by Halvorix Ombrix" "delay 0.10s"; do
+for text in "15 images" "logical screen 160x120" "loop forever" "Produced by Halvorix Ombrix" \
+    "delay 0.10s"; do
     grep -qF "$text" info || complain "gifsicle does not see '$text'"
 done
 grep -q warning info && complain "gifsicle warns: $(grep warning info)"
@@ -64,7 +73,10 @@ ffmpeg -v warning -i out.gif -f null - 2>warnings || complain "ffmpeg cannot dec
 # The photo's corner, what the circle covers, the GIF's yellow and the canvas, in the frame that
 # shows the second GIF frame.
 ffmpeg -v error -y -i out.gif -frames:v 2 -f image2 shot%d.png
-pixel() { convert "$1" -format "%[fx:int(255*p{$2}.r+0.5)] %[fx:int(255*p{$2}.g+0.5)] %[fx:int(255*p{$2}.b+0.5)]" info:; }
+pixel() {
+    local red="%[fx:int(255*p{$2}.r+0.5)]" green="%[fx:int(255*p{$2}.g+0.5)]"
+    convert "$1" -format "$red $green %[fx:int(255*p{$2}.b+0.5)]" info:
+}
 close() {
     local at=$1 shot=$2
     shift 2
@@ -72,7 +84,8 @@ close() {
     read -r -a got < <(pixel "$shot" "$at")
     for i in 0 1 2; do
         local difference=$((want[i] - got[i]))
-        [ "${difference#-}" -le 40 ] || complain "pixel $at of $shot is ${got[*]} instead of ${want[*]}"
+        [ "${difference#-}" -le 40 ] ||
+            complain "pixel $at of $shot is ${got[*]} instead of ${want[*]}"
     done
 }
 close 3,8 shot1.png 233 0 22
@@ -87,7 +100,8 @@ expect 0 "wrote $work/out.gif: 10 frames" run bare.json --seconds 0.5 --out out.
 expect 2 "there is no output" run bare.json --seconds 1
 expect 2 "is none of .gif and .mp4" run bare.json --seconds 1 --out out.avi
 expect 2 "already written by" run bare.json --seconds 1 --out out.gif --out ./out.gif
-expect 2 "cannot be written: No such file or directory" run bare.json --seconds 1 --out nowhere/out.gif
+expect 2 "cannot be written: No such file or directory" \
+    run bare.json --seconds 1 --out nowhere/out.gif
 mkdir -p folder.gif
 expect 2 "is a folder" run bare.json --seconds 1 --out folder.gif
 
@@ -96,13 +110,17 @@ ffmpeg -v error -y -f lavfi -i "sine=frequency=1000:duration=1.5:sample_rate=220
 ffmpeg -v error -y -f lavfi -i "sine=frequency=400:duration=0.5:sample_rate=44100" -ac 2 hum.wav
 sounds='{"type": "file", "file": "beep.flac", "volume": 50}, {"type": "file", "file": "hum.wav"}'
 movie() {
-    echo "{\"canvas\": {\"width\": $1, \"height\": 120, \"fps\": 25}, \"layers\": [$(picture photo.jpg)], \"sound\": [$sounds],
-        \"outputs\": [{\"type\": \"mp4\", \"file\": \"out.mp4\"}, {\"type\": \"gif\", \"file\": \"out.gif\"}]}" >movie.json
+    echo "{\"canvas\": {\"width\": $1, \"height\": 120, \"fps\": 25},
+        \"layers\": [$(picture photo.jpg)], \"sound\": [$sounds],
+        \"outputs\": [{\"type\": \"mp4\", \"file\": \"out.mp4\"},
+                      {\"type\": \"gif\", \"file\": \"out.gif\"}]}" >movie.json
 }
 movie 160
 expect 0 "wrote $work/out.mp4: 50 frames, 0 dropped" run movie.json --seconds 2
-grep -q "wrote $work/out.gif: 50 frames" output || complain "the GIF beside the MP4 is not told: $(cat output)"
-probed=$(ffprobe -v warning -of csv=p=0 -show_entries stream=codec_name,duration,nb_frames out.mp4 2>&1 | tr '\n' ' ')
+grep -q "wrote $work/out.gif: 50 frames" output ||
+    complain "the GIF beside the MP4 is not told: $(cat output)"
+probed=$(ffprobe -v warning -of csv=p=0 -show_entries stream=codec_name,duration,nb_frames out.mp4 \
+    2>&1 | tr '\n' ' ')
 case "$probed" in
     "h264,2.000000,50 aac,2.0"*) ;;
     *) complain "ffprobe sees in the MP4: $probed" ;;
@@ -110,8 +128,12 @@ esac
 ffmpeg -v warning -xerror -i out.mp4 -f null - 2>warnings || complain "ffmpeg cannot decode the MP4"
 [ -s warnings ] && complain "ffmpeg warns of the MP4: $(cat warnings)"
 # Both files sound at first, then one at half its volume, then none.
-loudness() { ffmpeg -v info -ss "$1" -t 0.3 -i out.mp4 -af volumedetect -f null - 2>&1 | sed -n 's/.*mean_volume: -\([0-9]*\).*/\1/p'; }
-[ "$(loudness 0.1)" -lt "$(loudness 1)" ] && [ "$(loudness 1)" -lt 40 ] && [ "$(loudness 1.65)" -gt 60 ] ||
+loudness() {
+    ffmpeg -v info -ss "$1" -t 0.3 -i out.mp4 -af volumedetect -f null - 2>&1 |
+        sed -n 's/.*mean_volume: -\([0-9]*\).*/\1/p'
+}
+[ "$(loudness 0.1)" -lt "$(loudness 1)" ] && [ "$(loudness 1)" -lt 40 ] &&
+    [ "$(loudness 1.65)" -gt 60 ] ||
     complain "loudness is -$(loudness 0.1), -$(loudness 1) and -$(loudness 1.65) dB"
 movie 161
 expect 2 "not 161x120, but 162x120 would do" run movie.json --seconds 1
@@ -131,7 +153,8 @@ kill -9 $pid
 { wait $pid; } 2>/dev/null
 length=$(ffprobe -v error -show_entries format=duration -of csv=p=0 out.mp4)
 [ "${length%.*}" -ge 3 ] || complain "of about 5 s recorded $length are left"
-ffmpeg -v warning -xerror -i out.mp4 -f null - 2>warnings || complain "ffmpeg cannot decode what is left"
+ffmpeg -v warning -xerror -i out.mp4 -f null - 2>warnings ||
+    complain "ffmpeg cannot decode what is left"
 [ -s warnings ] && complain "ffmpeg warns of what is left: $(cat warnings)"
 rm -f out.mp4 out.gif.part
 
@@ -144,12 +167,15 @@ gifsicle --loop --delay 20 noise1.gif noise2.gif -o noise.gif
     ulimit -f 400
     timeout 60 "$vimbrel" run bare.json --seconds 1 --out small.mp4 >output 2>&1
     echo "code $?" >>output
-    echo "{\"canvas\": {\"width\": 640, \"height\": 480, \"fps\": 25}, \"layers\": [{\"type\": \"gif\", \"file\": \"noise.gif\", \"rect\": [0, 0, 640, 480]}]}" >big.json
+    echo "{\"canvas\": {\"width\": 640, \"height\": 480, \"fps\": 25},
+        \"layers\": [$(placed gif '"file": "noise.gif"' '0, 0, 640, 480')]}" >big.json
     timeout 60 "$vimbrel" run big.json --seconds 3 --out big.mp4 >output2 2>&1
     echo "code $?" >>output2
 )
 grep -q "code 0" output || complain "a small file is not written: $(cat output)"
-grep -q "code 1" output2 && grep -q "could not be written to its end; is the disk full" output2 || complain "a full disk is not told: $(cat output2)"
+grep -q "code 1" output2 &&
+    grep -q "could not be written to its end; is the disk full" output2 ||
+        complain "a full disk is not told: $(cat output2)"
 
 echo "An interrupt ends it well"
 scene ""
@@ -159,7 +185,8 @@ pid=$!
 sleep 1
 kill -INT $pid
 wait $pid || complain "an interrupted run gives $?"
-gifsicle --info out.gif 2>&1 | grep -q "logical screen 160x120" || complain "an interrupted run leaves no good file"
+gifsicle --info out.gif 2>&1 | grep -q "logical screen 160x120" ||
+    complain "an interrupted run leaves no good file"
 
 echo "A file from before stays when a new one fails"
 cp out.gif before.gif
@@ -176,7 +203,9 @@ echo "This is no picture" >text.png
 : >empty.png
 printf 'GIF89a\0\0\0\0\0\0\0;' >zero.gif
 # One image of a claimed size; its data is a single pixel.
-claim() { printf 'GIF89a\xff\xff\xff\xff\x80\0\0\0\0\0\xff\xff\xff,\0\0\0\0%b\0\x02\x02\x44\x01\0;' "$1"; }
+claim() {
+    printf 'GIF89a\xff\xff\xff\xff\x80\0\0\0\0\0\xff\xff\xff,\0\0\0\0%b\0\x02\x02\x44\x01\0;' "$1"
+}
 claim '\xff\xff\xff\xff' >huge.gif
 claim '\x01\0\x01\0' >hugescreen.gif
 broken missing.png "there is no such file"
@@ -204,7 +233,9 @@ echo '{"canvas": {"width": 160,' >scene.json
 expect 2 "scene.json: parse error at line" run scene.json --seconds 1
 expect 2 "nothere.json: cannot be read" run nothere.json
 expect 2 "SCENE is required" run
-for seconds in -3 nan 1e400; do expect 2 "--seconds: must be a number above 0" run scene.json --seconds $seconds; done
+for seconds in -3 nan 1e400; do
+    expect 2 "--seconds: must be a number above 0" run scene.json --seconds $seconds
+done
 expect 0 "Exit codes" --help
 expect 0 "SCENE" run --help
 expect 0 "vimbrel 0." --version
@@ -213,10 +244,12 @@ echo "The log"
 printf '[Main]\nlevel=trace\npath=%s/logs\nfileline=true\n' "$work" >log.conf
 scene "$(picture text.png)"
 expect 2 "is not a picture that can be read" run scene.json --seconds 1 --log-config log.conf
-grep -q '\[ERROR\] Photo - CreateDecoderFromFilename failed - 0x88982F50 MediaSourcePicture.cpp:' logs/vimbrel_*.log ||
+line='\[ERROR\] Photo - CreateDecoderFromFilename failed - 0x88982F50 MediaSourcePicture.cpp:'
+grep -q "$line" logs/vimbrel_*.log ||
     complain "the library's line is not in the log: $(cat logs/*)"
 rm -rf logs
-expect 2 "is not a picture that can be read" run scene.json --seconds 1 --log-config log.conf --log-level fatal
+expect 2 "is not a picture that can be read" \
+    run scene.json --seconds 1 --log-config log.conf --log-level fatal
 [ ! -e logs ] || complain "--log-level fatal does not keep an error out"
 expect 2 "--log-level loud: there are trace" --log-level loud run scene.json
 expect 2 "--log-config nothere: cannot be read" run scene.json --log-config nothere
@@ -229,46 +262,71 @@ cat >nginx.conf <<END
 load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
 daemon off; master_process off; worker_processes 1; pid $work/nginx.pid; error_log $work/error.log;
 events { worker_connections 64; }
-rtmp { server { listen 127.0.0.1:$port; application live { live on; record all; record_path $work/recorded; record_suffix .flv; } } }
+rtmp {
+    server {
+        listen 127.0.0.1:$port;
+        application live { live on; record all; record_path $work/recorded; record_suffix .flv; }
+    }
+}
 END
 /usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/error.log" &
 server=$!
 tries=0
-until (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || [ $tries = 100 ]; do sleep 0.1; tries=$((tries + 1)); done
+until (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || [ $tries = 100 ]; do
+    sleep 0.1
+    tries=$((tries + 1))
+done
 ffmpeg -v quiet -y -f lavfi -i sine=440:duration=5 tone.wav
 echo '{"canvas": {"width": 160, "height": 120, "fps": 10}, "layers": ['"$(picture photo.jpg)"'],
        "sound": [{"type": "file", "file": "tone.wav"}],
-       "outputs": [{"type": "gif", "file": "out.gif"}, {"type": "mp4", "file": "out.mp4"}]}' >scene.json
+       "outputs": [{"type": "gif", "file": "out.gif"},
+                   {"type": "mp4", "file": "out.mp4"}]}' >scene.json
 printf 'word\n' >password
-expect 0 "cast to rtmp://127.0.0.1:$port/live/...: 30 frames" run scene.json --seconds 3 --url "rtmp://127.0.0.1:$port/live/key" --user me --password-file password
+live=rtmp://127.0.0.1:$port/live
+expect 0 "cast to $live/...: 30 frames" run scene.json --seconds 3 --url "$live/key" --user me \
+    --password-file password
 grep -q "key\|word" output && complain "the key or the password is shown: $(cat output)"
 sleep 0.5
-counted=$(ffprobe -v quiet -select_streams v -count_frames -show_entries stream=nb_read_frames -of csv=p=0 recorded/key.flv)
+counted=$(ffprobe -v quiet -select_streams v -count_frames -show_entries stream=nb_read_frames \
+    -of csv=p=0 recorded/key.flv)
 [ "$counted" = 30 ] || complain "$counted frames of 30 arrived"
-[ -z "$(ffmpeg -v warning -i recorded/key.flv -f null - 2>&1)" ] || complain "the recording is not clean: $(ffmpeg -v warning -i recorded/key.flv -f null - 2>&1)"
+warnings=$(ffmpeg -v warning -i recorded/key.flv -f null - 2>&1)
+[ -z "$warnings" ] || complain "the recording is not clean: $warnings"
 [ -s out.gif ] && [ -s out.mp4 ] || complain "the other outputs are missing"
-expect 4 "does not take the stream" run scene.json --seconds 1 --url "rtmp://127.0.0.1:$port/nowhere/key"
+expect 4 "does not take the stream" \
+    run scene.json --seconds 1 --url "rtmp://127.0.0.1:$port/nowhere/key"
 expect 2 "is no URL of a stream" run scene.json --seconds 1 --url nonsense
 expect 2 "is no URL of a stream" run scene.json --seconds 1 --url ""
-expect 2 "options, behind its blank, are not known" run scene.json --seconds 1 --url "rtmp://127.0.0.1:$port/live/key a=b"
+expect 2 "options, behind its blank, are not known" run scene.json --seconds 1 --url "$live/key a=b"
 (sleep 1.5; kill $server) &
-timeout 60 "$vimbrel" run scene.json --seconds 4 --url "rtmp://127.0.0.1:$port/live/other" >output 2>&1
+timeout 60 "$vimbrel" run scene.json --seconds 4 --url "$live/other" >output 2>&1
 [ $? = 3 ] || complain "a lost link gives another exit code than 3: $(cat output)"
-grep -q "the link was lost" output && grep -q "wrote .*out.mp4: 40 frames" output || complain "a lost link is not told, or holds up the rest: $(cat output)"
+grep -q "the link was lost" output && grep -q "wrote .*out.mp4: 40 frames" output ||
+    complain "a lost link is not reported, or holds up the rest: $(cat output)"
 wait $server 2>/dev/null
-expect 3 "no connection to the server" run scene.json --seconds 1 --url "rtmp://127.0.0.1:$port/live/key"
+expect 3 "no connection to the server" run scene.json --seconds 1 --url "$live/key"
 
 echo "A disk that is full"
 if unshare -m true 2>/dev/null; then
     mkdir -p small
-    echo '{"canvas": {"width": 640, "height": 480, "fps": 10}, "layers": ['"$(picture photo.jpg)"']}' >scene.json
-    unshare -m sh -c "mount -t tmpfs -o size=12k none small && timeout 60 '$vimbrel' run scene.json --seconds 1 --out small/out.gif; echo code \$?; ls -A small" \
-        >output 2>&1
+    echo '{"canvas": {"width": 640, "height": 480, "fps": 10},
+        "layers": ['"$(picture photo.jpg)"']}' >scene.json
+    # on_disk OPTIONS: records onto a file system with those mount options.
+    on_disk() {
+        unshare -m sh -c "mount -t tmpfs -o $1 none small &&
+            timeout 60 '$vimbrel' run scene.json --seconds 1 --out small/out.gif
+            echo code \$?
+            ls -A small" >output 2>&1
+    }
+    on_disk size=12k
     grep -q "code 1" output || complain "a full disk gives no exit code 1: $(cat output)"
-    grep -qE "is the disk full|could be written" output || complain "a full disk is not told: $(cat output)"
-    tail -1 output | grep -q "code 1" || complain "something is left on the full disk: $(cat output)"
-    unshare -m sh -c "mount -t tmpfs -o size=64k,ro none small && timeout 60 '$vimbrel' run scene.json --seconds 1 --out small/out.gif; echo code \$?" >output 2>&1
-    grep -q "small/out.gif: cannot be written: Read-only file system" output || complain "a read-only folder is not told: $(cat output)"
+    grep -qE "is the disk full|could be written" output ||
+        complain "a full disk is not told: $(cat output)"
+    tail -1 output | grep -q "code 1" ||
+        complain "something is left on the full disk: $(cat output)"
+    on_disk size=64k,ro
+    grep -q "small/out.gif: cannot be written: Read-only file system" output ||
+        complain "a read-only folder is not told: $(cat output)"
     grep -q "code 2" output || complain "a read-only folder gives no exit code 2: $(cat output)"
 else
     echo "(not tried: no mount namespaces here)"
@@ -290,7 +348,8 @@ done
 export DISPLAY=":$(cat display)"
 xsetroot -solid '#ff0000'
 # A window of known colour, without a window manager: the clock's background.
-xclock -digital -bg '#0000ff' -fg '#0000ff' -geometry 120x60+200+100 -title 'Blue clock' 2>/dev/null &
+xclock -digital -bg '#0000ff' -fg '#0000ff' -geometry 120x60+200+100 -title 'Blue clock' \
+    2>/dev/null &
 clock=$!
 for _ in $(seq 100); do
     "$vimbrel" windows | grep -q 'Blue clock' && break
@@ -299,9 +358,11 @@ done
 expect 0 "320x240 at 0,0 (primary)" screens
 expect 0 "120x60" windows
 number=$("$vimbrel" windows | awk '/Blue clock/ { print $1 }')
-scene '{"type": "screen", "region": [120, 60, 160, 120], "rect": [0, 0, 80, 60]}, {"type": "screen", "cursor": false, "rect": [0, 60, 80, 60]},
-    {"type": "window", "title": "lue cl", "rect": [80, 0, 80, 40]}, {"type": "window", "id": "'"$number"'", "rect": [80, 40, 80, 40]},
-    {"type": "window", "class": "XClock", "rect": [80, 80, 80, 40]}'
+scene "$(placed screen '"region": [120, 60, 160, 120]' '0, 0, 80, 60'),
+    $(placed screen '"cursor": false' '0, 60, 80, 60'),
+    $(placed window '"title": "lue cl"' '80, 0, 80, 40'),
+    $(placed window "\"id\": \"$number\"" '80, 40, 80, 40'),
+    $(placed window '"class": "XClock"' '80, 80, 80, 40')"
 # The screen keeps still, which the source waits for; the picture goes on at its own pace and the
 # terminal stays readable.
 expect 0 "15 frames, 0 dropped" run scene.json --seconds 1.5
@@ -312,7 +373,8 @@ close 70,40 shot3.png 0 0 255
 close 5,70 shot3.png 255 0 0
 for at in 120,20 120,60 120,100; do close $at shot3.png 0 0 255; done
 scene '{"type": "screen", "region": [300, 0, 40, 40], "rect": [0, 0, 80, 60]}'
-expect 2 "layers[0].region: is not within the screen, which is 320x240 at 0,0" run scene.json --seconds 1
+expect 2 "layers[0].region: is not within the screen, which is 320x240 at 0,0" \
+    run scene.json --seconds 1
 scene '{"type": "window", "title": "no such", "rect": [0, 0, 80, 60]}'
 expect 2 "layers[0]: there is no such window" run scene.json --seconds 1
 scene '{"type": "window", "title": "Blue clock", "rect": [0, 0, 80, 60]}'
@@ -338,7 +400,8 @@ export DISPLAY=$outer
 kill $xephyr
 wait $xephyr
 (sleep 0.7; kill $server) &
-expect 0 "layers[0]: there is no screen to show: DISPLAY names no X server that answers; the last picture stays" run scene.json --seconds 3
+gone="there is no screen to show: DISPLAY names no X server that answers; the last picture stays"
+expect 0 "layers[0]: $gone" run scene.json --seconds 3
 wait $server 2>/dev/null
 unset DISPLAY
 

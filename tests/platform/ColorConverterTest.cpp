@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "com/ComPtr.h"
-#include "tests/rtmpencoder/Wine.h"
+#include "tests/support/Wine.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -134,7 +134,7 @@ TEST(ColorConverter, TurnsBottomUpRgbIntoNv12) {
         // In the middle of the band, away from where neighbours are mixed.
         UINT32 y = band * band_rows + band_rows / 2;
         // Wine 8 does not look at the order of the rows.
-        if (IsWine()) y = height - 1 - y;
+        if (RunsUnderWine()) y = height - 1 - y;
         const BYTE* const luma = bytes + std::size_t{y} * width + width / 2;
         const BYTE* const chroma =
             bytes + std::size_t{width} * height + std::size_t{y / 2} * width + width / 2;

@@ -1,5 +1,6 @@
 // The base of the live encoders, with an encoder that the test steers.
 #include "rtmpencoder/live_encoder.h"
+#include "tests/support/WaitUntil.h"
 
 #include <gtest/gtest.h>
 
@@ -66,8 +67,7 @@ public:
 };
 
 void WaitFor(const std::atomic<bool>& flag, bool value) {
-    for (int i = 0; i < 1000 && flag != value; ++i) std::this_thread::sleep_for(10ms);
-    ASSERT_EQ(flag, value);
+    ASSERT_TRUE(WaitUntil([&] { return flag == value; }));
 }
 
 TEST(LiveEncoder, DropsTheOldestOfTwelveAndNothingElse) {
@@ -81,7 +81,7 @@ TEST(LiveEncoder, DropsTheOldestOfTwelveAndNothingElse) {
     for (int i = 1; i <= 14; ++i) encoder.Post(i);
     EXPECT_EQ(NumberedPacket::alive, 13);
     encoder.go_on.set_value();
-    for (int i = 0; i < 1000 && dispatcher.count < 13; ++i) std::this_thread::sleep_for(10ms);
+    WaitUntil([&] { return dispatcher.count >= 13; });
     encoder.stop();
     EXPECT_EQ(encoder.got, (std::vector<int>{0, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}));
     EXPECT_EQ(encoder.dropped, 2U);
@@ -100,8 +100,7 @@ TEST(LiveEncoder, StopOvertakesWhatWaitsAndDispatchesNothingMore) {
     std::thread stopping([&] { encoder.stop(); });
     while (encoder.dispatcher != nullptr) std::this_thread::yield();
     // The stop order has emptied the queue, so that this is the only other packet alive.
-    for (int i = 0; i < 1000 && NumberedPacket::alive != 1; ++i) std::this_thread::sleep_for(10ms);
-    EXPECT_EQ(NumberedPacket::alive, 1);
+    EXPECT_TRUE(WaitUntil([] { return NumberedPacket::alive == 1; }));
     encoder.go_on.set_value();
     stopping.join();
     EXPECT_EQ(encoder.got, std::vector<int>{0});
@@ -143,7 +142,7 @@ TEST(LiveEncoder, WantOfMemoryLosesThePacketOrFailsTheStart) {
     encoder.go_on.set_value();
     ASSERT_TRUE(encoder.start());
     for (int i = 0; i < 3; ++i) encoder.Post(i);
-    for (int i = 0; i < 1000 && dispatcher.count < 2; ++i) std::this_thread::sleep_for(10ms);
+    WaitUntil([&] { return dispatcher.count >= 2; });
     encoder.stop();
     EXPECT_EQ(dispatcher.count, 2);
     EXPECT_EQ(encoder.got, (std::vector<int>{0, 1, 2}));

@@ -13,7 +13,7 @@
 #include "rtmpencoder/live_encoder_aac.h"
 #include "rtmpencoder/live_encoder_h264.h"
 #include "tests/fakes/CapturingLog.h"
-#include "tests/rtmpencoder/Wine.h"
+#include "tests/support/Wine.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -40,7 +40,7 @@ std::vector<std::string> Words(const char* format, HRESULT hr) {
 TEST(LiveEncodersOnWindows, StartIfTheSystemHasItsEncoders) {
     const HRESULT aac_result = Make(CLSID_AACMFTEncoder);
     const HRESULT h264_result = Make(CLSID_CMSH264EncoderMFT);
-    if (IsWine()) {
+    if (RunsUnderWine()) {
         // Wine 8 has decoders only.
         EXPECT_EQ(aac_result, REGDB_E_CLASSNOTREG);
         EXPECT_EQ(h264_result, REGDB_E_CLASSNOTREG);

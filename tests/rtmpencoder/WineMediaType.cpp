@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 #include "com/ComPtr.h"
-#include "tests/rtmpencoder/Wine.h"
+#include "tests/support/Wine.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ extern "C" HRESULT WINAPI MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(
     const BITMAPINFOHEADER* header, UINT32 size, DWORD par_x, DWORD par_y,
     MFVideoInterlaceMode interlace, QWORD flags, DWORD rate_num, DWORD rate_den, DWORD max_bit_rate,
     IMFVideoMediaType** result) {
-    if (!Vimbrel::test::IsWine()) {
+    if (!Vimbrel::test::RunsUnderWine()) {
         auto* const real =
             reinterpret_cast<decltype(&MFCreateVideoMediaTypeFromBitMapInfoHeaderEx)>(
                 reinterpret_cast<void*>(

@@ -8,8 +8,9 @@
 
 #include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 
@@ -42,17 +43,13 @@ public:
     void Stop(int signal = SIGTERM) {
         if (!IsRunning()) return;
         kill(pid, signal);
-        for (int i = 0; i < 500 && IsRunning(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        if (!IsRunning()) return;
+        if (WaitForEnd(std::chrono::seconds(5))) return;
         kill(pid, SIGKILL);
         waitpid(pid, &status, 0);
         pid = -1;
     }
     bool WaitForEnd(std::chrono::seconds patience) {
-        for (auto left = patience * 100; left.count() > 0 && IsRunning(); --left)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        return !IsRunning();
+        return WaitUntil([&] { return !IsRunning(); }, patience);
     }
     pid_t Pid() const { return pid; }
 

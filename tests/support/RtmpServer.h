@@ -10,6 +10,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Sockets.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 
@@ -41,8 +42,7 @@ public:
             std::vector<std::string>{"/usr/sbin/nginx", "-p", place, "-c", place + "/nginx.conf",
                                      "-e", place + "/error.log"},
             place + "/printed");
-        for (int i = 0; i < 500 && !Connect(port); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        WaitUntil([&] { return static_cast<bool>(Connect(port)); });
         EXPECT_TRUE(process->IsRunning())
             << ReadText(folder / "printed") << ReadText(folder / "error.log");
     }

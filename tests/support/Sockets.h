@@ -12,8 +12,9 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
-#include <thread>
 #include <utility>
+
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 
@@ -72,7 +73,7 @@ inline Socket Connect(std::uint16_t port) {
 inline bool WaitForListener(std::uint16_t port) {
     char local[16];
     std::snprintf(local, sizeof local, ":%04X 00000000", port);
-    for (int i = 0; i < 1000; ++i) {
+    return WaitUntil([&] {
         std::ifstream table("/proc/net/tcp");
         for (std::string line; std::getline(table, line);) {
             const std::size_t place = line.find(local);
@@ -80,9 +81,8 @@ inline bool WaitForListener(std::uint16_t port) {
             if (place != std::string::npos && line.find(" 0A ", place) != std::string::npos)
                 return true;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+        return false;
+    });
 }
 
 inline std::uint16_t FreePort() {

@@ -6,11 +6,11 @@
 
 namespace Vimbrel::test {
 
-// Asks every few milliseconds until `condition` is true. False if `patience` ends first.
+// Asks every few milliseconds until `condition` is true. False if `limit` ends first.
 template <class Condition>
-bool WaitUntil(Condition&& condition, std::chrono::milliseconds patience = std::chrono::seconds(20),
+bool WaitUntil(Condition&& condition, std::chrono::milliseconds limit = std::chrono::seconds(20),
                std::chrono::milliseconds step = std::chrono::milliseconds(5)) {
-    const auto end = std::chrono::steady_clock::now() + patience;
+    const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end) return false;
         std::this_thread::sleep_for(step);

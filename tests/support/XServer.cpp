@@ -9,7 +9,8 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <thread>
+
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 
@@ -75,9 +76,10 @@ void XServer::Kill() {
     if (process <= 0) return;
     kill(process, SIGTERM);
     // A server removes its files when it is asked to end; it gets two seconds for that.
-    for (int i = 0; i < 200 && waitpid(process, nullptr, WNOHANG) == 0; ++i) {
-        if (i == 199) kill(process, SIGKILL);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    const auto ended = [&] { return waitpid(process, nullptr, WNOHANG) != 0; };
+    if (!WaitUntil(ended, std::chrono::seconds(2))) {
+        kill(process, SIGKILL);
+        waitpid(process, nullptr, 0);
     }
     process = -1;
 }

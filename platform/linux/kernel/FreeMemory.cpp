@@ -31,12 +31,24 @@ std::uint64_t OfTheSystem() {
     return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(size);
 }
 
+// Cached files that the group would give back; memory.current counts them as used.
+std::uint64_t CachedByTheGroup() {
+    std::ifstream file("/sys/fs/cgroup/memory.stat");
+    std::uint64_t bytes = 0;
+    std::uint64_t number = 0;
+    for (std::string word; file >> word >> number;) {
+        if (word == "inactive_file" || word == "active_file") bytes += number;
+    }
+    return bytes;
+}
+
 // Containers see their own group as the root. A file that is missing, or says "max", sets no bound.
 std::uint64_t OfTheGroup() {
     const std::uint64_t most = NumberIn("/sys/fs/cgroup/memory.max");
     const std::uint64_t used = NumberIn("/sys/fs/cgroup/memory.current");
     if (most == unknown || used == unknown) return unknown;
-    return most > used ? most - used : 0;
+    const std::uint64_t held = used - std::min(used, CachedByTheGroup());
+    return most > held ? most - held : 0;
 }
 
 }  // namespace

@@ -16,8 +16,8 @@ constexpr std::size_t message_limit = 10'000;
 
 // The queues by the ids of their threads.
 struct Registry {
-    std::mutex lock;
-    std::unordered_map<DWORD, std::shared_ptr<MessageQueue>> queues;  // guarded by lock
+    Mutex lock;
+    std::unordered_map<DWORD, std::shared_ptr<MessageQueue>> queues GUARDED_BY(lock);
 };
 
 Registry& TheRegistry() {
@@ -35,13 +35,13 @@ public:
             return;
         }
         Registry& registry = TheRegistry();
-        const std::lock_guard guard(registry.lock);
+        const MutexLock guard(registry.lock);
         registry.queues[thread] = queue;
     }
     ~ThreadEntry() {
         if (!queue) return;
         Registry& registry = TheRegistry();
-        const std::lock_guard guard(registry.lock);
+        const MutexLock guard(registry.lock);
         registry.queues.erase(thread);
     }
     ThreadEntry(const ThreadEntry&) = delete;
@@ -68,37 +68,37 @@ MessageQueue* MessageQueue::Current() {
 
 std::shared_ptr<MessageQueue> MessageQueue::OfThread(DWORD thread) {
     Registry& registry = TheRegistry();
-    const std::lock_guard guard(registry.lock);
+    const MutexLock guard(registry.lock);
     const auto found = registry.queues.find(thread);
     return found == registry.queues.end() ? nullptr : found->second;
 }
 
 bool MessageQueue::Post(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
-    const std::lock_guard guard(lock);
+    const MutexLock guard(lock);
     if (messages.size() >= message_limit) return false;
     messages.push_back({window, message, wparam, lparam, timeGetTime(), {0, 0}});
     UpdateWakeup();
-    posted.notify_one();
+    posted.NotifyOne();
     return true;
 }
 
 void MessageQueue::PostQuit(int exit_code) {
-    const std::lock_guard guard(lock);
+    const MutexLock guard(lock);
     quit = true;
     quit_code = exit_code;
     UpdateWakeup();
-    posted.notify_one();
+    posted.NotifyOne();
 }
 
 bool MessageQueue::Find(MSG& message, HWND window, UINT first, UINT last, bool remove) {
-    const std::lock_guard guard(lock);
+    const MutexLock guard(lock);
     return FindLocked(message, window, first, last, remove);
 }
 
 void MessageQueue::Get(MSG& message, HWND window, UINT first, UINT last) {
     // The descriptor would not do for waiting: messages that do not fit keep it readable.
-    std::unique_lock guard(lock);
-    posted.wait(guard, [&] { return FindLocked(message, window, first, last, true); });
+    MutexLock guard(lock);
+    while (!FindLocked(message, window, first, last, true)) posted.Wait(guard);
 }
 
 bool MessageQueue::FindLocked(MSG& message, HWND window, UINT first, UINT last, bool remove) {

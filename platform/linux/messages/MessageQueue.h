@@ -3,11 +3,10 @@
 
 #include <winuser.h>
 
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 
+#include "base/ThreadSafety.h"
 #include "platform/linux/kernel/Wakeup.h"
 
 namespace Vimbrel {
@@ -34,17 +33,16 @@ public:
     void Get(MSG& message, HWND window, UINT first, UINT last);
 
 private:
-    // Both with the lock held.
-    bool FindLocked(MSG& message, HWND window, UINT first, UINT last, bool remove);
-    void UpdateWakeup();
+    bool FindLocked(MSG& message, HWND window, UINT first, UINT last, bool remove) REQUIRES(lock);
+    void UpdateWakeup() REQUIRES(lock);
 
     Wakeup wakeup;
-    std::mutex lock;
-    std::condition_variable posted;
-    std::deque<MSG> messages;  // guarded by lock, as all below
-    bool quit = false;
-    int quit_code = 0;
-    bool awake = false;  // wakeup is set
+    Mutex lock;
+    Condition posted;
+    std::deque<MSG> messages GUARDED_BY(lock);
+    bool quit GUARDED_BY(lock) = false;
+    int quit_code GUARDED_BY(lock) = 0;
+    bool awake GUARDED_BY(lock) = false;  // wakeup is set
 };
 
 }  // namespace Vimbrel

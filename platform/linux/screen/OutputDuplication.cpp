@@ -126,9 +126,8 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms,
             acquired_ = true;
             return S_OK;
         }
-        // Events that came in front of the pointer's place are off the socket already: waiting for
-        // that would miss them. Only those that make a frame put the end off: others may come for
-        // ever.
+        // Reading the pointer's reply may have queued events, which poll() would not see. Only
+        // events that produce a frame extend the wait.
         TakeEvents();
         if (changes_ > 0 || shape_changed_ || lost_) continue;
         if (!WaitForEvents(deadline)) return DXGI_ERROR_WAIT_TIMEOUT;

@@ -9,6 +9,7 @@
 #include "tests/support/MarkedCast.h"
 #include "tests/support/Proxy.h"
 #include "tests/support/RtmpServer.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -43,7 +44,7 @@ public:
                             row);
             std::unique_ptr<live_encoder::packet> packet = std::move(frame);
             encoder.post(packet);
-            for (int i = 0; i < 1000 && count <= number; ++i) std::this_thread::sleep_for(10ms);
+            WaitUntil([&] { return count > number; });
         }
         encoder.stop();
         EXPECT_EQ(count, frames);

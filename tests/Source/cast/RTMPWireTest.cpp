@@ -6,6 +6,7 @@
 #include "tests/fakes/FakeRtmpServer.h"
 #include "tests/support/AmfText.h"
 #include "tests/support/CastSession.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -27,10 +28,10 @@ TEST(RTMPWire, TimesOfPicturesGoOnAfterManyHours) {
         }
         const std::uint32_t last = framing == Framing::Standard ? 18'000'008 : 18'000'007;
         std::vector<std::uint32_t> times;
-        for (int i = 0; i < 1000 && (times.empty() || times.back() != last); ++i) {
-            std::this_thread::sleep_for(10ms);
+        WaitUntil([&] {
             times = server.PictureTimes();
-        }
+            return !times.empty() && times.back() == last;
+        });
         cast->Stop();
         EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
         times.erase(std::unique(times.begin(), times.end()), times.end());

@@ -7,6 +7,7 @@
 
 #include "tests/Source/cast/StreamKit.h"
 #include "tests/fakes/CapturingLog.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -14,9 +15,7 @@ namespace {
 using testing::ElementsAre;
 
 void WaitForEnd(const StreamSender& sender) {
-    for (int i = 0; i < 2000 && sender.IsConnected(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    EXPECT_FALSE(sender.IsConnected());
+    EXPECT_TRUE(WaitUntil([&] { return !sender.IsConnected(); }));
 }
 
 class StreamEnd : public testing::TestWithParam<Framing> {};

@@ -9,6 +9,7 @@
 #include "tests/fakes/CapturingLog.h"
 #include "tests/support/Imaging.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/support/Wine.h"
 #include "vimbrel/MediaSourcePicture.h"
 
@@ -50,8 +51,7 @@ void Record(MediaTranscodeGIF& recorder, const std::filesystem::path& file, int 
             const auto statistics = GetTranscodeStatistics(recorder);
             return statistics.videoWritten + statistics.videoDropped > static_cast<unsigned>(step);
         };
-        for (int i = 0; i < 10'000 && !done(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        WaitUntil(done);
     }
     recorder.Stop();
     recorder.Cleanup();

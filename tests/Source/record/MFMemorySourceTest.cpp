@@ -13,6 +13,7 @@
 
 #include "base/MediaStartup.h"
 #include "tests/support/EventListener.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/support/Watchdog.h"
 
 namespace Vimbrel::test {
@@ -113,8 +114,7 @@ protected:
     }
 
     static void WaitFor(const std::atomic<std::uint64_t>& count, std::uint64_t value) {
-        for (int i = 0; i < 20'000 && count < value; ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        WaitUntil([&] { return count >= value; });
         EXPECT_EQ(count, value);
     }
 

@@ -11,6 +11,7 @@
 #include "tests/fakes/CapturingLog.h"
 #include "tests/fakes/FakeImaging.h"
 #include "tests/fakes/ManualClock.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -47,10 +48,6 @@ protected:
     // Lets the thread come to the end of `frames` frames before it is stopped.
     void WaitForFrames(std::uint64_t frames) {
         WaitUntil([&] { return Statistics().videoWritten + Statistics().videoDropped >= frames; });
-    }
-    static void WaitUntil(const std::function<bool()>& done) {
-        for (int i = 0; i < 10'000 && !done(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     void PushAndWait(std::uint64_t frames) {
         Push();

@@ -13,6 +13,7 @@
 
 #include "tests/fakes/CapturingLog.h"
 #include "tests/support/Mp4Kit.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/support/Watchdog.h"
 #include "tests/support/Wine.h"
 #include "vimbrel/AppLog.h"
@@ -79,9 +80,7 @@ void WaitTaken(MediaTranscode& recorder) {
         return counts.videoTaken != counts.videoWritten + counts.videoDropped ||
                counts.audioTaken != counts.audioWritten + counts.audioDropped;
     };
-    for (int i = 0; i < 60'000 && waits(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_FALSE(waits());
+    EXPECT_TRUE(WaitUntil([&] { return !waits(); }, std::chrono::seconds(60)));
 }
 
 class MediaTranscodeMP4Test : public testing::Test {
@@ -461,9 +460,7 @@ TEST_F(MediaTranscodeMP4Test, BadSamplesHarmNothing) {
     PushFrame(*recorder, no_sound, frame, 0);
     recorder->SetAudioSample(frame.data(), 400, 0, 0);
     PushFrame(*recorder, no_sound, frame, second);
-    for (int i = 0; i < 10'000 && !GetTranscodeStatistics(*recorder).failed; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_TRUE(GetTranscodeStatistics(*recorder).failed);
+    EXPECT_TRUE(WaitUntil([&] { return GetTranscodeStatistics(*recorder).failed; }));
     recorder->Stop();
 }
 

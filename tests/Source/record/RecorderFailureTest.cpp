@@ -14,6 +14,7 @@
 #include "com/ComObject.h"
 #include "tests/fakes/CapturingLog.h"
 #include "tests/support/Mp4Kit.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/support/Watchdog.h"
 #include "vimbrel/MediaTranscode.h"
 
@@ -71,9 +72,8 @@ TEST(RecorderFailure, AFullDiskEndsTheFileAndHoldsUpNobody) {
                 return counts.videoWritten + counts.videoDropped;
             };
             // What comes after the failure is still taken, and dropped.
-            for (int i = 0; waiting && i < 60'000 && gone() < pushed; ++i)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
             if (waiting) {
+                WaitUntil([&] { return gone() >= pushed; }, std::chrono::seconds(60));
                 EXPECT_EQ(gone(), pushed);
                 EXPECT_TRUE(GetTranscodeStatistics(*recorder).failed);
             }

@@ -86,7 +86,7 @@ HRESULT PresentationReader::HandleSourceEvent(IMFMediaEvent& event, bool& last) 
         return S_OK;
     }
     if (FAILED(status)) {
-        // A request that crossed the end of its stream is an error to some sources; it is none.
+        // Some sources report a request that races with the end of stream as an error; ignore it.
         if (status != MF_E_END_OF_STREAM) Fail(status);
         return S_OK;
     }

@@ -13,8 +13,9 @@ namespace Vimbrel {
 namespace {
 
 constexpr std::int64_t units_a_second = StampLine::second;
-// Stamps beyond 1000 days are refused: arithmetic with them could overflow.
-constexpr std::int64_t latest_time = std::int64_t{1000} * 24 * 3600 * units_a_second;
+// Stamps beyond 7000 years are refused: arithmetic with them could overflow. Clocks that are set
+// from their first day to today stay far below.
+constexpr std::int64_t latest_time = std::int64_t{1} << 61;
 
 bool IsStamp(std::int64_t time_100ns) {
     return time_100ns >= -latest_time && time_100ns <= latest_time;
@@ -84,8 +85,10 @@ HRESULT TranscodePipeline::Create(const std::string& path, const VideoInput* vid
     return S_OK;
 }
 
-// What fails within the pipeline ends the recording; later calls give the same.
+// A failure within the pipeline ends the recording; later calls return it. It never looks like a
+// refused sample, which ends nothing.
 HRESULT TranscodePipeline::Keep(HRESULT hr) {
+    if (hr == E_INVALIDARG) hr = E_FAIL;
     if (FAILED(hr) && SUCCEEDED(failure_)) failure_ = hr;
     return hr;
 }

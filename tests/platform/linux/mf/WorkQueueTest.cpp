@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/platform/linux/mf/MfTestKit.h"
+#include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -34,10 +35,7 @@ private:
 };
 
 bool WaitForThreads(const WorkQueue& queue, std::size_t count) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (queue.ThreadCount() != count && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(milliseconds(1));
-    return queue.ThreadCount() == count;
+    return WaitUntil([&] { return queue.ThreadCount() == count; }, patience);
 }
 
 TEST(WorkQueue, BlockedItemsHoldUpNoOthersUpToTheLimit) {
