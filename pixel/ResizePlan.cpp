@@ -60,7 +60,9 @@ void PlanGroup(ResizePlan& plan, std::int32_t first) {
 // The window of source pixels of two columns, and where each column's samples are in it.
 void PlanPair(ResizePlan& plan, std::int32_t first) {
     const std::int32_t* indexes = plan.ColumnIndexes() + first;
-    const std::int32_t start = std::min(indexes[0], plan.source.width - resize_pair_window);
+    const std::int32_t foremost =
+        plan.foursomes != 0 ? indexes[-(first % resize_group)] : indexes[0];
+    const std::int32_t start = std::min(foremost, plan.source.width - resize_pair_window);
     Writable(plan.PairStarts())[first / 2] = start;
     for (std::int32_t i = 0; i < 2; ++i) {
         const std::int32_t sample = plan.paired != 0 ? indexes[i] - start : 2 * i;
@@ -80,10 +82,25 @@ void PlanPairs(ResizePlan& plan) {
     const auto columns = static_cast<std::int32_t>(plan.Columns());
     const std::int32_t* indexes = plan.ColumnIndexes();
     plan.paired = plan.source.width >= resize_pair_window ? 1 : 0;
+    plan.foursomes = plan.paired;
     for (std::int32_t first = 0; first < columns; first += 2) {
         if (indexes[first + 1] - indexes[first] > resize_pair_window - 2) plan.paired = 0;
+        if (indexes[first + 1] - indexes[first - first % resize_group] > resize_pair_window - 2)
+            plan.foursomes = 0;
     }
     for (std::int32_t first = 0; first < columns; first += 2) PlanPair(plan, first);
+}
+
+// Copies of the tables in the orders that longer vectors read them in.
+void OrderForVectors(ResizePlan& plan, std::int32_t blocks) {
+    for (std::int64_t column = 0; column < plan.Columns(); ++column) {
+        const std::int64_t within = column % (4 * blocks);
+        const std::int64_t place = column - within + within % 4 * blocks + within / 4;
+        std::copy_n(plan.PairSelections() + 16 * column, 16,
+                    Writable(plan.Selections(blocks)) + 16 * place);
+        std::copy_n(plan.ColumnWeights() + 4 * column, 4,
+                    Writable(plan.VectorWeights(blocks)) + 4 * place);
+    }
 }
 
 void FindUniformGroups(ResizePlan& plan) {
@@ -107,9 +124,12 @@ void FindUniformTiles(ResizePlan& plan) {
     const std::int32_t common = std::gcd(plan.source.width, plan.destination.width);
     const std::int64_t columns = plan.Columns();
     const std::int64_t period = plan.destination.width / common;
-    const std::int64_t tile = std::lcm(period, std::int64_t{resize_block});
+    std::int64_t tile = std::lcm(period, std::int64_t{resize_block});
     plan.uniform_tiles = 0;
     if (period < 1 || tile < 1 || tile > columns / 3) return;
+    // A walk over the columns begins anew with every tile; a few kilobytes of tables more are less
+    // of a burden.
+    while (tile < 128 && 2 * tile <= columns / 4) tile *= 2;
     plan.tile = static_cast<std::int32_t>(tile);
     plan.tile_stride = static_cast<std::int32_t>(tile / period * (plan.source.width / common));
     const auto repeats = [&](std::int64_t column) {
@@ -145,6 +165,8 @@ void PlanColumns(ResizePlan& plan) {
     for (std::int32_t first = 0; first < columns; first += resize_group) PlanGroup(plan, first);
     FindUniformGroups(plan);
     PlanPairs(plan);
+    OrderForVectors(plan, 2);
+    OrderForVectors(plan, 4);
     FindUniformTiles(plan);
 }
 

@@ -34,6 +34,8 @@ struct ResizePlan {
     std::int32_t compact;
     // Whether each pair of columns uses `resize_pair_window` source pixels at most.
     std::int32_t paired;
+    // Whether the two pairs of each group do so together; they then have the same window.
+    std::int32_t foursomes;
     // From group 1 to before this one, all groups have the samples and weights of group 1, and
     // windows that start `uniform_stride` pixels after one another. Ratios such as 3:2 and 2:1 have
     // nearly all groups so.
@@ -56,10 +58,19 @@ struct ResizePlan {
     const std::int32_t* RowIndexes() const { return At<std::int32_t>(RowPlace()); }
     const float* RowWeights() const { return At<float>(RowPlace() + destination.height); }
     // Of each column 16 bytes that select, per channel, the first sample and the second as 16-bit
-    // numbers from the window of its pair; the windows' first source pixels. Of plans that are not
-    // paired they select from the samples of the pair's first and second column, one after the
-    // other.
+    // numbers from the window of its pair. Of plans that are not paired they select from the
+    // samples of the pair's first and second column, one after the other.
     const std::uint8_t* PairSelections() const { return At<std::uint8_t>(4 * Columns()); }
+    // The same and the weights in the order of vectors of so many blocks of 16 bytes (1, 2 or 4):
+    // of each 4 * `blocks` columns those that are 0, 4, 8 ... from the first, then 1, 5, 9 ...
+    const std::uint8_t* Selections(std::int32_t blocks) const {
+        return blocks == 1 ? PairSelections()
+                           : At<std::uint8_t>((blocks == 2 ? 14 : 22) * Columns());
+    }
+    const float* VectorWeights(std::int32_t blocks) const {
+        return blocks == 1 ? ColumnWeights() : At<float>((blocks == 2 ? 18 : 26) * Columns());
+    }
+    // The first source pixel of each pair's window.
     const std::int32_t* PairStarts() const { return At<std::int32_t>(11 * Columns()); }
     // For plans in sixteenths: the weights of both samples of each column, once per channel.
     const std::int8_t* ByteWeights() const { return At<std::int8_t>(8 * Columns()); }
@@ -85,9 +96,7 @@ struct ResizePlan {
     static constexpr std::int32_t table_alignment = 64;
 
 private:
-    std::int64_t RowPlace() const {
-        return 13 * Columns() + Columns() / 2 + Columns() / resize_group;
-    }
+    std::int64_t RowPlace() const { return 30 * Columns(); }
     template <class T>
     const T* At(std::int64_t words) const {
         return reinterpret_cast<const T*>(reinterpret_cast<const std::byte*>(this) + tables +

@@ -7,6 +7,8 @@
 #define VIMBREL_PIXEL_RESIZE_FLOATS_INL_H
 #endif
 
+#include <algorithm>
+
 #include "pixel/Kernels.h"
 #include "pixel/vector/Lanes-inl.h"
 
@@ -42,148 +44,212 @@ struct FloatBlock {
     }
 };
 
-// Goes through the columns of a plan in blocks of whole vectors of pixels. Where a plan repeats
-// itself, one tile's tables serve for all its uniform tiles and stay in the nearest cache.
-template <bool paired>
-class ColumnWalk {
+// Columns whose tables follow one another, and the source row that they index. As many of them as
+// `sharing` says lie in the same window of source pixels.
+template <std::int32_t sharing>
+class ColumnRun {
 public:
-    HWY_INLINE ColumnWalk(const ResizePlan& plan, const std::uint8_t* source_row)
+    HWY_INLINE ColumnRun(const ResizePlan& plan, std::int32_t first, const std::uint8_t* source_row)
         : source(source_row),
-          places(paired ? plan.PairStarts() : plan.ColumnIndexes()),
-          selections(plan.PairSelections()),
-          weights(plan.ColumnWeights()),
-          tile(plan.tile),
-          tile_bytes(4 * static_cast<std::ptrdiff_t>(plan.tile_stride)),
-          repeats(plan.uniform_tiles - 1),
-          left(repeats),
-          tile_end(repeats > 0 ? 2 * plan.tile : 0) {}
+          places(sharing > 1 ? plan.PairStarts() + first / 2 : plan.ColumnIndexes() + first),
+          selections(plan.Selections(vector_blocks) + 16 * static_cast<std::ptrdiff_t>(first)),
+          weights(plan.VectorWeights(vector_blocks) + 4 * static_cast<std::ptrdiff_t>(first)) {}
 
-    // The next block; each 16 bytes are a column.
-    HWY_INLINE FloatBlock Next() {
-        if (tile_end != 0 && column == tile_end) EndTile();
+    // A vector of pixels from this column of the run. Each 16 bytes are a column; those of one
+    // vector are four columns apart, so that packing puts them in order.
+    HWY_INLINE FloatBlock At(std::ptrdiff_t column) const {
         constexpr std::int32_t n = vector_blocks;
-        const std::int32_t first = column;
-        column += 4 * n;
-        return {Interpolate(first), Interpolate(first + n), Interpolate(first + 2 * n),
-                Interpolate(first + 3 * n)};
+        const std::int32_t* near = places + (sharing > 1 ? column / 2 : column);
+        const std::uint8_t* select = selections + 16 * column;
+        const float* weight = weights + 4 * column;
+        const ByteVec front = Pixels<0>(near);
+        const ByteVec back = sharing == 4 ? front : Pixels<1>(near);
+        return {Interpolate(front, select, weight),
+                Interpolate(front, select + 16 * n, weight + 4 * n),
+                Interpolate(back, select + 32 * n, weight + 8 * n),
+                Interpolate(back, select + 48 * n, weight + 12 * n)};
     }
 
 private:
-    // Uses the tile's tables again for the tile that follows, or goes on after the last such one.
-    HWY_INLINE void EndTile() {
-        if (left > 0) {
-            --left;
-            column -= tile;
-            source += tile_bytes;
+    // The source pixels of the first or second pair among four columns.
+    template <std::int32_t pair>
+    HWY_INLINE hn::Vec128<std::uint8_t> PairPixels(const std::int32_t* near,
+                                                   std::int32_t block) const {
+        constexpr hn::Full128<std::uint8_t> window;
+        if constexpr (sharing > 1) {
+            const std::ptrdiff_t start = near[2 * block + pair];
+            return hn::LoadU(window, source + 4 * start);
         } else {
-            column += repeats * tile;
-            source -= repeats * tile_bytes;
-            tile_end = 0;
+            HWY_ALIGN std::uint8_t pixels[16];
+            for (std::int32_t i = 0; i < 2; ++i) {
+                const std::ptrdiff_t index = near[4 * block + 2 * pair + i];
+                std::memcpy(pixels + 8 * i, source + 4 * index, 8);
+            }
+            return hn::Load(window, pixels);
         }
     }
 
-    // The source pixels of a pair of columns in each 16 bytes.
-    HWY_INLINE ByteVec PairPixels(std::int32_t of) const {
-        if constexpr (paired) {
-            const std::int32_t start = places[static_cast<std::uint32_t>(of) / 2];
-            return hn::LoadDup128(bytes, source + 4 * static_cast<std::ptrdiff_t>(start));
-        } else {
-            HWY_ALIGN std::uint8_t pixels[16];
-            const std::int32_t* pair = places + (of & ~1);
-            for (std::int32_t i = 0; i < 2; ++i)
-                std::memcpy(pixels + 8 * i, source + 4 * static_cast<std::ptrdiff_t>(pair[i]), 8);
-            return hn::LoadDup128(bytes, pixels);
-        }
+    template <std::int32_t pair>
+    HWY_INLINE ByteVec Pixels(const std::int32_t* near) const {
+#if HWY_CAP_GE512
+        constexpr hn::Full256<std::uint8_t> half;
+        return hn::Combine(bytes,
+                           hn::Combine(half, PairPixels<pair>(near, 3), PairPixels<pair>(near, 2)),
+                           hn::Combine(half, PairPixels<pair>(near, 1), PairPixels<pair>(near, 0)));
+#elif HWY_CAP_GE256
+        return hn::Combine(bytes, PairPixels<pair>(near, 1), PairPixels<pair>(near, 0));
+#else
+        return PairPixels<pair>(near, 0);
+#endif
     }
 
     // The difference of two bytes is the same number in integers and in floats; in integers it
     // takes one conversion less.
-    HWY_INLINE FloatVec Interpolate(std::int32_t of) const {
-#if HWY_CAP_GE512
-        const ByteVec pixels = hn::ConcatUpperLower(bytes, PairPixels(of + 2), PairPixels(of));
-#else
-        const ByteVec pixels = PairPixels(of);
-#endif
-        const auto both = hn::BitCast(
-            signed_words,
-            hn::TableLookupBytesOr0(
-                pixels, hn::LoadU(bytes, selections + 16 * static_cast<std::ptrdiff_t>(of))));
+    static HWY_INLINE FloatVec Interpolate(ByteVec pixels, const std::uint8_t* select,
+                                           const float* weight) {
+        const auto both =
+            hn::BitCast(signed_words, hn::TableLookupBytesOr0(pixels, hn::LoadU(bytes, select)));
         const auto signs = hn::BitCast(signed_words, hn::Set(signed_dwords, 0x0001FFFF));
         const auto left = hn::And(hn::BitCast(signed_dwords, both), hn::Set(signed_dwords, 0xFFFF));
         const FloatVec difference = hn::ConvertTo(floats, PairSums(both, signs));
-        const FloatVec weight = hn::LoadU(floats, weights + 4 * static_cast<std::ptrdiff_t>(of));
-        return hn::Add(hn::ConvertTo(floats, left), hn::Mul(difference, weight));
+        return hn::Add(hn::ConvertTo(floats, left), hn::Mul(difference, hn::LoadU(floats, weight)));
     }
 
     const std::uint8_t* source;
     const std::int32_t* places;
     const std::uint8_t* selections;
     const float* weights;
-    std::int32_t tile;
-    std::ptrdiff_t tile_bytes;
-    std::int32_t repeats;
-    std::int32_t left;      // repetitions
-    std::int32_t tile_end;  // the column after tile 1 while tiles are repeated
-    std::int32_t column = 0;
 };
 
-template <bool paired>
-HWY_INLINE void WalkColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
-    ColumnWalk<paired> walk(plan, source);
+// Gives `work` the columns of a plan in runs. Where a plan repeats itself, one tile's tables serve
+// for all its uniform tiles and stay in the nearest cache.
+template <std::int32_t sharing, class Work>
+HWY_INLINE void WalkColumns(const ResizePlan& plan, const std::uint8_t* source, const Work& work) {
     const std::int32_t width = plan.destination.width;
-    for (std::int32_t x = 0; x < width; x += vector_floats, row += vector_bytes)
-        walk.Next().Store(row);
+    const std::int32_t tile = plan.tile;
+    std::int32_t x = 0;
+    if (plan.uniform_tiles > 1) {
+        const std::ptrdiff_t tile_bytes = 4 * static_cast<std::ptrdiff_t>(plan.tile_stride);
+        work.Run(ColumnRun<sharing>(plan, 0, source), 0, std::min(2 * tile, width));
+        const std::uint8_t* shifted = source;
+        const std::int32_t end = (plan.uniform_tiles + 1) * tile;
+        for (x = 2 * tile; x < end; x += tile) {
+            shifted += tile_bytes;
+            work.Run(ColumnRun<sharing>(plan, tile, shifted), x, std::min(tile, width - x));
+        }
+    }
+    if (x < width) work.Run(ColumnRun<sharing>(plan, x, source), x, width - x);
 }
 
-inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
-    if (plan.paired != 0) {
-        WalkColumns<true>(plan, source, row);
+struct MakeFloatRow {
+    float* row;
+
+    template <std::int32_t sharing>
+    HWY_INLINE void Run(const ColumnRun<sharing>& columns, std::int32_t x,
+                        std::int32_t count) const {
+        float* to = row + 4 * static_cast<std::ptrdiff_t>(x);
+        for (std::ptrdiff_t i = 0; i < count; i += vector_floats, to += vector_bytes)
+            columns.At(i).Store(to);
+    }
+};
+
+// Gives the columns to `work` by the widest windows that the plan has and a vector can use.
+template <class Work>
+HWY_INLINE void ForColumns(const ResizePlan& plan, const std::uint8_t* source, const Work& work) {
+    if (plan.foursomes != 0) {
+        WalkColumns<4>(plan, source, work);
+    } else if (plan.paired != 0) {
+        WalkColumns<2>(plan, source, work);
     } else {
-        WalkColumns<false>(plan, source, row);
+        WalkColumns<1>(plan, source, work);
     }
 }
 
+inline void FloatColumns(const ResizePlan& plan, const std::uint8_t* source, float* row) {
+    ForColumns(plan, source, MakeFloatRow{row});
+}
+
+// A product with one half is exact, so that one rounding of product and sum gives the same.
+enum class RowWeight { any, half };
+
+template <RowWeight kind>
 HWY_INLINE ByteVec Between(const FloatBlock& upper, const FloatBlock& difference, FloatVec weight) {
-    const auto rounded = [weight](FloatVec above, FloatVec beyond)
-                             HWY_ATTR { return Rounded(hn::Add(above, hn::Mul(beyond, weight))); };
+    const auto rounded = [weight](FloatVec above, FloatVec beyond) HWY_ATTR {
+        if constexpr (kind == RowWeight::half) return Rounded(hn::MulAdd(beyond, weight, above));
+        return Rounded(hn::Add(hn::Mul(beyond, weight), above));
+    };
     const SignedWordVec front = hn::ReorderDemote2To(signed_words, rounded(upper.v0, difference.v0),
                                                      rounded(upper.v1, difference.v1));
     const SignedWordVec back = hn::ReorderDemote2To(signed_words, rounded(upper.v2, difference.v2),
                                                     rounded(upper.v3, difference.v3));
-    return Reorder(SaturatedBytes(front, back), packed_column_order);
+    return SaturatedBytes(front, back);
 }
 
-template <bool paired>
-HWY_INLINE void WalkRows(const ResizePlan& plan, float* row, const std::uint8_t* source,
-                         const RowsBetween& rows) {
-    ColumnWalk<paired> walk(plan, source);
-    const std::int32_t width = plan.destination.width;
-    const RowsBetween to = rows;
-    for (std::int32_t x = 0; x < width; x += vector_floats, row += vector_bytes) {
-        const FloatBlock upper = FloatBlock::Load(row);
-        const FloatBlock lower = walk.Next();
-        lower.Store(row);
-        const FloatBlock difference = lower.Minus(upper);
+// Writes the destination rows between `row` and the source row, `count` of them or, if that is 0,
+// as many as `to` says. With a number known to the compiler their weights stay in registers.
+template <int count, RowWeight kind = RowWeight::any>
+struct WriteRowsBetween {
+    float* row;
+    RowsBetween to;
+
+    template <std::int32_t sharing>
+    HWY_INLINE void Run(const ColumnRun<sharing>& columns, std::int32_t x,
+                        std::int32_t width) const {
+        float* upper_row = row + 4 * static_cast<std::ptrdiff_t>(x);
         std::uint8_t* destination = to.destination + 4 * static_cast<std::ptrdiff_t>(x);
-        for (std::int32_t i = 0; i < to.count; ++i, destination += to.step) {
-            const ByteVec pixels = Between(upper, difference, hn::Set(floats, to.weights[i]));
-            if (x + vector_floats <= width) {
-                hn::StoreU(pixels, bytes, destination);
+        const FloatVec first = hn::Set(floats, to.weights[0]);
+        const FloatVec second = hn::Set(floats, to.weights[count == 2 ? 1 : 0]);
+        std::ptrdiff_t i = 0;
+        for (; i + vector_floats <= width;
+             i += vector_floats, upper_row += vector_bytes, destination += vector_bytes) {
+            const FloatBlock upper = FloatBlock::Load(upper_row);
+            const FloatBlock lower = columns.At(i);
+            lower.Store(upper_row);
+            const FloatBlock difference = lower.Minus(upper);
+            if constexpr (count == 0) {
+                std::uint8_t* line = destination;
+                for (std::int32_t r = 0; r < to.count; ++r, line += to.step)
+                    hn::StoreU(Between<kind>(upper, difference, hn::Set(floats, to.weights[r])),
+                               bytes, line);
             } else {
-                HWY_ALIGN std::uint8_t rest[vector_bytes];
-                hn::Store(pixels, bytes, rest);
-                std::memcpy(destination, rest, 4 * static_cast<std::size_t>(width - x));
+                hn::StoreU(Between<kind>(upper, difference, first), bytes, destination);
+                if constexpr (count == 2)
+                    hn::StoreU(Between<kind>(upper, difference, second), bytes,
+                               destination + to.step);
             }
         }
+        if (i < width) WriteRest(columns, i, static_cast<std::size_t>(width - i), upper_row);
     }
-}
+
+private:
+    // The last pixels of a row, less than a vector.
+    template <std::int32_t sharing>
+    HWY_INLINE void WriteRest(const ColumnRun<sharing>& columns, std::ptrdiff_t i,
+                              std::size_t pixels, float* upper_row) const {
+        std::uint8_t* destination = to.destination + (upper_row - row);
+        const FloatBlock upper = FloatBlock::Load(upper_row);
+        const FloatBlock lower = columns.At(i);
+        lower.Store(upper_row);
+        const FloatBlock difference = lower.Minus(upper);
+        for (std::int32_t r = 0; r < to.count; ++r, destination += to.step) {
+            HWY_ALIGN std::uint8_t rest[vector_bytes];
+            hn::Store(Between<kind>(upper, difference, hn::Set(floats, to.weights[r])), bytes,
+                      rest);
+            std::memcpy(destination, rest, 4 * pixels);
+        }
+    }
+};
 
 inline void FloatRows(const ResizePlan& plan, float* row, const std::uint8_t* source,
                       const RowsBetween& rows) {
-    if (plan.paired != 0) {
-        WalkRows<true>(plan, row, source, rows);
+    if (rows.count == 1 && rows.weights[0] == 0.5F) {
+        ForColumns(plan, source, WriteRowsBetween<1, RowWeight::half>{row, rows});
+    } else if (rows.count == 1) {
+        ForColumns(plan, source, WriteRowsBetween<1>{row, rows});
+    } else if (rows.count == 2) {
+        ForColumns(plan, source, WriteRowsBetween<2>{row, rows});
     } else {
-        WalkRows<false>(plan, row, source, rows);
+        ForColumns(plan, source, WriteRowsBetween<0>{row, rows});
     }
 }
 

@@ -109,6 +109,7 @@ TEST(Resize, FollowsTheFormulaAtTheSizesOfPictures) {
         {{1920, 12}, {1280, 8}},    // sixteenths
         {{1280, 80}, {1920, 120}},  // sixths: many ties, and weights that are not exact
         {{2560, 80}, {1920, 60}},   // the same, reducing
+        {{1274, 12}, {1911, 18}},   // repeated tiles up to less than a vector
         {{3840, 24}, {1920, 12}},   // halves
         {{70, 6}, {35, 3}},         // halves, less than a vector
         {{64, 4}, {64, 37}},        // many rows between two

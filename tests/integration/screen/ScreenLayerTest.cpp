@@ -69,15 +69,5 @@ TEST_F(ScreenLayerTest, AnOutputThatGoesOffAndOnIsShownAgain) {
     EXPECT_TRUE(Shows(after, 100, 10));
 }
 
-TEST_F(ScreenLayerTest, AnOutputThatIsOffForAWhileIsWaitedFor) {
-    Open();
-    outputs.SwitchOff(0);
-    const TestWindow window{100, 10, 50, 50, 2};
-    // Longer than the layer's interval, so that it finds no screen.
-    std::this_thread::sleep_for(std::chrono::milliseconds(2200));
-    outputs.SwitchOn(0);
-    EXPECT_TRUE(Shows(window, 100, 10));
-}
-
 }  // namespace
 }  // namespace studio
