@@ -57,19 +57,19 @@ void AppendFormat(LogRecord& record, const char* format, ...) {
     if (room <= 0) return;
     va_list arguments;
     va_start(arguments, format);
-    va_list again;
-    va_copy(again, arguments);
-    // The terminator falls into the bytes behind the capacity, so that the text itself can fill it.
     char* const end = record.content + record.contentLength;
-    int length = std::vsnprintf(end, static_cast<std::size_t>(room) + 1, format, arguments);
-    va_end(arguments);
-    // The C library gives up on wide text that the locale has no characters for.
-    if (length < 0) {
-        const std::string text = FormatText(format, again);
+    int length = 0;
+    if (HasWideText(format)) {
+        const std::string text = FormatText(format, arguments);
         length = static_cast<int>(std::min(text.size(), static_cast<std::size_t>(room)));
         std::memcpy(end, text.data(), static_cast<std::size_t>(length));
+    } else {
+        // The terminator falls into the bytes behind the capacity, so that the text itself can fill
+        // it. A negative length is a text that could not be made.
+        length =
+            std::max(std::vsnprintf(end, static_cast<std::size_t>(room) + 1, format, arguments), 0);
     }
-    va_end(again);
+    va_end(arguments);
     record.contentLength += std::min(length, room);
 }
 

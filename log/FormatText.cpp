@@ -150,6 +150,17 @@ private:
 
 }  // namespace
 
+bool HasWideText(const char* format) {
+    for (const char* at = format; (at = std::strchr(at, '%'));) {
+        ++at;
+        at += std::strspn(at, "-+ #0123456789.*");
+        if (*at == 'S' || *at == 'C') return true;
+        if (*at == 'l' && (at[1] == 's' || at[1] == 'c')) return true;
+        if (*at) ++at;
+    }
+    return false;
+}
+
 std::string FormatText(const char* format, std::va_list arguments) {
     return Formatter(format, arguments).Run();
 }

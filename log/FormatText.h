@@ -6,8 +6,11 @@
 
 namespace HalvorixAppLog {
 
-// The text of a printf format. Wide characters and strings become UTF-8, bad input replaced; the C
-// library refuses them in a locale that has no such characters. A precision of wide text counts
+// Whether a printf format has wide characters or strings.
+bool HasWideText(const char* format);
+
+// The text of a printf format. Wide characters and strings become UTF-8, bad input replaced; C
+// libraries refuse them, or write the locale's own bytes. A precision of wide text counts
 // bytes and cuts between characters. %n stores nothing.
 std::string FormatText(const char* format, std::va_list arguments);
 
