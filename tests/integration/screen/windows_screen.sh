@@ -2,7 +2,7 @@
 # Runs a Windows test program under Wine on an X server of its own. Usage: windows_screen.sh PROGRAM
 # [arguments]
 set -u
-folder=$(cd "$(dirname "$0")/../.." && pwd)
+folder=$(cd "$(dirname "$0")/../../.." && pwd)
 work=$(mktemp -d)
 exec {display}>"$work/display"
 Xvfb -screen 0 320x240x24 -nolisten tcp -noreset -displayfd $display >"$work/server" 2>&1 &
