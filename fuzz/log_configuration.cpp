@@ -13,14 +13,14 @@ public:
     // Whether each logger has what the rest of the manager relies on.
     bool IsSound() const {
         for (std::int32_t id = 0; id <= lastId; ++id) {
-            const std::string& path = loggers[id].path.Get();
+            const std::string& path = loggers[id].path;
             if (path.empty() || (path.back() != '/' && path.back() != '\\')) return false;
             if (loggers[id].limitsize == 0 || loggers[id].reserve != 0) return false;
             if (loggers[id].level < HalvorixAppLog::LOG_LEVEL_TRACE ||
                 loggers[id].level > HalvorixAppLog::LOG_LEVEL_FATAL)
                 return false;
         }
-        return lastId < HalvorixAppLog::LOGGER_MAX && loggers[0].key.Get() == "Main";
+        return lastId < HalvorixAppLog::LOGGER_MAX && loggers[0].key == "Main";
     }
 };
 
