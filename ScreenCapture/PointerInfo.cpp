@@ -65,8 +65,9 @@ void DrawPointer(const PointerInfo& pointer, GdiPlus& gdiplus, BYTE* target, con
 
     const LONG height = static_cast<LONG>(monochrome ? info.Height / 2 : info.Height);
     const RECT place{x, y, x + static_cast<LONG>(info.Width), y + height};
-    // The rectangle is compared with the clip rectangle as both stand, though only one of them has
-    // been moved: that is meant. The second comparison keeps it inside the memory.
+    // Kept: the two rectangles are compared as given, though only one of them has been moved,
+    // because moving both would change which pointers are drawn. The second comparison keeps the
+    // result inside the memory.
     RECT destination{};
     const RECT memory{0, 0, row_length, rows};
     if (!IntersectRect(&destination, &place, &clip) ||

@@ -121,8 +121,8 @@ long MediaSourcePicture::OpenStill(IWICBitmapDecoder* decoder, long& width, long
                     : E_POINTER;
         if (FAILED(hr)) {
             LogIfFailed(hr, "Photo - Initialize from scaler");
-            // Success with sizes of 0 is meant: the open then fails by its size test, unlike the
-            // branch below.
+            // Kept: success with sizes of 0, because the open then fails by its size test, unlike
+            // the branch below.
             return S_OK;
         }
     } else {

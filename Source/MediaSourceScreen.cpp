@@ -22,7 +22,7 @@ namespace {
 using HalvorixAppLog::LOG_LEVEL_ERROR;
 using HalvorixAppLog::LOG_LEVEL_TRACE;
 
-// The log prints these numbers, too.
+// The log prints these numbers as well.
 enum Method : std::uint32_t {
     method_bitblt = 0,
     method_front_buffer = 1,

@@ -33,26 +33,26 @@ public:
     }
 
 private:
-    // A number of the specification, or the argument that a star stands for.
+    // A number of the directive, or the argument that a star stands for.
     void Number() {
         if (*at == '*') {
             ++at;
-            specification += std::to_string(va_arg(arguments, int));
+            directive += std::to_string(va_arg(arguments, int));
         } else {
-            while (*at >= '0' && *at <= '9') specification += *at++;
+            while (*at >= '0' && *at <= '9') directive += *at++;
         }
     }
 
     void Conversion() {
-        specification = *at++;
-        while (*at && std::strchr("-+ #0", *at)) specification += *at++;
+        directive = *at++;
+        while (*at && std::strchr("-+ #0", *at)) directive += *at++;
         Number();
-        const std::size_t point = specification.size();
+        const std::size_t point = directive.size();
         if (*at == '.') {
-            specification += *at++;
+            directive += *at++;
             Number();
             // A negative precision is none.
-            if (specification.find('-', point) != std::string::npos) specification.resize(point);
+            if (directive.find('-', point) != std::string::npos) directive.resize(point);
         }
         std::string length;
         while (*at && std::strchr("hljztL", *at)) length += *at++;
@@ -119,32 +119,32 @@ private:
     // The precision is applied here, since it must not cut a character; the width by printf.
     void WideText(const wchar_t* wide, std::size_t point) {
         std::string narrow = wide ? Vimbrel::ToUtf8(wide) : "(null)";
-        if (point < specification.size()) {
-            std::size_t most = std::strtoul(specification.c_str() + point + 1, nullptr, 10);
+        if (point < directive.size()) {
+            std::size_t most = std::strtoul(directive.c_str() + point + 1, nullptr, 10);
             const auto continues = [&](std::size_t i) { return (narrow[i] & 0xC0) == 0x80; };
             while (most > 0 && most < narrow.size() && continues(most)) --most;
             if (most < narrow.size()) narrow.resize(most);
-            specification.resize(point);
+            directive.resize(point);
         }
         Append("", 's', narrow.c_str());
     }
 
     template <class Value>
     void Append(const char* length, char kind, Value value) {
-        specification += length;
-        specification += kind;
-        const int size = std::snprintf(nullptr, 0, specification.c_str(), value);
+        directive += length;
+        directive += kind;
+        const int size = std::snprintf(nullptr, 0, directive.c_str(), value);
         if (size <= 0) return;
         const std::size_t start = text.size();
         text.resize(start + static_cast<std::size_t>(size) + 1);
-        std::snprintf(text.data() + start, static_cast<std::size_t>(size) + 1,
-                      specification.c_str(), value);
+        std::snprintf(text.data() + start, static_cast<std::size_t>(size) + 1, directive.c_str(),
+                      value);
         text.pop_back();
     }
 
     const char* at;
     std::va_list arguments;
-    std::string specification;
+    std::string directive;
     std::string text;
 };
 

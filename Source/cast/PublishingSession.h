@@ -70,7 +70,7 @@ public:
     virtual bool HasTimedOut() const = 0;
     // 1 if the message was sent, 0 if not. Waits for the network.
     virtual int Send(const OutgoingMessage& message) = 0;
-    // Of the messages from here on. The server is told by a message of its own.
+    // The size of the chunks of later messages. The caller announces it in a separate message.
     virtual void SetChunkSize(std::uint32_t bytes) = 0;
 };
 

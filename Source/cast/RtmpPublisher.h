@@ -19,13 +19,13 @@ public:
 
     // A RTMPCastStatus. User and password win over those in the URL's options.
     int Connect(const std::string& url, const std::string& user, const std::string& password);
-    // With a stream open, the server is told of its end.
+    // Announces the end of an open stream to the server.
     void Close() { session.reset(); }
     // False without a session, if the link is lost, or if the server has not answered in time.
     bool IsAlive() const;
     // 1 if the message was sent, 0 if not.
     int Send(RtmpMessage& message, ChunkHeader header, std::uint32_t time_ms);
-    // Outgoing chunks have this size from here on; the server is told.
+    // Announces the size to the server and uses it for later chunks.
     bool SetChunkSize(std::uint32_t bytes);
 
 private:

@@ -102,8 +102,8 @@ VIMBREL_API TranscodeStatistics GetTranscodeStatistics(const MediaTranscode& rec
 // SetVideoSample: rows top down, `stride` exactly width * 4. SetAudioSample: whole sample frames.
 // Both copy, never wait and never throw, and each medium may come from its own thread. How much may
 // wait for the encoder is not limited. Times count from the first sample of each medium, so both
-// media should begin together. Samples are taken from Create to Stop; debug builds assert on any
-// other sample, and others drop it.
+// media should begin together. Samples are taken from Create to Stop; any other sample is
+// dropped.
 //
 // A block of size 0 of either medium ends the recording: what waits is dropped, and later samples
 // are neither taken nor counted. Sound without a format set is a failure, which ends it as well.
