@@ -1,4 +1,4 @@
-// The last pointer shape that a duplicated desktop has told, and drawing it.
+// Keeps and draws the last pointer shape that a duplicated desktop reported.
 #pragma once
 
 #include <dxgi1_2.h>

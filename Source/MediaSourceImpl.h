@@ -1,4 +1,4 @@
-// The private worker behind a source that has one.
+// The private worker of a source that has one.
 #pragma once
 
 namespace Vimbrel {

@@ -1,4 +1,4 @@
-// The clocks of sources and recorders, behind one point where a test can hold them still.
+// The clocks of sources and recorders; tests replace them here.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ protected:
     ~Clock() = default;
 };
 
-// Replaces Clock::Current while it lives.
+// Replaces Clock::Current until it is destroyed.
 using ScopedClock = ScopedReplacement<Clock>;
 
 }  // namespace Vimbrel

@@ -1,4 +1,4 @@
-// The platform's media pipeline, started for as long as somebody needs it.
+// Keeps the platform's media pipeline started.
 #pragma once
 
 #include <mfapi.h>

@@ -25,8 +25,8 @@ HRESULT CreateObject(REFCLSID clsid, ComPtr<Interface>& object) {
     return result;
 }
 
-// While it lives, CreateObject of `clsid` calls `creator`. Overrides end in the reverse order of
-// their making, and none begins or ends while another thread makes objects.
+// Until it is destroyed, CreateObject of `clsid` calls `creator`. Overrides end in the reverse
+// order of their making, and none begins or ends while another thread makes objects.
 class ScopedClassOverride {
 public:
     ScopedClassOverride(REFCLSID clsid, ClassCreator creator);

@@ -5,8 +5,8 @@
 
 namespace Vimbrel {
 
-// Replaces the process's `Service` while it lives. Replacements end in the reverse order of their
-// making, and none begins or ends while another thread uses the service.
+// Replaces the process's `Service` until it is destroyed. Replacements end in the reverse order of
+// their making, and none begins or ends while another thread uses the service.
 template <class Service>
 class ScopedReplacement {
 public:

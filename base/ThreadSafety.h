@@ -53,7 +53,7 @@ private:
     std::mutex mutex_;
 };
 
-// Holds a mutex while it lives; may let go of it and take it again in between.
+// Holds a mutex until it is destroyed; may release it and take it again in between.
 class SCOPED_CAPABILITY MutexLock {
 public:
     explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : lock_(mutex.mutex_) {}

@@ -1,4 +1,4 @@
-// A doubly-linked list around one sentinel node, which stands behind the last value.
+// A doubly-linked list around one sentinel node, which follows the last value.
 #pragma once
 
 #include <unknwn.h>
@@ -8,8 +8,8 @@
 
 namespace Vimbrel {
 
-// NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete): it does not see that nobody leads to a node that
-// was removed
+// NOLINTBEGIN(clang-analyzer-cplusplus.NewDelete): it does not see that no pointer to a removed
+// node is left
 template <class T>
 class List {
 public:

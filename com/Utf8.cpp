@@ -41,8 +41,8 @@ char32_t TakeUtf8(std::string_view& text) {
     return good ? value : replacement;
 }
 
-// Widens the bytes in front that are below 0x80, by eights while there are as many, and tells how
-// many they are.
+// Widens the bytes in front that are below 0x80, by eights while there are as many, and returns
+// how many they are.
 std::size_t WidenAscii(std::string_view text, wchar_t* wide) {
     std::size_t length = 0;
     for (std::uint64_t eight; length + sizeof eight <= text.size(); length += sizeof eight) {

@@ -25,8 +25,8 @@ HostFunction FindHostFunction() {
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), "GetAppLogger")));
 }
 
-// The library's own manager. After its destruction at process exit a new one, which nobody starts,
-// takes its place, because objects that are destroyed later have log sites.
+// The library's own manager. After its destruction at process exit a new one, which is never
+// started, takes its place, because objects that are destroyed later have log sites.
 class OwnManager {
 public:
     OwnManager() { new (storage) LogerManager; }
@@ -64,7 +64,7 @@ void AppendFormat(LogRecord& record, const char* format, ...) {
         length = static_cast<int>(std::min(text.size(), static_cast<std::size_t>(room)));
         std::memcpy(end, text.data(), static_cast<std::size_t>(length));
     } else {
-        // The terminator falls into the bytes behind the capacity, so that the text itself can fill
+        // The terminator falls into the bytes after the capacity, so that the text itself can fill
         // it. A negative length is a text that could not be made.
         length =
             std::max(std::vsnprintf(end, static_cast<std::size_t>(room) + 1, format, arguments), 0);

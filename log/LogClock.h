@@ -1,4 +1,4 @@
-// The wall clock and the local calendar, behind one point where a test can hold them still.
+// The wall clock and the local calendar; tests replace both here.
 #pragma once
 
 #include <cstdint>

@@ -22,7 +22,7 @@ constexpr LevelWord level_words[] = {
 };
 
 // Kept: text that is no number is 0 and what follows a number is ignored, because files in use
-// have units behind their numbers.
+// have units after their numbers.
 int Number(const std::string& value) { return std::atoi(value.c_str()); }  // NOLINT(cert-err34-c)
 
 void ApplySetting(LoggerInfo& logger, const std::string& key, const std::string& value) {

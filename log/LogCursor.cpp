@@ -40,7 +40,8 @@ void LogCursor::WriteUnsigned(std::uint64_t number, int width) {
 }
 
 void LogCursor::WriteSigned(std::int64_t number) {
-    // On a nearly full record the sign stays without its digits: meant.
+    // Kept: on a nearly full record the sign stays without its digits; tools rely on the lines'
+    // bytes.
     if (number < 0) Write('-');
     WriteUnsigned(number < 0 ? 0 - static_cast<std::uint64_t>(number)
                              : static_cast<std::uint64_t>(number));

@@ -179,8 +179,7 @@ LogRecord* LogerManager::MakeRecord(std::int32_t id, int level) {
             freeRecordsCount = freeRecords.size();
         }
     }
-    if (!record)
-        record = new LogRecord;  // without a value: 8 KiB of zeros would be written for nobody
+    if (!record) record = new LogRecord;  // not value-initialised: that would write 8 KiB of zeros
 
     record->id = id;
     record->type = 0;

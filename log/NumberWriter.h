@@ -25,9 +25,9 @@ inline char* WritePair(char* position, unsigned number) {
     return position + 2;
 }
 
-// Padded with zeros on the left up to `width`, which counts up to 64. Writes nothing if 64 bytes or
-// fewer are free before `end`, whatever the number needs: meant. Returns the place behind what was
-// written.
+// Padded with zeros on the left up to `width`, which counts up to 64. Returns the place after what
+// was written. Kept: writes nothing if 64 bytes or fewer are free before `end`, whatever the number
+// needs, because tools rely on the lines' bytes.
 inline char* WriteNumber(char* position, const char* end, std::uint64_t number, int width) {
     constexpr std::size_t scratch_size = 64;
     if (end - position <= static_cast<std::ptrdiff_t>(scratch_size)) return position;

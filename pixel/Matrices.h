@@ -18,7 +18,7 @@ struct Matrix {
 // shift round.
 inline constexpr Matrix studio_matrix{76284, -1187776, 104595, -25690, -53281, 132186};
 
-// Luma as it is, for UYVY and I420. That the formats differ in their matrix is meant.
+// Luma as it is, for UYVY and I420. Kept: hosts rely on the colours of each format.
 inline constexpr Matrix flat_matrix{1 << 16, 1 << 15, 100925, -11993, -30081, 119013};
 
 }  // namespace Vimbrel::pixel

@@ -63,7 +63,7 @@ std::int32_t ForEachRowPair(const std::uint8_t* luma, std::int32_t luma_step,
                                     .one_by_one = one_by_one},
                      pair);
     }
-    // Odd last columns and rows are left out and told of: this is meant.
+    // Odd last columns and rows are left out, and the result says so.
     return ((size.width | size.height) & 1) != 0 ? pixel_odd_size : pixel_done;
 }
 

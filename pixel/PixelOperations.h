@@ -4,7 +4,7 @@
 // Steps are signed distances in bytes between the starts of two rows; with a negative one the
 // pointer is to the row that comes first in the picture. Source and destination are disjoint;
 // PremultiplyBgra may also work in place. Nothing allocates, and all operations may run on any
-// number of threads over disjoint buffers. docs/pixel.md tells the rest.
+// number of threads over disjoint buffers. The rest is documented in docs/pixel.md.
 #pragma once
 
 #include <cstddef>
@@ -50,7 +50,8 @@ std::int32_t ConvertNv12ToBgra(const std::uint8_t* luma, std::int32_t luma_step,
                                std::uint8_t* destination, std::int32_t destination_step,
                                PixelSize size, std::uint8_t alpha);
 
-// Planes are luma, Cb, Cr for both. The two differ in their matrix, and are meant to.
+// Planes are luma, Cb, Cr for both. Kept: the two differ in their matrix, and
+// hosts rely on the colours of each.
 std::int32_t ConvertI420ToBgra(const std::uint8_t* const planes[3], const std::int32_t steps[3],
                                std::uint8_t* destination, std::int32_t destination_step,
                                PixelSize size, std::uint8_t alpha);

@@ -1,5 +1,4 @@
-// The parts of the system that screen capture stands on, behind one point where a test can put its
-// own.
+// The parts of the system that screen capture uses; tests replace them here.
 #pragma once
 
 #include "ScreenCapture/system/Gdi.h"
@@ -23,7 +22,7 @@ struct CaptureSystem {
 // The platform's own. Lives as long as the process.
 const CaptureSystem& PlatformCaptureSystem();
 
-// Replaces CaptureSystem::Current while it lives.
+// Replaces CaptureSystem::Current until it is destroyed.
 using ScopedCaptureSystem = ScopedReplacement<const CaptureSystem>;
 
 }  // namespace Vimbrel

@@ -1,6 +1,6 @@
-// Device contexts, bitmaps and the cursor as the capture back ends use them. The operations carry
-// the system's names and do what the system's do; behind them stands the system, or a test. Handles
-// belong to the thread that made them.
+// Device contexts, bitmaps and the cursor as the capture back ends use them. The operations have
+// the system's names and behaviour. A test may replace the system. Handles belong to the thread
+// that made them.
 #pragma once
 
 #include <windows.h>
@@ -18,7 +18,7 @@ public:
     virtual BOOL DeleteDC(HDC context) = 0;
     virtual int GetDeviceCaps(HDC context, int index) = 0;
 
-    // *bits lives as long as the bitmap, and starts as zeros.
+    // *bits is valid as long as the bitmap, and starts as zeros.
     virtual HBITMAP CreateDIBSection(HDC context, const BITMAPINFO* info, void** bits) = 0;
     virtual HGDIOBJ SelectObject(HDC context, HGDIOBJ object) = 0;
     virtual BOOL DeleteObject(HGDIOBJ object) = 0;

@@ -1,5 +1,5 @@
-// Windows, monitors and versions as the capture back ends ask for them. The operations carry the
-// system's names and do what the system's do; behind them stands the system, or a test.
+// Windows, monitors and versions as the capture back ends ask for them. The operations have the
+// system's names and behaviour. A test may replace the system.
 #pragma once
 
 #include <windows.h>

@@ -58,7 +58,7 @@ public:
 
     // False if the URL cannot be parsed.
     virtual bool SetTarget(const std::string& url, PublishingTarget& target) = 0;
-    // Connects, speaks TLS where the URL asks for it, and sends the request.
+    // Connects, by TLS where the URL says so, and sends the request.
     virtual bool Connect(const PublishingRequest& request) = 0;
     // Waits until the server lets the stream be published. False if it does not, or if `check`
     // refuses one of its commands.

@@ -10,7 +10,7 @@ struct LogOptions {
     std::string level;        // a level word; empty for the configuration's
 };
 
-// Runs the log manager while it lives.
+// Runs the log manager until it is destroyed.
 class Log {
 public:
     Log() = default;

@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
         "vimbrel");
     app.set_version_flag("--version", "vimbrel " VIMBREL_VERSION);
     app.require_subcommand(1);
-    // So that the options for all commands may stand behind the command as well.
+    // Options for all commands may follow the command as well.
     app.fallthrough();
     studio::LogOptions log_options;
     app.add_option("--log-config", log_options.config_file,

@@ -1,5 +1,5 @@
-// Opens the picture named on the command line and records it into the GIF named behind it, with
-// nothing but what is installed.
+// Opens the picture named on the command line and records it into the GIF named after it, using
+// only what is installed.
 #include <objbase.h>
 #include <wincodec.h>
 

@@ -91,7 +91,7 @@ public:
     // before an open succeeded. For a GIF it is all zero.
     const unsigned char* GetPixels() const { return pixels.get(); }
     // `index` must be below the number of decoded frames, which is below GetFrameCount if frames
-    // could not be decoded; GetDecodedFrameCount tells it. The frame stays the source's.
+    // could not be decoded; GetDecodedFrameCount returns it. The frame stays the source's.
     Frame* GetFrame(int index) const { return frames[static_cast<std::size_t>(index)].get(); }
     // What the decoder reported, for stills too.
     int GetFrameCount() const { return frameCount; }

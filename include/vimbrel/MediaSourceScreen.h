@@ -17,8 +17,8 @@ class WindowCapture;
 
 // The source has no thread: each RequestSample is one capture on the caller's thread, in whatever
 // state the source is. Open, RequestSample and Close must not overlap. A frame that cannot be
-// captured is the last one once more, with a new time; the log tells why. Frames are opaque; the
-// alpha byte has no meaning (some ways of capture leave it 0).
+// captured is the last one once more, with a new time; the log has the reason. Frames are opaque;
+// the alpha byte has no meaning (some ways of capture leave it 0).
 //
 // On one monitor a request waits up to 100 ms for the screen to change, and then delivers the last
 // frame again: an application that must not be held up requests on a thread of its own.

@@ -95,7 +95,7 @@ VIMBREL_API TranscodeStatistics GetTranscodeStatistics(const MediaTranscode& rec
 // not fit. Start waits until the encoders run and is false if they fail before. Stop waits until
 // the file is whole. Both take and dispatch the calling thread's messages meanwhile, and have no
 // time limit. What still waits for the encoder when Stop is called is dropped
-// (GetTranscodeStatistics tells when nothing waits). Afterwards Create may be called again. On
+// (GetTranscodeStatistics shows when nothing waits). Afterwards Create may be called again. On
 // Windows the thread of Create, Start and Stop has called CoInitializeEx; the media platform
 // (MFStartup) is started by the recorder itself.
 //

@@ -50,14 +50,14 @@ void UyvyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t
     }
     if (x == width) return;
     // The Cr of an odd last pixel is the previous group's, and Cb stands for it if there is none.
-    // This is meant.
+    // Kept: hosts compare pictures byte by byte.
     PutBgra<flat_matrix>(destination, source[1], source[0], x > 0 ? source[-2] : source[0], alpha);
 }
 
 void PutYuy2(std::uint8_t* destination, int y, int second_byte, int fourth_byte,
              std::uint8_t alpha) {
-    // The chroma bytes change roles, and red and blue places: this format's slight colour cast is
-    // meant.
+    // The chroma bytes change roles, and red and blue places: the slight colour cast of this
+    // format is kept because hosts compare pictures byte by byte.
     const Color<studio_matrix> color(y, fourth_byte, second_byte);
     Put(destination, color.red, color.green, color.blue, alpha);
 }
@@ -70,7 +70,7 @@ void Yuy2Row(const std::uint8_t* source, std::uint8_t* destination, std::int32_t
         PutYuy2(destination + 4, source[2], source[1], source[3], alpha);
     }
     if (x == width) return;
-    // An odd last pixel borrows from the previous group as in UYVY, which is meant here too.
+    // Kept: an odd last pixel borrows from the previous group, as in UYVY.
     PutYuy2(destination, source[0], source[1], x > 0 ? source[-1] : source[1], alpha);
 }
 

@@ -160,7 +160,7 @@ inline void PremultiplyRow(const std::uint8_t* source, std::uint8_t* destination
 }
 
 inline void FillAlphaRow(std::uint8_t value, std::uint8_t* first, std::int32_t width) {
-    // What is before the first alpha byte is not ours to touch; so whole pixels begin behind it.
+    // Bytes before the first alpha byte must not change, so whole pixels begin after it.
     *first = value;
     std::uint8_t* destination = first + 1;
     std::int32_t x = 1;

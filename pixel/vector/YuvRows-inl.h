@@ -45,7 +45,7 @@ struct HalfBlockColors {
     SignedWordVec red, green, blue;
 };
 
-// The coefficients are exchanged, which is meant: the first chroma byte is taken for Cr.
+// Kept: the coefficients are exchanged, as the first chroma byte is taken for Cr.
 HWY_INLINE HalfBlockColors RoundedYuy2(const std::uint8_t* HWY_RESTRICT source) {
     const ByteVec turned = studio::HighestBitTurned(LoadInnerExchanged(source));
     const WordVec cr_cb = hn::And(hn::BitCast(words, turned), hn::Set(words, 0xFF00));
@@ -86,8 +86,8 @@ HWY_INLINE void PutPackedBlock(const std::uint8_t* HWY_RESTRICT source,
     const auto back = part(source + vector_bytes);
     const ByteVec luma = hn::BitCast(bytes, hn::InterleaveLower(qwords, front, back));
     const ByteVec chroma = hn::BitCast(bytes, hn::InterleaveUpper(qwords, front, back));
-    // YUY2's exchanged coefficients, which are meant: its chroma bytes change roles, and red and
-    // blue their places.
+    // YUY2's exchanged coefficients: its chroma bytes change roles, and red and blue their
+    // places.
     constexpr ChromaOrder order = luma_low ? ChromaOrder::cr_cb : ChromaOrder::cb_cr;
     PutBlock<matrix, luma_low>(luma, Chroma<matrix, order>(chroma), alpha, destination);
 }
@@ -108,7 +108,7 @@ void PackedYuvRow(const std::uint8_t* source, std::uint8_t* destination, std::in
     std::memcpy(in, source, 2 * rest);
     if (rest % 2 != 0) {
         // The second chroma byte of an odd last pixel is the previous group's, or the first one
-        // itself. This is meant.
+        // itself, as in the reference.
         constexpr std::size_t chroma_byte = luma_low ? 1 : 0;
         const std::size_t second = 2 * (rest - 1) + 2 + chroma_byte;
         in[second] = width > 1 ? source[static_cast<std::ptrdiff_t>(second) - 4] : in[chroma_byte];

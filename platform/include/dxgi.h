@@ -38,7 +38,7 @@ VIMBREL_INTERFACE_ID(IDXGIOutput, 0xae02eedb, 0xc735, 0x4690, 0x8d, 0x52, 0x5a, 
                      0x13, 0xaa);
 
 struct IDXGIAdapter : IUnknown {
-    // DXGI_ERROR_NOT_FOUND behind the last.
+    // DXGI_ERROR_NOT_FOUND after the last.
     virtual HRESULT STDMETHODCALLTYPE EnumOutputs(UINT index, IDXGIOutput** output) = 0;
 };
 VIMBREL_INTERFACE_ID(IDXGIAdapter, 0x2411e7e1, 0x12ac, 0x4ccf, 0xbd, 0x14, 0x97, 0x98, 0xe8, 0x53,
@@ -49,7 +49,7 @@ VIMBREL_INTERFACE_ID(IDXGIAdapter1, 0x29038f61, 0x3839, 0x4626, 0x91, 0xfd, 0x08
                      0x1a, 0x05);
 
 struct IDXGIFactory1 : IUnknown {
-    // DXGI_ERROR_NOT_FOUND behind the last.
+    // DXGI_ERROR_NOT_FOUND after the last.
     virtual HRESULT STDMETHODCALLTYPE EnumAdapters1(UINT index, IDXGIAdapter1** adapter) = 0;
 };
 VIMBREL_INTERFACE_ID(IDXGIFactory1, 0x770aae78, 0xf26f, 0x4dba, 0xa8, 0x29, 0x25, 0x3c, 0x83, 0xd1,

@@ -33,7 +33,7 @@ inline constexpr GUID GUID_NULL{};
 template <class Interface>
 struct VimbrelInterfaceId;
 
-// Declares IID_<type> and makes __uuidof(type) work. Stands at global scope behind the interface.
+// Declares IID_<type> and makes __uuidof(type) work. Goes at global scope after the interface.
 #define VIMBREL_INTERFACE_ID(type, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8) \
     DEFINE_GUID(IID_##type, l, w1, w2, b1, b2, b3, b4, b5, b6, b7, b8);       \
     template <>                                                               \

@@ -25,7 +25,7 @@ enum MFVideoInterlaceMode : DWORD {
     MFVideoInterlace_Progressive = 2,
 };
 
-// What an event tells; the value that it carries, if any, stands beside it.
+// The kind of an event; its value, if any, is separate.
 using MediaEventType = DWORD;
 enum : DWORD {
     MEUnknown = 0,
@@ -228,7 +228,7 @@ struct IMFMediaEventQueue : IUnknown {
                                                          const PROPVARIANT* value) = 0;
     virtual HRESULT STDMETHODCALLTYPE QueueEventParamUnk(MediaEventType type, REFGUID extended_type,
                                                          HRESULT status, IUnknown* object) = 0;
-    // Releases the events that nobody fetched.
+    // Releases the events that were not fetched.
     virtual HRESULT STDMETHODCALLTYPE Shutdown() = 0;
 };
 VIMBREL_INTERFACE_ID(IMFMediaEventQueue, 0x36f846fc, 0x2256, 0x48b6, 0xb5, 0x8e, 0xe2, 0xb6, 0x38,

@@ -93,8 +93,8 @@ struct IMFTransform : IUnknown {
 VIMBREL_INTERFACE_ID(IMFTransform, 0xbf94c121, 0x5b05, 0x4e6f, 0x80, 0x00, 0xba, 0x59, 0x89, 0x61,
                      0x41, 0x4d);
 
-// UINT32: whether a transform works by events; whether its user knows; MFT_ENUM_FLAG values of an
-// activate.
+// UINT32: whether a transform is asynchronous; whether its user has said to support that;
+// MFT_ENUM_FLAG values of an activate.
 DEFINE_GUID(MF_TRANSFORM_ASYNC, 0xf81a699a, 0x649a, 0x497d, 0x8c, 0x73, 0x29, 0xf8, 0xfe, 0xd6,
             0xad, 0x7a);
 DEFINE_GUID(MF_TRANSFORM_ASYNC_UNLOCK, 0xe5666d6b, 0x3422, 0x4eb6, 0xa4, 0x21, 0xda, 0x7d, 0xb1,

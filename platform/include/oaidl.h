@@ -1,4 +1,4 @@
-// A value that knows its type, cut to plain ones. Inside the library only.
+// A value with its type, cut to plain ones. Inside the library only.
 #pragma once
 
 #include "propidl.h"

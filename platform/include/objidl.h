@@ -5,7 +5,7 @@
 
 struct ISequentialStream : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE Read(void* data, ULONG size, ULONG* read) = 0;
-    // A short write is a failure; *written then tells how much arrived. `written` may be null.
+    // A short write is a failure; *written is then what was written. `written` may be null.
     virtual HRESULT STDMETHODCALLTYPE Write(const void* data, ULONG size, ULONG* written) = 0;
 };
 VIMBREL_INTERFACE_ID(ISequentialStream, 0x0c733a30, 0x2a1c, 0x11ce, 0xad, 0xe5, 0x00, 0xaa, 0x00,

@@ -102,7 +102,7 @@ struct IWICPalette : IUnknown {
                                                            UINT color_count,
                                                            BOOL add_transparent) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetColorCount(UINT* count) = 0;
-    // Copies at most `color_count` colours and tells how many.
+    // Copies at most `color_count` colours and reports how many.
     virtual HRESULT STDMETHODCALLTYPE GetColors(UINT color_count, WICColor* colors,
                                                 UINT* actual) = 0;
     // Whether any colour is not opaque.

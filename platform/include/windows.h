@@ -39,7 +39,7 @@ DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size);
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
 
 // number * numerator / denominator in 64 bits, rounded to the nearest, halves away from 0; -1 if
-// that cannot be told.
+// the result does not exist.
 int WINAPI MulDiv(int number, int numerator, int denominator);
 
 }  // extern "C"

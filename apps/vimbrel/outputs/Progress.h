@@ -1,4 +1,4 @@
-// The line that tells how far a run is.
+// The line that shows the progress of a run.
 #pragma once
 
 #include <chrono>

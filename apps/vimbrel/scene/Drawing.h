@@ -1,4 +1,4 @@
-// All drawing of the studio, so that the graphics library behind it is seen in one file only.
+// All drawing of the studio, so that only one file sees the graphics library.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace studio {
 
-// Pixels of somebody else, laid out as in Raster.
+// Pixels owned elsewhere, laid out as in Raster.
 struct PixelView {
     const std::uint8_t* pixels = nullptr;
     int width = 0;

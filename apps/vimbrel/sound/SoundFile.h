@@ -1,5 +1,5 @@
-// A sound file, read from its beginning to its end. The library behind it is seen in this class
-// only.
+// A sound file, read from its beginning to its end. Only this class sees the
+// library that reads it.
 #pragma once
 
 #include <filesystem>
@@ -24,7 +24,7 @@ public:
 
     int Rate() const { return rate; }
 
-    // One channel becomes both; of more than two, those behind the second go into both at half.
+    // One channel becomes both; of more than two, those after the second go into both at half.
     void Read(float* stereo, std::size_t frames) override;
 
 private:

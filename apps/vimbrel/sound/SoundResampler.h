@@ -6,7 +6,7 @@
 
 namespace studio {
 
-// Where samples come from: fills all of it, with silence behind the end.
+// The supplier of samples: fills all of it, with silence after the end.
 class SoundSource {
 public:
     virtual void Read(float* stereo, std::size_t frames) = 0;

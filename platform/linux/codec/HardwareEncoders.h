@@ -1,4 +1,4 @@
-// The H.264 encoders of graphics and video hardware that libavcodec knows.
+// The hardware H.264 encoders of libavcodec.
 #pragma once
 
 // FFmpeg needs its macros.

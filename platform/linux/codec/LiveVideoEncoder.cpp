@@ -20,7 +20,7 @@ std::string LibX264Options(UINT level) {
     return options;
 }
 
-// libavcodec knows no other profiles under their numbers.
+// libavcodec accepts no other profile by its number.
 UINT KnownProfile(UINT profile) {
     return H264ProfileName(profile) != nullptr ? profile : FF_PROFILE_H264_MAIN;
 }

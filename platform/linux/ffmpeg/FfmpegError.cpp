@@ -24,7 +24,7 @@ HRESULT MapDecoding(int error) {
         case AVERROR_INVALIDDATA:
         case AVERROR_EXTERNAL:
         case AVERROR_EOF:
-        // A decoder that wants more bytes after it was given all there are.
+        // A decoder that needs more bytes although it got all there are.
         case AVERROR(EAGAIN):
         // Decoders say this of header fields; no call of ours passes them a bad argument.
         case AVERROR(EINVAL):

@@ -26,8 +26,8 @@ public:
 
     bool TryTake() override {
         const bool signalled = manual ? IsReadable() : wakeup.Clear();
-        // What was done before Set is seen behind the wait; the descriptor alone promises that to
-        // nobody.
+        // Makes what was written before Set visible after the wait; the descriptor alone does not
+        // promise that.
         static_cast<void>(sets.load(std::memory_order_acquire));
         return signalled;
     }

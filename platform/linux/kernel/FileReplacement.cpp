@@ -51,7 +51,7 @@ HRESULT FileReplacement::Open(const std::string& path, int& descriptor) {
 }
 
 HRESULT FileReplacement::OpenBeside(const std::string& path, unsigned mode, int& descriptor) {
-    // Of a link it is the file behind it that is replaced.
+    // A symbolic link stays; the file that it names is replaced.
     const std::unique_ptr<char, Free> real(realpath(path.c_str(), nullptr));
     if (!real) return ResultFromErrno(errno);
     const std::string name = real.get();

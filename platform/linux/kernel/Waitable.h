@@ -20,7 +20,7 @@ public:
 };
 
 // Waits for the first of `count` objects (at most MAXIMUM_WAIT_OBJECTS - 1) or for `descriptor` to
-// become readable, which is not looked at if it is -1 and comes behind the objects. WAIT_OBJECT_0
+// become readable; a descriptor of -1 is ignored. The objects come first. Returns WAIT_OBJECT_0
 // and the index (`count` for the descriptor), WAIT_TIMEOUT or WAIT_FAILED.
 DWORD WaitForFirst(Waitable* const* objects, DWORD count, int descriptor, DWORD milliseconds);
 

@@ -11,7 +11,7 @@ namespace Vimbrel {
 
 class Mp4Boxes {
 public:
-    // Opens a box for as long as it lives; the length is set when it ends.
+    // An open box; its length is set on destruction.
     class Scope {
     public:
         Scope(Mp4Boxes& boxes, std::string_view type);

@@ -3,7 +3,7 @@
 // While it grows it consists of fragments, each written at once. In front of them room is left; at
 // the end the index of the whole goes there, and the fragments become the data of an ordinary file
 // without being moved. The header that makes the difference is written in one piece and last, so
-// the file is either the one or the other. If the room is too small the index stands behind the
+// the file is either the one or the other. If the room is too small the index comes after the
 // data.
 #pragma once
 

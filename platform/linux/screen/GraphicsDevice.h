@@ -15,7 +15,7 @@ public:
                                               ID3D11Texture2D** texture) override;
 
 private:
-    ComPtr<Texture> last_;  // used again once nobody else holds it
+    ComPtr<Texture> last_;  // reused once no one else holds it
 };
 
 class GraphicsContext final : public ComObject<Implements<ID3D11DeviceContext>> {

@@ -62,7 +62,7 @@ bool Fits(const XRectangle& area, const PixelBuffer& buffer) {
            area.y + area.height <= buffer.Height();
 }
 
-// The cursor that GetCursorInfo last told this thread; its address is the handle.
+// The cursor that GetCursorInfo last reported to this thread; its address is the handle.
 thread_local XPointerShape cursor_shape;
 
 XPointerShape* FromCursor(HICON icon) { return reinterpret_cast<XPointerShape*>(icon); }

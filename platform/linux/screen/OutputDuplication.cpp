@@ -17,8 +17,7 @@ namespace {
 using HalvorixAppLog::LOG_LEVEL_WARN;
 using SteadyClock = std::chrono::steady_clock;
 
-// The server tells when something is drawn or the pointer's shape changes, but not that the pointer
-// moves.
+// The server reports drawing and changes of the pointer's shape, but not the pointer's moves.
 constexpr std::chrono::milliseconds pointer_interval{20};
 
 int Width(const RECT& rect) { return rect.right - rect.left; }
@@ -74,10 +73,10 @@ HRESULT OutputDuplication::Start() {
         xcb_randr_select_input(
             c, connection_->Root(),
             XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE);
-        // What was changed between the listing of the outputs and this, no event tells.
+        // No event reports what changed between the listing of the outputs and this.
         if (PlaceChanged()) return Unsupported(output_, "it has just been changed");
     }
-    // What changes from here on is told.
+    // Events report every change from here on.
     xcb_flush(c);
     return S_OK;
 }
@@ -112,7 +111,7 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms,
         const auto pointer = AskPointerPlace(*connection_);
         TakeEvents();
         const bool picture_changed = first_ || changes_ > 0;
-        // Asked for behind the pointer, so that one way to the server serves both.
+        // Requested right after the pointer, so that one round trip serves both.
         if (picture_changed && !ReadDamage()) lost_ = true;
         place_ = WaitPointerPlace(*connection_, pointer);
         lost_ = lost_ || connection_->Lost();
@@ -268,7 +267,7 @@ void OutputDuplication::ReadShape() {
     shape_changed_ = false;
     if (!ReadPointerShape(*connection_, shape_)) return;
     shape_news_ = true;
-    shape_untold_ = true;
+    shape_unreported_ = true;
 }
 
 bool OutputDuplication::PointerIsOnOutput() const {
@@ -289,10 +288,10 @@ void OutputDuplication::Describe(bool picture_changed, DXGI_OUTDUPL_FRAME_INFO& 
     info.PointerPosition.Visible = visible ? TRUE : FALSE;
     info.PointerPosition.Position = {place_.x - shape_.hot_x - output_.place.left,
                                      place_.y - shape_.hot_y - output_.place.top};
-    // A shape that changes while nobody sees it is told once it is seen.
-    shape_told_ = shape_untold_ && visible;
-    if (shape_told_) info.PointerShapeBufferSize = static_cast<UINT>(shape_.pixels.size());
-    shape_untold_ = shape_untold_ && !visible;
+    // A shape that changes while the pointer is hidden is reported once it is visible.
+    shape_reported_ = shape_unreported_ && visible;
+    if (shape_reported_) info.PointerShapeBufferSize = static_cast<UINT>(shape_.pixels.size());
+    shape_unreported_ = shape_unreported_ && !visible;
     shape_news_ = false;
     told_visible_ = visible;
     told_place_ = place_;
@@ -304,7 +303,7 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::GetFramePointerShape(
     *required = 0;
     *info = {};
     if (!acquired_) return DXGI_ERROR_INVALID_CALL;
-    if (!shape_told_) return S_OK;
+    if (!shape_reported_) return S_OK;
     *required = static_cast<UINT>(shape_.pixels.size());
     if (size < *required) return DXGI_ERROR_MORE_DATA;
     if (!buffer) return E_INVALIDARG;
@@ -320,7 +319,7 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::GetFramePointerShape(
 HRESULT STDMETHODCALLTYPE OutputDuplication::ReleaseFrame() {
     if (!acquired_) return DXGI_ERROR_INVALID_CALL;
     acquired_ = false;
-    shape_told_ = false;
+    shape_reported_ = false;
     return S_OK;
 }
 

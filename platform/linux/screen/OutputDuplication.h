@@ -65,10 +65,10 @@ private:
     XPointerPlace place_;
     XPointerPlace told_place_;
     XPointerShape shape_;
-    bool shape_changed_ = true;  // on the server
-    bool shape_news_ = false;    // read since the last frame
-    bool shape_untold_ = false;  // read and not yet told by a frame
-    bool shape_told_ = false;    // by the acquired frame
+    bool shape_changed_ = true;      // on the server
+    bool shape_news_ = false;        // read since the last frame
+    bool shape_unreported_ = false;  // read and not yet reported by a frame
+    bool shape_reported_ = false;    // by the acquired frame
     bool told_visible_ = false;
 
     bool first_ = true;

@@ -22,7 +22,7 @@ public:
     HRESULT STDMETHODCALLTYPE Map(DXGI_MAPPED_RECT* mapped, UINT flags) override;
     HRESULT STDMETHODCALLTYPE Unmap() override;
 
-    // One that its maker keeps to use it again gives up its pixels when nobody else holds it.
+    // A texture that its maker keeps for reuse frees its pixels when no one else holds it.
     ULONG STDMETHODCALLTYPE Release() override {
         const ULONG left = ComObject::Release();
         if (left == 1 && kept_by_maker_) pixels_.reset();

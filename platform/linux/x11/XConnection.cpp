@@ -50,7 +50,7 @@ bool IsPresent(xcb_connection_t* connection, xcb_extension_t& extension,
     return true;
 }
 
-// A server wants to know a client's version of an extension before anything else is asked of it.
+// An extension's version must be negotiated before any other request of it.
 template <class Cookie, class Reply>
 bool Agree(xcb_connection_t* connection, Cookie cookie,
            Reply* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**)) {

@@ -11,9 +11,9 @@
 
 namespace Vimbrel {
 
-// Errors of requests without a reply are dropped, those of others are told in the log at trace
-// level. Once the server is gone every request fails; nothing ends the process. Requests with
-// replies may come from any thread, events belong to one.
+// Errors of requests without a reply are dropped, those of others are logged at trace level. Once
+// the server is gone every request fails; nothing ends the process. Requests with replies may come
+// from any thread, events belong to one.
 class XConnection {
 public:
     // To the server that DISPLAY names. Null if there is none; the log says why.
