@@ -72,8 +72,9 @@ struct TranscodeStatistics {
     std::uint64_t audioTaken = 0;    // the same for blocks of sound
     std::uint64_t audioDropped = 0;
     std::uint64_t audioWritten = 0;
-    // Something could not be encoded or written, for example on a full disk, so that the file lacks
-    // frames or its end. Complete after Stop; the causes are in the log.
+    // The file is not what was pushed: something could not be encoded or written, for example on a
+    // full disk, or there was nothing to write, and without a frame or a block there is no file
+    // that plays. Complete after Stop; the causes are in the log.
     bool failed = false;
 };
 
@@ -124,9 +125,9 @@ VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_o
 //
 // Start throws std::system_error if there is no thread to be had. The file is made at the first
 // frame and has its trailer when Stop returns. A file that cannot be written is tried again with
-// each frame, with the cause in the log; those frames count as dropped, and `failed` is set. A disk
-// that is full only for the last bytes is not noticed: such a file lacks its trailer, the byte
-// 0x3B.
+// each frame, with the cause in the log; those frames count as dropped, and `failed` is set. Frames are
+// compressed and written after they count as written: if that fails, `failed` is set at the latest
+// when Stop returns.
 VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeGIF();
 
 }  // namespace Vimbrel
