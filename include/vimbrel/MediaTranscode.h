@@ -106,6 +106,9 @@ VIMBREL_API TranscodeStatistics GetTranscodeStatistics(const MediaTranscode& rec
 // media should begin together. Samples are taken from Create to Stop; any other sample is
 // dropped.
 //
+// A frame of another size, half a sample of sound or a time out of all reason is left out of the
+// file: it counts as dropped and sets `failed`, and the recording goes on.
+//
 // A block of size 0 of either medium ends the recording: what waits is dropped, and later samples
 // are neither taken nor counted. Sound without a format set is a failure, which ends it as well.
 // After a failure, for example on a full disk, no call reports it, but `failed` of the statistics
@@ -125,9 +128,9 @@ VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_o
 //
 // Start throws std::system_error if there is no thread to be had. The file is made at the first
 // frame and has its trailer when Stop returns. A file that cannot be written is tried again with
-// each frame, with the cause in the log; those frames count as dropped, and `failed` is set. Frames are
-// compressed and written after they count as written: if that fails, `failed` is set at the latest
-// when Stop returns.
+// each frame, with the cause in the log; those frames count as dropped, and `failed` is set. Frames
+// are compressed and written after they count as written: if that fails, `failed` is set at the
+// latest when Stop returns.
 VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeGIF();
 
 }  // namespace Vimbrel

@@ -1,5 +1,6 @@
 #include "platform/linux/mf/session/TranscodeRun.h"
 
+#include <mfapi.h>
 #include <mferror.h>
 
 namespace Vimbrel {
@@ -59,6 +60,13 @@ void TranscodeRun::OnStarted(HRESULT result) {
 
 void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) {
     encoder_.Push(track, tracks_[track].video, std::move(sample));
+}
+
+// An event without a failure: only the sample is lost.
+void TranscodeRun::OnSampleRefused(std::size_t track) {
+    const GUID& medium = tracks_[track].video ? MFMediaType_Video : MFMediaType_Audio;
+    const MutexLock guard(lock_);
+    events_->QueueEventParamVar(MENonFatalError, medium, S_OK, nullptr);
 }
 
 void TranscodeRun::OnSampleDone(std::size_t track) {
