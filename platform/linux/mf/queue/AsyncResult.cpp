@@ -26,6 +26,5 @@ HRESULT STDMETHODCALLTYPE AsyncResult::GetObject(IUnknown** object) {
 extern "C" HRESULT WINAPI MFCreateAsyncResult(IUnknown* object, IMFAsyncCallback* callback,
                                               IUnknown* state, IMFAsyncResult** result) {
     if (!result) return E_POINTER;
-    *result = Vimbrel::MakeCom<Vimbrel::AsyncResult>(object, callback, state).Detach();
-    return S_OK;
+    return Vimbrel::CreateCom<Vimbrel::AsyncResult>(result, object, callback, state);
 }

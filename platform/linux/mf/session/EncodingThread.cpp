@@ -2,8 +2,8 @@
 
 #include <mferror.h>
 
+#include <exception>
 #include <new>
-#include <system_error>
 
 #include "vimbrel/AppLog.h"
 
@@ -14,14 +14,14 @@ EncodingThread::EncodingThread(std::unique_ptr<TranscodePipeline> pipeline, List
 
 EncodingThread::~EncodingThread() {
     Join();
-    if (pipeline_) Finish();  // the thread could not be started
+    if (pipeline_) pipeline_->Finish();  // the thread could not be started
 }
 
 HRESULT EncodingThread::Start() {
     const MutexLock guard(join_lock_);
     try {
         thread_ = std::thread([this] { Run(); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         return E_OUTOFMEMORY;
     }
     return S_OK;
@@ -68,7 +68,7 @@ void EncodingThread::Run() {
         guard.Lock();
     }
     guard.Unlock();
-    const HRESULT end_result = Finish();
+    const HRESULT end_result = pipeline_->Finish();
     pipeline_.reset();
     if (SUCCEEDED(hr)) hr = end_result;
     std::deque<Job> left;
@@ -83,43 +83,28 @@ void EncodingThread::Run() {
 // What a sample is refused for does not end the recording: later ones may be good.
 HRESULT EncodingThread::Encode(const Job& job) {
     ComPtr<IMFMediaBuffer> buffer;
-    Block block;
-    HRESULT hr = job.sample->GetSampleTime(&block.time);
+    BYTE* data = nullptr;
+    DWORD size = 0;
+    LONGLONG time = 0;
+    LONGLONG duration = 0;
+    HRESULT hr = job.sample->GetSampleTime(&time);
     if (SUCCEEDED(hr)) hr = job.sample->ConvertToContiguousBuffer(buffer.Put());
-    if (SUCCEEDED(hr)) hr = buffer->Lock(&block.data, nullptr, &block.size);
+    if (SUCCEEDED(hr)) hr = buffer->Lock(&data, nullptr, &size);
     if (SUCCEEDED(hr)) {
-        if (FAILED(job.sample->GetSampleDuration(&block.duration))) block.duration = 0;
-        hr = Write(job.video, block);
+        if (FAILED(job.sample->GetSampleDuration(&duration))) duration = 0;
+        hr = job.video ? pipeline_->WriteVideo(data, size, time, duration)
+                       : pipeline_->WriteAudio(data, size, time, duration);
         buffer->Unlock();
         if (FAILED(hr) && hr != E_INVALIDARG) return hr;
     }
     if (FAILED(hr)) {
         APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE,
                       "media session: a sample of %s left out: %u bytes at %lld - 0x%08X",
-                      job.video ? "picture" : "sound", block.size,
-                      static_cast<long long>(block.time), static_cast<unsigned>(hr));
+                      job.video ? "picture" : "sound", size, static_cast<long long>(time),
+                      static_cast<unsigned>(hr));
         listener_.OnSampleRefused(job.track);
     }
     return S_OK;
-}
-
-// Memory may run out in each of the tables and buffers. It is one failure here, after which the
-// file ends with what it has.
-HRESULT EncodingThread::Write(bool video, const Block& block) {
-    try {
-        return video ? pipeline_->WriteVideo(block.data, block.size, block.time, block.duration)
-                     : pipeline_->WriteAudio(block.data, block.size, block.time, block.duration);
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
-}
-
-HRESULT EncodingThread::Finish() {
-    try {
-        return pipeline_->Finish();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
 }
 
 }  // namespace Vimbrel

@@ -53,17 +53,8 @@ private:
         ComPtr<IMFSample> sample;
     };
 
-    struct Block {
-        BYTE* data = nullptr;
-        DWORD size = 0;
-        LONGLONG time = 0;
-        LONGLONG duration = 0;
-    };
-
     void Run();
     HRESULT Encode(const Job& job);
-    HRESULT Write(bool video, const Block& block);
-    HRESULT Finish();
 
     std::unique_ptr<TranscodePipeline> pipeline_;  // of the thread from Start to Join
     Listener& listener_;

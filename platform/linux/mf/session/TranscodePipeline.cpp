@@ -5,6 +5,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <new>
 
 #include "platform/linux/codec/H264Stream.h"
 
@@ -94,7 +95,7 @@ HRESULT TranscodePipeline::Keep(HRESULT hr) {
 }
 
 HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t size,
-                                      std::int64_t time_100ns, std::int64_t duration_100ns) {
+                                      std::int64_t time_100ns, std::int64_t duration_100ns) try {
     if (FAILED(failure_)) return failure_;
     if (!video_ || !file_) return E_UNEXPECTED;
     if (!pixels || size != frame_bytes_ || !IsStamp(time_100ns)) return E_INVALIDARG;
@@ -113,10 +114,12 @@ HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t si
     last_frame_duration_ = duration > 0 ? duration : frame_duration_;
     return Keep(video_->Encode(pixels, time, last_frame_duration_,
                                [this](const AVPacket& packet) { return TakeVideo(packet); }));
+} catch (const std::bad_alloc&) {
+    return Keep(E_OUTOFMEMORY);
 }
 
 HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size,
-                                      std::int64_t time_100ns, std::int64_t) {
+                                      std::int64_t time_100ns, std::int64_t) try {
     if (FAILED(failure_)) return failure_;
     if (!audio_ || !file_) return E_UNEXPECTED;
     if (!data || size == 0 || size % audio_->FrameBytes() != 0 || !IsStamp(time_100ns))
@@ -146,6 +149,8 @@ HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size
         data += dropped * audio_->FrameBytes();
     }
     return Keep(EncodeAudio(data, frames));
+} catch (const std::bad_alloc&) {
+    return Keep(E_OUTOFMEMORY);
 }
 
 HRESULT TranscodePipeline::EncodeAudio(const std::uint8_t* data, std::size_t frames) {
@@ -171,7 +176,7 @@ HRESULT TranscodePipeline::TakeAudio(const AVPacket& packet) {
     return file_->WriteIfFull();
 }
 
-HRESULT TranscodePipeline::Finish() {
+HRESULT TranscodePipeline::Finish() try {
     if (!file_) return E_UNEXPECTED;
     if (SUCCEEDED(failure_) && video_ && has_frames_) {
         Keep(video_->Flush([this](const AVPacket& packet) { return TakeVideo(packet); }));
@@ -183,6 +188,8 @@ HRESULT TranscodePipeline::Finish() {
     Keep(file_->Finish());
     file_.reset();
     return failure_;
+} catch (const std::bad_alloc&) {
+    return Keep(E_OUTOFMEMORY);
 }
 
 }  // namespace Vimbrel

@@ -196,9 +196,6 @@ private:
 
 }  // namespace
 
-HRESULT CreateGifEncoder(IWICBitmapEncoder** encoder) {
-    *encoder = MakeCom<GifEncoder>().Detach();
-    return S_OK;
-}
+HRESULT CreateGifEncoder(IWICBitmapEncoder** encoder) { return CreateCom<GifEncoder>(encoder); }
 
 }  // namespace Vimbrel
