@@ -15,6 +15,7 @@
 #include "Source/record/MediaTranscodeGIF.h"
 #include "com/ComObject.h"
 #include "tests/fakes/CapturingLog.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/Mp4Kit.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/support/Watchdog.h"
@@ -133,6 +134,42 @@ TEST(RecorderFailure, ARecordingWithoutASampleHasFailed) {
         ASSERT_TRUE(recorder->Start());
         recorder->Stop();
         EXPECT_TRUE(GetTranscodeStatistics(*recorder).failed);
+    }
+}
+
+// Whichever thread of a recorder runs out of memory once: nothing ends the program, Stop returns,
+// and what is lost is reported.
+TEST(RecorderFailure, OneMissingAllocationOnAnyThreadIsReported) {
+    const Watchdog watchdog("RecorderFailure");
+    constexpr unsigned side = 16;
+    Bytes pixels(std::size_t{side} * side * 4, 255);
+    const TempFolder folder;
+    for (const bool gif : {false, true}) {
+        bool failed = true;
+        for (int successes = 0; failed && successes < 2000; ++successes) {
+            SCOPED_TRACE((gif ? "gif, allocation " : "mp4, allocation ") +
+                         std::to_string(successes));
+            const auto recorder = gif ? CreateMediaTranscodeGIF() : CreateMediaTranscodeMP4(false);
+            recorder->SetVideoOutputFormat(side, side);
+            recorder->SetVideoFps(gif ? 1000 : 25, 1);
+            if (gif) dynamic_cast<MediaTranscodeGIF&>(*recorder).SetVideoFpsAsVideo(true);
+            if (!recorder->Create((folder / "out").wstring()) && !gif) FAIL();
+            const ScopedFailureElsewhere scarce(successes);
+            if (recorder->Start()) {
+                for (int i = 0; i < 3; ++i)
+                    recorder->SetVideoSample(pixels.data(), side, side, side * 4, i * 400'000, 0);
+                WaitUntil([&] {
+                    const TranscodeStatistics counts = GetTranscodeStatistics(*recorder);
+                    return counts.failed || counts.videoWritten + counts.videoDropped == 3;
+                });
+                recorder->Stop();
+            }
+            failed = scarce.HasFailed();
+            const TranscodeStatistics counts = GetTranscodeStatistics(*recorder);
+            EXPECT_TRUE(counts.failed || counts.videoWritten == 3);
+            if (HasFailure()) return;
+        }
+        EXPECT_FALSE(failed) << "the allocations of a recording do not end";
     }
 }
 

@@ -90,7 +90,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::QueueEventParamUnk(MediaEventType type, RE
 }
 
 HRESULT STDMETHODCALLTYPE EventQueue::Shutdown() {
-    std::deque<ComPtr<IMFMediaEvent>> events;
+    std::list<ComPtr<IMFMediaEvent>> events;
     ComPtr<AsyncResult> request;
     {
         const MutexLock guard(lock_);

@@ -71,7 +71,7 @@ void EncodingThread::Run() {
     const HRESULT end_result = pipeline_->Finish();
     pipeline_.reset();
     if (SUCCEEDED(hr)) hr = end_result;
-    std::deque<Job> left;
+    std::list<Job> left;
     guard.Lock();
     ended_ = true;
     left.swap(jobs_);

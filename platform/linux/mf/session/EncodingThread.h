@@ -3,7 +3,7 @@
 
 #include <mfobjects.h>
 
-#include <deque>
+#include <list>
 #include <memory>
 #include <thread>
 
@@ -60,8 +60,9 @@ private:
     Listener& listener_;
     Mutex lock_;
     Condition wake_;
-    // At most one of each track: the next is asked for when one is done.
-    std::deque<Job> jobs_ GUARDED_BY(lock_);
+    // At most one of each track: the next is asked for when one is done. A list, since an empty
+    // deque takes memory, which the thread may not have at its end.
+    std::list<Job> jobs_ GUARDED_BY(lock_);
     bool end_ GUARDED_BY(lock_) = false;
     bool ended_ GUARDED_BY(lock_) = false;
     Mutex join_lock_;

@@ -114,7 +114,9 @@ void TranscodeRun::OnFileEnded(HRESULT result) {
 }
 
 void TranscodeRun::Report(MediaEventType type, HRESULT status) {
-    events_->QueueEventParamVar(type, GUID_NULL, status, nullptr);
+    // Somebody may wait for this event for ever. Without memory for it the queue ends, which fails
+    // the listener's request.
+    if (FAILED(events_->QueueEventParamVar(type, GUID_NULL, status, nullptr))) events_->Shutdown();
 }
 
 }  // namespace Vimbrel
