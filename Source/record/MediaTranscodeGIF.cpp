@@ -137,6 +137,11 @@ void MediaTranscodeGIF::Enqueue(std::unique_ptr<GifSample> sample) {
 
 void MediaTranscodeGIF::End() {
     const MutexLock guard(lock);
+    // The end takes a place in the queue as a frame does.
+    if (!ended && queue.size() >= queue_limit) {
+        ++video_dropped;
+        queue.pop_front();
+    }
     ended = true;
     sampleReady.NotifyOne();
 }

@@ -124,7 +124,8 @@ VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_o
 // refused. SetVideoQuality: above 0 is error diffusion, 0 none. SetVideoSample: rows top down and
 // without gaps (`stride` is taken as width * 4), times ignored; it never throws. A null buffer ends
 // the recording, whatever its size: frames that wait before it are still written, and later ones
-// are neither taken nor counted. At most 5 frames wait for the encoder; then the oldest is dropped.
+// are neither taken nor counted. At most 5 frames wait for the encoder, or 4 and the end; then the
+// oldest is dropped.
 //
 // Start throws std::system_error if there is no thread to be had. The file is made at the first
 // frame and has its trailer when Stop returns. A file that cannot be written is tried again with
