@@ -52,6 +52,7 @@ void MediaTranscodeMP4::SetVideoQuality(int quality) {
 
 void MediaTranscodeMP4::SetAudioOutputFormat(const WAVEFORMATEX* format,
                                              const unsigned char* extra) {
+    // The bytes of another format may be fewer than this one's cbSize says.
     audio_extra.reset();
     audio_format = format ? *format : WAVEFORMATEX{};
     if (audio_format.cbSize == 0 || !extra) return;
