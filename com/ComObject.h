@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <new>
 #include <utility>
 
 #include "com/ComPtr.h"
@@ -73,6 +74,27 @@ ComPtr<Class> MakeCom(Arguments&&... arguments) {
     ComPtr<Class> object;
     object.Attach(new Class(std::forward<Arguments>(arguments)...));
     return object;
+}
+
+// The same for a caller's pointer, at an edge where no exception may pass. Without memory the
+// result is E_OUTOFMEMORY and the pointer null.
+template <class Class, class Interface, class... Arguments>
+HRESULT CreateCom(Interface** object, Arguments&&... arguments) {
+    *object = nullptr;
+    try {
+        *object = MakeCom<Class>(std::forward<Arguments>(arguments)...).Detach();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
+    return S_OK;
+}
+
+// The same for one of the object's interfaces.
+template <class Class, class... Arguments>
+HRESULT CreateCom(REFIID iid, void** object, Arguments&&... arguments) {
+    ComPtr<Class> made;
+    const HRESULT hr = CreateCom<Class>(made.Put(), std::forward<Arguments>(arguments)...);
+    return FAILED(hr) ? hr : made->QueryInterface(iid, object);
 }
 
 }  // namespace Vimbrel

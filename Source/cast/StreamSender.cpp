@@ -27,13 +27,14 @@ StreamSender::StreamSender(CastEncoders& sources, const RTMPCastOptions& options
 StreamSender::~StreamSender() {
     Stop();
     // A thread that ended by itself may still be in the callback.
-    if (thread.joinable()) thread.join();
+    Join();
     CloseHandle(started);
 }
 
 int StreamSender::Start(const CastServer& server, bool with_audio) {
     bit_rate.Reset();
     try {
+        const MutexLock lock(join_lock);
         thread = std::thread([this, &server, with_audio] { Run(server, with_audio); });
     } catch (const std::bad_alloc&) {
         encoders.Stop();
@@ -47,9 +48,14 @@ int StreamSender::Start(const CastServer& server, bool with_audio) {
 
 void StreamSender::Stop() {
     // After a lost link the thread has ended by itself, or is about to.
-    if (!thread.joinable() || !connected) return;
+    if (!connected) return;
     OrderStop();
-    thread.join();
+    Join();
+}
+
+void StreamSender::Join() {
+    const MutexLock lock(join_lock);
+    if (thread.joinable()) thread.join();
 }
 
 void StreamSender::OrderStop() {
@@ -94,7 +100,11 @@ int StreamSender::Connect(const CastServer& server, bool with_audio) {
     if (result == RTMPCAST_OK) return result;
     encoders.Stop();
     publisher.Close();
-    APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_ERROR, "RTMP on_start failed: " << result);
+    try {
+        APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_ERROR, "RTMP on_start failed: " << result);
+    } catch (const std::bad_alloc&) {
+        // Without memory for a record the result alone reports it.
+    }
     return result;
 }
 

@@ -36,7 +36,8 @@ public:
     void SetCallback(std::function<void(int)> function) { callback = std::move(function); }
     // A RTMPCastStatus. Waits for the connection; on a failure the encoders are stopped.
     int Start(const CastServer& server, bool with_audio);
-    // Drops what waits, and waits for the message that is on its way. Nothing without a stream.
+    // Drops what waits, and waits for the message that is on its way. Nothing without a stream. Two
+    // threads may stop it at once.
     void Stop();
     bool IsConnected() const { return connected; }
     // Takes the frame. A stop order drops what waits and ends the thread. Any thread.
@@ -49,6 +50,7 @@ private:
     encoded_frame_ptr NextFrame();
     bool Process(const encoded_frame& frame);
     void OrderStop();
+    void Join();
 
     CastEncoders& encoders;
     const std::shared_ptr<RTMPCastProgress> progress;
@@ -66,7 +68,8 @@ private:
     std::deque<encoded_frame_ptr> queue GUARDED_BY(mutex);  // oldest first
     bool stop_ordered GUARDED_BY(mutex) = false;
 
-    std::thread thread;
+    Mutex join_lock;  // taken alone
+    std::thread thread GUARDED_BY(join_lock);
 };
 
 }  // namespace Vimbrel

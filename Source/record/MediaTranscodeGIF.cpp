@@ -8,10 +8,13 @@
 #include "base/Clock.h"
 #include "base/Failure.h"
 #include "base/ObjectCreation.h"
+#include "com/OutputEnd.h"
 
 namespace Vimbrel {
 
 namespace {
+
+using HalvorixAppLog::LOG_LEVEL_TRACE;
 
 constexpr std::size_t queue_limit = 5;
 constexpr UINT palette_size = 256;
@@ -134,6 +137,11 @@ void MediaTranscodeGIF::Enqueue(std::unique_ptr<GifSample> sample) {
 
 void MediaTranscodeGIF::End() {
     const MutexLock guard(lock);
+    // The end takes a place in the queue as a frame does.
+    if (!ended && queue.size() >= queue_limit) {
+        ++video_dropped;
+        queue.pop_front();
+    }
     ended = true;
     sampleReady.NotifyOne();
 }
@@ -193,7 +201,7 @@ void MediaTranscodeGIF::OnProc() {
         if (!sample) break;
         SetSample(sample->data.get(), sample->width, sample->height, sample->stride);
     }
-    // The file ends with the encoder: its release writes the trailer, and there is no last Commit.
+    EndFile();
     OnCleanup();
     if (SUCCEEDED(com)) CoUninitialize();
 
@@ -203,6 +211,19 @@ void MediaTranscodeGIF::OnProc() {
     finished = true;
     startedOrStopped.NotifyAll();
     running = false;
+}
+
+// The system's encoder ends the file with its release, without a last Commit. Ours would do so too,
+// but nobody would learn whether the frames that it still has, and the trailer, could be written.
+void MediaTranscodeGIF::EndFile() {
+    IOutputEnd* end = nullptr;
+    if (encoder &&
+        SUCCEEDED(encoder->QueryInterface(iid_output_end, reinterpret_cast<void**>(&end)))) {
+        if (FAILED(LogIfFailed(end->End(), "GIF - Encoder End", LOG_LEVEL_TRACE))) failed = true;
+        end->Release();
+    }
+    // No frame is no file.
+    if (video_written == 0) failed = true;
 }
 
 bool MediaTranscodeGIF::Intialize() {

@@ -55,6 +55,7 @@ private:
     bool Intialize();
     bool WriteGlobalMetadata();
     void OnProc();
+    void EndFile();
     void SetSample(void* data, unsigned width, unsigned height, unsigned stride);
     bool WriteFrame(void* data, unsigned width, unsigned height, unsigned stride, bool transparent);
     bool Convert(IWICBitmap* bitmap, bool transparent, ComPtr<IWICFormatConverter>& converter,

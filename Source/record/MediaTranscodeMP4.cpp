@@ -52,6 +52,7 @@ void MediaTranscodeMP4::SetVideoQuality(int quality) {
 
 void MediaTranscodeMP4::SetAudioOutputFormat(const WAVEFORMATEX* format,
                                              const unsigned char* extra) {
+    // The bytes of another format may be fewer than this one's cbSize says.
     audio_extra.reset();
     audio_format = format ? *format : WAVEFORMATEX{};
     if (audio_format.cbSize == 0 || !extra) return;
@@ -106,6 +107,7 @@ void MediaTranscodeMP4::CalculateAudioVideoBitRate() {
 bool MediaTranscodeMP4::OnCreate() {
     OnStop();  // of a recording that still runs
     ResetCounters();
+    session_failed = false;
     is_running = false;
     is_created = false;
     HeapSetInformation(nullptr, HeapEnableTerminationOnCorruption, nullptr, 0);
@@ -167,8 +169,8 @@ HRESULT MediaTranscodeMP4::CreateSource(ComPtr<IMFMediaSource>& result) {
     hr = made->QueryInterface(IID_PPV_ARGS(result.Put()));
     if (SUCCEEDED(hr)) {
         made->SetStartedEvent(source_started_event);
-        made->SetCounters(true, {&video_taken, &video_written, &video_dropped, &failed});
-        made->SetCounters(false, {&audio_taken, &audio_written, &audio_dropped, &failed});
+        made->SetCounters(true, {&video_taken, &video_written, &video_dropped, &session_failed});
+        made->SetCounters(false, {&audio_taken, &audio_written, &audio_dropped, &session_failed});
     }
     return hr;
 }
@@ -279,7 +281,7 @@ bool MediaTranscodeMP4::OnStart() {
     if (!session) return false;
     if (is_running) return true;
     ResetEvent(source_started_event);
-    HRESULT hr = session->Start(source_started_event, failed);
+    HRESULT hr = session->Start(source_started_event, *this);
     WaitKeepingMessages(source_started_event);
     // The event is signalled by the first pull, or by a failure before it.
     if (SUCCEEDED(hr)) hr = session->Status();
@@ -299,6 +301,16 @@ void MediaTranscodeMP4::OnStop() {
     session.Reset();
     ReplaceSource(nullptr);
     is_running = false;
+}
+
+void MediaTranscodeMP4::OnSessionFailed() {
+    session_failed = true;
+    failed = true;
+}
+
+void MediaTranscodeMP4::OnSampleRefused(bool video) {
+    ++(video ? video_refused : audio_refused);
+    failed = true;
 }
 
 void MediaTranscodeMP4::OnCleanup() { OnStop(); }

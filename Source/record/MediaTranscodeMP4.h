@@ -19,7 +19,9 @@
 
 namespace Vimbrel {
 
-class VIMBREL_API MediaTranscodeMP4 final : public MediaTranscode, public TranscodeCounters {
+class VIMBREL_API MediaTranscodeMP4 final : public MediaTranscode,
+                                            public TranscodeCounters,
+                                            private TranscodeSession::Listener {
 public:
     explicit MediaTranscodeMP4(bool audio_only);
     ~MediaTranscodeMP4() override;
@@ -49,6 +51,9 @@ private:
         std::int64_t samples = 0;
     };
 
+    void OnSessionFailed() override;
+    void OnSampleRefused(bool video) override;
+
     // The source, and the stamp counted from the medium's first sample. Null outside Create and
     // Stop.
     ComPtr<MFMemorySource> SourceFor(bool video, std::int64_t& time);
@@ -67,6 +72,7 @@ private:
     MediaPlatform platform;
     const OutputType output_type;
     std::atomic<bool> is_running{false};
+    std::atomic<bool> session_failed{false};  // nothing more is written
     bool is_created = false;
     std::uint32_t video_width = 0;
     std::uint32_t video_height = 0;

@@ -95,16 +95,30 @@ HRESULT TranscodeSession::HandleEvent(IMFAsyncResult* result) {
         hr = media_session->Close();
         if (FAILED(hr)) return hr;
     }
+    if (type == MENonFatalError) {
+        hr = HandleRefusal(*event.Get());
+        if (FAILED(hr)) return hr;
+    }
     return media_session->BeginGetEvent(this, nullptr);
 }
 
-HRESULT TranscodeSession::Start(HANDLE event, std::atomic<bool>& failed) {
+HRESULT TranscodeSession::HandleRefusal(IMFMediaEvent& event) {
+    GUID medium = GUID_NULL;
+    const HRESULT hr = event.GetExtendedType(&medium);
+    if (FAILED(hr)) return hr;
+    const bool video = medium == MFMediaType_Video;
+    const MutexLock lock(failure_lock);
+    if (listener && (video || medium == MFMediaType_Audio)) listener->OnSampleRefused(video);
+    return S_OK;
+}
+
+HRESULT TranscodeSession::Start(HANDLE event, Listener& recorder) {
     {
         const MutexLock lock(failure_lock);
         started_event = event;
-        failed_flag = &failed;
+        listener = &recorder;
         if (FAILED(status)) {
-            failed = true;
+            recorder.OnSessionFailed();
             SetEvent(event);
         }
     }
@@ -118,7 +132,7 @@ HRESULT TranscodeSession::Start(HANDLE event, std::atomic<bool>& failed) {
 void TranscodeSession::SetFailed(HRESULT failure) {
     const MutexLock lock(failure_lock);
     status = failure;
-    if (failed_flag) *failed_flag = true;
+    if (listener) listener->OnSessionFailed();
     if (started_event) SetEvent(started_event);
 }
 
@@ -135,7 +149,7 @@ void TranscodeSession::Shutdown() {
     {
         const MutexLock lock(failure_lock);
         started_event = nullptr;
-        failed_flag = nullptr;
+        listener = nullptr;
     }
     media_session->Shutdown();
 }

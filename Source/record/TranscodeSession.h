@@ -16,6 +16,18 @@ namespace Vimbrel {
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 class TranscodeSession : public IMFAsyncCallback {
 public:
+    // Called on a thread of the platform, with a lock: it calls nothing of the session.
+    class Listener {
+    public:
+        // Once or more, now or later.
+        virtual void OnSessionFailed() = 0;
+        // A sample that the session has taken is not in the file. The session goes on.
+        virtual void OnSampleRefused(bool video) = 0;
+
+    protected:
+        ~Listener() = default;
+    };
+
     // A session of the topology, which listens to its own events.
     static HRESULT Create(IMFTopology* topology, ComPtr<TranscodeSession>& session);
 
@@ -29,10 +41,9 @@ public:
     // On a thread of the platform.
     HRESULT STDMETHODCALLTYPE Invoke(IMFAsyncResult* result) override;
 
-    // Starts at the current position. If the session fails, now or later, `failed` is set.
-    // `started_event` is also signalled if it fails before the source starts. Both are used until
-    // Shutdown.
-    HRESULT Start(HANDLE started_event, std::atomic<bool>& failed);
+    // Starts at the current position. `started_event` is also signalled if the session fails before
+    // the source starts. Both are used until Shutdown.
+    HRESULT Start(HANDLE started_event, Listener& listener);
     // The last failure, or S_OK.
     HRESULT Status();
     // Waits until the session is closed, by its end or by a failure, while pumping the calling
@@ -48,6 +59,7 @@ private:
     TranscodeSession() = default;
     HRESULT Initialize(IMFTopology* topology);
     HRESULT HandleEvent(IMFAsyncResult* result);
+    HRESULT HandleRefusal(IMFMediaEvent& event);
     void SetFailed(HRESULT failure);
 
     ComPtr<IMFMediaSession> media_session;
@@ -57,7 +69,7 @@ private:
     Mutex failure_lock;
     HRESULT status GUARDED_BY(failure_lock) = S_OK;
     HANDLE started_event GUARDED_BY(failure_lock) = nullptr;
-    std::atomic<bool>* failed_flag GUARDED_BY(failure_lock) = nullptr;
+    Listener* listener GUARDED_BY(failure_lock) = nullptr;
 };
 #pragma GCC diagnostic pop
 

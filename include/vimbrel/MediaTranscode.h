@@ -72,8 +72,9 @@ struct TranscodeStatistics {
     std::uint64_t audioTaken = 0;    // the same for blocks of sound
     std::uint64_t audioDropped = 0;
     std::uint64_t audioWritten = 0;
-    // Something could not be encoded or written, for example on a full disk, so that the file lacks
-    // frames or its end. Complete after Stop; the causes are in the log.
+    // The file is not what was pushed: something could not be encoded or written, for example on a
+    // full disk, or there was nothing to write, and without a frame or a block there is no file
+    // that plays. Complete after Stop; the causes are in the log.
     bool failed = false;
 };
 
@@ -105,6 +106,9 @@ VIMBREL_API TranscodeStatistics GetTranscodeStatistics(const MediaTranscode& rec
 // media should begin together. Samples are taken from Create to Stop; any other sample is
 // dropped.
 //
+// A frame of another size, half a sample of sound or a time out of all reason is left out of the
+// file: it counts as dropped and sets `failed`, and the recording goes on.
+//
 // A block of size 0 of either medium ends the recording: what waits is dropped, and later samples
 // are neither taken nor counted. Sound without a format set is a failure, which ends it as well.
 // After a failure, for example on a full disk, no call reports it, but `failed` of the statistics
@@ -120,13 +124,14 @@ VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeMP4(bool audio_o
 // refused. SetVideoQuality: above 0 is error diffusion, 0 none. SetVideoSample: rows top down and
 // without gaps (`stride` is taken as width * 4), times ignored; it never throws. A null buffer ends
 // the recording, whatever its size: frames that wait before it are still written, and later ones
-// are neither taken nor counted. At most 5 frames wait for the encoder; then the oldest is dropped.
+// are neither taken nor counted. At most 5 frames wait for the encoder, or 4 and the end; then the
+// oldest is dropped.
 //
 // Start throws std::system_error if there is no thread to be had. The file is made at the first
 // frame and has its trailer when Stop returns. A file that cannot be written is tried again with
-// each frame, with the cause in the log; those frames count as dropped, and `failed` is set. A disk
-// that is full only for the last bytes is not noticed: such a file lacks its trailer, the byte
-// 0x3B.
+// each frame, with the cause in the log; those frames count as dropped, and `failed` is set. Frames
+// are compressed and written after they count as written: if that fails, `failed` is set at the
+// latest when Stop returns.
 VIMBREL_API std::unique_ptr<MediaTranscode> CreateMediaTranscodeGIF();
 
 }  // namespace Vimbrel

@@ -178,6 +178,7 @@ VALUE_IS(MFVideoInterlace_Unknown, 0);
 VALUE_IS(MFVideoInterlace_Progressive, 2);
 VALUE_IS(MEUnknown, 0);
 VALUE_IS(MEError, 1);
+VALUE_IS(MENonFatalError, 3);
 VALUE_IS(MESessionTopologySet, 101);
 VALUE_IS(MESessionStarted, 103);
 VALUE_IS(MESessionClosed, 106);

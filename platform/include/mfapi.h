@@ -120,9 +120,6 @@ HRESULT WINAPI MFShutdown();
 // outside MFStartup and MFShutdown. Items begin in the order in which they were put, and run side
 // by side: one that blocks holds up no other until all threads of the queue are blocked.
 HRESULT WINAPI MFPutWorkItem(DWORD queue, IMFAsyncCallback* callback, IUnknown* state);
-// `object`, `callback` and `state` may be null.
-HRESULT WINAPI MFCreateAsyncResult(IUnknown* object, IMFAsyncCallback* callback, IUnknown* state,
-                                   IMFAsyncResult** result);
 
 HRESULT WINAPI MFCreateAttributes(IMFAttributes** attributes, UINT32 initial_size);
 // The memory is not cleared. E_OUTOFMEMORY.

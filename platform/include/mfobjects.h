@@ -30,6 +30,7 @@ using MediaEventType = DWORD;
 enum : DWORD {
     MEUnknown = 0,
     MEError = 1,
+    MENonFatalError = 3,
     MESessionTopologySet = 101,  // the topology
     MESessionStarted = 103,
     MESessionClosed = 106,

@@ -12,6 +12,11 @@ constexpr int no_limit = -1;
 thread_local int successes_left = no_limit;
 thread_local bool has_failed = false;
 
+// Of all threads but those that are spared.
+constexpr int far_from_failure = 1 << 30;
+std::atomic<int> elsewhere_left{far_from_failure};
+thread_local bool is_spared = false;
+
 void* Allocate(std::size_t size) {
     ++allocations;
     if (successes_left == 0) {
@@ -19,6 +24,7 @@ void* Allocate(std::size_t size) {
         return nullptr;
     }
     if (successes_left > 0) --successes_left;
+    if (!is_spared && elsewhere_left < far_from_failure && elsewhere_left-- == 0) return nullptr;
     return std::malloc(size ? size : 1);
 }
 
@@ -36,6 +42,18 @@ ScopedAllocationFailure::ScopedAllocationFailure(int successes) {
 ScopedAllocationFailure::~ScopedAllocationFailure() { successes_left = no_limit; }
 
 bool ScopedAllocationFailure::HasFailed() const { return has_failed; }
+
+ScopedFailureElsewhere::ScopedFailureElsewhere(int successes) {
+    is_spared = true;
+    elsewhere_left = successes;
+}
+
+ScopedFailureElsewhere::~ScopedFailureElsewhere() {
+    elsewhere_left = far_from_failure;
+    is_spared = false;
+}
+
+bool ScopedFailureElsewhere::HasFailed() const { return elsewhere_left < 0; }
 
 }  // namespace Vimbrel::test
 

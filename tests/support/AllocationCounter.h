@@ -21,4 +21,17 @@ public:
     bool HasFailed() const;
 };
 
+// While it lives, one call of operator new fails on one of the threads that it does not live on:
+// the call after so many.
+class ScopedFailureElsewhere {
+public:
+    explicit ScopedFailureElsewhere(int successes);
+    ~ScopedFailureElsewhere();
+    ScopedFailureElsewhere(const ScopedFailureElsewhere&) = delete;
+    ScopedFailureElsewhere& operator=(const ScopedFailureElsewhere&) = delete;
+
+    // Whether the call failed.
+    bool HasFailed() const;
+};
+
 }  // namespace Vimbrel::test

@@ -1,22 +1,9 @@
 #include "outputs/GifOutput.h"
 
-#include <fstream>
-
 #include "outputs/RecorderWait.h"
 #include "scene/WideText.h"
 
 namespace studio {
-
-namespace {
-
-// Whether the file has its trailer. What a full disk cuts off is not there.
-bool IsWhole(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    stream.seekg(-1, std::ios::end);
-    return stream.get() == 0x3B;
-}
-
-}  // namespace
 
 GifOutput::GifOutput(const OutputDescription& description)
     : file(description.file), recorder(Vimbrel::CreateMediaTranscodeGIF()) {}
@@ -64,7 +51,7 @@ bool GifOutput::Finish(std::string& error) {
                                   " frames could be written";
         return false;
     }
-    if (!IsWhole(file.PartName())) {
+    if (Vimbrel::GetTranscodeStatistics(*recorder).failed) {
         error = File().string() + ": could not be written to its end; is the disk full?";
         return false;
     }

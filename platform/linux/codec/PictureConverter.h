@@ -19,6 +19,8 @@ public:
     // A frame that is good until the next call; users that keep a reference to it are respected.
     // Null if there is no memory.
     AVFrame* Convert(const std::uint8_t* pixels);
+    // The last converted picture.
+    AVFrame* Last() { return frame_.get(); }
 
 private:
     bool plain_ = false;  // not scaled

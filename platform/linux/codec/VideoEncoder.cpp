@@ -134,7 +134,15 @@ HRESULT VideoEncoder::Probe(const VideoInput& input) {
 
 HRESULT VideoEncoder::Encode(const std::uint8_t* pixels, std::int64_t time, std::int64_t duration,
                              const PacketSink& sink) {
-    AVFrame* frame = converter_.Convert(pixels);
+    return EncodeFrame(converter_.Convert(pixels), time, duration, sink);
+}
+
+HRESULT VideoEncoder::Repeat(std::int64_t time, std::int64_t duration, const PacketSink& sink) {
+    return EncodeFrame(converter_.Last(), time, duration, sink);
+}
+
+HRESULT VideoEncoder::EncodeFrame(AVFrame* frame, std::int64_t time, std::int64_t duration,
+                                  const PacketSink& sink) {
     if (!frame) return E_OUTOFMEMORY;
     frame->pts = time;
     frame->pkt_duration = duration;

@@ -57,6 +57,8 @@ public:
     // Times rise from call to call. Packets come later than their frames, in the order of decoding.
     HRESULT Encode(const std::uint8_t* pixels, std::int64_t time, std::int64_t duration,
                    const PacketSink& sink);
+    // The last picture once more.
+    HRESULT Repeat(std::int64_t time, std::int64_t duration, const PacketSink& sink);
     HRESULT Flush(const PacketSink& sink);
 
 private:
@@ -64,6 +66,8 @@ private:
     HRESULT Setup(const VideoInput& input, const VideoOutput& output,
                   const HardwareEncoder* hardware);
     HRESULT Probe(const VideoInput& input);
+    HRESULT EncodeFrame(AVFrame* frame, std::int64_t time, std::int64_t duration,
+                        const PacketSink& sink);
     HRESULT Send(AVFrame* frame, const PacketSink& sink);
 
     H264Codec codec_;

@@ -36,8 +36,7 @@ HRESULT CreateBitmap(UINT width, UINT height, UINT stride, UINT size, const BYTE
         std::memcpy(frame->data[0] + static_cast<std::ptrdiff_t>(frame->linesize[0]) * y,
                     pixels + std::size_t{stride} * y, std::size_t{width} * 4);
     }
-    *bitmap = MakeCom<Bitmap>(std::move(frame), straight).Detach();
-    return S_OK;
+    return CreateCom<Bitmap>(bitmap, std::move(frame), straight);
 }
 
 }  // namespace Vimbrel

@@ -60,9 +60,6 @@ private:
 
 }  // namespace
 
-HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) {
-    *scaler = MakeCom<BitmapScaler>().Detach();
-    return S_OK;
-}
+HRESULT CreateBitmapScaler(IWICBitmapScaler** scaler) { return CreateCom<BitmapScaler>(scaler); }
 
 }  // namespace Vimbrel

@@ -68,9 +68,6 @@ private:
 
 }  // namespace
 
-HRESULT CreateFileStream(IWICStream** stream) {
-    *stream = MakeCom<FileStream>().Detach();
-    return S_OK;
-}
+HRESULT CreateFileStream(IWICStream** stream) { return CreateCom<FileStream>(stream); }
 
 }  // namespace Vimbrel

@@ -123,8 +123,7 @@ const IndexedPlan* AsIndexedPlan(IWICBitmapSource* converter) {
 }
 
 HRESULT CreateFormatConverter(IWICFormatConverter** converter) {
-    *converter = MakeCom<FormatConverter>().Detach();
-    return S_OK;
+    return CreateCom<FormatConverter>(converter);
 }
 
 }  // namespace Vimbrel

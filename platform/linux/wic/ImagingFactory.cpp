@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "com/ComObject.h"
 #include "platform/linux/kernel/ErrnoResult.h"
@@ -39,7 +40,7 @@ class ImagingFactory final : public ComObject<Implements<IWICImagingFactory2, IW
 public:
     HRESULT STDMETHODCALLTYPE CreateDecoderFromFilename(LPCWSTR name, const GUID* vendor,
                                                         DWORD access, WICDecodeOptions,
-                                                        IWICBitmapDecoder** decoder) override {
+                                                        IWICBitmapDecoder** decoder) override try {
         if (!decoder) return E_INVALIDARG;
         *decoder = nullptr;
         if (!name || vendor || access != GENERIC_READ) return E_INVALIDARG;
@@ -48,6 +49,8 @@ public:
         const HRESULT hr = IsGif(path, gif);
         if (FAILED(hr)) return hr;
         return gif ? CreateGifDecoder(path, decoder) : CreateStillDecoder(path, decoder);
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
     }
 
     HRESULT STDMETHODCALLTYPE CreateEncoder(REFGUID container, const GUID*,
@@ -90,7 +93,7 @@ public:
 }  // namespace
 
 HRESULT CreateImagingFactory(REFIID iid, void** object) {
-    return MakeCom<ImagingFactory>()->QueryInterface(iid, object);
+    return CreateCom<ImagingFactory>(iid, object);
 }
 
 }  // namespace Vimbrel

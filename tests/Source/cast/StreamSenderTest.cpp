@@ -1,8 +1,10 @@
 // How a stream starts and ends, and what is lost of it.
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <future>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include "tests/Source/cast/StreamKit.h"
@@ -110,8 +112,16 @@ TEST_P(StreamEnd, StopDropsWhatWaits) {
     auto order = make_encoded_frame(encoded_frame::type_stop, nullptr, 0);
     stream.sender.Queue(order);
     EXPECT_EQ(order, nullptr);
+    // Two threads may stop it at once.
+    std::atomic<int> stopping{0};
+    const auto stop = [&] {
+        ++stopping;
+        stream.sender.Stop();
+    };
+    std::thread stoppers[] = {std::thread(stop), std::thread(stop)};
+    EXPECT_TRUE(WaitUntil([&] { return stopping == 2; }));
     go_on.set_value();
-    stream.sender.Stop();
+    for (std::thread& stopper : stoppers) stopper.join();
     EXPECT_EQ(stream.Times(RtmpMessage::TYPE_VIDEO).size(), 2U) << "the header and one frame";
     EXPECT_EQ(stream.server.alive, 0);
 }

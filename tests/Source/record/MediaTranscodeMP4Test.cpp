@@ -445,6 +445,11 @@ TEST_F(MediaTranscodeMP4Test, BadSamplesHarmNothing) {
     recorder->Stop();
     recorder->Cleanup();
     EXPECT_EQ(Probe(Path(), "v", "nb_frames"), "25");
+    const TranscodeStatistics counts = GetTranscodeStatistics(*recorder);
+    EXPECT_EQ(counts.videoWritten, 25u);
+    EXPECT_EQ(counts.videoDropped, 3u);
+    EXPECT_EQ(counts.audioDropped, 1u);
+    EXPECT_TRUE(counts.failed) << "the file lacks what was pushed";
     ExpectDecodes(Path());
 #ifdef NDEBUG
     push_all(*recorder);

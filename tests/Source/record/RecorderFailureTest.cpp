@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <mfapi.h>
 #include <mfidl.h>
+#include <mmreg.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -11,8 +12,10 @@
 #include <random>
 #include <thread>
 
+#include "Source/record/MediaTranscodeGIF.h"
 #include "com/ComObject.h"
 #include "tests/fakes/CapturingLog.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/Mp4Kit.h"
 #include "tests/support/WaitUntil.h"
 #include "tests/support/Watchdog.h"
@@ -57,7 +60,8 @@ TEST(RecorderFailure, AFullDiskEndsTheFileAndHoldsUpNobody) {
                                        static_cast<int>(scene.height));
         recorder->SetVideoQuality(2);
         {
-            const FileSizeLimit limit(400 << 10);
+            // When it is stopped early there may be few frames: not even one fits then.
+            const FileSizeLimit limit(waiting ? 400 << 10 : 134 << 10);
             ASSERT_TRUE(recorder->Create((folder / "out.mp4").wstring()));
             ASSERT_TRUE(recorder->Start());
             std::uint64_t pushed = 0;
@@ -80,12 +84,92 @@ TEST(RecorderFailure, AFullDiskEndsTheFileAndHoldsUpNobody) {
             recorder->Stop();
             EXPECT_EQ(gone(), pushed);
             EXPECT_LT(GetTranscodeStatistics(*recorder).videoWritten, pushed);
+            EXPECT_TRUE(GetTranscodeStatistics(*recorder).failed);
             recorder->Cleanup();
         }
         if (!waiting) continue;
         EXPECT_GT(ProbeNumber(path, "v", "nb_frames"), 10);
         EXPECT_LT(ProbeNumber(path, "v", "nb_frames"), 500);
         ExpectDecodes(path);
+    }
+}
+
+// The frames of a GIF are written after they were taken, some of them when it ends.
+TEST(RecorderFailure, ADiskThatIsFullForTheLastBytesIsReported) {
+    constexpr unsigned side = 64;
+    Bytes pixels(std::size_t{side} * side * 4, 255);
+    for (std::size_t i = 0; i < pixels.size(); i += 4) pixels[i] = static_cast<std::uint8_t>(i / 7);
+    rlim_t whole = 0;
+    for (const rlim_t missing : {0, 1, 2000}) {
+        SCOPED_TRACE(missing);
+        const TempFolder folder;
+        const auto recorder = CreateMediaTranscodeGIF();
+        recorder->SetVideoOutputFormat(side, side);
+        recorder->SetVideoFps(1000, 1);
+        dynamic_cast<MediaTranscodeGIF&>(*recorder).SetVideoFpsAsVideo(true);
+        recorder->Create((folder / "out.gif").wstring());
+        {
+            const FileSizeLimit limit(missing == 0 ? 1 << 20 : whole - missing);
+            ASSERT_TRUE(recorder->Start());
+            for (int i = 0; i < 2; ++i)
+                recorder->SetVideoSample(pixels.data(), side, side, 0, 0, 0);
+            WaitUntil([&] { return GetTranscodeStatistics(*recorder).videoWritten == 2; });
+            recorder->Stop();
+        }
+        EXPECT_EQ(GetTranscodeStatistics(*recorder).videoWritten, 2u);
+        EXPECT_EQ(GetTranscodeStatistics(*recorder).failed, missing != 0);
+        if (missing == 0) whole = std::filesystem::file_size(folder / "out.gif");
+    }
+}
+
+TEST(RecorderFailure, ARecordingWithoutASampleHasFailed) {
+    const TempFolder folder;
+    const std::unique_ptr<MediaTranscode> recorders[] = {
+        CreateMediaTranscodeMP4(false), CreateMediaTranscodeMP4(true), CreateMediaTranscodeGIF()};
+    for (const auto& recorder : recorders) {
+        const WAVEFORMATEX format = {WAVE_FORMAT_PCM, 1, 44100, 88200, 2, 16, 0};
+        recorder->SetAudioOutputFormat(&format, nullptr);
+        recorder->SetVideoOutputFormat(64, 48);
+        recorder->Create((folder / "out").wstring());
+        ASSERT_TRUE(recorder->Start());
+        recorder->Stop();
+        EXPECT_TRUE(GetTranscodeStatistics(*recorder).failed);
+    }
+}
+
+// Whichever thread of a recorder runs out of memory once: nothing ends the program, Stop returns,
+// and what is lost is reported.
+TEST(RecorderFailure, OneMissingAllocationOnAnyThreadIsReported) {
+    const Watchdog watchdog("RecorderFailure");
+    constexpr unsigned side = 16;
+    Bytes pixels(std::size_t{side} * side * 4, 255);
+    const TempFolder folder;
+    for (const bool gif : {false, true}) {
+        bool failed = true;
+        for (int successes = 0; failed && successes < 2000; ++successes) {
+            SCOPED_TRACE((gif ? "gif, allocation " : "mp4, allocation ") +
+                         std::to_string(successes));
+            const auto recorder = gif ? CreateMediaTranscodeGIF() : CreateMediaTranscodeMP4(false);
+            recorder->SetVideoOutputFormat(side, side);
+            recorder->SetVideoFps(gif ? 1000 : 25, 1);
+            if (gif) dynamic_cast<MediaTranscodeGIF&>(*recorder).SetVideoFpsAsVideo(true);
+            if (!recorder->Create((folder / "out").wstring()) && !gif) FAIL();
+            const ScopedFailureElsewhere scarce(successes);
+            if (recorder->Start()) {
+                for (int i = 0; i < 3; ++i)
+                    recorder->SetVideoSample(pixels.data(), side, side, side * 4, i * 400'000, 0);
+                WaitUntil([&] {
+                    const TranscodeStatistics counts = GetTranscodeStatistics(*recorder);
+                    return counts.failed || counts.videoWritten + counts.videoDropped == 3;
+                });
+                recorder->Stop();
+            }
+            failed = scarce.HasFailed();
+            const TranscodeStatistics counts = GetTranscodeStatistics(*recorder);
+            EXPECT_TRUE(counts.failed || counts.videoWritten == 3);
+            if (HasFailure()) return;
+        }
+        EXPECT_FALSE(failed) << "the allocations of a recording do not end";
     }
 }
 

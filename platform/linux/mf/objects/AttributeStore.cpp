@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
+#include <new>
 
 #include "com/ComPtr.h"
 
@@ -128,7 +129,7 @@ HRESULT AttributeStore::GetUnknown(REFGUID key, REFIID iid, LPVOID* object) cons
     return held_object ? held_object->QueryInterface(iid, object) : E_NOINTERFACE;
 }
 
-HRESULT AttributeStore::Set(REFGUID key, const PROPVARIANT& value) {
+HRESULT AttributeStore::Set(REFGUID key, const PROPVARIANT& value) try {
     if (!IsAttributeType(value.vt)) return MF_E_INVALIDTYPE;
     if ((value.vt == MF_ATTRIBUTE_GUID && !value.puuid) ||
         (value.vt == MF_ATTRIBUTE_STRING && !value.pwszVal))
@@ -142,6 +143,8 @@ HRESULT AttributeStore::Set(REFGUID key, const PROPVARIANT& value) {
         items_.push_back({key, std::move(copy)});
     }
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT AttributeStore::SetGUID(REFGUID key, REFGUID value) {
@@ -198,7 +201,7 @@ HRESULT AttributeStore::GetItemByIndex(UINT32 index, GUID* key, PROPVARIANT* val
     return value ? PropVariantCopy(value, &items_[index].value.Get()) : S_OK;
 }
 
-HRESULT AttributeStore::CopyTo(IMFAttributes* target) const {
+HRESULT AttributeStore::CopyTo(IMFAttributes* target) const try {
     if (!target) return E_POINTER;
     // The target has a lock of its own, and may be this one.
     std::vector<Item> copies;
@@ -214,6 +217,8 @@ HRESULT AttributeStore::CopyTo(IMFAttributes* target) const {
     for (auto item = copies.begin(); SUCCEEDED(hr) && item != copies.end(); ++item)
         hr = target->SetItem(item->key, item->value.Get());
     return hr;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 }  // namespace Vimbrel

@@ -14,6 +14,5 @@ class Attributes final : public AttributesObject<Implements<IMFAttributes>> {};
 
 extern "C" HRESULT WINAPI MFCreateAttributes(IMFAttributes** attributes, UINT32) {
     if (!attributes) return E_POINTER;
-    *attributes = Vimbrel::MakeCom<Vimbrel::Attributes>().Detach();
-    return S_OK;
+    return Vimbrel::CreateCom<Vimbrel::Attributes>(attributes);
 }

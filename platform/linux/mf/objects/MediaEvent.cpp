@@ -1,15 +1,19 @@
 #include "platform/linux/mf/objects/MediaEvent.h"
 
+#include <new>
+
 namespace Vimbrel {
 
 HRESULT MediaEvent::Create(MediaEventType type, REFGUID extended_type, HRESULT status,
-                           const PROPVARIANT* value, ComPtr<IMFMediaEvent>& event) {
+                           const PROPVARIANT* value, ComPtr<IMFMediaEvent>& event) try {
     PropertyValue copy;
     if (value) {
         if (const HRESULT hr = copy.CopyFrom(*value); FAILED(hr)) return hr;
     }
     event.Attach(MakeCom<MediaEvent>(type, extended_type, status, std::move(copy)).Detach());
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE MediaEvent::GetType(MediaEventType* type) {

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace Vimbrel {
 
@@ -94,23 +95,24 @@ extern "C" {
 
 HRESULT WINAPI MFCreateMediaType(IMFMediaType** type) {
     if (!type) return E_POINTER;
-    *type = MakeCom<MediaType>().Detach();
-    return S_OK;
+    return CreateCom<MediaType>(type);
 }
 
-HRESULT WINAPI MFCreateAudioMediaType(const WAVEFORMATEX* format, IMFAudioMediaType** type) {
+HRESULT WINAPI MFCreateAudioMediaType(const WAVEFORMATEX* format, IMFAudioMediaType** type) try {
     if (!format || !type) return E_POINTER;
     *type = nullptr;
     ComPtr<AudioMediaType> made = MakeCom<AudioMediaType>();
     const HRESULT hr = DescribeAudio(*format, made.Get());
     if (SUCCEEDED(hr)) *type = made.Detach();
     return hr;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT WINAPI MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(
     const BITMAPINFOHEADER* header, UINT32 size, DWORD pixel_aspect_x, DWORD pixel_aspect_y,
     MFVideoInterlaceMode interlace, QWORD flags, DWORD fps_numerator, DWORD fps_denominator,
-    DWORD max_bit_rate, IMFVideoMediaType** type) {
+    DWORD max_bit_rate, IMFVideoMediaType** type) try {
     if (!header || !type) return E_POINTER;
     *type = nullptr;
     if (size < sizeof *header || header->biSize < sizeof *header || flags != 0) return E_INVALIDARG;
@@ -151,6 +153,8 @@ HRESULT WINAPI MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(
     if (max_bit_rate) writer.Set(MF_MT_AVG_BITRATE, max_bit_rate);
     if (SUCCEEDED(writer.Result())) *type = made.Detach();
     return writer.Result();
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 }  // extern "C"

@@ -13,7 +13,9 @@ ComPtr<MemoryBuffer> MemoryBuffer::Create(DWORD size, std::size_t alignment) {
     BYTE* const start =
         memory.get() +
         (alignment - reinterpret_cast<std::uintptr_t>(memory.get()) % alignment) % alignment;
-    return MakeCom<MemoryBuffer>(std::move(memory), start, size);
+    ComPtr<MemoryBuffer> made;
+    made.Attach(new (std::nothrow) MemoryBuffer(std::move(memory), start, size));
+    return made;
 }
 
 HRESULT STDMETHODCALLTYPE MemoryBuffer::Lock(BYTE** data, DWORD* max_length,

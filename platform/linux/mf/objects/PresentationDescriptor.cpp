@@ -1,5 +1,7 @@
 #include "platform/linux/mf/objects/PresentationDescriptor.h"
 
+#include <new>
+
 namespace Vimbrel {
 
 HRESULT STDMETHODCALLTYPE PresentationDescriptor::GetStreamDescriptorCount(DWORD* count) {
@@ -26,7 +28,7 @@ HRESULT PresentationDescriptor::Select(DWORD index, bool selected) {
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE PresentationDescriptor::Clone(IMFPresentationDescriptor** copy) {
+HRESULT STDMETHODCALLTYPE PresentationDescriptor::Clone(IMFPresentationDescriptor** copy) try {
     if (!copy) return E_POINTER;
     *copy = nullptr;
     std::vector<Stream> streams;
@@ -38,12 +40,14 @@ HRESULT STDMETHODCALLTYPE PresentationDescriptor::Clone(IMFPresentationDescripto
     if (const HRESULT hr = CopyAllItems(made.Get()); FAILED(hr)) return hr;
     *copy = made.Detach();
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 }  // namespace Vimbrel
 
-extern "C" HRESULT WINAPI MFCreatePresentationDescriptor(DWORD count, IMFStreamDescriptor** streams,
-                                                         IMFPresentationDescriptor** descriptor) {
+extern "C" HRESULT WINAPI MFCreatePresentationDescriptor(
+    DWORD count, IMFStreamDescriptor** streams, IMFPresentationDescriptor** descriptor) try {
     using namespace Vimbrel;
     if (!descriptor) return E_POINTER;
     *descriptor = nullptr;
@@ -53,6 +57,7 @@ extern "C" HRESULT WINAPI MFCreatePresentationDescriptor(DWORD count, IMFStreamD
         if (!streams[i]) return E_INVALIDARG;
         held.push_back({ComPtr<IMFStreamDescriptor>(streams[i]), false});
     }
-    *descriptor = MakeCom<PresentationDescriptor>(std::move(held)).Detach();
-    return S_OK;
+    return CreateCom<PresentationDescriptor>(descriptor, std::move(held));
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }

@@ -3,6 +3,7 @@
 #include <mfapi.h>
 
 #include <cstring>
+#include <new>
 
 #include "platform/linux/mf/objects/MemoryBuffer.h"
 
@@ -88,11 +89,13 @@ HRESULT Sample::Merge() {
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE Sample::AddBuffer(IMFMediaBuffer* buffer) {
+HRESULT STDMETHODCALLTYPE Sample::AddBuffer(IMFMediaBuffer* buffer) try {
     if (!buffer) return E_INVALIDARG;
     const MutexLock guard(lock_);
     buffers_.emplace_back(buffer);
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::RemoveAllBuffers() {
@@ -124,6 +127,5 @@ HRESULT Sample::TotalLength(DWORD* length) const {
 
 extern "C" HRESULT WINAPI MFCreateSample(IMFSample** sample) {
     if (!sample) return E_POINTER;
-    *sample = Vimbrel::MakeCom<Vimbrel::Sample>().Detach();
-    return S_OK;
+    return Vimbrel::CreateCom<Vimbrel::Sample>(sample);
 }

@@ -2,6 +2,8 @@
 
 #include <mferror.h>
 
+#include <new>
+
 namespace Vimbrel {
 
 HRESULT STDMETHODCALLTYPE StreamDescriptor::GetStreamIdentifier(DWORD* identifier) {
@@ -20,7 +22,7 @@ HRESULT STDMETHODCALLTYPE StreamDescriptor::GetMediaTypeHandler(IMFMediaTypeHand
 
 extern "C" HRESULT WINAPI MFCreateStreamDescriptor(DWORD identifier, DWORD type_count,
                                                    IMFMediaType** types,
-                                                   IMFStreamDescriptor** descriptor) {
+                                                   IMFStreamDescriptor** descriptor) try {
     using namespace Vimbrel;
     if (!descriptor) return E_POINTER;
     *descriptor = nullptr;
@@ -33,4 +35,6 @@ extern "C" HRESULT WINAPI MFCreateStreamDescriptor(DWORD identifier, DWORD type_
     *descriptor =
         MakeCom<StreamDescriptor>(identifier, MakeCom<MediaTypeHandler>(std::move(held))).Detach();
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }

@@ -1,7 +1,5 @@
 #include "platform/linux/mf/queue/AsyncResult.h"
 
-#include <mfapi.h>
-
 namespace Vimbrel {
 
 HRESULT STDMETHODCALLTYPE AsyncResult::GetState(IUnknown** state) {
@@ -22,10 +20,3 @@ HRESULT STDMETHODCALLTYPE AsyncResult::GetObject(IUnknown** object) {
 }
 
 }  // namespace Vimbrel
-
-extern "C" HRESULT WINAPI MFCreateAsyncResult(IUnknown* object, IMFAsyncCallback* callback,
-                                              IUnknown* state, IMFAsyncResult** result) {
-    if (!result) return E_POINTER;
-    *result = Vimbrel::MakeCom<Vimbrel::AsyncResult>(object, callback, state).Detach();
-    return S_OK;
-}

@@ -2,6 +2,8 @@
 
 #include <mfapi.h>
 
+#include <new>
+
 #include "platform/linux/mf/objects/MediaEvent.h"
 #include "platform/linux/mf/queue/MediaPlatform.h"
 
@@ -22,7 +24,8 @@ HRESULT STDMETHODCALLTYPE EventQueue::GetEvent(DWORD flags, IMFMediaEvent** even
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE EventQueue::BeginGetEvent(IMFAsyncCallback* callback, IUnknown* state) {
+HRESULT STDMETHODCALLTYPE EventQueue::BeginGetEvent(IMFAsyncCallback* callback,
+                                                    IUnknown* state) try {
     if (!callback) return E_INVALIDARG;
     const MutexLock guard(lock_);
     if (shut_down_) return MF_E_SHUTDOWN;
@@ -37,6 +40,8 @@ HRESULT STDMETHODCALLTYPE EventQueue::BeginGetEvent(IMFAsyncCallback* callback, 
     answered_ = !events_.empty();
     request_ = std::move(request);
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE EventQueue::EndGetEvent(IMFAsyncResult* result, IMFMediaEvent** event) {
@@ -52,7 +57,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::EndGetEvent(IMFAsyncResult* result, IMFMed
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE EventQueue::QueueEvent(IMFMediaEvent* event) {
+HRESULT STDMETHODCALLTYPE EventQueue::QueueEvent(IMFMediaEvent* event) try {
     if (!event) return E_INVALIDARG;
     {
         const MutexLock guard(lock_);
@@ -65,6 +70,8 @@ HRESULT STDMETHODCALLTYPE EventQueue::QueueEvent(IMFMediaEvent* event) {
     }
     arrived_.NotifyOne();
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE EventQueue::QueueEventParamVar(MediaEventType type, REFGUID extended_type,
@@ -83,7 +90,7 @@ HRESULT STDMETHODCALLTYPE EventQueue::QueueEventParamUnk(MediaEventType type, RE
 }
 
 HRESULT STDMETHODCALLTYPE EventQueue::Shutdown() {
-    std::deque<ComPtr<IMFMediaEvent>> events;
+    std::list<ComPtr<IMFMediaEvent>> events;
     ComPtr<AsyncResult> request;
     {
         const MutexLock guard(lock_);
@@ -104,6 +111,5 @@ HRESULT STDMETHODCALLTYPE EventQueue::Shutdown() {
 
 extern "C" HRESULT WINAPI MFCreateEventQueue(IMFMediaEventQueue** queue) {
     if (!queue) return E_POINTER;
-    *queue = Vimbrel::MakeCom<Vimbrel::EventQueue>().Detach();
-    return S_OK;
+    return Vimbrel::CreateCom<Vimbrel::EventQueue>(queue);
 }

@@ -3,7 +3,7 @@
 
 #include <mfobjects.h>
 
-#include <deque>
+#include <list>
 
 #include "base/ThreadSafety.h"
 #include "platform/linux/mf/queue/AsyncResult.h"
@@ -25,7 +25,7 @@ public:
 private:
     Mutex lock_;
     Condition arrived_;
-    std::deque<ComPtr<IMFMediaEvent>> events_ GUARDED_BY(lock_);
+    std::list<ComPtr<IMFMediaEvent>> events_ GUARDED_BY(lock_);
     // From BeginGetEvent until EndGetEvent.
     ComPtr<AsyncResult> request_ GUARDED_BY(lock_);
     // The request's callback is on its way.

@@ -3,6 +3,8 @@
 
 #include <mfapi.h>
 
+#include <new>
+
 namespace Vimbrel {
 
 namespace {
@@ -38,13 +40,15 @@ using namespace Vimbrel;
 
 extern "C" {
 
-HRESULT WINAPI MFStartup(ULONG version, DWORD) {
+HRESULT WINAPI MFStartup(ULONG version, DWORD) try {
     if (version != MF_VERSION) return MF_E_BAD_STARTUP_VERSION;
     Platform& platform = ThePlatform();
     const MutexLock guard(platform.lock);
     if (platform.startups++ == 0)
         platform.queue = std::make_shared<WorkQueue>(WorkQueue::most_threads, WorkQueue::idle_time);
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT WINAPI MFShutdown() {
@@ -61,10 +65,12 @@ HRESULT WINAPI MFShutdown() {
     return S_OK;
 }
 
-HRESULT WINAPI MFPutWorkItem(DWORD queue, IMFAsyncCallback* callback, IUnknown* state) {
+HRESULT WINAPI MFPutWorkItem(DWORD queue, IMFAsyncCallback* callback, IUnknown* state) try {
     if (!callback) return E_POINTER;
     if (queue != MFASYNC_CALLBACK_QUEUE_STANDARD) return MF_E_INVALID_WORKQUEUE;
     return InvokeOnWorkQueue(MakeCom<AsyncResult>(nullptr, callback, state));
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 }  // extern "C"

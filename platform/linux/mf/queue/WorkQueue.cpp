@@ -2,7 +2,9 @@
 
 #include <mferror.h>
 
-#include <system_error>
+#include <exception>
+
+#include <new>
 
 namespace Vimbrel {
 
@@ -25,7 +27,7 @@ WorkQueue::~WorkQueue() {
     }
 }
 
-HRESULT WorkQueue::Put(ComPtr<AsyncResult> item) {
+HRESULT WorkQueue::Put(ComPtr<AsyncResult> item) try {
     Threads ended;
     HRESULT hr = S_OK;
     {
@@ -46,16 +48,20 @@ HRESULT WorkQueue::Put(ComPtr<AsyncResult> item) {
     wake_.NotifyOne();
     for (std::thread& thread : ended) thread.join();
     return hr;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT WorkQueue::AddThread() {
-    const auto self = threads_.emplace(threads_.end());
+    Threads added;
     try {
+        added.emplace_back();
+        const auto self = added.begin();
         *self = std::thread([queue = shared_from_this(), self] { queue->Run(self); });
-    } catch (const std::system_error&) {
-        threads_.erase(self);
+    } catch (const std::exception&) {
         return E_OUTOFMEMORY;
     }
+    threads_.splice(threads_.end(), added);
     return S_OK;
 }
 

@@ -2,7 +2,8 @@
 
 #include <mferror.h>
 
-#include <system_error>
+#include <exception>
+#include <new>
 
 #include "vimbrel/AppLog.h"
 
@@ -20,20 +21,22 @@ HRESULT EncodingThread::Start() {
     const MutexLock guard(join_lock_);
     try {
         thread_ = std::thread([this] { Run(); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         return E_OUTOFMEMORY;
     }
     return S_OK;
 }
 
 void EncodingThread::Push(std::size_t track, bool video, ComPtr<IMFSample> sample) {
-    {
+    try {
         const MutexLock guard(lock_);
         if (!ended_) {
             jobs_.push_back({track, video, std::move(sample)});
             wake_.NotifyOne();
             return;
         }
+    } catch (const std::bad_alloc&) {
+        listener_.OnSampleRefused(track);
     }
     listener_.OnSampleDone(track);
 }
@@ -68,7 +71,7 @@ void EncodingThread::Run() {
     const HRESULT end_result = pipeline_->Finish();
     pipeline_.reset();
     if (SUCCEEDED(hr)) hr = end_result;
-    std::deque<Job> left;
+    std::list<Job> left;
     guard.Lock();
     ended_ = true;
     left.swap(jobs_);
@@ -99,6 +102,7 @@ HRESULT EncodingThread::Encode(const Job& job) {
                       "media session: a sample of %s left out: %u bytes at %lld - 0x%08X",
                       job.video ? "picture" : "sound", size, static_cast<long long>(time),
                       static_cast<unsigned>(hr));
+        listener_.OnSampleRefused(job.track);
     }
     return S_OK;
 }

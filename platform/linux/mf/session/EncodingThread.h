@@ -3,7 +3,7 @@
 
 #include <mfobjects.h>
 
-#include <deque>
+#include <list>
 #include <memory>
 #include <thread>
 
@@ -15,11 +15,13 @@ namespace Vimbrel {
 
 class EncodingThread {
 public:
-    // Called without a lock, on the thread; OnSampleDone on that of Push too once the file is
-    // ended. Neither may wait for anything.
+    // Called without a lock, on the thread, and the first two on that of Push too. None may wait
+    // for anything, or throw.
     class Listener {
     public:
-        // A sample was encoded, or dropped because the file is ended.
+        // A sample was left out of the file. OnSampleDone follows.
+        virtual void OnSampleRefused(std::size_t track) = 0;
+        // A sample was encoded, or left out, or dropped because the file is ended.
         virtual void OnSampleDone(std::size_t track) = 0;
         // Once. A failure is the first of encoders and file.
         virtual void OnFileEnded(HRESULT result) = 0;
@@ -36,6 +38,7 @@ public:
 
     // E_OUTOFMEMORY if there is no thread to be had.
     HRESULT Start();
+    // Without memory for it the sample is left out.
     void Push(std::size_t track, bool video, ComPtr<IMFSample> sample);
     // Ends the file behind the samples that wait.
     void End();
@@ -57,8 +60,9 @@ private:
     Listener& listener_;
     Mutex lock_;
     Condition wake_;
-    // At most one of each track: the next is asked for when one is done.
-    std::deque<Job> jobs_ GUARDED_BY(lock_);
+    // At most one of each track: the next is asked for when one is done. A list, since an empty
+    // deque takes memory, which the thread may not have at its end.
+    std::list<Job> jobs_ GUARDED_BY(lock_);
     bool end_ GUARDED_BY(lock_) = false;
     bool ended_ GUARDED_BY(lock_) = false;
     Mutex join_lock_;

@@ -2,11 +2,13 @@
 
 #include <mfapi.h>
 
+#include <new>
+
 #include "platform/linux/mf/session/TranscodeTopology.h"
 
 namespace Vimbrel {
 
-HRESULT STDMETHODCALLTYPE MediaSession::SetTopology(DWORD flags, IMFTopology* topology) {
+HRESULT STDMETHODCALLTYPE MediaSession::SetTopology(DWORD flags, IMFTopology* topology) try {
     if (flags != 0) return E_INVALIDARG;
     auto* const own = dynamic_cast<TranscodeTopology*>(topology);
     if (!own) return E_INVALIDARG;
@@ -20,6 +22,8 @@ HRESULT STDMETHODCALLTYPE MediaSession::SetTopology(DWORD flags, IMFTopology* to
     if (const HRESULT hr = run->Prepare(); FAILED(hr)) return hr;
     run_ = std::move(run);
     return events_->QueueEventParamUnk(MESessionTopologySet, GUID_NULL, S_OK, topology);
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT MediaSession::CurrentRun(ComPtr<TranscodeRun>& run) {
@@ -84,6 +88,5 @@ extern "C" HRESULT WINAPI MFCreateMediaSession(IMFAttributes* configuration,
     if (configuration) return E_INVALIDARG;
     ComPtr<IMFMediaEventQueue> events;
     if (const HRESULT hr = MFCreateEventQueue(events.Put()); FAILED(hr)) return hr;
-    *session = MakeCom<MediaSession>(std::move(events)).Detach();
-    return S_OK;
+    return CreateCom<MediaSession>(session, std::move(events));
 }

@@ -3,6 +3,7 @@
 #include <mfapi.h>
 
 #include <algorithm>
+#include <new>
 
 #include "platform/linux/mf/objects/PropertyValue.h"
 #include "platform/linux/mf/queue/FunctionCallback.h"
@@ -32,9 +33,7 @@ HRESULT PresentationReader::Start(ComPtr<IUnknown> keeper, Listener& listener) {
         const MutexLock guard(lock_);
         audience_ = {std::move(keeper), &listener};
     }
-    const auto callback =
-        MakeCom<FunctionCallback>([self = ComPtr(this)](IMFAsyncResult*) { self->StartSource(); });
-    return MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), nullptr);
+    return Put([](PresentationReader& self, IMFAsyncResult*) { self.StartSource(); });
 }
 
 void PresentationReader::StartSource() {
@@ -48,9 +47,10 @@ void PresentationReader::StartSource() {
 }
 
 void PresentationReader::Request(std::size_t track) {
-    const auto callback = MakeCom<FunctionCallback>(
-        [self = ComPtr(this), track](IMFAsyncResult*) { self->RequestNow(track); });
-    MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), nullptr);
+    const HRESULT hr =
+        Put([track](PresentationReader& self, IMFAsyncResult*) { self.RequestNow(track); });
+    // Without the next request the track would end in silence.
+    if (hr == E_OUTOFMEMORY) Fail(hr);
 }
 
 void PresentationReader::RequestNow(std::size_t track) {
@@ -196,17 +196,40 @@ void PresentationReader::CheckEnd() {
 }
 
 HRESULT PresentationReader::ListenTo(IMFMediaSource* source) {
-    const auto callback = MakeCom<FunctionCallback>(
-        [self = ComPtr(this)](IMFAsyncResult* result) { self->TakeSourceEvent(result); });
-    return source->BeginGetEvent(callback.Get(), nullptr);
+    ComPtr<IMFAsyncCallback> callback;
+    const HRESULT hr = MakeCallback(
+        [](PresentationReader& self, IMFAsyncResult* result) { self.TakeSourceEvent(result); },
+        callback);
+    return FAILED(hr) ? hr : source->BeginGetEvent(callback.Get(), nullptr);
 }
 
 HRESULT PresentationReader::ListenTo(IMFMediaStream* stream, std::size_t track) {
-    const auto callback =
-        MakeCom<FunctionCallback>([self = ComPtr(this), track](IMFAsyncResult* result) {
-            self->TakeStreamEvent(track, result);
-        });
-    return stream->BeginGetEvent(callback.Get(), nullptr);
+    ComPtr<IMFAsyncCallback> callback;
+    const HRESULT hr =
+        MakeCallback([track](PresentationReader& self,
+                             IMFAsyncResult* result) { self.TakeStreamEvent(track, result); },
+                     callback);
+    return FAILED(hr) ? hr : stream->BeginGetEvent(callback.Get(), nullptr);
+}
+
+// What runs out of memory in the call fails the source's part of the recording: nobody is above a
+// work item to catch it.
+HRESULT PresentationReader::MakeCallback(Call call, ComPtr<IMFAsyncCallback>& callback) {
+    const auto guarded = [self = ComPtr(this), call = std::move(call)](IMFAsyncResult* result) {
+        try {
+            call(*self.Get(), result);
+        } catch (const std::bad_alloc&) {
+            self->Fail(E_OUTOFMEMORY);
+        }
+    };
+    return CreateCom<FunctionCallback>(callback.Put(), guarded);
+}
+
+HRESULT PresentationReader::Put(Call call) {
+    ComPtr<IMFAsyncCallback> callback;
+    const HRESULT hr = MakeCallback(std::move(call), callback);
+    if (FAILED(hr)) return hr;
+    return MFPutWorkItem(MFASYNC_CALLBACK_QUEUE_STANDARD, callback.Get(), nullptr);
 }
 
 void PresentationReader::Fail(HRESULT result) {

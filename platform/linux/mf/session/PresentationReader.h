@@ -65,6 +65,10 @@ private:
         ComPtr<IMFMediaStream> stream;  // null if there is none
     };
 
+    using Call = std::function<void(PresentationReader& self, IMFAsyncResult* result)>;
+
+    HRESULT MakeCallback(Call call, ComPtr<IMFAsyncCallback>& callback);
+    HRESULT Put(Call call);
     void StartSource();
     void TakeSourceEvent(IMFAsyncResult* result);
     HRESULT HandleSourceEvent(IMFMediaEvent& event, bool& last);

@@ -31,6 +31,9 @@ public:
     static constexpr std::int64_t tolerance = second / 10;
     // A longer gap is a jump: a clock that was set must not put hours of silence into the file.
     static constexpr std::int64_t longest_gap = 3600 * second;
+    // Beyond this even a gap that the other medium shows to be one is refused: there is no end to
+    // what would have to fill it.
+    static constexpr std::int64_t longest_hold = 24 * longest_gap;
     // How far apart the media may be at a moment of the clock.
     static constexpr std::int64_t near = 60 * second;
 

@@ -5,6 +5,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <new>
 
 #include "platform/linux/codec/H264Stream.h"
 
@@ -16,6 +17,10 @@ constexpr std::int64_t units_a_second = StampLine::second;
 // Stamps beyond 7000 years are refused: arithmetic with them could overflow. Clocks that are set
 // from their first day to today stay far below.
 constexpr std::int64_t latest_time = std::int64_t{1} << 61;
+
+// In seconds: of one picture, and of silence that is encoded.
+constexpr std::int64_t longest_interval = 600;
+constexpr std::int64_t longest_silence = 60;
 
 bool IsStamp(std::int64_t time_100ns) {
     return time_100ns >= -latest_time && time_100ns <= latest_time;
@@ -94,7 +99,7 @@ HRESULT TranscodePipeline::Keep(HRESULT hr) {
 }
 
 HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t size,
-                                      std::int64_t time_100ns, std::int64_t duration_100ns) {
+                                      std::int64_t time_100ns, std::int64_t duration_100ns) try {
     if (FAILED(failure_)) return failure_;
     if (!video_ || !file_) return E_UNEXPECTED;
     if (!pixels || size != frame_bytes_ || !IsStamp(time_100ns)) return E_INVALIDARG;
@@ -104,7 +109,12 @@ HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t si
     const std::int64_t place =
         stamps_.Place(StampLine::PICTURE, time_100ns, end, interval + StampLine::tolerance);
     std::int64_t time = Rescaled(place, scale);
-    if (has_frames_) time = std::max(time, last_frame_ + 1);
+    if (has_frames_) {
+        time = std::max(time, last_frame_ + 1);
+        if (time - last_frame_ > StampLine::longest_hold / units_a_second * scale)
+            return E_INVALIDARG;
+        if (const HRESULT hr = HoldPicture(time); FAILED(hr)) return Keep(hr);
+    }
     const std::int64_t duration = duration_100ns > 0 && duration_100ns <= StampLine::longest_gap
                                       ? Rescaled(duration_100ns, scale)
                                       : 0;
@@ -113,10 +123,12 @@ HRESULT TranscodePipeline::WriteVideo(const std::uint8_t* pixels, std::size_t si
     last_frame_duration_ = duration > 0 ? duration : frame_duration_;
     return Keep(video_->Encode(pixels, time, last_frame_duration_,
                                [this](const AVPacket& packet) { return TakeVideo(packet); }));
+} catch (const std::bad_alloc&) {
+    return Keep(E_OUTOFMEMORY);
 }
 
 HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size,
-                                      std::int64_t time_100ns, std::int64_t) {
+                                      std::int64_t time_100ns, std::int64_t) try {
     if (FAILED(failure_)) return failure_;
     if (!audio_ || !file_) return E_UNEXPECTED;
     if (!data || size == 0 || size % audio_->FrameBytes() != 0 || !IsStamp(time_100ns))
@@ -136,9 +148,8 @@ HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size
         sound_start_ = place;
     } else if (const std::int64_t ahead = place - end;
                ahead > Rescaled(StampLine::tolerance, rate)) {
-        const HRESULT hr =
-            EncodeAudio(nullptr, static_cast<std::size_t>(av_rescale(ahead, audio_in_rate_, rate)));
-        if (FAILED(hr)) return Keep(hr);
+        if (ahead > StampLine::longest_hold / units_a_second * rate) return E_INVALIDARG;
+        if (const HRESULT hr = FillSilence(ahead); FAILED(hr)) return Keep(hr);
     } else if (ahead < -Rescaled(StampLine::tolerance, rate)) {
         const auto again = static_cast<std::size_t>(av_rescale(-ahead, audio_in_rate_, rate));
         const std::size_t dropped = std::min(again, frames);
@@ -146,6 +157,33 @@ HRESULT TranscodePipeline::WriteAudio(const std::uint8_t* data, std::size_t size
         data += dropped * audio_->FrameBytes();
     }
     return Keep(EncodeAudio(data, frames));
+} catch (const std::bad_alloc&) {
+    return Keep(E_OUTOFMEMORY);
+}
+
+// A frame that is encoded out of its order is placed by its distance from that order, and readers
+// refuse distances of 28 bits: two intervals of 12 minutes at the finest ticks. So the last picture
+// is repeated before that.
+HRESULT TranscodePipeline::HoldPicture(std::int64_t until) {
+    const std::int64_t interval = longest_interval * std::int64_t{video_->Timescale()};
+    HRESULT hr = S_OK;
+    while (SUCCEEDED(hr) && until - last_frame_ > interval) {
+        last_frame_ += interval;
+        hr = video_->Repeat(last_frame_, frame_duration_,
+                            [this](const AVPacket& packet) { return TakeVideo(packet); });
+    }
+    return hr;
+}
+
+// Frames pile up while long silence is encoded. So only its beginning is, which makes the encoder
+// give out all the sound before. Then the times jump, and players are silent.
+HRESULT TranscodePipeline::FillSilence(std::int64_t ahead) {
+    const std::int64_t longest = longest_silence * audio_out_rate_;
+    const std::int64_t encoded = ahead > longest ? std::int64_t{audio_out_rate_} : ahead;
+    const HRESULT hr = EncodeAudio(
+        nullptr, static_cast<std::size_t>(av_rescale(encoded, audio_in_rate_, audio_out_rate_)));
+    sound_start_ += ahead - encoded;
+    return hr;
 }
 
 HRESULT TranscodePipeline::EncodeAudio(const std::uint8_t* data, std::size_t frames) {
@@ -171,7 +209,7 @@ HRESULT TranscodePipeline::TakeAudio(const AVPacket& packet) {
     return file_->WriteIfFull();
 }
 
-HRESULT TranscodePipeline::Finish() {
+HRESULT TranscodePipeline::Finish() try {
     if (!file_) return E_UNEXPECTED;
     if (SUCCEEDED(failure_) && video_ && has_frames_) {
         Keep(video_->Flush([this](const AVPacket& packet) { return TakeVideo(packet); }));
@@ -183,6 +221,8 @@ HRESULT TranscodePipeline::Finish() {
     Keep(file_->Finish());
     file_.reset();
     return failure_;
+} catch (const std::bad_alloc&) {
+    return Keep(E_OUTOFMEMORY);
 }
 
 }  // namespace Vimbrel

@@ -25,12 +25,13 @@ public:
 
     // Times in units of 100 ns from the start of the recording; StampLine corrects stamps that
     // jump. A frame is shown until the next. One whose time is not after the last frame's is shown
-    // directly after it. The duration counts for the last frame only; 0 or less is replaced by that
-    // of the frame rate.
+    // directly after it. In a long gap the picture is repeated. The duration counts for the
+    // last frame only; 0 or less is replaced by that of the frame rate.
     HRESULT WriteVideo(const std::uint8_t* pixels, std::size_t size, std::int64_t time_100ns,
                        std::int64_t duration_100ns);
-    // Whole sample frames. A gap in the times is filled with silence. Of a block that overlaps the
-    // last one, the overlap is dropped. Durations are those of the samples.
+    // Whole sample frames. A gap in the times is filled with silence, one of more than a minute by
+    // a jump of the file's times. A gap of more than a day is refused in both media. Of a block
+    // that overlaps the last one, the overlap is dropped. Durations are those of the samples.
     HRESULT WriteAudio(const std::uint8_t* data, std::size_t size, std::int64_t time_100ns,
                        std::int64_t duration_100ns);
     // Ends the encoders and the file. Without it the file stays as if the recording had been cut
@@ -46,6 +47,8 @@ private:
     TranscodePipeline() = default;
     HRESULT TakeVideo(const AVPacket& packet);
     HRESULT TakeAudio(const AVPacket& packet);
+    HRESULT HoldPicture(std::int64_t until);
+    HRESULT FillSilence(std::int64_t ahead);
     HRESULT EncodeAudio(const std::uint8_t* data, std::size_t frames);
     HRESULT Keep(HRESULT hr);
 

@@ -25,6 +25,5 @@ HRESULT TranscodeProfile::Get(const ComPtr<IMFAttributes>& source, IMFAttributes
 
 extern "C" HRESULT WINAPI MFCreateTranscodeProfile(IMFTranscodeProfile** profile) {
     if (!profile) return E_POINTER;
-    *profile = Vimbrel::MakeCom<Vimbrel::TranscodeProfile>().Detach();
-    return S_OK;
+    return Vimbrel::CreateCom<Vimbrel::TranscodeProfile>(profile);
 }

@@ -1,5 +1,6 @@
 #include "platform/linux/mf/session/TranscodeRun.h"
 
+#include <mfapi.h>
 #include <mferror.h>
 
 namespace Vimbrel {
@@ -61,6 +62,13 @@ void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) {
     encoder_.Push(track, tracks_[track].video, std::move(sample));
 }
 
+// An event without a failure: only the sample is lost.
+void TranscodeRun::OnSampleRefused(std::size_t track) {
+    const GUID& medium = tracks_[track].video ? MFMediaType_Video : MFMediaType_Audio;
+    const MutexLock guard(lock_);
+    events_->QueueEventParamVar(MENonFatalError, medium, S_OK, nullptr);
+}
+
 void TranscodeRun::OnSampleDone(std::size_t track) {
     {
         const MutexLock guard(lock_);
@@ -106,7 +114,9 @@ void TranscodeRun::OnFileEnded(HRESULT result) {
 }
 
 void TranscodeRun::Report(MediaEventType type, HRESULT status) {
-    events_->QueueEventParamVar(type, GUID_NULL, status, nullptr);
+    // Somebody may wait for this event for ever. Without memory for it the queue ends, which fails
+    // the listener's request.
+    if (FAILED(events_->QueueEventParamVar(type, GUID_NULL, status, nullptr))) events_->Shutdown();
 }
 
 }  // namespace Vimbrel

@@ -34,6 +34,7 @@ private:
     void OnSample(std::size_t track, ComPtr<IMFSample> sample) override;
     void OnPresentationEnded() override;
     void OnSourceFailed(HRESULT result) override;
+    void OnSampleRefused(std::size_t track) override;
     void OnSampleDone(std::size_t track) override;
     void OnFileEnded(HRESULT result) override;
 

@@ -3,6 +3,7 @@
 #include <mfapi.h>
 
 #include <atomic>
+#include <new>
 #include <optional>
 
 #include "platform/linux/kernel/NativePath.h"
@@ -152,10 +153,12 @@ bool TranscodeTopology::TakeJob(TranscodeJob& job) {
 
 extern "C" HRESULT WINAPI MFCreateTranscodeTopology(IMFMediaSource* source, LPCWSTR path,
                                                     IMFTranscodeProfile* profile,
-                                                    IMFTopology** topology) {
+                                                    IMFTopology** topology) try {
     if (!source || !path || !profile || !topology) return E_POINTER;
     Vimbrel::ComPtr<Vimbrel::TranscodeTopology> made;
     const HRESULT hr = Vimbrel::CreateTopology(source, path, profile, made);
     *topology = made.Detach();
     return hr;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }

@@ -129,7 +129,7 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessOutput(DWORD, DWORD count,
 }
 
 HRESULT CreateAacEncoder(REFIID iid, void** object) {
-    return MakeCom<AacEncoderTransform>()->QueryInterface(iid, object);
+    return CreateCom<AacEncoderTransform>(iid, object);
 }
 
 }  // namespace Vimbrel

@@ -107,7 +107,7 @@ void ColorConverter::Convert(const BYTE* pixels, BYTE* nv12) {
 }
 
 HRESULT CreateColorConverter(REFIID iid, void** object) {
-    return MakeCom<ColorConverter>()->QueryInterface(iid, object);
+    return CreateCom<ColorConverter>(iid, object);
 }
 
 }  // namespace Vimbrel

@@ -61,8 +61,7 @@ std::vector<ListedEncoder> Hardware() {
         if (FindDevice(encoder).empty()) continue;
         found.push_back({Wide(encoder.codec), MFT_ENUM_FLAG_HARDWARE | MFT_ENUM_FLAG_SYNCMFT,
                          [&encoder](REFIID iid, void** object) {
-                             return MakeCom<H264EncoderTransform>(&encoder)->QueryInterface(iid,
-                                                                                            object);
+                             return CreateCom<H264EncoderTransform>(iid, object, &encoder);
                          }});
     }
     return found;

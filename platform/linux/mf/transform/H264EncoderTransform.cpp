@@ -208,7 +208,7 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetValue(const GUID* api, VARIAN
 }
 
 HRESULT CreateSoftwareH264Encoder(REFIID iid, void** object) {
-    return MakeCom<H264EncoderTransform>(nullptr)->QueryInterface(iid, object);
+    return CreateCom<H264EncoderTransform>(iid, object, nullptr);
 }
 
 }  // namespace Vimbrel

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "com/ComObject.h"
+#include "com/OutputEnd.h"
 #include "platform/linux/wic/ImagingObjects.h"
 #include "platform/linux/wic/gif/GifBytes.h"
 #include "platform/linux/wic/gif/GifFrameEncode.h"
@@ -42,9 +43,9 @@ std::uint16_t NumberOf(const MetadataTable& table, const char* key, std::uint16_
 }
 
 // Frames are prepared by the workers and written in their order by the caller's thread, in
-// CreateNewFrame, Commit and the release: what fails in the stream is told there, and once it has
-// failed nothing more is written.
-class GifEncoder final : public ComObject<Implements<IWICBitmapEncoder>> {
+// CreateNewFrame, Commit, End and the release. All but the release report what fails in the stream.
+// Once it has failed nothing more is written.
+class GifEncoder final : public ComObject<Implements<IWICBitmapEncoder>, ImplementsOutputEnd> {
 public:
     ~GifEncoder() override { Finish(); }
 
@@ -86,6 +87,11 @@ public:
         return error_;
     }
 
+    HRESULT STDMETHODCALLTYPE End() override {
+        Finish();
+        return FAILED(error_) ? error_ : left_out_;
+    }
+
     HRESULT STDMETHODCALLTYPE GetMetadataQueryWriter(IWICMetadataQueryWriter** writer) override {
         return writer ? CreateMetadataWriter(metadata_, writer) : E_INVALIDARG;
     }
@@ -108,6 +114,7 @@ private:
         PendingFrame frame = std::move(pending_.front());
         pending_.pop_front();
         workers_->WaitFor(*frame.job);
+        if (FAILED(frame.job->Result()) && SUCCEEDED(left_out_)) left_out_ = frame.job->Result();
         if (FAILED(error_) || FAILED(frame.job->Result())) return;
         GifBytes bytes;
         HRESULT hr = head_written_ ? S_OK : PutHead(bytes, *frame.job);
@@ -183,14 +190,12 @@ private:
     std::deque<PendingFrame> pending_;
     bool head_written_ = false;
     bool finished_ = false;
-    HRESULT error_ = S_OK;  // the first that the stream, or memory, gave
+    HRESULT error_ = S_OK;     // the first that the stream, or memory, gave
+    HRESULT left_out_ = S_OK;  // why the first frame that could not be prepared is missing
 };
 
 }  // namespace
 
-HRESULT CreateGifEncoder(IWICBitmapEncoder** encoder) {
-    *encoder = MakeCom<GifEncoder>().Detach();
-    return S_OK;
-}
+HRESULT CreateGifEncoder(IWICBitmapEncoder** encoder) { return CreateCom<GifEncoder>(encoder); }
 
 }  // namespace Vimbrel

@@ -70,8 +70,7 @@ HRESULT GifFrame::Decode(const GifFile& file, const GifFrameEntry& entry,
     if (entry.interlaced) indices = Deinterlaced(indices.get(), entry);
     std::vector<WICColor> palette = image.ColorMap ? ColorsOf(image.ColorMap) : global_palette;
     if (palette.empty()) palette = {opaque_black, opaque_white};
-    *frame = MakeCom<GifFrame>(entry, std::move(indices), std::move(palette)).Detach();
-    return S_OK;
+    return CreateCom<GifFrame>(frame, entry, std::move(indices), std::move(palette));
 }
 
 GifFrame::GifFrame(const GifFrameEntry& entry, std::unique_ptr<std::uint8_t[]> indices,

@@ -27,7 +27,11 @@ GifWorkers::~GifWorkers() {
 
 void GifWorkers::Submit(std::shared_ptr<GifImageJob> job) {
     try {
-        if (threads_.empty()) threads_.reserve(thread_count_);
+        if (threads_.empty()) {
+            threads_.reserve(thread_count_);
+            const MutexLock guard(lock_);
+            running_.reserve(thread_count_);  // so that no thread needs memory of its own
+        }
         while (threads_.size() < thread_count_) threads_.emplace_back(&GifWorkers::Run, this);
     } catch (const std::system_error&) {
         if (threads_.empty()) {

@@ -118,8 +118,7 @@ HRESULT MetadataTable::Read(LPCWSTR path, PROPVARIANT* value) const {
 
 HRESULT CreateMetadataReader(std::shared_ptr<const MetadataTable> table,
                              IWICMetadataQueryReader** reader) {
-    *reader = MakeCom<MetadataReader>(std::move(table)).Detach();
-    return S_OK;
+    return CreateCom<MetadataReader>(reader, std::move(table));
 }
 
 }  // namespace Vimbrel

@@ -73,8 +73,7 @@ MetadataTable WritableMetadata::Seal() {
 
 HRESULT CreateMetadataWriter(std::shared_ptr<WritableMetadata> metadata,
                              IWICMetadataQueryWriter** writer) {
-    *writer = MakeCom<MetadataWriter>(std::move(metadata)).Detach();
-    return S_OK;
+    return CreateCom<MetadataWriter>(writer, std::move(metadata));
 }
 
 }  // namespace Vimbrel

@@ -78,9 +78,6 @@ HRESULT Palette::HasAlpha(BOOL* has_alpha) {
 
 Palette* AsPalette(IWICPalette* palette) { return dynamic_cast<Palette*>(palette); }
 
-HRESULT CreatePalette(IWICPalette** palette) {
-    *palette = MakeCom<Palette>().Detach();
-    return S_OK;
-}
+HRESULT CreatePalette(IWICPalette** palette) { return CreateCom<Palette>(palette); }
 
 }  // namespace Vimbrel

@@ -77,8 +77,7 @@ HRESULT CreateStillDecoder(const std::string& path, IWICBitmapDecoder** decoder)
     FfmpegPtr<AVPacket> file;
     const HRESULT hr = ReadStillFile(path, &layout, &file);
     if (FAILED(hr)) return hr;
-    *decoder = MakeCom<StillDecoder>(layout, std::move(file)).Detach();
-    return S_OK;
+    return CreateCom<StillDecoder>(decoder, layout, std::move(file));
 }
 
 }  // namespace Vimbrel

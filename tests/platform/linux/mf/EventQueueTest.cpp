@@ -3,6 +3,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/linux/mf/queue/AsyncResult.h"
 #include "tests/platform/linux/mf/MfTestKit.h"
 
 namespace Vimbrel::test {
@@ -95,8 +96,7 @@ TEST_F(EventQueueTest, OneListenerAtATime) {
     EXPECT_EQ(queue->BeginGetEvent(one.Get(), nullptr), MF_E_MULTIPLE_BEGIN);
     EXPECT_EQ(queue->BeginGetEvent(other.Get(), queue.Get()), MF_E_MULTIPLE_SUBSCRIBERS);
     EXPECT_EQ(queue->GetEvent(MF_EVENT_FLAG_NO_WAIT, event.Put()), MF_E_MULTIPLE_SUBSCRIBERS);
-    ComPtr<IMFAsyncResult> foreign;
-    ASSERT_EQ(MFCreateAsyncResult(nullptr, one.Get(), nullptr, foreign.Put()), S_OK);
+    const ComPtr<AsyncResult> foreign = MakeCom<AsyncResult>(nullptr, one.Get(), nullptr);
     EXPECT_EQ(queue->EndGetEvent(foreign.Get(), event.Put()), MF_E_INVALIDREQUEST);
 }
 

@@ -322,6 +322,52 @@ TEST(TranscodePipeline, SoundFollowsItsStamps) {
     }
 }
 
+// One medium goes on for hours while the other rests: times neither wrap nor drift, and nothing
+// fills the hours by encoding them. The medium that goes on has a block every half hour.
+TEST(TranscodePipeline, AMediumThatRestsForHoursComesBackAtItsTime) {
+    constexpr int hours = 8;
+    Scene scene = {.sound_rate = 16000, .channels = 1, .out_rate = 16000, .out_channels = 1};
+    const Bytes frame = Frame(scene, 0);
+    const Bytes block =
+        Sound(scene, 0, scene.sound_rate, [&](std::int64_t i) { return Sine(scene, i); });
+    for (const bool picture_rests : {true, false}) {
+        SCOPED_TRACE(picture_rests ? "picture" : "sound");
+        const TemporaryFile file;
+        std::unique_ptr<TranscodePipeline> pipeline;
+        ASSERT_EQ(Open(file.Path(), scene, pipeline), S_OK);
+        const auto push = [&](bool picture, std::int64_t seconds) {
+            const Bytes& data = picture ? frame : block;
+            return picture ? pipeline->WriteVideo(data.data(), data.size(), seconds * second, 0)
+                           : pipeline->WriteAudio(data.data(), data.size(), seconds * second, 0);
+        };
+        for (int i = 0; i < 30; ++i)
+            ASSERT_EQ(pipeline->WriteVideo(frame.data(), frame.size(), i * second / 25, 0), S_OK);
+        ASSERT_EQ(push(false, 0), S_OK);
+        for (int half = 1; half < hours * 2; ++half)
+            ASSERT_EQ(push(!picture_rests, half * 1800), S_OK);
+        ASSERT_EQ(push(!picture_rests, hours * 3600 - 10), S_OK);
+        ASSERT_EQ(push(picture_rests, hours * 3600), S_OK);
+        ASSERT_EQ(push(picture_rests, hours * 3600 + 1), S_OK);
+        ASSERT_EQ(push(!picture_rests, hours * 3600 + 2), S_OK);
+        for (int half = hours * 2 + 1; half < 70; ++half)
+            ASSERT_EQ(push(!picture_rests, half * 1800), S_OK);
+        EXPECT_EQ(push(picture_rests, 69 * 1800), E_INVALIDARG) << "more than a day";
+        ASSERT_EQ(pipeline->Finish(), S_OK);
+        for (const char* medium : {"v", "a"}) {
+            const std::vector<double> times = Times(file.Path(), medium);
+            for (const int expected : {hours * 3600, hours * 3600 + 2}) {
+                const bool rests = (*medium == 'v') == picture_rests;
+                const auto at = std::lower_bound(times.begin(), times.end(), expected - 0.07);
+                if (rests != (expected == hours * 3600)) continue;
+                ASSERT_NE(at, times.end()) << medium;
+                EXPECT_NEAR(*at, expected, 0.07) << medium;
+            }
+            EXPECT_TRUE(std::is_sorted(times.begin(), times.end())) << medium;
+        }
+        ExpectDecodes(file.Path());
+    }
+}
+
 TEST(TranscodePipeline, AllFormatsOfSound) {
     const Scene cases[] = {
         {.channels = 1, .bits = 8},

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "com/ComObject.h"
+#include "com/OutputEnd.h"
 #include "com/Utf8.h"
 #include "platform/linux/wic/BitmapSource.h"
 #include "tests/platform/linux/wic/GifTestKit.h"
@@ -353,6 +354,10 @@ TEST_F(GifEncoderTest, AFrameThatCannotBePreparedIsLeftOut) {
     AddPlain(0xFF040506);
     EXPECT_EQ(encoder->Commit(), S_OK);
     const Bytes committed = stream->bytes;
+    void* end = nullptr;
+    ASSERT_EQ(encoder->QueryInterface(iid_output_end, &end), S_OK);
+    EXPECT_EQ(static_cast<IOutputEnd*>(end)->End(), E_OUTOFMEMORY) << "and the owner may know";
+    static_cast<IOutputEnd*>(end)->Release();
     const auto gif = Finished();
     EXPECT_EQ(stream->bytes, committed) << "the release writes nothing more";
     ASSERT_EQ(CountOf(gif.Get()), 2u);
