@@ -1,0 +1,98 @@
+#include "Audio/BlockMathVectors.h"
+
+// Chooses the processors that Highway's own headers compile for.
+#include "pixel/vector/Targets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "Audio/BlockMathVectors.cpp"
+#include "hwy/foreach_target.h"
+#include "hwy/highway.h"
+
+#if HWY_ARCH_X86 && (HWY_TARGET & (HWY_SCALAR | HWY_EMU128)) == 0
+
+HWY_BEFORE_NAMESPACE();
+namespace Vimbrel::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr hn::ScalableTag<std::int16_t> samples_tag;
+constexpr hn::ScalableTag<std::uint16_t> magnitudes_tag;
+constexpr std::size_t lanes = HWY_LANES(std::int16_t);
+
+void Add(std::int16_t* mix, const std::int16_t* block, std::size_t count) {
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        hn::StoreU(
+            hn::SaturatedAdd(hn::LoadU(samples_tag, mix + i), hn::LoadU(samples_tag, block + i)),
+            samples_tag, mix + i);
+    }
+    plain_block_math.add(mix + i, block + i, count - i);
+}
+
+// The quotient is estimated with 16 fractional bits of percent / 100, which is at most 1 too low,
+// and corrected by its remainder: 16 bits suffice for all of it.
+void Scale(std::int16_t* samples, std::size_t count, std::int32_t percent) {
+    if (percent < 0 || percent > 99) return plain_block_math.scale(samples, count, percent);
+    const auto factor = hn::Set(magnitudes_tag, static_cast<std::uint16_t>(percent));
+    const auto estimate =
+        hn::Set(magnitudes_tag, static_cast<std::uint16_t>((percent << 16) / 100));
+    const auto hundred = hn::Set(magnitudes_tag, 100);
+    const auto largest_remainder = hn::Set(samples_tag, 99);
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) {
+        const auto sample = hn::LoadU(samples_tag, samples + i);
+        const auto magnitude = hn::BitCast(magnitudes_tag, hn::Abs(sample));
+        const auto low = hn::MulHigh(magnitude, estimate);
+        const auto remainder =
+            hn::BitCast(samples_tag, hn::Sub(hn::Mul(magnitude, factor), hn::Mul(low, hundred)));
+        // A comparison is -1 where it holds.
+        const auto quotient =
+            hn::Sub(hn::BitCast(samples_tag, low),
+                    hn::VecFromMask(samples_tag, hn::Gt(remainder, largest_remainder)));
+        const auto sign = hn::BroadcastSignBit(sample);
+        hn::StoreU(hn::Sub(hn::Xor(quotient, sign), sign), samples_tag, samples + i);
+    }
+    plain_block_math.scale(samples + i, count - i, percent);
+}
+
+}  // namespace Vimbrel::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif
+
+#if HWY_ONCE
+
+namespace Vimbrel {
+
+namespace {
+
+#if HWY_ARCH_X86
+
+constexpr BlockMath avx512 = {"avx512", N_AVX3::Add, N_AVX3::Scale};
+constexpr BlockMath avx2 = {"avx2", N_AVX2::Add, N_AVX2::Scale};
+constexpr BlockMath sse4 = {"sse4", N_SSE4::Add, N_SSE4::Scale};
+
+bool HasSse4() { return __builtin_cpu_supports("sse4.2") != 0; }
+bool HasAvx2() { return HasSse4() && __builtin_cpu_supports("avx2") != 0; }
+bool HasAvx512() {
+    return HasAvx2() && __builtin_cpu_supports("avx512f") != 0 &&
+           __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
+           __builtin_cpu_supports("avx512bw") != 0;
+}
+
+constexpr BlockMathVectors compiled[] = {{&avx512, HasAvx512}, {&avx2, HasAvx2}, {&sse4, HasSse4}};
+static_assert(std::size(compiled) <= max_block_math_vectors);
+
+#else
+
+constexpr std::span<const BlockMathVectors> compiled;
+
+#endif
+
+}  // namespace
+
+std::span<const BlockMathVectors> CompiledBlockMathVectors() { return compiled; }
+
+}  // namespace Vimbrel
+
+#endif
