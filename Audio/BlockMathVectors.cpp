@@ -29,28 +29,35 @@ void Add(std::int16_t* mix, const std::int16_t* block, std::size_t count) {
     plain_block_math.add(mix + i, block + i, count - i);
 }
 
-// The quotient is estimated with 16 fractional bits of percent / 100, which is at most 1 too low,
-// and corrected by its remainder: 16 bits suffice for all of it.
+using SampleVec = hn::Vec<hn::ScalableTag<std::int16_t>>;
+
+// The magnitude with the sign of `sample`; 0 stays 0.
+HWY_INLINE SampleVec WithSign(SampleVec magnitude, SampleVec sample) {
+#if HWY_TARGET == HWY_AVX2
+    return SampleVec{_mm256_sign_epi16(magnitude.raw, sample.raw)};
+#elif HWY_TARGET == HWY_SSE4
+    return SampleVec{_mm_sign_epi16(magnitude.raw, sample.raw)};
+#else
+    return hn::IfNegativeThenElse(sample, hn::Neg(magnitude), magnitude);
+#endif
+}
+
+// The magnitude times percent / 100 as a fixed-point number with 32 fractional bits, of which the
+// upper 16 and the lower are multiplied separately. A product is either whole or at least 1 / 100
+// away from the next whole number, so the carry need not be exact: it may be 1 / 65536 too high.
 void Scale(std::int16_t* samples, std::size_t count, std::int32_t percent) {
     if (percent < 0 || percent > 99) return plain_block_math.scale(samples, count, percent);
-    const auto factor = hn::Set(magnitudes_tag, static_cast<std::uint16_t>(percent));
-    const auto estimate =
-        hn::Set(magnitudes_tag, static_cast<std::uint16_t>((percent << 16) / 100));
-    const auto hundred = hn::Set(magnitudes_tag, 100);
-    const auto largest_remainder = hn::Set(samples_tag, 99);
+    const auto factor = static_cast<std::uint32_t>(((std::int64_t{percent} << 32) + 99) / 100);
+    const auto upper = hn::Set(magnitudes_tag, static_cast<std::uint16_t>(factor >> 16));
+    const auto lower = hn::Set(magnitudes_tag, static_cast<std::uint16_t>(factor));
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes) {
         const auto sample = hn::LoadU(samples_tag, samples + i);
         const auto magnitude = hn::BitCast(magnitudes_tag, hn::Abs(sample));
-        const auto low = hn::MulHigh(magnitude, estimate);
-        const auto remainder =
-            hn::BitCast(samples_tag, hn::Sub(hn::Mul(magnitude, factor), hn::Mul(low, hundred)));
-        // A comparison is -1 where it holds.
-        const auto quotient =
-            hn::Sub(hn::BitCast(samples_tag, low),
-                    hn::VecFromMask(samples_tag, hn::Gt(remainder, largest_remainder)));
-        const auto sign = hn::BroadcastSignBit(sample);
-        hn::StoreU(hn::Sub(hn::Xor(quotient, sign), sign), samples_tag, samples + i);
+        const auto carry = hn::ShiftRight<15>(
+            hn::AverageRound(hn::Mul(magnitude, upper), hn::MulHigh(magnitude, lower)));
+        const auto product = hn::Add(hn::MulHigh(magnitude, upper), carry);
+        hn::StoreU(WithSign(hn::BitCast(samples_tag, product), sample), samples_tag, samples + i);
     }
     plain_block_math.scale(samples + i, count - i, percent);
 }
