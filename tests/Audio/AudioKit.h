@@ -7,7 +7,6 @@
 #include <objbase.h>
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 #include "Audio/CAudioChannel2.h"
@@ -24,6 +23,7 @@ public:
 
 using Bytes = std::vector<unsigned char>;
 
+// Without zeros, so that it is no silence.
 inline Bytes Pattern(std::size_t size, unsigned seed = 1) {
     Bytes bytes(size);
     for (unsigned char& byte : bytes)
@@ -31,7 +31,12 @@ inline Bytes Pattern(std::size_t size, unsigned seed = 1) {
     return bytes;
 }
 
-// As many bytes of the ring, or null if it has fewer.
+inline Bytes Joined(Bytes front, std::size_t silence, const Bytes& back) {
+    front.resize(front.size() + silence);
+    front.insert(front.end(), back.begin(), back.end());
+    return front;
+}
+
 inline bool Take(CAudioChannel2& channel, Bytes& into) {
     const MutexLock guard(channel.mutex);
     return channel.ReadRing(into.data(), into.size());
@@ -41,12 +46,6 @@ inline Bytes TakeAll(CAudioChannel2& channel) {
     Bytes bytes(channel.used);
     EXPECT_TRUE(Take(channel, bytes));
     return bytes;
-}
-
-inline Bytes Joined(Bytes front, std::size_t silence, const Bytes& back) {
-    front.resize(front.size() + silence);
-    front.insert(front.end(), back.begin(), back.end());
-    return front;
 }
 
 inline void Write(CAudioChannel2& channel, Bytes bytes, std::int64_t start, std::int64_t end) {

@@ -86,43 +86,37 @@ TEST_F(AudioResamplerTest, ASineKeepsItsSignalToNoiseRatio) {
     EXPECT_NEAR(FitTone(Channel(0), 997, 44100).amplitude, level, level / 100);
 }
 
+template <class Sample>
+void AppendScaled(Bytes& bytes, double value, double scale, double offset) {
+    Append(bytes, static_cast<Sample>(std::lround(value * scale + offset)));
+}
+
 // Formats of one or two channels, at the level and the side where they were.
 TEST_F(AudioResamplerTest, EveryFormatArrives) {
     const WAVEFORMATEXTENSIBLE floats = Extensible(2, 48000, 32, 32, MFAudioFormat_Float);
     const WAVEFORMATEXTENSIBLE wide = Extensible(2, 96000, 32, 24, MFAudioFormat_PCM);
-    const WAVEFORMATEX bytes = Pcm(2, 22050, 8);
-    const WAVEFORMATEX mono = Pcm(1, 44100, 16);
-    const struct {
-        const WAVEFORMATEX* format;
-        void (*append)(Bytes& bytes, double value);
-    } cases[] = {
-        {&floats.Format, [](Bytes& to, double v) { Append(to, static_cast<float>(v)); }},
-        {&wide.Format,
-         [](Bytes& to, double v) {
-             Append(to, static_cast<std::int32_t>(std::lround(v * 0x7FFFFF)) * 256);
-         }},
-        {&bytes,
-         [](Bytes& to, double v) {
-             Append(to, static_cast<std::uint8_t>(std::lround(128 + v * 127)));
-         }},
-        {&mono, [](Bytes& to,
-                   double v) { Append(to, static_cast<std::int16_t>(std::lround(v * 32767))); }},
-    };
-    for (const auto& each : cases) {
-        const WAVEFORMATEX& format = *each.format;
-        SCOPED_TRACE(format.wBitsPerSample * 10 + format.nChannels);
-        output.clear();
-        ASSERT_EQ(resampler.Initialize(&format, &engine_format), S_OK);
+    for (const WAVEFORMATEX& format :
+         {floats.Format, wide.Format, Pcm(2, 22050, 8), Pcm(1, 44100, 16)}) {
+        SCOPED_TRACE(format.nSamplesPerSec);
+        const WAVEFORMATEX* input_format = format.nSamplesPerSec == 48000   ? &floats.Format
+                                           : format.nSamplesPerSec == 96000 ? &wide.Format
+                                                                            : &format;
         Bytes input;
-        for (DWORD frame = 0; frame < format.nSamplesPerSec; ++frame) {
-            for (WORD channel = 0; channel < format.nChannels; ++channel)
-                each.append(input,
-                            0.8 * Sine(channel == 0 ? 997 : 2003, format.nSamplesPerSec, frame));
+        for (DWORD i = 0; i < format.nSamplesPerSec * format.nChannels; ++i) {
+            const double value = 0.8 * Sine(i % format.nChannels == 0 ? 997 : 2003,
+                                            format.nSamplesPerSec, i / format.nChannels);
+            if (input_format == &floats.Format) Append(input, static_cast<float>(value));
+            if (input_format == &wide.Format)
+                AppendScaled<std::int32_t>(input, value, 0x7FFFFF00, 0);
+            if (format.wBitsPerSample == 16) AppendScaled<std::int16_t>(input, value, 32767, 0);
+            if (format.wBitsPerSample == 8) AppendScaled<std::uint8_t>(input, value, 127, 128);
         }
+        output.clear();
+        ASSERT_EQ(resampler.Initialize(input_format, &engine_format), S_OK);
         Run(input, format.nBlockAlign);
-        const double right = format.nChannels == 1 ? 997 : 2003;
-        for (const auto& [channel, frequency] : {std::pair{0U, 997.0}, std::pair{1U, right}}) {
-            const ToneFit fit = FitTone(Channel(channel), frequency, 44100);
+        for (const std::size_t side : {0, 1}) {
+            const ToneFit fit =
+                FitTone(Channel(side), side == 0 || format.nChannels == 1 ? 997 : 2003, 44100);
             EXPECT_NEAR(fit.amplitude, 0.8 * 32767, 300);
             EXPECT_GT(fit.snr_db, format.wBitsPerSample == 8 ? 40 : 70);
         }
@@ -157,36 +151,24 @@ TEST_F(AudioResamplerTest, SurroundReachesItsSides) {
     }
 }
 
-TEST_F(AudioResamplerTest, OddSizesAreWholeFrames) {
+// Blocks of a single frame, and of frames and a rest.
+TEST_F(AudioResamplerTest, OddSizesAreWholeFramesAndNothingIsAllocated) {
     const WAVEFORMATEX input = Pcm(2, 48000, 16);
     ASSERT_EQ(resampler.Initialize(&input, &engine_format), S_OK);
-    std::size_t made_of_48000 = 0;
-    for (int block = 0; block < 100; ++block) {
-        Bytes data(480 * 4 + 3);
-        // A single frame now and then.
-        for (const unsigned size : {unsigned(data.size()), 4U}) {
-            ASSERT_EQ(resampler.Feed(data.data(), size), S_OK);
-            unsigned made = 0;
-            resampler.Fetch(&made);
-            EXPECT_EQ(made % 4, 0U);
-            made_of_48000 += made / 4;
-        }
-    }
-    EXPECT_NEAR(static_cast<double>(made_of_48000), 481 * 100 * 0.91875, 100);
-}
-
-TEST_F(AudioResamplerTest, ABlockAllocatesNothing) {
-    const WAVEFORMATEX input = Pcm(2, 48000, 16);
-    ASSERT_EQ(resampler.Initialize(&input, &engine_format), S_OK);
-    Bytes data(1024 * 4);
+    Bytes data(480 * 4 + 3);
+    unsigned frames = 0;
     std::uint64_t before = 0;
-    for (int block = 0; block < 100; ++block) {
+    for (int block = 0; block < 200; ++block) {
         if (block == 2) before = AllocationCount();
-        resampler.Feed(data.data(), 4096);
+        const auto size = static_cast<unsigned>(block % 2 == 0 ? data.size() : 4);
+        ASSERT_EQ(resampler.Feed(data.data(), size), S_OK);
         unsigned made = 0;
         resampler.Fetch(&made);
+        ASSERT_EQ(made % 4, 0U);
+        frames += made / 4;
     }
     EXPECT_EQ(AllocationCount(), before);
+    EXPECT_NEAR(frames, 481 * 100 * 0.91875, 100);
 }
 
 class AudioResamplerCallsTest : public ::testing::Test {

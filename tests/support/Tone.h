@@ -16,26 +16,20 @@ struct ToneFit {
     double snr_db = 0;  // everything else counts as noise
 };
 
-// The least-squares sine of that frequency. Sums over many periods make sine and cosine as good as
-// orthogonal, but not to 90 dB: the normal equations are solved whole.
+// The least-squares sine of that frequency. Sine and cosine are not orthogonal to 90 dB: the normal
+// equations are solved whole.
 inline ToneFit FitTone(const std::vector<double>& sound, double frequency, double rate) {
-    double ss = 0, cc = 0, sc = 0, sx = 0, cx = 0;
+    double ss = 0, cc = 0, sc = 0, sx = 0, cx = 0, xx = 0;
     for (std::size_t i = 0; i < sound.size(); ++i) {
         const double phase = 2 * std::numbers::pi * frequency / rate * static_cast<double>(i);
-        const double s = std::sin(phase), c = std::cos(phase);
-        ss += s * s, cc += c * c, sc += s * c, sx += s * sound[i], cx += c * sound[i];
+        const double s = std::sin(phase), c = std::cos(phase), x = sound[i];
+        ss += s * s, cc += c * c, sc += s * c, sx += s * x, cx += c * x, xx += x * x;
     }
     const double determinant = ss * cc - sc * sc;
     const double a = (sx * cc - cx * sc) / determinant;
     const double b = (cx * ss - sx * sc) / determinant;
-    double noise = 0;
-    for (std::size_t i = 0; i < sound.size(); ++i) {
-        const double phase = 2 * std::numbers::pi * frequency / rate * static_cast<double>(i);
-        const double rest = sound[i] - a * std::sin(phase) - b * std::cos(phase);
-        noise += rest * rest;
-    }
-    const double power = (a * a + b * b) / 2 * static_cast<double>(sound.size());
-    return {std::hypot(a, b), 10 * std::log10(power / noise)};
+    const double tone = a * sx + b * cx;
+    return {std::hypot(a, b), 10 * std::log10(tone / (xx - tone))};
 }
 
 }  // namespace Vimbrel::test

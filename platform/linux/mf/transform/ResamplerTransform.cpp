@@ -134,8 +134,6 @@ HRESULT ResamplerTransform::Open() {
 // Forgets the sound that has not come out yet.
 void ResamplerTransform::Discard() {
     waiting_.Reset();
-    more_ = false;
-    draining_ = false;
     // Building the filter again takes milliseconds.
     if (std::exchange(used_, false) && context_) {
         swr_close(context_.get());
@@ -145,7 +143,6 @@ void ResamplerTransform::Discard() {
 
 HRESULT STDMETHODCALLTYPE ResamplerTransform::ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR) {
     if (message == MFT_MESSAGE_COMMAND_FLUSH) Discard();
-    if (message == MFT_MESSAGE_COMMAND_DRAIN) draining_ = used_ || waiting_;
     return S_OK;
 }
 
@@ -153,7 +150,7 @@ HRESULT STDMETHODCALLTYPE ResamplerTransform::ProcessInput(DWORD stream, IMFSamp
     if (!sample) return E_POINTER;
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     if (!context_) return MF_E_TRANSFORM_TYPE_NOT_SET;
-    if (waiting_ || draining_) return MF_E_NOTACCEPTING;
+    if (waiting_) return MF_E_NOTACCEPTING;
     waiting_ = ComPtr<IMFSample>(sample);
     return S_OK;
 }
@@ -164,33 +161,22 @@ HRESULT STDMETHODCALLTYPE ResamplerTransform::ProcessOutput(DWORD, DWORD count,
     if (!samples || !status || !samples->pSample) return E_POINTER;
     if (count != 1 || samples->dwStreamID != 0) return E_INVALIDARG;
     if (!context_) return MF_E_TRANSFORM_TYPE_NOT_SET;
-    if (!waiting_ && !more_ && !draining_) return MF_E_TRANSFORM_NEED_MORE_INPUT;
+    if (!waiting_) return MF_E_TRANSFORM_NEED_MORE_INPUT;
     LockedSample target(samples->pSample);
     if (FAILED(target.Result())) return target.Result();
     if (target.Capacity() < output_.FrameBytes()) return MF_E_BUFFERTOOSMALL;
-    if (const ComPtr<IMFSample> input = std::exchange(waiting_, nullptr)) {
-        const LockedSample block(input.Get());
-        if (FAILED(block.Result())) return block.Result();
-        used_ = true;
-        return Convert(block.Data(), block.Length() / input_.FrameBytes(), target);
-    }
-    // Without a source the library ends its stream; with one of no frames it continues.
-    static constexpr std::uint8_t nothing[most_channels * 4] = {};
-    const HRESULT hr = Convert(draining_ ? nullptr : nothing, 0, target);
-    if (draining_ && !more_) Discard();
-    return hr;
-}
-
-HRESULT ResamplerTransform::Convert(const std::uint8_t* source, DWORD frames,
-                                    LockedSample& output) {
-    const auto room = static_cast<int>(output.Capacity() / output_.FrameBytes());
-    std::uint8_t* target = output.Data();
-    const int made = swr_convert(context_.get(), &target, room, source ? &source : nullptr,
-                                 static_cast<int>(frames));
-    more_ = made == room;
+    const ComPtr<IMFSample> input = std::exchange(waiting_, nullptr);
+    const LockedSample block(input.Get());
+    if (FAILED(block.Result())) return block.Result();
+    const std::uint8_t* source = block.Data();
+    std::uint8_t* converted = target.Data();
+    used_ = true;
+    const int made = swr_convert(context_.get(), &converted,
+                                 static_cast<int>(target.Capacity() / output_.FrameBytes()),
+                                 &source, static_cast<int>(block.Length() / input_.FrameBytes()));
     if (made < 0) return ResultFromFfmpeg(made, "swr_convert", FfmpegUse::encode);
     if (made == 0) return MF_E_TRANSFORM_NEED_MORE_INPUT;
-    return output.SetLength(static_cast<DWORD>(made) * output_.FrameBytes());
+    return target.SetLength(static_cast<DWORD>(made) * output_.FrameBytes());
 }
 
 HRESULT CreateResampler(REFIID iid, void** object) {

@@ -8,8 +8,9 @@ namespace Vimbrel {
 
 // Interleaved PCM of 8 (unsigned), 16 or 32 bits, or 32-bit float; 1 to 8 channels in the order of
 // the published speaker positions, of which 4 are quad, 6 are 5.1 and 8 are 7.1. One ProcessOutput
-// per ProcessInput yields all that is ready, if it fits. Nothing is allocated per block once the
-// largest block has passed.
+// per ProcessInput yields all that is ready; what does not fit comes with the next block. A drain
+// yields nothing, because nobody fetches the few milliseconds in the filter. Nothing is allocated
+// per block once the largest block has passed.
 class ResamplerTransform final : public TransformObject<Implements<IMFTransform>> {
 public:
     HRESULT STDMETHODCALLTYPE GetOutputStreamInfo(DWORD stream,
@@ -36,16 +37,13 @@ private:
     HRESULT SetType(DWORD stream, IMFMediaType* type, ComPtr<IMFMediaType>& current,
                     Format& format);
     HRESULT Open();
-    HRESULT Convert(const std::uint8_t* source, DWORD frames, LockedSample& output);
     void Discard();
 
     Format input_;
     Format output_;
     FfmpegPtr<SwrContext> context_;
     ComPtr<IMFSample> waiting_;
-    bool used_ = false;      // the context holds samples
-    bool more_ = false;      // the last output was full
-    bool draining_ = false;  // the context gives up what it holds
+    bool used_ = false;  // since the context was made
 };
 
 HRESULT CreateResampler(REFIID iid, void** object);
