@@ -43,11 +43,12 @@ HWY_INLINE SampleVec WithSign(SampleVec magnitude, SampleVec sample) {
 }
 
 // The magnitude times percent / 100 as a fixed-point number with 32 fractional bits, of which the
-// upper 16 and the lower are multiplied separately. A product is either whole or at least 1 / 100
-// away from the next whole number, so the carry need not be exact: it may be 1 / 65536 too high.
+// upper 16 and the lower are multiplied separately. Their carry is the top bit of an average, whose
+// rounding makes up for what the factor's own truncation takes away: a product is whole, or at
+// least 1 / 100 below the next whole number.
 void Scale(std::int16_t* samples, std::size_t count, std::int32_t percent) {
     if (percent < 0 || percent > 99) return plain_block_math.scale(samples, count, percent);
-    const auto factor = static_cast<std::uint32_t>(((std::int64_t{percent} << 32) + 99) / 100);
+    const auto factor = static_cast<std::uint32_t>((std::int64_t{percent} << 32) / 100);
     const auto upper = hn::Set(magnitudes_tag, static_cast<std::uint16_t>(factor >> 16));
     const auto lower = hn::Set(magnitudes_tag, static_cast<std::uint16_t>(factor));
     std::size_t i = 0;

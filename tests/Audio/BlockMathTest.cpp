@@ -30,7 +30,7 @@ TEST(BlockMathTest, ScalesAsThePlainLoopWhichTruncatesTowardsZero) {
     EXPECT_EQ(Scaled(plain_block_math, {32767}, -70'000), Samples{24'292});
     const Samples all = AllSamples();
     for (const BlockMath* math : RunnableBlockMath()) {
-        for (std::int32_t percent = -5; percent < 100; ++percent) {
+        for (std::int32_t percent = -5; percent <= 101; ++percent) {
             ASSERT_EQ(Scaled(*math, all, percent), Scaled(plain_block_math, all, percent))
                 << math->name << " " << percent;
         }

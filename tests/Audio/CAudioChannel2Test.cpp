@@ -104,7 +104,7 @@ TEST_F(CAudioChannel2Test, ALateActivationDropsWhatIsAhead) {
     }
     // A stream that began at the clock's time counts as one that never took a sample.
     channel.Reset();
-    Write(channel, Pattern(400), clock.Now(), clock.Now() + second);
+    Write(channel, Pattern(400), clock.Now(), clock.Now());
     channel.Activate();
     EXPECT_EQ(channel.used, 0U);
     EXPECT_TRUE(channel.enabled);

@@ -89,8 +89,12 @@ TEST_F(CAudioChannelTest, AnEmptyWaitEndsByDataOrByCloseAlone) {
             EXPECT_EQ(popped.whole, by_data);
             EXPECT_EQ(popped.size, by_data ? 4 : -1);
         });
-        channel.Shutdown();
-        channel.Start();
+        // Often enough for the reader to be there.
+        for (int i = 0; i < 200; ++i) {
+            channel.Shutdown();
+            channel.Start();
+            std::this_thread::yield();
+        }
         may_end = true;
         if (by_data) {
             Push(Pattern(4));
