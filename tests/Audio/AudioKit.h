@@ -38,6 +38,7 @@ inline Bytes Joined(Bytes front, std::size_t silence, const Bytes& back) {
 }
 
 inline bool Take(CAudioChannel2& channel, Bytes& into) {
+    into.reserve(1);  // not null
     const MutexLock guard(channel.mutex);
     return channel.ReadRing(into.data(), into.size());
 }

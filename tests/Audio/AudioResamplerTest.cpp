@@ -2,7 +2,9 @@
 
 #include <mfapi.h>
 
+#include <cmath>
 #include <cstring>
+#include <type_traits>
 
 #include "Audio/AudioFormat.h"
 #include "tests/Audio/AudioKit.h"
@@ -58,15 +60,17 @@ protected:
     Bytes output;
 };
 
-template <class Sample>
-void Append(Bytes& bytes, Sample sample) {
-    const std::size_t end = bytes.size();
-    bytes.resize(end + sizeof sample);
-    std::memcpy(bytes.data() + end, &sample, sizeof sample);
+template <class Sample, int scale, int offset = 0>
+void Append(Bytes& bytes, double value) {
+    const double scaled = value * scale + offset;
+    const auto sample = static_cast<Sample>(
+        std::is_floating_point_v<Sample> ? scaled : static_cast<double>(std::lround(scaled)));
+    const auto* first = reinterpret_cast<const unsigned char*>(&sample);
+    bytes.insert(bytes.end(), first, first + sizeof sample);
 }
 
 // At a lower level the rounding to 16 bits alone would come near the bar.
-constexpr double level = 29000;
+constexpr int level = 29000;
 
 TEST_F(AudioResamplerTest, ASineKeepsItsSignalToNoiseRatio) {
     const WAVEFORMATEX input_format = Pcm(2, 48000, 16);
@@ -74,8 +78,7 @@ TEST_F(AudioResamplerTest, ASineKeepsItsSignalToNoiseRatio) {
     Bytes input;
     for (int frame = 0; frame < 48000; ++frame) {
         for (const double frequency : {997.0, 3001.0})
-            Append(input,
-                   static_cast<std::int16_t>(std::lround(level * Sine(frequency, 48000, frame))));
+            Append<std::int16_t, level>(input, Sine(frequency, 48000, frame));
     }
     Run(input, 4);
     // What the filter still holds is missing at the end.
@@ -86,39 +89,32 @@ TEST_F(AudioResamplerTest, ASineKeepsItsSignalToNoiseRatio) {
     EXPECT_NEAR(FitTone(Channel(0), 997, 44100).amplitude, level, level / 100);
 }
 
-template <class Sample>
-void AppendScaled(Bytes& bytes, double value, double scale, double offset) {
-    Append(bytes, static_cast<Sample>(std::lround(value * scale + offset)));
-}
-
 // Formats of one or two channels, at the level and the side where they were.
 TEST_F(AudioResamplerTest, EveryFormatArrives) {
     const WAVEFORMATEXTENSIBLE floats = Extensible(2, 48000, 32, 32, MFAudioFormat_Float);
     const WAVEFORMATEXTENSIBLE wide = Extensible(2, 96000, 32, 24, MFAudioFormat_PCM);
-    for (const WAVEFORMATEX& format :
-         {floats.Format, wide.Format, Pcm(2, 22050, 8), Pcm(1, 44100, 16)}) {
-        SCOPED_TRACE(format.nSamplesPerSec);
-        const WAVEFORMATEX* input_format = format.nSamplesPerSec == 48000   ? &floats.Format
-                                           : format.nSamplesPerSec == 96000 ? &wide.Format
-                                                                            : &format;
+    const WAVEFORMATEX bytes = Pcm(2, 22050, 8);
+    const WAVEFORMATEX mono = Pcm(1, 44100, 16);
+    const std::pair<const WAVEFORMATEX*, void (*)(Bytes&, double)> cases[] = {
+        {&floats.Format, Append<float, 1>},
+        {&wide.Format, Append<std::int32_t, 0x7FFFFF00>},
+        {&bytes, Append<std::uint8_t, 127, 128>},
+        {&mono, Append<std::int16_t, 32767>}};
+    for (const auto& [format, append] : cases) {
+        const unsigned rate = format->nSamplesPerSec;
+        const unsigned channels = format->nChannels;
+        SCOPED_TRACE(rate);
         Bytes input;
-        for (DWORD i = 0; i < format.nSamplesPerSec * format.nChannels; ++i) {
-            const double value = 0.8 * Sine(i % format.nChannels == 0 ? 997 : 2003,
-                                            format.nSamplesPerSec, i / format.nChannels);
-            if (input_format == &floats.Format) Append(input, static_cast<float>(value));
-            if (input_format == &wide.Format)
-                AppendScaled<std::int32_t>(input, value, 0x7FFFFF00, 0);
-            if (format.wBitsPerSample == 16) AppendScaled<std::int16_t>(input, value, 32767, 0);
-            if (format.wBitsPerSample == 8) AppendScaled<std::uint8_t>(input, value, 127, 128);
-        }
+        for (unsigned i = 0; i < rate * channels; ++i)
+            append(input, 0.8 * Sine(i % channels == 0 ? 997 : 2003, rate, i / channels));
         output.clear();
-        ASSERT_EQ(resampler.Initialize(input_format, &engine_format), S_OK);
-        Run(input, format.nBlockAlign);
+        ASSERT_EQ(resampler.Initialize(format, &engine_format), S_OK);
+        Run(input, format->nBlockAlign);
         for (const std::size_t side : {0, 1}) {
             const ToneFit fit =
-                FitTone(Channel(side), side == 0 || format.nChannels == 1 ? 997 : 2003, 44100);
+                FitTone(Channel(side), side == 0 || channels == 1 ? 997 : 2003, 44100);
             EXPECT_NEAR(fit.amplitude, 0.8 * 32767, 300);
-            EXPECT_GT(fit.snr_db, format.wBitsPerSample == 8 ? 40 : 70);
+            EXPECT_GT(fit.snr_db, format == &bytes ? 40 : 70);
         }
         resampler.Shutdown();
     }
@@ -136,7 +132,7 @@ TEST_F(AudioResamplerTest, SurroundReachesItsSides) {
     Bytes input;
     for (int frame = 0; frame < 48000; ++frame) {
         for (int channel = 0; channel < 6; ++channel)
-            Append(input, static_cast<float>(0.9 * Sine(1000 * (channel + 1), 48000, frame)));
+            Append<float, 1>(input, 0.9 * Sine(1000 * (channel + 1), 48000, frame));
     }
     Run(input, 6 * 4);
     // Centre and back are 3 dB lower, and all of it does not clip.
