@@ -149,6 +149,8 @@ void CAudioChannel2::Drop(std::int64_t time) {
 }
 
 void CAudioChannel2::Skip(std::uint64_t size) {
+    // An empty ring begins again at its first bytes, which are in the cache.
+    if (size == used.load(relaxed)) return Clear();
     used.fetch_sub(size, relaxed);
     read_pos = Advanced(read_pos, size);
 }
