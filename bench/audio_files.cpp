@@ -1,6 +1,7 @@
 // Mixing and resampling of raw files as whole processes, against ffmpeg and GStreamer on the same
 // files. Each figure is the best of several rounds, which take the programs in turns. The files of
-// all mixes have the same size in sum. Usage: audio_files [rounds]
+// all mixes have the same size in sum, and all three mix them to the same bytes. Usage: audio_files
+// [rounds]
 #include <objbase.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -80,7 +81,7 @@ int Mix(const std::vector<std::string>& names) {
         for (const Input& input : inputs)
             input.channel->WriteSamples(input.sound.data() + done, block, 0, 0);
         mixer.Turn(*run);
-        clock.now += run->period;
+        clock.now += run->period + 1;  // a clock in double precision truncates
     }
     return 0;
 }
@@ -105,7 +106,8 @@ int Resample(const std::vector<std::string>& names) {
 
 void MakeSound(const std::string& name, int seconds, int rate, double frequency) {
     const File file = Open(name, "wb");
-    for (int frame = 0; frame < seconds * rate; ++frame) {
+    constexpr int block_frames = 1024;
+    for (int frame = 0; frame < seconds * rate / block_frames * block_frames; ++frame) {
         const auto value =
             static_cast<std::int16_t>(std::lround(9000 * std::sin(frequency * frame)));
         const std::int16_t both[] = {value, static_cast<std::int16_t>(-value)};
@@ -165,6 +167,8 @@ void CompareMixes(const std::string& folder, int channels, int rounds) {
         ffmpeg.push_back(word);
     const std::string title = "mix of " + std::to_string(channels);
     Compete(title.c_str(), {{"ours", ours}, {"ffmpeg", ffmpeg}, {"gstreamer", gstreamer}}, rounds);
+    RunChild({"cmp", folder + "/ours", folder + "/ffmpeg"});
+    RunChild({"cmp", folder + "/ours", folder + "/gst"});
     for (const std::string& file : files) std::remove(file.c_str());
 }
 
