@@ -25,7 +25,8 @@ public:
     // cannot be converted. Before the producer starts; COM has been started.
     void Configure(const WAVEFORMATEX* output, const WAVEFORMATEX* input);
 
-    // Accepts writes into an empty ring, and undoes Close.
+    // Accepts writes into an empty ring, and undoes Close. Kept: also after samples turned out not
+    // to be convertible, which then arrive as they are.
     void Start();
     // Ends a wait in PopBlock, which without it would not end after a device has gone.
     void Close();

@@ -27,7 +27,8 @@ public:
     // the first write then makes the channel refuse all others. Before the producer starts.
     void Configure(const WAVEFORMATEX* output, const WAVEFORMATEX* input);
 
-    // Lets the channel take part in the mix. After a pause it drops the bytes whose time is over.
+    // Lets the channel take part in the mix. After a pause it drops as many bytes as the stream is
+    // ahead of the clock, if that is more than 1 ms.
     void Activate();
 
     // Takes a block on the producer's thread, with COM started. Times are in units of 100 ns.

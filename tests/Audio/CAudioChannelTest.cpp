@@ -134,6 +134,9 @@ TEST_F(CAudioChannelTest, TakesOnlyWhatItAcceptsAndCanConvert) {
     Push(Pattern(100));
     channel.Close();
     EXPECT_FALSE(Pop(1).whole);
+    channel.Start();
+    Push(Pattern(100, 3));
+    EXPECT_EQ(Pop(100).bytes, Pattern(100, 3));
 }
 
 }  // namespace
