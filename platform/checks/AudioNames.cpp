@@ -42,10 +42,6 @@ INTERFACE_IS(IAudioRenderClient, 0xf294acfc, 0x3146, 0x4483, 0xa7, 0xbf, 0xad, 0
              0x60, 0xe2);
 INTERFACE_IS(IAudioEndpointVolume, 0x5cdf2c82, 0x841e, 0x4546, 0x97, 0x22, 0x0c, 0xf7, 0x40, 0x78,
              0x22, 0x9a);
-GUID_IS(PKEY_Device_FriendlyName.fmtid, 0xa45c254e, 0xdf1c, 0x4efd, 0x80, 0x20, 0x67, 0xd1, 0x46,
-        0xa8, 0x50, 0xe0);
-static_assert(PKEY_Device_FriendlyName.pid == 14);
-
 static_assert(eRender == 0 && eCapture == 1 && eAll == 2);
 static_assert(eConsole == 0 && eMultimedia == 1 && eCommunications == 2);
 static_assert(DEVICE_STATE_ACTIVE == 1 && STGM_READ == 0);
@@ -55,19 +51,18 @@ static_assert(AUDCLNT_STREAMFLAGS_EVENTCALLBACK == 0x40000);
 static_assert(AUDCLNT_BUFFERFLAGS_SILENT == 2);
 static_assert(sizeof(REFERENCE_TIME) == 8 && sizeof(PROPERTYKEY) == 20);
 
-// Signed, as the results are compared.
-static_assert(AUDCLNT_E_NOT_INITIALIZED == static_cast<HRESULT>(0x88890001));
-static_assert(AUDCLNT_E_ALREADY_INITIALIZED == static_cast<HRESULT>(0x88890002));
-static_assert(AUDCLNT_E_WRONG_ENDPOINT_TYPE == static_cast<HRESULT>(0x88890003));
-static_assert(AUDCLNT_E_DEVICE_INVALIDATED == static_cast<HRESULT>(0x88890004));
-static_assert(AUDCLNT_E_NOT_STOPPED == static_cast<HRESULT>(0x88890005));
-static_assert(AUDCLNT_E_OUT_OF_ORDER == static_cast<HRESULT>(0x88890007));
-static_assert(AUDCLNT_E_UNSUPPORTED_FORMAT == static_cast<HRESULT>(0x88890008));
-static_assert(AUDCLNT_E_INVALID_SIZE == static_cast<HRESULT>(0x88890009));
-static_assert(AUDCLNT_E_ENDPOINT_CREATE_FAILED == static_cast<HRESULT>(0x8889000F));
-static_assert(AUDCLNT_E_SERVICE_NOT_RUNNING == static_cast<HRESULT>(0x88890010));
-static_assert(AUDCLNT_E_EVENTHANDLE_NOT_EXPECTED == static_cast<HRESULT>(0x88890011));
-static_assert(AUDCLNT_S_BUFFER_EMPTY == 0x08890001);
+RESULT_IS(AUDCLNT_E_NOT_INITIALIZED, 0x88890001);
+RESULT_IS(AUDCLNT_E_ALREADY_INITIALIZED, 0x88890002);
+RESULT_IS(AUDCLNT_E_WRONG_ENDPOINT_TYPE, 0x88890003);
+RESULT_IS(AUDCLNT_E_DEVICE_INVALIDATED, 0x88890004);
+RESULT_IS(AUDCLNT_E_NOT_STOPPED, 0x88890005);
+RESULT_IS(AUDCLNT_E_OUT_OF_ORDER, 0x88890007);
+RESULT_IS(AUDCLNT_E_UNSUPPORTED_FORMAT, 0x88890008);
+RESULT_IS(AUDCLNT_E_INVALID_SIZE, 0x88890009);
+RESULT_IS(AUDCLNT_E_ENDPOINT_CREATE_FAILED, 0x8889000F);
+RESULT_IS(AUDCLNT_E_SERVICE_NOT_RUNNING, 0x88890010);
+RESULT_IS(AUDCLNT_E_EVENTHANDLE_NOT_EXPECTED, 0x88890011);
+RESULT_IS(AUDCLNT_S_BUFFER_EMPTY, 0x08890001);
 static_assert(ERROR_NOT_FOUND == 1168 && ERROR_TIMEOUT == 1460);
 
 }  // namespace
