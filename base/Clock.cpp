@@ -29,6 +29,11 @@ SystemClock system_clock;
 
 }  // namespace
 
+std::int64_t Clock::Now() {
+    return static_cast<std::int64_t>(static_cast<double>(PerformanceCounter()) /
+                                     static_cast<double>(PerformanceFrequency()) * 1e7);
+}
+
 Clock& Clock::Current() {
     Clock* const replacement = ScopedClock::Current();
     return replacement ? *replacement : system_clock;

@@ -15,6 +15,9 @@ public:
     // Milliseconds, wrapping after 2^32.
     virtual std::uint32_t TimeMilliseconds() = 0;
 
+    // The monotonic counter in units of 100 ns, computed in double precision and truncated.
+    std::int64_t Now();
+
     // The system's clock, or the one that a ScopedClock put in its place.
     static Clock& Current();
 

@@ -147,8 +147,8 @@ bool LoopbackCapture::StartThreads() {
     ResetEvent(started_event);
     ResetEvent(capture_stop_event);
     ResetEvent(playback_stop_event);
-    playback_thread = std::thread(
-        [this] { PlaySilence(*device.Get(), started_event, playback_stop_event); });
+    playback_thread =
+        std::thread([this] { PlaySilence(*device.Get(), started_event, playback_stop_event); });
     WaitForSingleObject(started_event, INFINITE);
     ResetEvent(started_event);
     capture_thread = std::thread([this] { Capture(); });

@@ -28,9 +28,8 @@ public:
     // `size` bytes of whole frames in the mix format, valid during the call. What position and
     // counter count is the system's: frames and the time of the first frame on Windows, the times
     // of the first frame and of the packet's end on Linux, times in units of 100 ns.
-    using Dispatcher = std::function<void(unsigned char* data, int size,
-                                          std::uint64_t device_position,
-                                          std::uint64_t qpc_position)>;
+    using Dispatcher = std::function<void(
+        unsigned char* data, int size, std::uint64_t device_position, std::uint64_t qpc_position)>;
 
     LoopbackCapture();
     virtual ~LoopbackCapture();

@@ -1,4 +1,5 @@
-// The classes of the encoders and of the colour converter. Inside the library only.
+// The classes of the encoders, of the colour converter and of the resampler. Inside the library
+// only.
 #pragma once
 
 #include "guiddef.h"
@@ -9,3 +10,5 @@ DEFINE_GUID(CLSID_CMSH264EncoderMFT, 0x6ca50344, 0x051a, 0x4ded, 0x97, 0x79, 0xa
             0x5e, 0x35);
 DEFINE_GUID(CLSID_AACMFTEncoder, 0x93af0c51, 0x2275, 0x45d2, 0xa3, 0x5b, 0xf2, 0xba, 0x21, 0xca,
             0xed, 0x00);
+DEFINE_GUID(CLSID_CResamplerMediaObject, 0xf447b69e, 0x1884, 0x4a7e, 0x80, 0x55, 0x34, 0x6f, 0x74,
+            0xd6, 0xed, 0xb3);

@@ -82,7 +82,7 @@ private:
 class FakeVolume final : public ComObject<Implements<IAudioEndpointVolume>> {
 public:
     explicit FakeVolume(std::shared_ptr<FakeDevice> fake) : device(std::move(fake)) {}
-    HRESULT STDMETHODCALLTYPE SetMasterVolumeLevelScalar(FLOAT level, LPCGUID) override {
+    HRESULT STDMETHODCALLTYPE SetMasterVolumeLevelScalar(FLOAT level, const GUID*) override {
         device->level = level;
         return level <= 1.0F ? S_OK : E_INVALIDARG;
     }
@@ -90,7 +90,7 @@ public:
         *level = device->level;
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE SetMute(BOOL mute, LPCGUID) override {
+    HRESULT STDMETHODCALLTYPE SetMute(BOOL mute, const GUID*) override {
         device->mute = mute;
         return S_OK;
     }
@@ -105,17 +105,17 @@ public:
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE GetChannelCount(UINT*) { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetMasterVolumeLevel(FLOAT, LPCGUID) { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetMasterVolumeLevel(FLOAT, const GUID*) { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetMasterVolumeLevel(FLOAT*) { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetChannelVolumeLevel(UINT, FLOAT, LPCGUID) { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetChannelVolumeLevelScalar(UINT, FLOAT, LPCGUID) {
+    HRESULT STDMETHODCALLTYPE SetChannelVolumeLevel(UINT, FLOAT, const GUID*) { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetChannelVolumeLevelScalar(UINT, FLOAT, const GUID*) {
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE GetChannelVolumeLevel(UINT, FLOAT*) { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetChannelVolumeLevelScalar(UINT, FLOAT*) { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetVolumeStepInfo(UINT*, UINT*) { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE VolumeStepUp(LPCGUID) { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE VolumeStepDown(LPCGUID) { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE VolumeStepUp(const GUID*) { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE VolumeStepDown(const GUID*) { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE QueryHardwareSupport(DWORD*) { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetVolumeRange(FLOAT*, FLOAT*, FLOAT*) { return E_NOTIMPL; }
 
@@ -133,7 +133,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE Initialize(AUDCLNT_SHAREMODE, DWORD flags, REFERENCE_TIME,
                                          REFERENCE_TIME, const WAVEFORMATEX* format,
-                                         LPCGUID) override {
+                                         const GUID*) override {
         records = (flags & AUDCLNT_STREAMFLAGS_LOOPBACK) != 0;
         if (records) device->initialized_format = *format;
         return records ? device->initialize : device->render_initialize;

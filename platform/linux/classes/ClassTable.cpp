@@ -9,6 +9,7 @@
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
 #include "platform/linux/mf/transform/ColorConverter.h"
 #include "platform/linux/mf/transform/H264EncoderTransform.h"
+#include "platform/linux/mf/transform/ResamplerTransform.h"
 #include "platform/linux/wic/ImagingFactory.h"
 
 namespace {
@@ -25,6 +26,7 @@ constexpr ClassEntry classes[] = {
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
     {CLSID_CMSH264EncoderMFT, Vimbrel::CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, Vimbrel::CreateAacEncoder},
+    {CLSID_CResamplerMediaObject, Vimbrel::CreateResampler},
 };
 
 }  // namespace

@@ -17,9 +17,8 @@ using test::WaitUntil;
 
 WAVEFORMATEXTENSIBLE FloatFormat(DWORD rate, WORD channels) {
     WAVEFORMATEXTENSIBLE format{};
-    format.Format = {WAVE_FORMAT_EXTENSIBLE, channels, rate,
-                     rate * channels * 4,    static_cast<WORD>(channels * 4),
-                     32,                     22};
+    format.Format = {WAVE_FORMAT_EXTENSIBLE,          channels, rate, rate * channels * 4,
+                     static_cast<WORD>(channels * 4), 32,       22};
     format.Samples.wValidBitsPerSample = 32;
     format.SubFormat = KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
     return format;
@@ -39,11 +38,11 @@ protected:
         std::uint64_t counter;
     };
     void Collect() {
-        loopback.SetDispatcher([this](unsigned char* data, int size, std::uint64_t position,
-                                      std::uint64_t counter) {
-            const MutexLock lock(mutex);
-            delivered.push_back({{data, data + size}, position, counter});
-        });
+        loopback.SetDispatcher(
+            [this](unsigned char* data, int size, std::uint64_t position, std::uint64_t counter) {
+                const MutexLock lock(mutex);
+                delivered.push_back({{data, data + size}, position, counter});
+            });
     }
     std::size_t Count() {
         const MutexLock lock(mutex);
@@ -108,7 +107,8 @@ TEST_F(LoopbackCaptureTest, FormatsBecomeSixteenBitsOrFail) {
         EXPECT_EQ(given.nBlockAlign, 12);
         EXPECT_EQ(given.nAvgBytesPerSec, 12u * 48'000);
         if (given.wFormatTag == WAVE_FORMAT_EXTENSIBLE) {
-            const auto& whole = *reinterpret_cast<const WAVEFORMATEXTENSIBLE*>(loopback.MixFormat());
+            const auto& whole =
+                *reinterpret_cast<const WAVEFORMATEXTENSIBLE*>(loopback.MixFormat());
             EXPECT_TRUE(whole.SubFormat == KSDATAFORMAT_SUBTYPE_PCM);
             EXPECT_EQ(whole.Samples.wValidBitsPerSample, 16);
         } else {
@@ -196,7 +196,9 @@ TEST_F(LoopbackCaptureTest, ManyStartsLeaveNothing) {
     device.period = 10'000;
     Collect();
     for (int round = 0; round < 200; ++round) {
-        if (round % 10 == 0) ASSERT_EQ(loopback.Initialize(L"Speakers"), S_OK);
+        if (round % 10 == 0) {
+            ASSERT_EQ(loopback.Initialize(L"Speakers"), S_OK);
+        }
         device.Queue({std::vector<BYTE>(8), 2, 0, 0});
         ASSERT_TRUE(loopback.StartThreads());
         loopback.StopThreads();

@@ -1,0 +1,186 @@
+// Mixing and resampling of raw files as whole processes, against ffmpeg and GStreamer on the same
+// files. Each figure is the best of several rounds, which take the programs in turns. The files of
+// all mixes have the same size in sum. Usage: audio_files [rounds]
+#include <objbase.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Audio/AudioResampler.h"
+#include "Audio/CAudioMixer.h"
+#include "base/Clock.h"
+#include "bench/ChildProcess.h"
+
+namespace {
+
+using namespace Vimbrel;
+using bench::ChildCost;
+using bench::RunChild;
+using Command = std::vector<std::string>;
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+File Open(const std::string& name, const char* mode) {
+    File file(std::fopen(name.c_str(), mode), std::fclose);
+    if (!file) std::exit(1);
+    return file;
+}
+
+class SteppedClock final : public Clock {
+public:
+    std::int64_t PerformanceCounter() override { return now; }
+    std::int64_t PerformanceFrequency() override { return 10'000'000; }
+    std::uint32_t TimeMilliseconds() override { return 0; }
+
+    std::int64_t now = 1'000'000'000;
+};
+
+// The first name is the output's.
+int Mix(const std::vector<std::string>& names) {
+    SteppedClock clock;
+    const ScopedClock scoped(clock);
+    CAudioMixer mixer;
+    const File output = Open(names[0], "wb");
+    mixer.SetDispatcher([&](unsigned char* data, int size, std::int64_t, std::int64_t) {
+        std::fwrite(data, 1, static_cast<std::size_t>(size), output.get());
+    });
+    struct Input {
+        File file;
+        CAudioChannel2* channel;
+    };
+    std::vector<Input> inputs;
+    for (std::size_t i = 1; i < names.size(); ++i) {
+        inputs.push_back({Open(names[i], "rb"), mixer.AddChannel(&engine_format)});
+        inputs.back().channel->Activate();
+    }
+    const auto run = mixer.BeginRun();
+    unsigned char block[CAudioMixer::block_bytes];
+    for (std::size_t open = inputs.size(); open > 0;) {
+        open = 0;
+        for (Input& input : inputs) {
+            const std::size_t size = std::fread(block, 1, sizeof block, input.file.get());
+            if (size == 0) continue;
+            ++open;
+            input.channel->WriteSamples(block, static_cast<int>(size), 0, 0);
+        }
+        mixer.Turn(*run);
+        clock.now += run->period;
+    }
+    return 0;
+}
+
+constexpr WAVEFORMATEX stereo_48000 = {WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
+
+int Resample(const std::vector<std::string>& names) {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    AudioResampler resampler;
+    if (FAILED(resampler.Initialize(&stereo_48000, &engine_format))) return 1;
+    const File output = Open(names[0], "wb");
+    const File input = Open(names[1], "rb");
+    unsigned char block[4096];
+    while (const std::size_t size = std::fread(block, 1, sizeof block, input.get())) {
+        if (FAILED(resampler.Feed(block, static_cast<unsigned>(size)))) return 1;
+        unsigned made = 0;
+        const unsigned char* converted = resampler.Fetch(&made);
+        std::fwrite(converted, 1, made, output.get());
+    }
+    return 0;
+}
+
+void MakeSound(const std::string& name, int seconds, int rate, double frequency) {
+    const File file = Open(name, "wb");
+    for (int frame = 0; frame < seconds * rate; ++frame) {
+        const auto value =
+            static_cast<std::int16_t>(std::lround(9000 * std::sin(frequency * frame)));
+        const std::int16_t both[] = {value, static_cast<std::int16_t>(-value)};
+        std::fwrite(both, sizeof both, 1, file.get());
+    }
+}
+
+struct Contestant {
+    const char* name;
+    Command command;
+    double cpu_s = std::numeric_limits<double>::max();
+};
+
+void Compete(const char* title, std::vector<Contestant> contestants, int rounds) {
+    for (int round = 0; round < rounds; ++round) {
+        for (Contestant& each : contestants)
+            each.cpu_s = std::min(each.cpu_s, RunChild(each.command).cpu_s);
+    }
+    std::printf("%-12s", title);
+    for (const Contestant& each : contestants) std::printf("  %s %.3f s", each.name, each.cpu_s);
+    double best = contestants[1].cpu_s;
+    for (std::size_t i = 1; i < contestants.size(); ++i)
+        best = std::min(best, contestants[i].cpu_s);
+    std::printf("  ours / best of the others %.2f\n", contestants[0].cpu_s / best);
+    std::fflush(stdout);
+}
+
+void CompareMixes(const std::string& folder, int channels, int rounds) {
+    constexpr int channel_seconds = 960;
+    std::vector<std::string> files;
+    for (int i = 0; i < channels; ++i) {
+        files.push_back(folder + "/in" + std::to_string(i));
+        MakeSound(files.back(), channel_seconds / channels, 44100, 0.01 + 0.001 * i);
+    }
+    Command ours = {"/proc/self/exe", "--mix", folder + "/ours"};
+    Command ffmpeg = {"ffmpeg", "-v", "error", "-nostdin", "-y"};
+    Command gstreamer = {"gst-launch-1.0",
+                         "-q",
+                         "audiomixer",
+                         "name=m",
+                         "!",
+                         "filesink",
+                         "location=" + folder + "/gst"};
+    for (const std::string& file : files) {
+        ours.push_back(file);
+        for (const char* word : {"-f", "s16le", "-ar", "44100", "-ac", "2", "-i"})
+            ffmpeg.push_back(word);
+        ffmpeg.push_back(file);
+        for (const char* word :
+             {"filesrc", "LOCATION", "!", "rawaudioparse", "format=pcm", "pcm-format=s16le",
+              "sample-rate=44100", "num-channels=2", "!", "m."})
+            gstreamer.push_back(std::strcmp(word, "LOCATION") == 0 ? "location=" + file : word);
+    }
+    for (const std::string& word : {std::string("-filter_complex"),
+                                    "amix=inputs=" + std::to_string(channels) + ":normalize=0",
+                                    std::string("-f"), std::string("s16le"), folder + "/ffmpeg"})
+        ffmpeg.push_back(word);
+    const std::string title = "mix of " + std::to_string(channels);
+    Compete(title.c_str(), {{"ours", ours}, {"ffmpeg", ffmpeg}, {"gstreamer", gstreamer}}, rounds);
+    for (const std::string& file : files) std::remove(file.c_str());
+}
+
+void CompareResampling(const std::string& folder, int rounds) {
+    const std::string in = folder + "/in";
+    MakeSound(in, 60, 48000, 0.01);
+    Compete(
+        "60 s resampled",
+        {{"ours", {"/proc/self/exe", "--resample", folder + "/ours", in}},
+         {"ffmpeg",
+          {"ffmpeg", "-v", "error", "-nostdin", "-y", "-f", "s16le", "-ar", "48000", "-ac", "2",
+           "-i", in, "-af", "aresample=44100:internal_sample_fmt=fltp:filter_size=64:cutoff=0.98",
+           "-f", "s16le", folder + "/ffmpeg"}}},
+        rounds);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    const std::vector<std::string> words(arguments + 1, arguments + count);
+    if (count > 2 && words[0] == "--mix") return Mix({words.begin() + 1, words.end()});
+    if (count > 2 && words[0] == "--resample") return Resample({words.begin() + 1, words.end()});
+    const int rounds = count > 1 ? std::atoi(arguments[1]) : 5;
+    char name[] = "/tmp/audio_files_XXXXXX";
+    if (!mkdtemp(name)) return 1;
+    const std::string folder = name;
+    CompareResampling(folder, rounds);
+    for (const int channels : {2, 16, 64}) CompareMixes(folder, channels, rounds);
+    RunChild({"rm", "-r", folder});
+}
