@@ -54,7 +54,7 @@ public:
     PulseConnection(const PulseConnection&) = delete;
     PulseConnection& operator=(const PulseConnection&) = delete;
 
-    PulseLoop& Loop() { return loop_; }
+    PulseLoop& Loop() RETURN_CAPABILITY(loop_) { return loop_; }
     pa_context* Context() REQUIRES(loop_) { return context_; }
     // S_OK, or why no request can succeed any more.
     HRESULT State() REQUIRES(loop_);

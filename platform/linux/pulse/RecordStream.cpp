@@ -50,7 +50,6 @@ public:
     HRESULT SetVolume(double level) override;
 
 private:
-    PulseLoop& Loop() const RETURN_CAPABILITY(connection_->Loop()) { return connection_->Loop(); }
     HRESULT State() REQUIRES(connection_->Loop());
     HRESULT LastError(const char* step) REQUIRES(connection_->Loop()) {
         return connection_->LastError(step);
@@ -59,20 +58,20 @@ private:
     HRESULT Request(pa_operation* operation, const bool& succeeded, const char* step)
         REQUIRES(connection_->Loop());
 
+    // The loop's thread holds the lock that the analysis misses here.
     static void OnState(pa_stream*, void* self);
-    static void OnPacket(pa_stream*, size_t, void* self);
-    static void OnSuspended(pa_stream*, void* self);
+    static void OnPacket(pa_stream*, size_t, void* self) NO_THREAD_SAFETY_ANALYSIS;
+    static void OnSuspended(pa_stream*, void* self) NO_THREAD_SAFETY_ANALYSIS;
 
     const std::shared_ptr<PulseConnection> connection_;
     const StreamFormat format_;
     const std::uint32_t frame_bytes_;
-    // All below are guarded by the loop's lock, which the callbacks have, too.
-    pa_stream* stream_ = nullptr;
-    bool running_ = false;
-    bool peeked_ = false;
-    std::uint32_t peeked_frames_ = 0;
-    LONGLONG arrival_ = 0;  // of the newest packet
-    FrameClock clock_;
+    pa_stream* stream_ GUARDED_BY(connection_->Loop()) = nullptr;
+    bool running_ GUARDED_BY(connection_->Loop()) = false;
+    bool peeked_ GUARDED_BY(connection_->Loop()) = false;
+    std::uint32_t peeked_frames_ GUARDED_BY(connection_->Loop()) = 0;
+    LONGLONG arrival_ GUARDED_BY(connection_->Loop()) = 0;  // of the newest packet
+    FrameClock clock_ GUARDED_BY(connection_->Loop());
 };
 
 void OnSucceeded(pa_stream*, int success, void* succeeded) {
