@@ -6,6 +6,7 @@ if(NOT WIN32)
     find_package(PkgConfig REQUIRED)
     pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec libswresample libswscale libavutil)
     pkg_check_modules(RTMP REQUIRED IMPORTED_TARGET librtmp gnutls)
+    pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
     pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
         xcb xcb-shm xcb-randr xcb-damage xcb-xfixes xcb-composite)
     find_package(GIF REQUIRED)

@@ -21,6 +21,9 @@ enum CLSCTX : DWORD {
     CLSCTX_ALL = 0x17,
 };
 
+// Of stores and streams that are opened.
+inline constexpr DWORD STGM_READ = 0;
+
 extern "C" {
 
 // S_OK for the thread's first call, S_FALSE for later ones, RPC_E_CHANGED_MODE if an earlier one

@@ -36,5 +36,9 @@ void WINAPI Sleep(DWORD milliseconds);
 
 // WAIT_OBJECT_0, WAIT_TIMEOUT, or WAIT_FAILED for a handle that cannot be waited for.
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds);
+// For the first of `count` handles that is signalled, the earlier one of several: WAIT_OBJECT_0 and
+// its index. `all` must be FALSE, `count` below MAXIMUM_WAIT_OBJECTS; WAIT_FAILED otherwise.
+DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL all,
+                                    DWORD milliseconds);
 
 }  // extern "C"

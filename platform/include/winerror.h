@@ -35,6 +35,8 @@ inline constexpr DWORD ERROR_READ_FAULT = 30;
 inline constexpr DWORD ERROR_GEN_FAILURE = 31;
 inline constexpr DWORD ERROR_DISK_FULL = 112;
 inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
+inline constexpr DWORD ERROR_NOT_FOUND = 1168;
+inline constexpr DWORD ERROR_TIMEOUT = 1460;
 
 // A code of the system's error list as a result code.
 inline constexpr HRESULT HRESULT_FROM_WIN32(DWORD error) {

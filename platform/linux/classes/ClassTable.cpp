@@ -1,9 +1,11 @@
 // The table of creatable classes.
 #include <objbase.h>
 
+#include <mmdeviceapi.h>
 #include <wincodec.h>
 #include <wmcodecdsp.h>
 
+#include "platform/linux/coreaudio/EndpointEnumerator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
 #include "platform/linux/mf/transform/ColorConverter.h"
 #include "platform/linux/mf/transform/H264EncoderTransform.h"
@@ -20,6 +22,7 @@ struct ClassEntry {
 constexpr ClassEntry classes[] = {
     {CLSID_WICImagingFactory1, Vimbrel::CreateImagingFactory},
     {CLSID_WICImagingFactory2, Vimbrel::CreateImagingFactory},
+    {CLSID_MMDeviceEnumerator, Vimbrel::CreateEndpointEnumerator},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
     {CLSID_CMSH264EncoderMFT, Vimbrel::CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, Vimbrel::CreateAacEncoder},

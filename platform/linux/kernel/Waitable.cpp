@@ -58,3 +58,11 @@ extern "C" DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
     Vimbrel::Waitable* const object = Vimbrel::Waitable::Of(handle);
     return Vimbrel::WaitForFirst(&object, 1, -1, milliseconds);
 }
+
+extern "C" DWORD WINAPI WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL all,
+                                               DWORD milliseconds) {
+    if (all || !handles || count >= MAXIMUM_WAIT_OBJECTS) return WAIT_FAILED;
+    Vimbrel::Waitable* objects[MAXIMUM_WAIT_OBJECTS];
+    for (DWORD i = 0; i < count; ++i) objects[i] = Vimbrel::Waitable::Of(handles[i]);
+    return Vimbrel::WaitForFirst(objects, count, -1, milliseconds);
+}

@@ -1,0 +1,252 @@
+#include "platform/linux/pulse/RecordStream.h"
+
+#include <audioclient.h>
+#include <pulse/introspect.h>
+#include <pulse/stream.h>
+#include <pulse/volume.h>
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <utility>
+
+#include "platform/linux/pulse/FrameClock.h"
+#include "platform/linux/pulse/PulseConnection.h"
+#include "platform/linux/pulse/PulseError.h"
+#include "platform/linux/pulse/StreamFormat.h"
+
+namespace Vimbrel {
+
+namespace {
+
+// What one packet has, and what is kept for a reader that does not come. The server's own packet
+// length is two seconds.
+constexpr std::uint32_t packets_per_second = 100;
+constexpr std::uint32_t buffer_seconds = 10;
+
+LONGLONG Now() {
+    LARGE_INTEGER now{};
+    QueryPerformanceCounter(&now);
+    return now.QuadPart;
+}
+
+class PulseRecordStream final : public RecordStream {
+public:
+    PulseRecordStream(std::shared_ptr<PulseConnection> connection, const StreamFormat& format)
+        : connection_(std::move(connection)),
+          format_(format),
+          frame_bytes_(static_cast<std::uint32_t>(pa_frame_size(&format.samples))),
+          clock_(format.samples.rate) {}
+    ~PulseRecordStream() override;
+
+    HRESULT Connect(const std::string& source);
+
+    HRESULT Start() override;
+    HRESULT Stop() override;
+    HRESULT Peek(Packet& packet) override;
+    HRESULT Drop() override;
+    HRESULT Waiting(std::uint32_t& frames) override;
+    std::uint32_t BufferFrames() const override { return buffer_seconds * format_.samples.rate; }
+    HRESULT SetVolume(double level) override;
+
+private:
+    HRESULT State() REQUIRES(connection_->Loop());
+    HRESULT LastError(const char* step) REQUIRES(connection_->Loop()) {
+        return connection_->LastError(step);
+    }
+    HRESULT Cork(bool corked) REQUIRES(connection_->Loop());
+    HRESULT Request(pa_operation* operation, const bool& succeeded, const char* step)
+        REQUIRES(connection_->Loop());
+
+    // The loop's thread holds the lock that the analysis misses here.
+    static void OnState(pa_stream*, void* self);
+    static void OnPacket(pa_stream*, size_t, void* self) NO_THREAD_SAFETY_ANALYSIS;
+    static void OnSuspended(pa_stream*, void* self) NO_THREAD_SAFETY_ANALYSIS;
+
+    const std::shared_ptr<PulseConnection> connection_;
+    const StreamFormat format_;
+    const std::uint32_t frame_bytes_;
+    pa_stream* stream_ GUARDED_BY(connection_->Loop()) = nullptr;
+    bool running_ GUARDED_BY(connection_->Loop()) = false;
+    bool peeked_ GUARDED_BY(connection_->Loop()) = false;
+    std::uint32_t peeked_frames_ GUARDED_BY(connection_->Loop()) = 0;
+    LONGLONG arrival_ GUARDED_BY(connection_->Loop()) = 0;  // of the newest packet
+    FrameClock clock_ GUARDED_BY(connection_->Loop());
+};
+
+void OnSucceeded(pa_stream*, int success, void* succeeded) {
+    *static_cast<bool*>(succeeded) = success != 0;
+}
+
+void OnVolumeSet(pa_context*, int success, void* succeeded) {
+    *static_cast<bool*>(succeeded) = success != 0;
+}
+
+}  // namespace
+
+HRESULT RecordStream::Open(std::shared_ptr<PulseConnection> connection, const std::string& source,
+                           const WAVEFORMATEX& format, std::unique_ptr<RecordStream>& stream) {
+    stream.reset();
+    StreamFormat server_format{};
+    HRESULT hr = StreamFormat::From(format, server_format);
+    if (FAILED(hr)) return hr;
+    std::unique_ptr<PulseRecordStream> made(
+        new (std::nothrow) PulseRecordStream(std::move(connection), server_format));
+    if (!made) return E_OUTOFMEMORY;
+    hr = made->Connect(source);
+    if (SUCCEEDED(hr)) stream = std::move(made);
+    return hr;
+}
+
+void PulseRecordStream::OnState(pa_stream*, void* self) {
+    static_cast<PulseRecordStream*>(self)->connection_->Signal();
+}
+
+void PulseRecordStream::OnPacket(pa_stream*, size_t, void* self) {
+    static_cast<PulseRecordStream*>(self)->arrival_ = Now();
+}
+
+// What follows was recorded after a pause that nothing else reports.
+void PulseRecordStream::OnSuspended(pa_stream*, void* self) {
+    static_cast<PulseRecordStream*>(self)->clock_.Restart();
+}
+
+HRESULT PulseRecordStream::Connect(const std::string& source) {
+    const PulseLock lock(connection_->Loop());
+    HRESULT hr = connection_->State();
+    if (FAILED(hr)) return hr;
+    stream_ = pa_stream_new(connection_->Context(), "capture", &format_.samples, &format_.channels);
+    if (!stream_) return LastError("new stream");
+    pa_stream_set_state_callback(stream_, &PulseRecordStream::OnState, this);
+    pa_stream_set_read_callback(stream_, &PulseRecordStream::OnPacket, this);
+    pa_stream_set_suspended_callback(stream_, &PulseRecordStream::OnSuspended, this);
+    const std::uint32_t second = format_.samples.rate * frame_bytes_;
+    pa_buffer_attr buffer{};
+    buffer.maxlength = buffer_seconds * second;
+    buffer.fragsize = format_.samples.rate / packets_per_second * frame_bytes_;
+    const auto flags = static_cast<pa_stream_flags_t>(
+        PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
+    if (pa_stream_connect_record(stream_, source.c_str(), &buffer, flags) < 0)
+        return LastError("connect stream");
+    const auto settled = [](void* stream) {
+        return pa_stream_get_state(static_cast<pa_stream*>(stream)) != PA_STREAM_CREATING;
+    };
+    hr = connection_->WaitUntil(settled, stream_, "connect stream");
+    if (FAILED(hr)) return hr;
+    if (pa_stream_get_state(stream_) != PA_STREAM_READY) return LastError("connect stream");
+    // Some servers take another source for a name that they do not have.
+    const char* const connected = pa_stream_get_device_name(stream_);
+    return connected && source == connected ? S_OK : HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+}
+
+PulseRecordStream::~PulseRecordStream() {
+    const PulseLock lock(connection_->Loop());
+    if (!stream_) return;
+    pa_stream_set_state_callback(stream_, nullptr, nullptr);
+    pa_stream_set_read_callback(stream_, nullptr, nullptr);
+    pa_stream_set_suspended_callback(stream_, nullptr, nullptr);
+    if (peeked_) pa_stream_drop(stream_);
+    pa_stream_disconnect(stream_);
+    pa_stream_unref(stream_);
+}
+
+HRESULT PulseRecordStream::State() {
+    const HRESULT hr = connection_->State();
+    if (FAILED(hr)) return hr;
+    return pa_stream_get_state(stream_) == PA_STREAM_READY ? S_OK : AUDCLNT_E_DEVICE_INVALIDATED;
+}
+
+HRESULT PulseRecordStream::Request(pa_operation* operation, const bool& succeeded,
+                                   const char* step) {
+    const HRESULT hr = connection_->Finish(operation, step);
+    if (FAILED(hr)) return hr;
+    if (succeeded) return S_OK;
+    const HRESULT state = State();
+    return FAILED(state) ? state : LastError(step);
+}
+
+HRESULT PulseRecordStream::Cork(bool corked) {
+    bool succeeded = false;
+    pa_operation* const operation = pa_stream_cork(stream_, corked, &OnSucceeded, &succeeded);
+    return Request(operation, succeeded, corked ? "cork" : "uncork");
+}
+
+HRESULT PulseRecordStream::Start() {
+    const PulseLock lock(connection_->Loop());
+    HRESULT hr = State();
+    if (FAILED(hr)) return hr;
+    if (running_) return AUDCLNT_E_NOT_STOPPED;
+    clock_.Restart();
+    hr = Cork(false);
+    if (SUCCEEDED(hr)) running_ = true;
+    return hr;
+}
+
+HRESULT PulseRecordStream::Stop() {
+    const PulseLock lock(connection_->Loop());
+    if (!running_) return S_FALSE;
+    running_ = false;
+    if (std::exchange(peeked_, false)) pa_stream_drop(stream_);
+    HRESULT hr = State();
+    if (SUCCEEDED(hr)) hr = Cork(true);
+    if (FAILED(hr)) return hr;
+    bool succeeded = false;
+    return Request(pa_stream_flush(stream_, &OnSucceeded, &succeeded), succeeded, "flush");
+}
+
+HRESULT PulseRecordStream::Peek(Packet& packet) {
+    packet = {};
+    const PulseLock lock(connection_->Loop());
+    const HRESULT hr = State();
+    if (FAILED(hr)) return hr;
+    for (;;) {
+        const void* data = nullptr;
+        size_t bytes = 0;
+        const size_t waiting = pa_stream_readable_size(stream_);
+        if (pa_stream_peek(stream_, &data, &bytes) < 0) return LastError("peek");
+        const auto frames = static_cast<std::uint32_t>(bytes / frame_bytes_);
+        if (bytes == 0) return S_OK;
+        if (!peeked_) clock_.Arrived(arrival_, waiting / frame_bytes_);
+        if (data) {
+            peeked_ = true;
+            peeked_frames_ = frames;
+            packet = {static_cast<const BYTE*>(data), frames, clock_.After(0),
+                      clock_.After(frames)};
+            return S_OK;
+        }
+        // A hole: nothing was recorded for so long.
+        clock_.Take(frames);
+        pa_stream_drop(stream_);
+    }
+}
+
+HRESULT PulseRecordStream::Drop() {
+    const PulseLock lock(connection_->Loop());
+    if (!std::exchange(peeked_, false)) return S_OK;
+    clock_.Take(peeked_frames_);
+    return pa_stream_drop(stream_) < 0 ? LastError("drop") : S_OK;
+}
+
+HRESULT PulseRecordStream::Waiting(std::uint32_t& frames) {
+    frames = 0;
+    const PulseLock lock(connection_->Loop());
+    const HRESULT hr = State();
+    if (FAILED(hr)) return hr;
+    frames = static_cast<std::uint32_t>(pa_stream_readable_size(stream_) / frame_bytes_);
+    return S_OK;
+}
+
+HRESULT PulseRecordStream::SetVolume(double level) {
+    const PulseLock lock(connection_->Loop());
+    const HRESULT hr = State();
+    if (FAILED(hr)) return hr;
+    pa_cvolume volume;
+    const double norm = std::clamp(level, 0.0, 1.0) * PA_VOLUME_NORM;
+    pa_cvolume_set(&volume, format_.samples.channels, static_cast<pa_volume_t>(std::lround(norm)));
+    bool succeeded = false;
+    pa_operation* const operation = pa_context_set_source_output_volume(
+        connection_->Context(), pa_stream_get_index(stream_), &volume, &OnVolumeSet, &succeeded);
+    return Request(operation, succeeded, "volume");
+}
+
+}  // namespace Vimbrel

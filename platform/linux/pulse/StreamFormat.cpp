@@ -1,0 +1,55 @@
+#include "platform/linux/pulse/StreamFormat.h"
+
+#include <audioclient.h>
+#include <ksmedia.h>
+
+namespace Vimbrel {
+
+namespace {
+
+constexpr unsigned max_channels = 8;
+
+// The tag of a plain format, or the one that an extensible format stands for; 0 for others.
+WORD PlainTag(const WAVEFORMATEX& format) {
+    if (format.wFormatTag != WAVE_FORMAT_EXTENSIBLE) return format.wFormatTag;
+    if (format.cbSize < sizeof(WAVEFORMATEXTENSIBLE) - sizeof(WAVEFORMATEX)) return 0;
+    const auto& extensible = reinterpret_cast<const WAVEFORMATEXTENSIBLE&>(format);
+    if (extensible.SubFormat == KSDATAFORMAT_SUBTYPE_PCM) return WAVE_FORMAT_PCM;
+    if (extensible.SubFormat == KSDATAFORMAT_SUBTYPE_IEEE_FLOAT) return WAVE_FORMAT_IEEE_FLOAT;
+    return 0;
+}
+
+pa_sample_format_t SampleFormat(WORD tag, WORD bits) {
+    if (tag == WAVE_FORMAT_IEEE_FLOAT) return bits == 32 ? PA_SAMPLE_FLOAT32LE : PA_SAMPLE_INVALID;
+    if (tag != WAVE_FORMAT_PCM) return PA_SAMPLE_INVALID;
+    switch (bits) {
+        case 8:
+            return PA_SAMPLE_U8;
+        case 16:
+            return PA_SAMPLE_S16LE;
+        case 24:
+            return PA_SAMPLE_S24LE;
+        case 32:
+            return PA_SAMPLE_S32LE;
+        default:
+            return PA_SAMPLE_INVALID;
+    }
+}
+
+}  // namespace
+
+HRESULT StreamFormat::From(const WAVEFORMATEX& format, StreamFormat& stream) {
+    stream.samples.format = SampleFormat(PlainTag(format), format.wBitsPerSample);
+    stream.samples.rate = format.nSamplesPerSec;
+    stream.samples.channels = static_cast<std::uint8_t>(format.nChannels);
+    if (format.nChannels > max_channels || !pa_sample_spec_valid(&stream.samples) ||
+        pa_frame_size(&stream.samples) != format.nBlockAlign)
+        return AUDCLNT_E_UNSUPPORTED_FORMAT;
+    // Without a map the server would take the order of another system.
+    if (!pa_channel_map_init_extend(&stream.channels, stream.samples.channels,
+                                    PA_CHANNEL_MAP_WAVEEX))
+        return AUDCLNT_E_UNSUPPORTED_FORMAT;
+    return S_OK;
+}
+
+}  // namespace Vimbrel
