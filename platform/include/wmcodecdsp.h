@@ -1,4 +1,5 @@
-// The classes of the encoders and of the colour converter. Inside the library only.
+// The classes of the encoders and of the colour converter, and a layout of pictures. Inside the
+// library only.
 #pragma once
 
 #include "guiddef.h"
@@ -9,3 +10,5 @@ DEFINE_GUID(CLSID_CMSH264EncoderMFT, 0x6ca50344, 0x051a, 0x4ded, 0x97, 0x79, 0xa
             0x5e, 0x35);
 DEFINE_GUID(CLSID_AACMFTEncoder, 0x93af0c51, 0x2275, 0x45d2, 0xa3, 0x5b, 0xf2, 0xba, 0x21, 0xca,
             0xed, 0x00);
+DEFINE_GUID(MEDIASUBTYPE_I420, 0x30323449, 0x0000, 0x0010, 0x80, 0x00, 0x00, 0xaa, 0x00, 0x38, 0x9b,
+            0x71);

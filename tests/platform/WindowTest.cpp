@@ -105,7 +105,7 @@ TEST_F(WindowTest, WhatWaitsForADestroyedWindowIsLostAndNothingMorePosted) {
     answer_to_creation = -1;
     seen.clear();
     EXPECT_EQ(Create(), nullptr);
-    EXPECT_TRUE(Saw(WM_DESTROY));
+    EXPECT_TRUE(Saw(WM_NCDESTROY) && !Saw(WM_DESTROY));
     answer_to_creation = 0;
     EXPECT_EQ(CreateWindowExW(0, L"no such class", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
                               nullptr, nullptr),

@@ -36,13 +36,9 @@ HWND WINAPI CreateWindowExW(DWORD extended_style, LPCWSTR class_name, LPCWSTR ti
         parameter, instance,   menu,          parent, height, width, y, x, static_cast<LONG>(style),
         title,     class_name, extended_style};
     const auto lparam = reinterpret_cast<LPARAM>(&creation);
-    if (Send(window, WM_NCCREATE, lparam) == 0) {
+    if (Send(window, WM_NCCREATE, lparam) == 0 || Send(window, WM_CREATE, lparam) == -1) {
         Send(window, WM_NCDESTROY, 0);
         table.Remove(window);
-        return nullptr;
-    }
-    if (Send(window, WM_CREATE, lparam) == -1) {
-        DestroyWindow(window);
         return nullptr;
     }
     // A procedure may have destroyed the window again.
