@@ -21,7 +21,6 @@ VIMBREL_INTERFACE_ID(IMediaControl, 0x56a868b1, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00
                      0xa7, 0x70);
 
 struct IMediaEvent : IDispatch {
-    virtual HRESULT STDMETHODCALLTYPE GetEventHandle(OAEVENT* event) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetEvent(LONG* code, LONG_PTR* first, LONG_PTR* second,
                                                LONG milliseconds) = 0;
     virtual HRESULT STDMETHODCALLTYPE FreeEventParams(LONG code, LONG_PTR first,

@@ -6,6 +6,7 @@
 inline constexpr HRESULT VFW_S_DUPLICATE_NAME = VimbrelResult(0x0004022Du);
 inline constexpr HRESULT VFW_S_STATE_INTERMEDIATE = VimbrelResult(0x00040237u);
 inline constexpr HRESULT VFW_S_PARTIAL_RENDER = VimbrelResult(0x00040242u);
+inline constexpr HRESULT VFW_S_NO_STOP_TIME = VimbrelResult(0x00040270u);
 inline constexpr HRESULT VFW_S_CANT_CUE = VimbrelResult(0x00040268u);
 inline constexpr HRESULT VFW_E_INVALIDMEDIATYPE = VimbrelResult(0x80040200u);
 inline constexpr HRESULT VFW_E_ENUM_OUT_OF_SYNC = VimbrelResult(0x80040203u);

@@ -1,9 +1,12 @@
 // The table of creatable classes.
 #include <objbase.h>
 
+#include <uuids.h>
 #include <wincodec.h>
 #include <wmcodecdsp.h>
 
+#include "platform/linux/ds/graph/FilterGraph.h"
+#include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
 #include "platform/linux/mf/transform/ColorConverter.h"
 #include "platform/linux/mf/transform/H264EncoderTransform.h"
@@ -19,6 +22,8 @@ struct ClassEntry {
 constexpr ClassEntry classes[] = {
     {CLSID_WICImagingFactory1, Vimbrel::CreateImagingFactory},
     {CLSID_WICImagingFactory2, Vimbrel::CreateImagingFactory},
+    {CLSID_FilterGraph, Vimbrel::CreateFilterGraph},
+    {CLSID_MemoryAllocator, Vimbrel::CreateMemoryAllocator},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
     {CLSID_CMSH264EncoderMFT, Vimbrel::CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, Vimbrel::CreateAacEncoder},
