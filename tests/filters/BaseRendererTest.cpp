@@ -11,10 +11,10 @@ class BaseRendererTest : public testing::Test {
 protected:
     BaseRendererTest() {
         source->Output().types = {VideoType(MEDIASUBTYPE_RGB32, 4, 4, 64)};
-        graph.SetClock(clock.Get());
         EXPECT_EQ(graph.graph->AddFilter(source.Get(), L"source"), S_OK);
         EXPECT_EQ(graph.graph->AddFilter(renderer.Get(), L"renderer"), S_OK);
         EXPECT_EQ(graph.graph->ConnectDirect(&source->Output(), renderer->Pin(), nullptr), S_OK);
+        graph.SetClock(clock.Get());
     }
     ~BaseRendererTest() override { graph.control->Stop(); }
 
