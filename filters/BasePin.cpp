@@ -71,13 +71,13 @@ HRESULT STDMETHODCALLTYPE CBasePin::Connect(IPin* receiver, const AM_MEDIA_TYPE*
 
 HRESULT CBasePin::TryConnection(IPin& receiver, const CMediaType& type) {
     HRESULT hr = CheckMediaType(&type);
-    if (hr == S_OK) hr = SetMediaType(&type);
     if (hr != S_OK) return FAILED(hr) ? hr : VFW_E_TYPE_NOT_ACCEPTED;
     {
         const MutexLock guard(connection_lock_);
         peer_ = ComPtr<IPin>(&receiver);
     }
-    hr = receiver.ReceiveConnection(this, &type);
+    hr = SetMediaType(&type);
+    if (SUCCEEDED(hr)) hr = receiver.ReceiveConnection(this, &type);
     if (SUCCEEDED(hr)) {
         hr = CompleteConnect(&receiver);
         if (SUCCEEDED(hr)) return hr;

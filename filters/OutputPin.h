@@ -39,6 +39,8 @@ protected:
     ~CBaseOutputPin() = default;
 
     IMemInputPin* Receiver() const { return receiver_.Get(); }
+    // While stopped, once more.
+    HRESULT ChooseAllocator() { return DecideAllocator(receiver_.Get(), allocator_); }
 
 private:
     // Written only while the filter is stopped, when no streaming thread exists: read without a

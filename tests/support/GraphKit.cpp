@@ -23,10 +23,14 @@ HRESULT TestOutput::Send(REFERENCE_TIME start, REFERENCE_TIME end, const CMediaT
     ComPtr<IMediaSample> sample;
     HRESULT hr = GetDeliveryBuffer(sample.Put());
     if (FAILED(hr)) return hr;
+    sample->GetPointer(&last_data);
+    *last_data = 1;
     sample->SetTime(start < 0 ? nullptr : &start, start < 0 ? nullptr : &end);
     CMediaType copy = type ? *type : CMediaType();
     sample->SetMediaType(type ? &copy : nullptr);
-    return Deliver(sample.Get());
+    hr = Deliver(sample.Get());
+    last_byte = *last_data;
+    return hr;
 }
 
 TestGraph::TestGraph() {

@@ -60,6 +60,10 @@ public:
     HRESULT CheckMediaType(const CMediaType* type) override;
     std::vector<CMediaType> OfferedTypes() override { return types; }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
+    HRESULT DecideAllocator(IMemInputPin* receiver, ComPtr<IMemAllocator>& allocator) override {
+        const HRESULT hr = CBaseOutputPin::DecideAllocator(receiver, allocator);
+        return hr == S_OK && read_only ? receiver->NotifyAllocator(allocator.Get(), TRUE) : hr;
+    }
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
         if (seeking && iid == __uuidof(IMediaSeeking)) return seeking->QueryInterface(iid, object);
         return CBaseOutputPin::QueryInterface(iid, object);
@@ -70,6 +74,9 @@ public:
 
     std::vector<CMediaType> types;
     LONG size = 64;
+    bool read_only = false;     // for whom it sends to
+    BYTE* last_data = nullptr;  // of the last sample, and what it began with
+    BYTE last_byte = 0;
     IMediaSeeking* seeking = nullptr;  // not owned
 };
 
@@ -110,6 +117,10 @@ public:
         REFERENCE_TIME start = -1;
         REFERENCE_TIME end = -1;
         sample->GetTime(&start, &end);
+        BYTE* data = nullptr;
+        sample->GetPointer(&data);
+        last_data = data;
+        last_byte = *data;
         last_time = start + Input().SegmentStart();
         ++rendered;
         return S_OK;
@@ -120,6 +131,8 @@ public:
     std::atomic<int> rendered{0};
     std::atomic<REFERENCE_TIME> last_time{-1};
     std::atomic<ULONG> last_size{0};
+    std::atomic<BYTE*> last_data{nullptr};
+    std::atomic<BYTE> last_byte{0};
     inline static std::atomic<int> alive{0};
 };
 #pragma GCC diagnostic pop
