@@ -4,6 +4,7 @@
 #include <malloc.h>
 
 #include <filesystem>
+#include <mutex>
 #include <random>
 
 #include "filters/PosPassThru.h"
@@ -220,22 +221,36 @@ public:
                 seeking->SetRate(0.5 + static_cast<double>(i));
                 break;
             case 9:
-                graph.graph->Disconnect(inputs[i].Get());
-                graph.graph->Disconnect(&source->pins[i]);
-                graph.graph->RenderEx(&source->pins[i], 1, nullptr);
+                Reconnect(source->pins[i]);
                 break;
             default:
-                graph.graph->RemoveFilter(filters[i].Get());
-                graph.graph->AddFilter(filters[i].Get(), nullptr);
-                graph.graph->Connect(&source->pins[i], inputs[i].Get());
+                Replace(i);
                 break;
         }
         while (graph.Event(0) != 0) {
         }
     }
 
+    // An input that keeps a connection whose other end is gone would wait for samples in vain, so
+    // the pin goes only after its input.
+    void Reconnect(StreamingOutput& pin) {
+        const std::lock_guard one_at_a_time(connecting);
+        const ComPtr<IPin> input = pin.Peer();
+        if (!input || SUCCEEDED(graph.graph->Disconnect(input.Get())))
+            graph.graph->Disconnect(&pin);
+        graph.graph->RenderEx(&pin, 1, nullptr);
+    }
+
+    void Replace(int i) {
+        const std::lock_guard one_at_a_time(connecting);
+        graph.graph->RemoveFilter(filters[i].Get());
+        graph.graph->AddFilter(filters[i].Get(), nullptr);
+        graph.graph->Connect(&source->pins[i], inputs[i].Get());
+    }
+
     TestGraph graph;
     Counter counter;
+    std::mutex connecting;
     ComPtr<StreamingSource> source = MakeCom<StreamingSource>();
     IDSRenderVideo* sinks[2] = {};
     ComPtr<IBaseFilter> filters[2];
