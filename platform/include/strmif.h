@@ -181,21 +181,6 @@ struct IMemInputPin : IUnknown {
 VIMBREL_INTERFACE_ID(IMemInputPin, 0x56a8689d, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
                      0xa7, 0x70);
 
-typedef enum tagQualityMessageType { Famine = 0, Flood = 1 } QualityMessageType;
-typedef struct tagQuality {
-    QualityMessageType Type;
-    LONG Proportion;
-    REFERENCE_TIME Late;
-    REFERENCE_TIME TimeStamp;
-} Quality;
-
-struct IQualityControl : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE Notify(IBaseFilter* self, Quality quality) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetSink(IQualityControl* sink) = 0;
-};
-VIMBREL_INTERFACE_ID(IQualityControl, 0x56a868a5, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf,
-                     0x0b, 0xa7, 0x70);
-
 inline constexpr DWORD AM_SEEKING_NoPositioning = 0x0;
 inline constexpr DWORD AM_SEEKING_AbsolutePositioning = 0x1;
 inline constexpr DWORD AM_SEEKING_RelativePositioning = 0x2;

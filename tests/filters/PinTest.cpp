@@ -89,53 +89,15 @@ TEST_F(PinTest, TellsWhatItIsAndEnumeratesInOrder) {
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-// Knows its duration and keeps where it was sent.
-class Seeking final : public Face<IMediaSeeking> {
+// Keeps where it was sent.
+class Seeking final : public TestSeeking {
 public:
-    explicit Seeking(IUnknown& owner) : Face(owner) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (iid != __uuidof(IMediaSeeking)) return Face::QueryInterface(iid, object);
-        *object = this;
-        AddRef();
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE CheckCapabilities(DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsFormatSupported(const GUID*) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE QueryPreferredFormat(GUID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID*) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID*) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* duration) override {
-        *duration = 60 * second;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetStopPosition(LONGLONG* end) override { return GetDuration(end); }
-    HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE ConvertTimeFormat(LONGLONG*, const GUID*, LONGLONG,
-                                                const GUID*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* current, DWORD, LONGLONG* end,
-                                           DWORD stop_flags) override {
+    explicit Seeking(IUnknown& owner) : TestSeeking(owner, 60 * second) {}
+    HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* current, DWORD, LONGLONG*, DWORD) override {
         position = *current;
-        if (stop_flags != AM_SEEKING_NoPositioning) stop = *end;
-        ++seeks;
         return S_OK;
     }
-    HRESULT STDMETHODCALLTYPE GetPositions(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetAvailable(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetRate(double value) override {
-        rate = value;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetRate(double*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetPreroll(LONGLONG*) override { return E_NOTIMPL; }
-
     LONGLONG position = -1;
-    LONGLONG stop = -1;
-    int seeks = 0;
-    double rate = 1.0;
 };
 #pragma GCC diagnostic pop
 

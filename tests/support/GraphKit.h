@@ -51,6 +51,43 @@ public:
     std::atomic<int> reads{0};
 };
 
+// What a graph asks of the seeking of a source. Everything else is E_NOTIMPL.
+class TestSeeking : public Face<IMediaSeeking> {
+public:
+    TestSeeking(IUnknown& owner, LONGLONG lasts) : Face(owner), duration(lasts) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        if (iid != __uuidof(IMediaSeeking)) return Face::QueryInterface(iid, object);
+        *object = this;
+        AddRef();
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE CheckCapabilities(DWORD*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsFormatSupported(const GUID*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE QueryPreferredFormat(GUID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* time) override {
+        *time = duration;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetStopPosition(LONGLONG* time) override { return GetDuration(time); }
+    HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE ConvertTimeFormat(LONGLONG*, const GUID*, LONGLONG,
+                                                const GUID*) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetPositions(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetAvailable(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE SetRate(double) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE GetRate(double*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetPreroll(LONGLONG*) override { return E_NOTIMPL; }
+
+private:
+    const LONGLONG duration;
+};
+
 class TestSource;
 
 // Offers `types`, and carries what the test sends.

@@ -120,23 +120,23 @@ bool FilterGraph::HasFilterOf(IPin& pin) {
     if (FAILED(pin.QueryPinInfo(&info))) return false;
     ComPtr<IBaseFilter> filter;
     filter.Attach(info.pFilter);
+    return Has(*filter.Get());
+}
+
+bool FilterGraph::Has(IBaseFilter& filter) {
     return std::any_of(parts_.filters.begin(), parts_.filters.end(),
-                       [&](const auto& entry) { return entry.filter.Get() == filter.Get(); });
+                       [&](const auto& entry) { return entry.filter.Get() == &filter; });
 }
 
 bool FilterGraph::HasName(const std::wstring& name) {
-    for (const GraphParts::Entry& entry : parts_.filters) {
-        if (entry.name == name) return true;
-    }
-    return false;
+    return std::any_of(parts_.filters.begin(), parts_.filters.end(),
+                       [&](const auto& entry) { return entry.name == name; });
 }
 
 HRESULT STDMETHODCALLTYPE FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR name) {
     if (!filter) return E_POINTER;
     const MutexLock guard(parts_.control);
-    for (const GraphParts::Entry& entry : parts_.filters) {
-        if (entry.filter.Get() == filter) return E_FAIL;
-    }
+    if (Has(*filter)) return E_FAIL;
     std::wstring chosen = name ? name : L"";
     const bool duplicate = name && HasName(chosen);
     if (!name || duplicate) {
@@ -156,16 +156,14 @@ HRESULT STDMETHODCALLTYPE FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR na
 HRESULT STDMETHODCALLTYPE FilterGraph::RemoveFilter(IBaseFilter* filter) {
     if (!filter) return E_POINTER;
     const MutexLock guard(parts_.control);
-    const auto found = std::find_if(parts_.filters.begin(), parts_.filters.end(),
-                                    [&](const auto& each) { return each.filter.Get() == filter; });
-    if (found == parts_.filters.end()) return VFW_E_NOT_IN_GRAPH;
+    if (!Has(*filter)) return VFW_E_NOT_IN_GRAPH;
     // Its neighbours could not be disconnected.
     if (parts_.state != State_Stopped && IsConnected(*filter)) return VFW_E_NOT_STOPPED;
     filter->Stop();
     DisconnectPins(*filter);
     filter->SetSyncSource(nullptr);
     filter->JoinFilterGraph(nullptr, nullptr);
-    parts_.filters.erase(found);
+    std::erase_if(parts_.filters, [&](const auto& entry) { return entry.filter.Get() == filter; });
     return S_OK;
 }
 
@@ -186,44 +184,39 @@ HRESULT STDMETHODCALLTYPE FilterGraph::FindFilterByName(LPCWSTR name, IBaseFilte
     return VFW_E_NOT_FOUND;
 }
 
+template <class Call>
+HRESULT FilterGraph::WhileConnecting(Call call) {
+    HRESULT hr;
+    {
+        const Connecting connecting(*this);
+        hr = call();
+    }
+    ReconnectPending();
+    return hr;
+}
+
 HRESULT STDMETHODCALLTYPE FilterGraph::ConnectDirect(IPin* output, IPin* input,
                                                      const AM_MEDIA_TYPE* type) {
     if (!output || !input) return E_POINTER;
     const MutexLock guard(parts_.control);
     if (!HasFilterOf(*output) || !HasFilterOf(*input)) return VFW_E_NOT_IN_GRAPH;
-    HRESULT hr;
-    {
-        const Connecting connecting(*this);
-        hr = output->Connect(input, type);
-    }
-    ReconnectPending();
-    return hr;
+    return WhileConnecting([&] { return output->Connect(input, type); });
 }
 
 HRESULT STDMETHODCALLTYPE FilterGraph::Connect(IPin* output, IPin* input) {
     if (!output || !input) return E_POINTER;
     const MutexLock guard(parts_.control);
     if (!HasFilterOf(*output) || !HasFilterOf(*input)) return VFW_E_NOT_IN_GRAPH;
-    HRESULT hr;
-    {
-        const Connecting connecting(*this);
-        hr = GraphConnector(AllFilters()).Connect(*output, *input);
-    }
-    ReconnectPending();
-    return hr;
+    GraphConnector connector(AllFilters());
+    return WhileConnecting([&] { return connector.Connect(*output, *input); });
 }
 
 HRESULT STDMETHODCALLTYPE FilterGraph::Render(IPin* output) {
     if (!output) return E_POINTER;
     const MutexLock guard(parts_.control);
     if (!HasFilterOf(*output)) return VFW_E_NOT_IN_GRAPH;
-    HRESULT hr;
-    {
-        const Connecting connecting(*this);
-        hr = GraphConnector(AllFilters()).Render(*output);
-    }
-    ReconnectPending();
-    return hr;
+    GraphConnector connector(AllFilters());
+    return WhileConnecting([&] { return connector.Render(*output); });
 }
 
 HRESULT STDMETHODCALLTYPE FilterGraph::RenderEx(IPin* output, DWORD flags, DWORD*) {

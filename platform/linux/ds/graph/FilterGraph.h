@@ -53,9 +53,13 @@ private:
     ~FilterGraph();
 
     bool HasFilterOf(IPin& pin) REQUIRES(parts_.control);
+    bool Has(IBaseFilter& filter) REQUIRES(parts_.control);
     bool HasName(const std::wstring& name) REQUIRES(parts_.control);
     HRESULT ReconnectNow(IPin& pin, const AM_MEDIA_TYPE* type) REQUIRES(parts_.control);
     void ReconnectPending() REQUIRES(parts_.control);
+    // Meanwhile pins may ask for reconnections, which follow.
+    template <class Call>
+    HRESULT WhileConnecting(Call call) REQUIRES(parts_.control);
     std::vector<ComPtr<IBaseFilter>> AllFilters() REQUIRES(parts_.control);
 
     std::atomic<ULONG> references_{1};

@@ -7,7 +7,6 @@
 #include <mutex>
 #include <random>
 
-#include "filters/PosPassThru.h"
 #include "tests/support/GraphKit.h"
 #include "tests/support/Watchdog.h"
 #include "vimbrel/DSRenderVideo.h"
@@ -23,39 +22,11 @@ constexpr REFERENCE_TIME length = 200 * sample_time;
 
 class StreamingSource;
 
-// Only what a graph asks of a source.
-class SourceSeeking final : public Face<IMediaSeeking> {
+class SourceSeeking final : public TestSeeking {
 public:
-    SourceSeeking(IUnknown& pin, StreamingSource& filter) : Face(pin), source(filter) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        if (iid != __uuidof(IMediaSeeking)) return Face::QueryInterface(iid, object);
-        *object = this;
-        AddRef();
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE CheckCapabilities(DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsFormatSupported(const GUID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE QueryPreferredFormat(GUID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* duration) override {
-        *duration = length;
-        return S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE GetStopPosition(LONGLONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE ConvertTimeFormat(LONGLONG*, const GUID*, LONGLONG,
-                                                const GUID*) override {
-        return E_NOTIMPL;
-    }
+    SourceSeeking(IUnknown& pin, StreamingSource& filter)
+        : TestSeeking(pin, length), source(filter) {}
     HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* current, DWORD, LONGLONG*, DWORD) override;
-    HRESULT STDMETHODCALLTYPE GetPositions(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetAvailable(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetRate(double) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE GetRate(double*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetPreroll(LONGLONG*) override { return E_NOTIMPL; }
 
 private:
     StreamingSource& source;
