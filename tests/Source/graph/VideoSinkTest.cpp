@@ -78,8 +78,8 @@ protected:
         EXPECT_EQ(source->Output().GetDeliveryBuffer(sample.Put()), S_OK);
         BYTE* data = nullptr;
         sample->GetPointer(&data);
-        std::memcpy(data, bytes.data(),
-                    std::min(bytes.size(), static_cast<std::size_t>(sample->GetSize())));
+        std::copy_n(bytes.data(),
+                    std::min(bytes.size(), static_cast<std::size_t>(sample->GetSize())), data);
         sample->SetTime(start ? &*start : nullptr, start ? &end : nullptr);
         sample->SetMediaType(type);
         return source->Output().Deliver(sample.Get());

@@ -39,7 +39,7 @@ struct FilterGraph::Reconnection {
     CMediaType type;
 };
 
-// Marks the thread as connecting while it lives.
+// Marks the thread while it lives.
 class FilterGraph::Connecting {
 public:
     explicit Connecting(FilterGraph& graph) : graph_(graph) {
@@ -141,10 +141,8 @@ HRESULT STDMETHODCALLTYPE FilterGraph::AddFilter(IBaseFilter* filter, LPCWSTR na
     const bool duplicate = name && HasName(chosen);
     if (!name || duplicate) {
         const std::wstring start = name ? chosen + L" " : L"";
-        int number = 1;
-        do {
-            chosen = start + std::to_wstring(number++);
-        } while (HasName(chosen));
+        for (int number = 1; number == 1 || HasName(chosen); ++number)
+            chosen = start + std::to_wstring(number);
     }
     const HRESULT hr = filter->JoinFilterGraph(this, chosen.c_str());
     if (FAILED(hr)) return hr;
@@ -285,7 +283,7 @@ HRESULT STDMETHODCALLTYPE FilterGraph::AddSourceFilter(LPCWSTR file, LPCWSTR nam
     ComPtr<IBaseFilter> source;
     HRESULT hr = CreateObject(source_class, source);
     if (FAILED(hr)) return hr;
-    const ComPtr<IFileSourceFilter> loader = source.As<IFileSourceFilter>();
+    const auto loader = source.As<IFileSourceFilter>();
     hr = loader ? loader->Load(file, nullptr) : E_NOINTERFACE;
     if (SUCCEEDED(hr)) hr = AddFilter(source.Get(), name);
     return SUCCEEDED(hr) ? source.CopyTo(filter) : hr;
