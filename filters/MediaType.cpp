@@ -68,7 +68,7 @@ HRESULT CMediaType::SetFormat(REFGUID type, const void* format, ULONG size) {
     return S_OK;
 }
 
-bool CMediaType::operator==(const AM_MEDIA_TYPE& other) const {
+bool CMediaType::operator==(const CMediaType& other) const {
     return majortype == other.majortype && subtype == other.subtype &&
            formattype == other.formattype && cbFormat == other.cbFormat &&
            (cbFormat == 0 || std::memcmp(pbFormat, other.pbFormat, cbFormat) == 0);

@@ -27,7 +27,7 @@ public:
     // `size` bytes of `format`, or zeros if it is null.
     HRESULT SetFormat(REFGUID type, const void* format, ULONG size);
 
-    bool operator==(const AM_MEDIA_TYPE& other) const;
+    bool operator==(const CMediaType& other) const;
     // Whether it leaves a part open, which then matches anything.
     bool IsPartial() const;
     bool Matches(const AM_MEDIA_TYPE& partial) const;
