@@ -13,6 +13,9 @@ install(TARGETS vimbrel vimbrel_headers EXPORT VimbrelTargets
 
 set(public_headers
     AppLog.h
+    DSRenderAudio.h
+    DSRenderVideo.h
+    MediaMessageWindow.h
     MediaSource.h
     MediaSourceGame.h
     MediaSourcePicture.h

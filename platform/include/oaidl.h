@@ -1,4 +1,5 @@
-// A value with its type, cut to plain ones. Inside the library only.
+// A value with its type, cut to plain ones, and the scripting interface that controls of a filter
+// graph derive from. Inside the library only.
 #pragma once
 
 #include "propidl.h"
@@ -22,3 +23,23 @@ struct VARIANT {
         } record;
     };
 };
+
+using LCID = DWORD;
+using DISPID = LONG;
+using LPOLESTR = wchar_t*;
+using LPCOLESTR = const wchar_t*;
+struct ITypeInfo;
+struct DISPPARAMS;
+struct EXCEPINFO;
+
+struct IDispatch : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count,
+                                                    LCID locale, DISPID* ids) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID iid, LCID locale, WORD flags,
+                                             DISPPARAMS* parameters, VARIANT* result,
+                                             EXCEPINFO* exception, UINT* argument_error) = 0;
+};
+VIMBREL_INTERFACE_ID(IDispatch, 0x00020400, 0x0000, 0x0000, 0xc0, 0x00, 0x00, 0x00, 0x00, 0x00,
+                     0x00, 0x46);

@@ -1,9 +1,278 @@
-// The settings interface of encoders. Inside the library only.
+// Filters, pins, samples, allocators, clocks and graphs, and the settings interface of encoders.
+// Interfaces that filters implement are whole and in the published order; those that only the graph
+// implements are cut to what is called. Inside the library only.
 #pragma once
 
 #include "oaidl.h"
 #include "objidl.h"
 #include "unknwn.h"
+#include "vfwmsgs.h"
+
+// In units of 100 nanoseconds.
+using REFERENCE_TIME = LONGLONG;
+using HSEMAPHORE = DWORD_PTR;
+using HEVENT = DWORD_PTR;
+
+typedef struct _AMMediaType {
+    GUID majortype;
+    GUID subtype;
+    BOOL bFixedSizeSamples;
+    BOOL bTemporalCompression;
+    ULONG lSampleSize;
+    GUID formattype;
+    IUnknown* pUnk;
+    ULONG cbFormat;
+    BYTE* pbFormat;
+} AM_MEDIA_TYPE;
+
+typedef enum _PinDirection { PINDIR_INPUT = 0, PINDIR_OUTPUT = 1 } PIN_DIRECTION;
+typedef enum _FilterState { State_Stopped = 0, State_Paused = 1, State_Running = 2 } FILTER_STATE;
+
+typedef struct _AllocatorProperties {
+    LONG cBuffers;
+    LONG cbBuffer;
+    LONG cbAlign;
+    LONG cbPrefix;
+} ALLOCATOR_PROPERTIES;
+
+inline constexpr DWORD AM_GBF_NOWAIT = 4;
+
+struct IBaseFilter;
+struct IFilterGraph;
+struct IEnumMediaTypes;
+struct IEnumFilters;
+
+typedef struct _PinInfo {
+    IBaseFilter* pFilter;
+    PIN_DIRECTION dir;
+    WCHAR achName[128];
+} PIN_INFO;
+
+typedef struct _FilterInfo {
+    WCHAR achName[128];
+    IFilterGraph* pGraph;
+} FILTER_INFO;
+
+struct IPin : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Connect(IPin* receiver, const AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin* connector,
+                                                        const AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Disconnect() = 0;
+    virtual HRESULT STDMETHODCALLTYPE ConnectedTo(IPin** pin) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ConnectionMediaType(AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QueryPinInfo(PIN_INFO* info) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QueryDirection(PIN_DIRECTION* direction) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE EnumMediaTypes(IEnumMediaTypes** enumerator) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QueryInternalConnections(IPin** pins, ULONG* count) = 0;
+    virtual HRESULT STDMETHODCALLTYPE EndOfStream() = 0;
+    virtual HRESULT STDMETHODCALLTYPE BeginFlush() = 0;
+    virtual HRESULT STDMETHODCALLTYPE EndFlush() = 0;
+    virtual HRESULT STDMETHODCALLTYPE NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop,
+                                                 double rate) = 0;
+};
+VIMBREL_INTERFACE_ID(IPin, 0x56a86891, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b, 0xa7,
+                     0x70);
+
+struct IEnumPins : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, IPin** items, ULONG* fetched) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Skip(ULONG count) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
+    virtual HRESULT STDMETHODCALLTYPE Clone(IEnumPins** enumerator) = 0;
+};
+VIMBREL_INTERFACE_ID(IEnumPins, 0x56a86892, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+struct IEnumMediaTypes : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, AM_MEDIA_TYPE** items, ULONG* fetched) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Skip(ULONG count) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
+    virtual HRESULT STDMETHODCALLTYPE Clone(IEnumMediaTypes** enumerator) = 0;
+};
+VIMBREL_INTERFACE_ID(IEnumMediaTypes, 0x89c31040, 0x846b, 0x11ce, 0x97, 0xd3, 0x00, 0xaa, 0x00,
+                     0x55, 0x59, 0x5a);
+
+struct IEnumFilters : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Next(ULONG count, IBaseFilter** items, ULONG* fetched) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Skip(ULONG count) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Reset() = 0;
+    virtual HRESULT STDMETHODCALLTYPE Clone(IEnumFilters** enumerator) = 0;
+};
+VIMBREL_INTERFACE_ID(IEnumFilters, 0x56a86893, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+struct IReferenceClock : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* time) = 0;
+    virtual HRESULT STDMETHODCALLTYPE AdviseTime(REFERENCE_TIME base, REFERENCE_TIME stream,
+                                                 HEVENT event, DWORD_PTR* cookie) = 0;
+    virtual HRESULT STDMETHODCALLTYPE AdvisePeriodic(REFERENCE_TIME start, REFERENCE_TIME period,
+                                                     HSEMAPHORE semaphore, DWORD_PTR* cookie) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Unadvise(DWORD_PTR cookie) = 0;
+};
+VIMBREL_INTERFACE_ID(IReferenceClock, 0x56a86897, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf,
+                     0x0b, 0xa7, 0x70);
+
+struct IMediaFilter : IPersist {
+    virtual HRESULT STDMETHODCALLTYPE Stop() = 0;
+    virtual HRESULT STDMETHODCALLTYPE Pause() = 0;
+    virtual HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetState(DWORD milliseconds, FILTER_STATE* state) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetSyncSource(IReferenceClock* clock) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetSyncSource(IReferenceClock** clock) = 0;
+};
+VIMBREL_INTERFACE_ID(IMediaFilter, 0x56a86899, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+struct IBaseFilter : IMediaFilter {
+    virtual HRESULT STDMETHODCALLTYPE EnumPins(IEnumPins** enumerator) = 0;
+    virtual HRESULT STDMETHODCALLTYPE FindPin(LPCWSTR id, IPin** pin) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QueryFilterInfo(FILTER_INFO* info) = 0;
+    virtual HRESULT STDMETHODCALLTYPE JoinFilterGraph(IFilterGraph* graph, LPCWSTR name) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QueryVendorInfo(LPWSTR* info) = 0;
+};
+VIMBREL_INTERFACE_ID(IBaseFilter, 0x56a86895, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+struct IMediaSample : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetPointer(BYTE** buffer) = 0;
+    virtual LONG STDMETHODCALLTYPE GetSize() = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* start, REFERENCE_TIME* end) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetTime(REFERENCE_TIME* start, REFERENCE_TIME* end) = 0;
+    virtual HRESULT STDMETHODCALLTYPE IsSyncPoint() = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetSyncPoint(BOOL value) = 0;
+    virtual HRESULT STDMETHODCALLTYPE IsPreroll() = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetPreroll(BOOL value) = 0;
+    virtual LONG STDMETHODCALLTYPE GetActualDataLength() = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetActualDataLength(LONG length) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetMediaType(AM_MEDIA_TYPE** type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetMediaType(AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE IsDiscontinuity() = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetDiscontinuity(BOOL value) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetMediaTime(LONGLONG* start, LONGLONG* end) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetMediaTime(LONGLONG* start, LONGLONG* end) = 0;
+};
+VIMBREL_INTERFACE_ID(IMediaSample, 0x56a8689a, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+struct IMemAllocator : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE SetProperties(ALLOCATOR_PROPERTIES* request,
+                                                    ALLOCATOR_PROPERTIES* actual) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetProperties(ALLOCATOR_PROPERTIES* properties) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Commit() = 0;
+    virtual HRESULT STDMETHODCALLTYPE Decommit() = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetBuffer(IMediaSample** sample, REFERENCE_TIME* start,
+                                                REFERENCE_TIME* end, DWORD flags) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ReleaseBuffer(IMediaSample* sample) = 0;
+};
+VIMBREL_INTERFACE_ID(IMemAllocator, 0x56a8689c, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+struct IMemInputPin : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetAllocator(IMemAllocator** allocator) = 0;
+    virtual HRESULT STDMETHODCALLTYPE NotifyAllocator(IMemAllocator* allocator, BOOL read_only) = 0;
+    virtual HRESULT STDMETHODCALLTYPE
+    GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Receive(IMediaSample* sample) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ReceiveMultiple(IMediaSample** samples, LONG count,
+                                                      LONG* processed) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ReceiveCanBlock() = 0;
+};
+VIMBREL_INTERFACE_ID(IMemInputPin, 0x56a8689d, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+inline constexpr DWORD AM_SEEKING_NoPositioning = 0x0;
+inline constexpr DWORD AM_SEEKING_AbsolutePositioning = 0x1;
+inline constexpr DWORD AM_SEEKING_RelativePositioning = 0x2;
+inline constexpr DWORD AM_SEEKING_IncrementalPositioning = 0x3;
+inline constexpr DWORD AM_SEEKING_PositioningBitsMask = 0x3;
+inline constexpr DWORD AM_SEEKING_ReturnTime = 0x8;
+
+inline constexpr DWORD AM_SEEKING_CanSeekAbsolute = 0x1;
+inline constexpr DWORD AM_SEEKING_CanSeekForwards = 0x2;
+inline constexpr DWORD AM_SEEKING_CanSeekBackwards = 0x4;
+inline constexpr DWORD AM_SEEKING_CanGetCurrentPos = 0x8;
+inline constexpr DWORD AM_SEEKING_CanGetStopPos = 0x10;
+inline constexpr DWORD AM_SEEKING_CanGetDuration = 0x20;
+
+struct IMediaSeeking : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD* capabilities) = 0;
+    virtual HRESULT STDMETHODCALLTYPE CheckCapabilities(DWORD* capabilities) = 0;
+    virtual HRESULT STDMETHODCALLTYPE IsFormatSupported(const GUID* format) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QueryPreferredFormat(GUID* format) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID* format) = 0;
+    virtual HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID* format) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID* format) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* duration) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetStopPosition(LONGLONG* stop) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG* current) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ConvertTimeFormat(LONGLONG* target, const GUID* target_format,
+                                                        LONGLONG source,
+                                                        const GUID* source_format) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* current, DWORD current_flags,
+                                                   LONGLONG* stop, DWORD stop_flags) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetPositions(LONGLONG* current, LONGLONG* stop) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetAvailable(LONGLONG* earliest, LONGLONG* latest) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetRate(double rate) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetRate(double* rate) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetPreroll(LONGLONG* preroll) = 0;
+};
+VIMBREL_INTERFACE_ID(IMediaSeeking, 0x36b73880, 0xc2c8, 0x11cf, 0x8b, 0x46, 0x00, 0x80, 0x5f, 0x6c,
+                     0xef, 0x60);
+
+inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_RENDERER = 0x1;
+inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_SOURCE = 0x2;
+
+struct IAMFilterMiscFlags : IUnknown {
+    virtual ULONG STDMETHODCALLTYPE GetMiscFlags() = 0;
+};
+VIMBREL_INTERFACE_ID(IAMFilterMiscFlags, 0x2dd74950, 0xa890, 0x11d1, 0xab, 0xe8, 0x00, 0xa0, 0xc9,
+                     0x05, 0xf3, 0x75);
+
+struct IFileSourceFilter : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) = 0;
+};
+VIMBREL_INTERFACE_ID(IFileSourceFilter, 0x56a868a6, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf,
+                     0x0b, 0xa7, 0x70);
+
+struct IMediaEventSink : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Notify(LONG code, LONG_PTR first, LONG_PTR second) = 0;
+};
+VIMBREL_INTERFACE_ID(IMediaEventSink, 0x56a868a2, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf,
+                     0x0b, 0xa7, 0x70);
+
+struct IFilterGraph : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE AddFilter(IBaseFilter* filter, LPCWSTR name) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RemoveFilter(IBaseFilter* filter) = 0;
+    virtual HRESULT STDMETHODCALLTYPE EnumFilters(IEnumFilters** enumerator) = 0;
+    virtual HRESULT STDMETHODCALLTYPE FindFilterByName(LPCWSTR name, IBaseFilter** filter) = 0;
+    virtual HRESULT STDMETHODCALLTYPE ConnectDirect(IPin* output, IPin* input,
+                                                    const AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Reconnect(IPin* pin) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Disconnect(IPin* pin) = 0;
+    virtual HRESULT STDMETHODCALLTYPE SetDefaultSyncSource() = 0;
+};
+VIMBREL_INTERFACE_ID(IFilterGraph, 0x56a8689f, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+struct IGraphBuilder : IFilterGraph {
+    virtual HRESULT STDMETHODCALLTYPE Connect(IPin* output, IPin* input) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Render(IPin* output) = 0;
+    virtual HRESULT STDMETHODCALLTYPE AddSourceFilter(LPCWSTR file, LPCWSTR name,
+                                                      IBaseFilter** filter) = 0;
+};
+VIMBREL_INTERFACE_ID(IGraphBuilder, 0x56a868a9, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+inline constexpr DWORD AM_RENDEREX_RENDERTOEXISTINGRENDERERS = 1;
+
+struct IFilterGraph2 : IGraphBuilder {
+    virtual HRESULT STDMETHODCALLTYPE ReconnectEx(IPin* pin, const AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE RenderEx(IPin* output, DWORD flags, DWORD* context) = 0;
+};
+VIMBREL_INTERFACE_ID(IFilterGraph2, 0x36b73882, 0xc2c8, 0x11cf, 0x8b, 0x46, 0x00, 0x80, 0x5f, 0x6c,
+                     0xef, 0x60);
 
 // S_OK, or a failure for a setting or a value that the encoder does not have.
 struct ICodecAPI : IUnknown {

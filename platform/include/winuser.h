@@ -1,14 +1,18 @@
-// Messages: a queue for each thread, posting, and the message loop.
+// Messages: a queue for each thread, posting, windows that only take messages, and the message
+// loop.
 //
-// There is no input here and there are no windows with a screen: queues hold what was posted. A
-// thread gets its queue with its first call of PeekMessage, GetMessage,
-// MsgWaitForMultipleObjectsEx, PostQuitMessage or VimbrelMessageDescriptor; before that nothing can
-// be posted to it.
+// There is no input here: queues hold what was posted. A thread gets its queue with its first call
+// of PeekMessage, GetMessage, MsgWaitForMultipleObjectsEx, PostQuitMessage, CreateWindowEx or
+// VimbrelMessageDescriptor; before that nothing can be posted to it.
 //
-// Rectangles, windows and monitors, cut to what is called. A window handle is the number of an X
-// window, a monitor's that of a RandR output; neither is owned. The functions go to the server that
-// the environment variable DISPLAY names, may be called on any thread, and fail where there is no
-// server.
+// The windows of CreateWindowEx are never visible, need no display server and belong to the thread
+// that creates them: their procedures run there, in DispatchMessage. They end with that thread,
+// without a further message.
+//
+// Rectangles, visible windows and monitors are cut to what is called. The handle of a visible
+// window is the number of an X window, a monitor's that of a RandR output; neither is owned, and no
+// window of CreateWindowEx has such a handle. The functions go to the server that the environment
+// variable DISPLAY names, may be called on any thread, and fail where there is no server.
 #pragma once
 
 #include "windef.h"
@@ -25,9 +29,50 @@ struct MSG {
 };
 
 inline constexpr UINT WM_NULL = 0x0;
+inline constexpr UINT WM_CREATE = 0x1;
+inline constexpr UINT WM_DESTROY = 0x2;
 inline constexpr UINT WM_QUIT = 0x12;
+inline constexpr UINT WM_NCCREATE = 0x81;
+inline constexpr UINT WM_NCDESTROY = 0x82;
 inline constexpr UINT WM_USER = 0x400;
 inline constexpr UINT WM_APP = 0x8000;
+
+inline constexpr UINT CS_DBLCLKS = 0x8;
+inline constexpr DWORD WS_EX_NOACTIVATE = 0x8000000;
+inline constexpr int GWLP_USERDATA = -21;
+// The parent of windows that only take messages.
+#define HWND_MESSAGE (reinterpret_cast<HWND>(static_cast<LONG_PTR>(-3)))
+
+using WNDPROC = LRESULT(CALLBACK*)(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+
+struct WNDCLASSW {
+    UINT style;
+    WNDPROC lpfnWndProc;
+    int cbClsExtra;
+    int cbWndExtra;
+    HINSTANCE hInstance;
+    HICON hIcon;
+    HCURSOR hCursor;
+    HBRUSH hbrBackground;
+    LPCWSTR lpszMenuName;
+    LPCWSTR lpszClassName;
+};
+
+// What `lparam` of WM_NCCREATE and WM_CREATE points to.
+struct CREATESTRUCTW {
+    LPVOID lpCreateParams;
+    HINSTANCE hInstance;
+    HMENU hMenu;
+    HWND hwndParent;
+    int cy;
+    int cx;
+    int y;
+    int x;
+    LONG style;
+    LPCWSTR lpszName;
+    LPCWSTR lpszClass;
+    DWORD dwExStyle;
+};
 
 inline constexpr UINT PM_NOREMOVE = 0x0;
 inline constexpr UINT PM_REMOVE = 0x1;
@@ -55,12 +100,39 @@ VIMBREL_API BOOL WINAPI GetMessageA(MSG* message, HWND window, UINT first, UINT 
 
 // There are no keys to translate: false.
 VIMBREL_API BOOL WINAPI TranslateMessage(const MSG* message);
-// To the window's procedure. A message without a window is the loop's own business: 0.
+// Calls the window's procedure and returns its result: 0 for a message without a window, for a
+// window that is gone, and on a thread that does not own the window.
 VIMBREL_API LRESULT WINAPI DispatchMessageW(const MSG* message);
 VIMBREL_API LRESULT WINAPI DispatchMessageA(const MSG* message);
 
-// False for null.
+// Whether CreateWindowEx made the window and it still exists.
 VIMBREL_API BOOL WINAPI IsWindowUnicode(HWND window);
+
+// The same number, from 0xC000 to 0xFFFF, for the same text in upper or lower case; 0 for an empty
+// text, and if all numbers are taken. The number lasts as long as the process.
+VIMBREL_API UINT WINAPI RegisterWindowMessageW(LPCWSTR text);
+// Takes the procedure and the name, which it copies. 0 if there is a class of that name.
+VIMBREL_API ATOM WINAPI RegisterClassW(const WNDCLASSW* window_class);
+// The parent must be HWND_MESSAGE; styles, place, title and menu only reach the CREATESTRUCTW. The
+// procedure gets WM_NCCREATE, where 0 makes the call fail, and WM_CREATE, where -1 does. Null for
+// an unknown class, another parent, or a thread that can have no queue.
+VIMBREL_API HWND WINAPI CreateWindowExW(DWORD extended_style, LPCWSTR class_name, LPCWSTR title,
+                                        DWORD style, int x, int y, int width, int height,
+                                        HWND parent, HMENU menu, HINSTANCE instance,
+                                        LPVOID parameter);
+// Sends WM_DESTROY and WM_NCDESTROY; messages that wait for the window are lost. False on a thread
+// that does not own the window.
+VIMBREL_API BOOL WINAPI DestroyWindow(HWND window);
+// 1 for WM_NCCREATE, else 0.
+VIMBREL_API LRESULT WINAPI DefWindowProcW(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+// `index` must be GWLP_USERDATA: a value of the application's, at first 0. The second returns the
+// value before. Both return 0 for another index or an unknown window, and may run on any thread.
+VIMBREL_API LONG_PTR WINAPI GetWindowLongPtrW(HWND window, int index);
+VIMBREL_API LONG_PTR WINAPI SetWindowLongPtrW(HWND window, int index, LONG_PTR value);
+
+// From any thread, in the order of the calls. A null window stands for the calling thread. False if
+// the window is gone or its thread has not taken the last 10000 messages.
+VIMBREL_API BOOL WINAPI PostMessageW(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
 
 // From any thread. False if that thread is gone, has no queue, or has not taken the last 10000
 // messages.

@@ -1,5 +1,5 @@
-// The classes of the encoders, of the colour converter and of the resampler. Inside the library
-// only.
+// The classes of the encoders, of the colour converter and of the resampler, and a layout of
+// pictures. Inside the library only.
 #pragma once
 
 #include "guiddef.h"
@@ -12,3 +12,5 @@ DEFINE_GUID(CLSID_AACMFTEncoder, 0x93af0c51, 0x2275, 0x45d2, 0xa3, 0x5b, 0xf2, 0
             0xed, 0x00);
 DEFINE_GUID(CLSID_CResamplerMediaObject, 0xf447b69e, 0x1884, 0x4a7e, 0x80, 0x55, 0x34, 0x6f, 0x74,
             0xd6, 0xed, 0xb3);
+DEFINE_GUID(MEDIASUBTYPE_I420, 0x30323449, 0x0000, 0x0010, 0x80, 0x00, 0x00, 0xaa, 0x00, 0x38, 0x9b,
+            0x71);

@@ -2,10 +2,13 @@
 #include <objbase.h>
 
 #include <mmdeviceapi.h>
+#include <uuids.h>
 #include <wincodec.h>
 #include <wmcodecdsp.h>
 
 #include "platform/linux/coreaudio/EndpointEnumerator.h"
+#include "platform/linux/ds/graph/FilterGraph.h"
+#include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
 #include "platform/linux/mf/transform/ColorConverter.h"
 #include "platform/linux/mf/transform/H264EncoderTransform.h"
@@ -23,6 +26,8 @@ constexpr ClassEntry classes[] = {
     {CLSID_WICImagingFactory1, Vimbrel::CreateImagingFactory},
     {CLSID_WICImagingFactory2, Vimbrel::CreateImagingFactory},
     {CLSID_MMDeviceEnumerator, Vimbrel::CreateEndpointEnumerator},
+    {CLSID_FilterGraph, Vimbrel::CreateFilterGraph},
+    {CLSID_MemoryAllocator, Vimbrel::CreateMemoryAllocator},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
     {CLSID_CMSH264EncoderMFT, Vimbrel::CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, Vimbrel::CreateAacEncoder},

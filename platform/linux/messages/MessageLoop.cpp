@@ -33,11 +33,6 @@ BOOL WINAPI GetMessageA(MSG* message, HWND window, UINT first, UINT last) {
 
 BOOL WINAPI TranslateMessage(const MSG*) { return FALSE; }
 
-LRESULT WINAPI DispatchMessageW(const MSG*) { return 0; }
-LRESULT WINAPI DispatchMessageA(const MSG* message) { return DispatchMessageW(message); }
-
-BOOL WINAPI IsWindowUnicode(HWND) { return FALSE; }
-
 BOOL WINAPI PostThreadMessageW(DWORD thread, UINT message, WPARAM wparam, LPARAM lparam) {
     const auto queue = MessageQueue::OfThread(thread);
     return queue && queue->Post(nullptr, message, wparam, lparam);

@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "platform/linux/messages/WindowTable.h"
+
 namespace Vimbrel {
 
 namespace {
@@ -40,6 +42,7 @@ public:
     }
     ~ThreadEntry() {
         if (!queue) return;
+        WindowTable::Get().RemoveOfThread(thread);
         Registry& registry = TheRegistry();
         const MutexLock guard(registry.lock);
         registry.queues.erase(thread);
@@ -88,6 +91,12 @@ void MessageQueue::PostQuit(int exit_code) {
     quit_code = exit_code;
     UpdateWakeup();
     posted.NotifyOne();
+}
+
+void MessageQueue::Purge(HWND window) {
+    const MutexLock guard(lock);
+    std::erase_if(messages, [&](const MSG& each) { return each.hwnd == window; });
+    UpdateWakeup();
 }
 
 bool MessageQueue::Find(MSG& message, HWND window, UINT first, UINT last, bool remove) {

@@ -26,6 +26,8 @@ public:
     // False if the queue is full.
     bool Post(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
     void PostQuit(int exit_code);
+    // Drops what waits for `window`.
+    void Purge(HWND window);
 
     // The first message that fits; see PeekMessageW.
     bool Find(MSG& message, HWND window, UINT first, UINT last, bool remove);
