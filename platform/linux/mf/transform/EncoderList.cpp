@@ -5,7 +5,7 @@
 #include <objbase.h>
 
 #include <cstdlib>
-#include <optional>
+#include <new>
 #include <utility>
 
 #include "platform/linux/codec/HardwareEncoders.h"
@@ -44,18 +44,13 @@ private:
     ComPtr<IUnknown> made_;
 };
 
-std::optional<std::vector<ListedEncoder>>& Override() {
-    static std::optional<std::vector<ListedEncoder>> encoders;
-    return encoders;
-}
-
 std::wstring Wide(const char* text) { return {text, text + std::char_traits<char>::length(text)}; }
 
 // Lists the encoders whose devices exist. Whether one works shows when its types are set. All are
 // synchronous: libavcodec takes a frame and returns a packet, so a thread around that would only
 // add a frame of delay.
 std::vector<ListedEncoder> Hardware() {
-    if (Override()) return *Override();
+    if (const auto* replaced = ScopedHardwareEncoders::Current()) return *replaced;
     std::vector<ListedEncoder> found;
     for (const HardwareEncoder& encoder : HardwareEncoders()) {
         if (FindDevice(encoder).empty()) continue;
@@ -76,12 +71,6 @@ bool Lists(const MFT_REGISTER_TYPE_INFO* type, const GUID& subtype) {
 }
 
 }  // namespace
-
-ScopedHardwareEncoders::ScopedHardwareEncoders(std::vector<ListedEncoder> encoders) {
-    Override() = std::move(encoders);
-}
-
-ScopedHardwareEncoders::~ScopedHardwareEncoders() { Override().reset(); }
 
 }  // namespace Vimbrel
 
