@@ -18,8 +18,10 @@ namespace {
 class EncoderActivate final : public AttributesObject<Implements<IMFActivate, IMFAttributes>> {
 public:
     explicit EncoderActivate(ListedEncoder encoder) : encoder_(std::move(encoder)) {
-        SetUINT32(MF_TRANSFORM_FLAGS_Attribute, encoder_.flags);
-        SetString(MFT_FRIENDLY_NAME_Attribute, encoder_.name.c_str());
+        // Without its flags an asynchronous encoder would pass for a synchronous one.
+        if (FAILED(SetUINT32(MF_TRANSFORM_FLAGS_Attribute, encoder_.flags)) ||
+            FAILED(SetString(MFT_FRIENDLY_NAME_Attribute, encoder_.name.c_str())))
+            throw std::bad_alloc();
     }
 
     HRESULT STDMETHODCALLTYPE ActivateObject(REFIID iid, void** object) override {
@@ -77,7 +79,7 @@ bool Lists(const MFT_REGISTER_TYPE_INFO* type, const GUID& subtype) {
 extern "C" HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags,
                                     const MFT_REGISTER_TYPE_INFO* input,
                                     const MFT_REGISTER_TYPE_INFO* output, IMFActivate*** activates,
-                                    UINT32* count) {
+                                    UINT32* count) try {
     using namespace Vimbrel;
     if (!activates || !count) return E_POINTER;
     *activates = nullptr;
@@ -85,14 +87,17 @@ extern "C" HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags,
     if (category != MFT_CATEGORY_VIDEO_ENCODER || !Lists(input, MFVideoFormat_NV12) ||
         !Lists(output, MFVideoFormat_H264))
         return S_OK;
-    const std::vector<ListedEncoder> found =
-        (flags & MFT_ENUM_FLAG_HARDWARE) != 0 ? Hardware() : Software();
-    if (found.empty()) return S_OK;
-    auto* const list = static_cast<IMFActivate**>(CoTaskMemAlloc(found.size() * sizeof(void*)));
+    std::vector<ComPtr<EncoderActivate>> made;
+    for (const ListedEncoder& each :
+         (flags & MFT_ENUM_FLAG_HARDWARE) != 0 ? Hardware() : Software())
+        made.push_back(MakeCom<EncoderActivate>(each));
+    if (made.empty()) return S_OK;
+    auto* const list = static_cast<IMFActivate**>(CoTaskMemAlloc(made.size() * sizeof(void*)));
     if (!list) return E_OUTOFMEMORY;
-    for (std::size_t i = 0; i < found.size(); ++i)
-        list[i] = MakeCom<EncoderActivate>(found[i]).Detach();
+    for (std::size_t i = 0; i < made.size(); ++i) list[i] = made[i].Detach();
     *activates = list;
-    *count = static_cast<UINT32>(found.size());
+    *count = static_cast<UINT32>(made.size());
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
