@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "vimbrel/AppLog.h"
 
@@ -37,11 +38,14 @@ HRESULT Unsupported(const XOutput& output, const char* what) {
 
 }  // namespace
 
-HRESULT OutputDuplication::Create(const XOutput& output, IDXGIOutputDuplication** duplication) {
+HRESULT OutputDuplication::Create(const XOutput& output, IDXGIOutputDuplication** duplication) try {
+    *duplication = nullptr;
     ComPtr<OutputDuplication> created = MakeCom<OutputDuplication>(output);
     const HRESULT hr = created->Start();
-    *duplication = FAILED(hr) ? nullptr : created.Detach();
+    if (SUCCEEDED(hr)) *duplication = created.Detach();
     return hr;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT OutputDuplication::Start() {
@@ -102,7 +106,7 @@ bool OutputDuplication::MakePictures() {
 
 HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms,
                                                               DXGI_OUTDUPL_FRAME_INFO* info,
-                                                              IDXGIResource** resource) {
+                                                              IDXGIResource** resource) try {
     if (!info || !resource) return E_INVALIDARG;
     *resource = nullptr;
     if (acquired_) return DXGI_ERROR_INVALID_CALL;
@@ -131,6 +135,10 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms,
         if (changes_ > 0 || shape_changed_ || lost_) continue;
         if (!WaitForEvents(deadline)) return DXGI_ERROR_WAIT_TIMEOUT;
     }
+    return DXGI_ERROR_ACCESS_LOST;
+} catch (const std::bad_alloc&) {
+    // Events may have been taken and not applied; a new duplication starts with the whole picture.
+    lost_ = true;
     return DXGI_ERROR_ACCESS_LOST;
 }
 
