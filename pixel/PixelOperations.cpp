@@ -130,31 +130,22 @@ std::int32_t ConvertYv12ToBgra(const std::uint8_t* const planes[3], const std::i
 std::int32_t CopyBgrxToBgra(const std::uint8_t* source, std::int32_t source_step,
                             std::uint8_t* destination, std::int32_t destination_step,
                             PixelSize size) {
-    const pixel::PixelRow kernel = pixel::SelectedKernels().copy;
     return ForEachRow(source, source_step, 4, destination, destination_step, size,
-                      [=](const std::uint8_t* from, std::uint8_t* to, std::int32_t width) {
-                          kernel(from, to, width);
-                      });
+                      pixel::SelectedKernels().copy);
 }
 
 std::int32_t ExpandBgrToBgra(const std::uint8_t* source, std::int32_t source_step,
                              std::uint8_t* destination, std::int32_t destination_step,
                              PixelSize size) {
-    const pixel::PixelRow kernel = pixel::SelectedKernels().expand;
     return ForEachRow(source, source_step, 3, destination, destination_step, size,
-                      [=](const std::uint8_t* from, std::uint8_t* to, std::int32_t width) {
-                          kernel(from, to, width);
-                      });
+                      pixel::SelectedKernels().expand);
 }
 
 std::int32_t PremultiplyBgra(const std::uint8_t* source, std::int32_t source_step,
                              std::uint8_t* destination, std::int32_t destination_step,
                              PixelSize size) {
-    const pixel::PixelRow kernel = pixel::SelectedKernels().premultiply;
     return ForEachRow(source, source_step, 4, destination, destination_step, size,
-                      [=](const std::uint8_t* from, std::uint8_t* to, std::int32_t width) {
-                          kernel(from, to, width);
-                      });
+                      pixel::SelectedKernels().premultiply);
 }
 
 std::int32_t FillAlpha(std::uint8_t value, std::uint8_t* first_alpha, std::int32_t step,

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "base/Failure.h"
+#include "base/MediaSample.h"
 #include "base/ObjectCreation.h"
 
 namespace Vimbrel {
@@ -104,10 +105,7 @@ HRESULT live_encoder_aac::create_buffers() {
 
     scratch_size = buffered;
     scratch = std::make_unique<std::uint8_t[]>(scratch_size);
-    hr = MFCreateSample(input_sample.Put());
-    if (SUCCEEDED(hr)) hr = MFCreateMemoryBuffer(buffered, input_buffer.Put());
-    if (SUCCEEDED(hr)) hr = input_sample->AddBuffer(input_buffer.Get());
-    return hr;
+    return MakeMemorySample(buffered, input_sample, input_buffer);
 }
 
 bool live_encoder_aac::on_packet(packet* input) {

@@ -8,24 +8,13 @@
 #include <cstring>
 #include <utility>
 
+#include "base/MediaSample.h"
 #include "rtmpencoder/start_code.h"
 
 namespace Vimbrel {
 namespace {
 
 constexpr DWORD bytes_per_pixel = 4;
-
-// A sample with one new buffer of `size` bytes; its length is `size` too if `filled`.
-HRESULT MakeSample(DWORD size, bool filled, ComPtr<IMFSample>& result) {
-    ComPtr<IMFSample> sample;
-    ComPtr<IMFMediaBuffer> buffer;
-    HRESULT hr = MFCreateSample(sample.Put());
-    if (SUCCEEDED(hr)) hr = MFCreateMemoryBuffer(size, buffer.Put());
-    if (SUCCEEDED(hr) && filled) hr = buffer->SetCurrentLength(size);
-    if (SUCCEEDED(hr)) hr = sample->AddBuffer(buffer.Get());
-    if (SUCCEEDED(hr)) result = sample;
-    return hr;
-}
 
 HRESULT ProcessOutput(IMFTransform* transform, IMFSample* sample, ComPtr<IMFSample>& result) {
     MFT_OUTPUT_DATA_BUFFER data{};
@@ -86,7 +75,10 @@ HRESULT live_encoder_h264::convert(const std::uint8_t* pixels, ComPtr<IMFSample>
     if (SUCCEEDED(hr)) hr = rgb_sample->SetSampleTime(relative_time);
     if (SUCCEEDED(hr)) hr = rgb_sample->SetSampleDuration(frame_duration);
     if (SUCCEEDED(hr)) hr = converter->ProcessInput(0, rgb_sample.Get(), 0);
-    if (SUCCEEDED(hr)) hr = MakeSample(static_cast<DWORD>(nv12_size), true, nv12);
+    ComPtr<IMFMediaBuffer> buffer;
+    const auto size = static_cast<DWORD>(nv12_size);
+    if (SUCCEEDED(hr)) hr = MakeMemorySample(size, nv12, buffer);
+    if (SUCCEEDED(hr)) hr = buffer->SetCurrentLength(size);
     if (SUCCEEDED(hr)) {
         ComPtr<IMFSample> same;
         hr = ProcessOutput(converter.Get(), nv12.Get(), same);
@@ -178,7 +170,8 @@ HRESULT live_encoder_h264::take_output() {
     ComPtr<IMFSample> ours;
     if (allocates_output) {
         encoder->GetOutputStreamInfo(0, &output_info);
-        const HRESULT hr = MakeSample(output_info.cbSize, false, ours);
+        ComPtr<IMFMediaBuffer> buffer;
+        const HRESULT hr = MakeMemorySample(output_info.cbSize, ours, buffer);
         if (FAILED(hr)) return hr;
     }
     for (;;) {

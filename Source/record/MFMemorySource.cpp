@@ -1,3 +1,4 @@
+// One file in spite of its length: every operation works on the same state under the same lock.
 #include "Source/record/MFMemorySource.h"
 
 #include <mfapi.h>

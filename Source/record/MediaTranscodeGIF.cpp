@@ -1,10 +1,10 @@
 #include "Source/record/MediaTranscodeGIF.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <new>
 
+#include "Source/record/PropertyValues.h"
 #include "base/Clock.h"
 #include "base/Failure.h"
 #include "base/ObjectCreation.h"
@@ -17,45 +17,7 @@ namespace {
 using HalvorixAppLog::LOG_LEVEL_TRACE;
 
 constexpr std::size_t queue_limit = 5;
-constexpr UINT palette_size = 256;
-constexpr std::uint8_t transparent_index = 255;
 constexpr std::uint8_t transparent_corner_alpha = 10;  // and below
-
-PROPVARIANT ByteVector(UCHAR* bytes, std::size_t size) {
-    PROPVARIANT value{};
-    value.vt = VT_VECTOR | VT_UI1;
-    value.caub.cElems = static_cast<ULONG>(size);
-    value.caub.pElems = bytes;
-    return value;
-}
-
-PROPVARIANT Text(char* text) {
-    PROPVARIANT value{};
-    value.vt = VT_LPSTR;
-    value.pszVal = text;
-    return value;
-}
-
-PROPVARIANT Word(std::uint32_t number) {
-    PROPVARIANT value{};
-    value.vt = VT_UI2;
-    value.uiVal = static_cast<USHORT>(number);
-    return value;
-}
-
-PROPVARIANT Byte(std::uint8_t number) {
-    PROPVARIANT value{};
-    value.vt = VT_UI1;
-    value.bVal = number;
-    return value;
-}
-
-PROPVARIANT Flag(bool on) {
-    PROPVARIANT value{};
-    value.vt = VT_BOOL;
-    value.boolVal = on ? VARIANT_TRUE : VARIANT_FALSE;
-    return value;
-}
 
 // Whether any of the four corner pixels is (nearly) transparent. The corners decide for the whole
 // picture.
@@ -288,7 +250,7 @@ void MediaTranscodeGIF::SetSample(void* data, unsigned width, unsigned height, u
         const bool transparent =
             HasTransparentCorner(static_cast<const unsigned char*>(data), width, height, stride);
         try {
-            written = initialized && WriteFrame(data, width, height, stride, transparent);
+            written = initialized && FrameWriter().Write(data, width, height, stride, transparent);
         } catch (const std::bad_alloc&) {
             written = false;
         }
@@ -297,61 +259,16 @@ void MediaTranscodeGIF::SetSample(void* data, unsigned width, unsigned height, u
     ++(written ? video_written : video_dropped);
 }
 
-// A converter of the scaled picture to a palette of its own.
-bool MediaTranscodeGIF::Convert(IWICBitmap* bitmap, bool transparent,
-                                ComPtr<IWICFormatConverter>& converter, BOOL& has_alpha) {
-    ComPtr<IWICBitmapScaler> scaler;
-    if (FAILED(wicFactory->CreateBitmapScaler(scaler.Put()))) return false;
-    if (FAILED(
-            scaler->Initialize(bitmap, videoWidth, videoHeight, WICBitmapInterpolationModeLinear)))
-        return false;
-    bitmap->CopyPalette(nullptr);
-    ComPtr<IWICPalette> palette;
-    if (FAILED(wicFactory->CreatePalette(palette.Put()))) return false;
-    if (FAILED(palette->InitializeFromBitmap(bitmap, palette_size, transparent))) return false;
-    if (FAILED(palette->HasAlpha(&has_alpha))) return false;
-    return SUCCEEDED(converter->Initialize(
-        scaler.Get(), GUID_WICPixelFormat8bppIndexed,
-        quality ? WICBitmapDitherTypeErrorDiffusion : WICBitmapDitherTypeNone, palette.Get(),
-        has_alpha ? static_cast<double>(alphaThresholdPercent) : 0.0,
-        WICBitmapPaletteTypeFixedWebPalette));
-}
-
-bool MediaTranscodeGIF::WriteFrame(void* data, unsigned width, unsigned height, unsigned stride,
-                                   bool transparent) {
-    // Hundredths of a second.
-    const std::uint32_t delay =
-        fps == 0 ? 0 : static_cast<std::uint32_t>(std::round(100.0f / static_cast<float>(fps)));
-    ComPtr<IWICFormatConverter> converter;
-    if (FAILED(wicFactory->CreateFormatConverter(converter.Put()))) return false;
-    ComPtr<IWICBitmap> bitmap;
-    if (FAILED(wicFactory->CreateBitmapFromMemory(width, height, GUID_WICPixelFormat32bppPBGRA,
-                                                  stride, stride * height, static_cast<BYTE*>(data),
-                                                  bitmap.Put())))
-        return false;
-    BOOL has_alpha = FALSE;
-    if (!Convert(bitmap.Get(), transparent, converter, has_alpha)) return false;
-    ComPtr<IWICBitmapFrameEncode> frame;
-    if (FAILED(encoder->CreateNewFrame(frame.Put(), nullptr))) return false;
-    if (FAILED(frame->Initialize(nullptr))) return false;
-    if (FAILED(frame->WriteSource(converter.Get(), nullptr))) return false;
-    ComPtr<IWICMetadataQueryWriter> writer;
-    if (FAILED(frame->GetMetadataQueryWriter(writer.Put()))) return false;
-    if (FAILED(frame->Commit())) return false;
-
-    // Kept: set after the commit and without a look at the results, because the picture is whole
-    // without them.
-    const auto set = [&](const wchar_t* path, const PROPVARIANT& value) {
-        writer->SetMetadataByName(path, &value);
-    };
-    set(L"/grctlext/Delay", Word(delay));
-    if (has_alpha) {
-        set(L"/grctlext/TransparencyFlag", Flag(true));
-        set(L"/grctlext/TransparentColorIndex", Byte(transparent_index));
-    }
-    set(L"/imgdesc/Width", Word(width));
-    set(L"/imgdesc/Height", Word(height));
-    return true;
+GifFrameWriter MediaTranscodeGIF::FrameWriter() const {
+    GifFrameWriter writer;
+    writer.factory = wicFactory.Get();
+    writer.encoder = encoder.Get();
+    writer.output_width = videoWidth;
+    writer.output_height = videoHeight;
+    writer.error_diffusion = quality;
+    writer.alpha_threshold_percent = alphaThresholdPercent;
+    writer.fps = fps;
+    return writer;
 }
 
 }  // namespace Vimbrel

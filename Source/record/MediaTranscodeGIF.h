@@ -8,6 +8,7 @@
 #include <memory>
 #include <thread>
 
+#include "Source/record/GifFrameWriter.h"
 #include "Source/record/TranscodeCounters.h"
 #include "base/ThreadSafety.h"
 #include "com/ComPtr.h"
@@ -57,9 +58,7 @@ private:
     void OnProc();
     void EndFile();
     void SetSample(void* data, unsigned width, unsigned height, unsigned stride);
-    bool WriteFrame(void* data, unsigned width, unsigned height, unsigned stride, bool transparent);
-    bool Convert(IWICBitmap* bitmap, bool transparent, ComPtr<IWICFormatConverter>& converter,
-                 BOOL& has_alpha);
+    GifFrameWriter FrameWriter() const;
 
     ComPtr<IWICImagingFactory2> wicFactory;
     ComPtr<IWICStream> stream;

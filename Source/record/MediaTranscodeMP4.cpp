@@ -1,13 +1,12 @@
 #include "Source/record/MediaTranscodeMP4.h"
 
 #include <mfapi.h>
-#include <wingdi.h>
 
 #include <cstring>
 #include <utility>
-#include <vector>
 
 #include "Source/record/AttributeWriter.h"
+#include "Source/record/InputTypes.h"
 #include "base/Failure.h"
 #include "base/MessageWait.h"
 
@@ -152,7 +151,7 @@ HRESULT MediaTranscodeMP4::CreateSource(ComPtr<IMFMediaSource>& result) {
     if (FAILED(hr)) return hr;
     ComPtr<IMFMediaType> audio_type;
     if (audio_format.nChannels != 0 && audio_format.nSamplesPerSec != 0) {
-        hr = CreateAudioType(audio_type);
+        hr = CreateAudioType(audio_format, audio_extra.get(), audio_type);
         if (FAILED(hr)) return hr;
     }
     ComPtr<MFMemorySource> made;
@@ -160,7 +159,7 @@ HRESULT MediaTranscodeMP4::CreateSource(ComPtr<IMFMediaSource>& result) {
     ReplaceSource(made);
     ComPtr<IMFMediaType> video_type;
     if (output_type != OutputType::MP4Audio) {
-        hr = CreateVideoType(video_type);
+        hr = CreateVideoType({video_width, video_height, video_fps_num, video_fps_den}, video_type);
         if (FAILED(hr)) return hr;
     }
     made->SetTypes(video_type.Get(), audio_type.Get());
@@ -172,37 +171,6 @@ HRESULT MediaTranscodeMP4::CreateSource(ComPtr<IMFMediaSource>& result) {
         made->SetCounters(true, {&video_taken, &video_written, &video_dropped, &session_failed});
         made->SetCounters(false, {&audio_taken, &audio_written, &audio_dropped, &session_failed});
     }
-    return hr;
-}
-
-HRESULT MediaTranscodeMP4::CreateAudioType(ComPtr<IMFMediaType>& type) const {
-    // The platform reads the format's own bytes directly after the format.
-    const std::size_t extra_size = audio_extra ? audio_format.cbSize : 0;
-    std::vector<unsigned char> bytes(sizeof audio_format + extra_size);
-    WAVEFORMATEX format = audio_format;
-    format.cbSize = static_cast<WORD>(extra_size);
-    std::memcpy(bytes.data(), &format, sizeof format);
-    if (audio_extra) std::memcpy(bytes.data() + sizeof format, audio_extra.get(), extra_size);
-    ComPtr<IMFAudioMediaType> audio_type;
-    const HRESULT hr = MFCreateAudioMediaType(reinterpret_cast<const WAVEFORMATEX*>(bytes.data()),
-                                              audio_type.Put());
-    if (SUCCEEDED(hr)) type = ComPtr<IMFMediaType>(audio_type.Get());
-    return hr;
-}
-
-HRESULT MediaTranscodeMP4::CreateVideoType(ComPtr<IMFMediaType>& type) const {
-    BITMAPINFOHEADER header{};
-    header.biSize = sizeof header;
-    header.biWidth = static_cast<LONG>(video_width);
-    header.biHeight = static_cast<LONG>(0 - video_height);  // top down
-    header.biPlanes = 1;
-    header.biBitCount = 32;
-    header.biSizeImage = video_width * video_height * 4;
-    ComPtr<IMFVideoMediaType> video_type;
-    const HRESULT hr = MFCreateVideoMediaTypeFromBitMapInfoHeaderEx(
-        &header, sizeof header, 1, 1, MFVideoInterlace_Progressive, 0, video_fps_num, video_fps_den,
-        0, video_type.Put());
-    if (SUCCEEDED(hr)) type = ComPtr<IMFMediaType>(video_type.Get());
     return hr;
 }
 

@@ -64,8 +64,6 @@ private:
     HRESULT CreateH264Profile(ComPtr<IMFAttributes>& attributes);
     HRESULT CreateContainerAttributes(bool hardware, ComPtr<IMFAttributes>& attributes);
     HRESULT CreateTopology(IMFMediaSource* media_source, ComPtr<IMFTopology>& topology);
-    HRESULT CreateAudioType(ComPtr<IMFMediaType>& type) const;
-    HRESULT CreateVideoType(ComPtr<IMFMediaType>& type) const;
     void ReplaceSource(ComPtr<MFMemorySource> replacement);
 
     // The first member, so that the platform ends last.

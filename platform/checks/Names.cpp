@@ -1,6 +1,6 @@
 // The names of platform/include against the published values. This file is compiled for every
 // platform: on Windows against the system's own headers, elsewhere against this project's. As both
-// have to equal one table, they equal each other.
+// have to equal one table, they equal each other. Its length is that of the table.
 #include <windows.h>
 
 #include <stringapiset.h>

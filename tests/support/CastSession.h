@@ -82,7 +82,8 @@ inline void Play(CMediaRTMPCast& cast, int frames, int wide = width, int high = 
             std::vector<std::int16_t> tone = Tone(first / 1024);
             cast.SetAudioSample(reinterpret_cast<unsigned char*>(tone.data()), 4096, 0, 0, 0);
         });
-    // What the encoders and the network still hold.
+    // Leaves time for what the encoders and the network still hold: a cast does not report when it
+    // has sent everything.
     std::this_thread::sleep_for(500ms);
 }
 

@@ -54,12 +54,27 @@ public:
     std::filesystem::path Recording(const std::string& key) const {
         return folder / ("recorded/" + key + ".flv");
     }
+    // Waits until the server has closed every recording and fragment: the stream is over and all of
+    // it is in the files. False if that does not happen.
+    bool WaitForFiles() const {
+        return WaitUntil([&] { return !HasOpenFiles(); });
+    }
     void Stop() { process->Stop(SIGKILL); }
 
     TempFolder folder;
     const std::uint16_t port;
 
 private:
+    bool HasOpenFiles() const {
+        const std::string descriptors = "/proc/" + std::to_string(process->Pid()) + "/fd";
+        std::error_code gone;  // a descriptor may be closed while the list is read
+        for (const auto& entry : std::filesystem::directory_iterator(descriptors, gone)) {
+            const auto parent = std::filesystem::read_symlink(entry, gone).parent_path();
+            if (parent == folder / "recorded" || parent == folder / "hls") return true;
+        }
+        return false;
+    }
+
     std::unique_ptr<ChildProcess> process;
 };
 

@@ -1,3 +1,4 @@
+// One file in spite of its length: every box is made from the same table of samples.
 #include "platform/linux/mp4/Mp4Track.h"
 
 #include <limits>

@@ -2,6 +2,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <new>
 #include <vector>
 
 #include "com/ComObject.h"
@@ -47,8 +48,7 @@ public:
         if (!output) return E_INVALIDARG;
         *output = nullptr;
         if (index >= outputs_.size()) return DXGI_ERROR_NOT_FOUND;
-        *output = MakeCom<DxgiOutput>(outputs_[index]).Detach();
-        return S_OK;
+        return CreateCom<DxgiOutput>(output, outputs_[index]);
     }
 
 private:
@@ -77,11 +77,13 @@ private:
 
 }  // namespace Vimbrel
 
-extern "C" HRESULT WINAPI CreateDXGIFactory1(REFIID iid, void** factory) {
+extern "C" HRESULT WINAPI CreateDXGIFactory1(REFIID iid, void** factory) try {
     using namespace Vimbrel;
     if (!factory) return E_INVALIDARG;
     *factory = nullptr;
     const std::shared_ptr<XConnection> connection = XConnection::Shared();
     if (!connection) return E_FAIL;
     return MakeCom<DxgiFactory>(ListOutputs(*connection))->QueryInterface(iid, factory);
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }

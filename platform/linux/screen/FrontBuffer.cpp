@@ -68,8 +68,7 @@ public:
         auto pixels =
             PixelBuffer::Make(connection_, static_cast<int>(width), static_cast<int>(height));
         if (!pixels) return E_OUTOFMEMORY;
-        *surface = MakeCom<FrontSurface>(std::move(pixels)).Detach();
-        return D3D_OK;
+        return CreateCom<FrontSurface>(surface, std::move(pixels));
     }
 
 private:
@@ -100,8 +99,7 @@ public:
         if (adapter != D3DADAPTER_DEFAULT || type != D3DDEVTYPE_HAL || !parameters ||
             !parameters->Windowed)
             return D3DERR_INVALIDCALL;
-        *device = MakeCom<FrontDevice>(connection_).Detach();
-        return D3D_OK;
+        return CreateCom<FrontDevice>(device, connection_);
     }
 
 private:
@@ -117,5 +115,7 @@ extern "C" IDirect3D9* WINAPI Direct3DCreate9(UINT version) {
     const std::shared_ptr<XConnection> connection = XConnection::Shared();
     if (version != D3D_SDK_VERSION || !connection || !connection->RootFormat().Usable())
         return nullptr;
-    return MakeCom<Direct3D>(connection).Detach();
+    IDirect3D9* made = nullptr;
+    CreateCom<Direct3D>(&made, connection);
+    return made;
 }

@@ -1,6 +1,7 @@
 #include "platform/linux/screen/GraphicsDevice.h"
 
 #include <cstring>
+#include <new>
 
 namespace Vimbrel {
 
@@ -29,7 +30,7 @@ bool IsAlone(const ComPtr<Texture>& texture) {
 
 HRESULT STDMETHODCALLTYPE GraphicsDevice::CreateTexture2D(const D3D11_TEXTURE2D_DESC* description,
                                                           const D3D11_SUBRESOURCE_DATA* data,
-                                                          ID3D11Texture2D** texture) {
+                                                          ID3D11Texture2D** texture) try {
     if (!texture) return E_INVALIDARG;
     *texture = nullptr;
     if (!description || data || !IsStaging(*description)) return E_INVALIDARG;
@@ -40,6 +41,8 @@ HRESULT STDMETHODCALLTYPE GraphicsDevice::CreateTexture2D(const D3D11_TEXTURE2D_
     last_->AddRef();
     *texture = last_.Get();
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 void STDMETHODCALLTYPE GraphicsContext::CopyResource(ID3D11Resource* destination,
@@ -57,16 +60,23 @@ extern "C" {
 HRESULT WINAPI D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type, HMODULE software,
                                  UINT, const D3D_FEATURE_LEVEL*, UINT, UINT sdk_version,
                                  ID3D11Device** device, D3D_FEATURE_LEVEL* level,
-                                 ID3D11DeviceContext** context) {
+                                 ID3D11DeviceContext** context) try {
     using namespace Vimbrel;
     if (device) *device = nullptr;
     if (context) *context = nullptr;
     if (!adapter || type != D3D_DRIVER_TYPE_UNKNOWN || software || sdk_version != D3D11_SDK_VERSION)
         return E_INVALIDARG;
-    if (device) *device = MakeCom<GraphicsDevice>().Detach();
-    if (context) *context = MakeCom<GraphicsContext>().Detach();
+    // Both, or neither.
+    ComPtr<GraphicsDevice> made_device;
+    ComPtr<GraphicsContext> made_context;
+    if (device) made_device = MakeCom<GraphicsDevice>();
+    if (context) made_context = MakeCom<GraphicsContext>();
+    if (device) *device = made_device.Detach();
+    if (context) *context = made_context.Detach();
     if (level) *level = D3D_FEATURE_LEVEL_11_0;
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 }  // extern "C"

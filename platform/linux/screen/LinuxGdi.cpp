@@ -1,6 +1,7 @@
 #include "platform/linux/screen/LinuxGdi.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/linux/screen/Blend.h"
@@ -80,7 +81,7 @@ HDC LinuxGdi::GetDC(HWND window) {
     const xcb_window_t source = window ? ToXWindow(window) : connection->Root();
     XWindowPlace place;
     if (!ReadWindowPlace(*connection, source, place)) return nullptr;
-    return ToHandle(new DeviceContext(std::move(connection), source));
+    return ToHandle(new (std::nothrow) DeviceContext(std::move(connection), source));
 }
 
 // Frames belong to the window manager, so a window has nothing but its inside.
@@ -89,7 +90,7 @@ HDC LinuxGdi::GetWindowDC(HWND window) { return GetDC(window); }
 int LinuxGdi::ReleaseDC(HWND, HDC context) { return DeleteDC(context); }
 
 HDC LinuxGdi::CreateCompatibleDC(HDC) {
-    return ToHandle(new DeviceContext(XConnection::Shared(), 0));
+    return ToHandle(new (std::nothrow) DeviceContext(XConnection::Shared(), 0));
 }
 
 BOOL LinuxGdi::DeleteDC(HDC context) {
@@ -112,8 +113,9 @@ HBITMAP LinuxGdi::CreateDIBSection(HDC, const BITMAPINFO* info, void** bits) {
         return nullptr;
     auto pixels = PixelBuffer::Make(XConnection::Shared(), header.biWidth, -header.biHeight);
     if (!pixels) return nullptr;
-    *bits = pixels->At(0, 0);
-    return reinterpret_cast<HBITMAP>(new DibSection{std::move(pixels)});
+    auto* const section = new (std::nothrow) DibSection{std::move(pixels)};
+    if (section) *bits = section->pixels->At(0, 0);
+    return reinterpret_cast<HBITMAP>(section);
 }
 
 HGDIOBJ LinuxGdi::SelectObject(HDC context, HGDIOBJ object) {

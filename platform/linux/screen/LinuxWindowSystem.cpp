@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "platform/linux/x11/XConnection.h"
@@ -84,7 +85,7 @@ BOOL LinuxWindowSystem::GetWindowRect(HWND window, RECT* rect) {
     return TRUE;
 }
 
-HMONITOR LinuxWindowSystem::MonitorFromRect(const RECT* rect, DWORD) {
+HMONITOR LinuxWindowSystem::MonitorFromRect(const RECT* rect, DWORD) try {
     const auto connection = XConnection::Shared();
     if (!connection) return nullptr;
     const POINT middle{rect->left + (rect->right - rect->left) / 2,
@@ -104,6 +105,8 @@ HMONITOR LinuxWindowSystem::MonitorFromRect(const RECT* rect, DWORD) {
         nearest_distance = distance;
     }
     return nearest ? reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(nearest->id)) : nullptr;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 BOOL LinuxWindowSystem::EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit,

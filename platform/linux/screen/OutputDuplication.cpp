@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
+#include "platform/linux/screen/TurnedPicture.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -37,11 +39,14 @@ HRESULT Unsupported(const XOutput& output, const char* what) {
 
 }  // namespace
 
-HRESULT OutputDuplication::Create(const XOutput& output, IDXGIOutputDuplication** duplication) {
+HRESULT OutputDuplication::Create(const XOutput& output, IDXGIOutputDuplication** duplication) try {
+    *duplication = nullptr;
     ComPtr<OutputDuplication> created = MakeCom<OutputDuplication>(output);
     const HRESULT hr = created->Start();
-    *duplication = FAILED(hr) ? nullptr : created.Detach();
+    if (SUCCEEDED(hr)) *duplication = created.Detach();
     return hr;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT OutputDuplication::Start() {
@@ -102,7 +107,7 @@ bool OutputDuplication::MakePictures() {
 
 HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms,
                                                               DXGI_OUTDUPL_FRAME_INFO* info,
-                                                              IDXGIResource** resource) {
+                                                              IDXGIResource** resource) try {
     if (!info || !resource) return E_INVALIDARG;
     *resource = nullptr;
     if (acquired_) return DXGI_ERROR_INVALID_CALL;
@@ -132,6 +137,10 @@ HRESULT STDMETHODCALLTYPE OutputDuplication::AcquireNextFrame(UINT timeout_ms,
         if (!WaitForEvents(deadline)) return DXGI_ERROR_WAIT_TIMEOUT;
     }
     return DXGI_ERROR_ACCESS_LOST;
+} catch (const std::bad_alloc&) {
+    // Events may have been taken and not applied; a new duplication starts with the whole picture.
+    lost_ = true;
+    return DXGI_ERROR_ACCESS_LOST;
 }
 
 void OutputDuplication::TakeEvents() {
@@ -152,7 +161,7 @@ void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
             return;
         }
         OffsetRect(&area, -output_.place.left, -output_.place.top);
-        AddDirty(area);
+        dirty_.Add(area);
         ++changes_;
     } else if (type == connection_->FixesEvent() + XCB_XFIXES_CURSOR_NOTIFY) {
         shape_changed_ = true;
@@ -161,20 +170,6 @@ void OutputDuplication::TakeEvent(const xcb_generic_event_t& event) {
                 type == connection_->RandrEvent() + XCB_RANDR_NOTIFY)) {
         lost_ = lost_ || PlaceChanged();
     }
-}
-
-// Areas that lie together are read as one, and so is what comes when there are too many.
-void OutputDuplication::AddDirty(const RECT& area) {
-    const auto size = [](const RECT& rect) { return LONGLONG{Width(rect)} * Height(rect); };
-    for (std::size_t i = 0; i < dirty_count_; ++i) {
-        RECT both{};
-        UnionRect(&both, &dirty_[i], &area);
-        const bool together = size(both) <= size(dirty_[i]) + size(area) + 4096;
-        if (!together && (i + 1 < dirty_count_ || dirty_count_ < dirty_.size())) continue;
-        dirty_[i] = both;
-        return;
-    }
-    dirty_[dirty_count_++] = area;
 }
 
 bool OutputDuplication::PlaceChanged() const {
@@ -214,15 +209,12 @@ bool OutputDuplication::EnsureSingleUse() {
 bool OutputDuplication::ReadDamage() {
     if (!EnsureSingleUse()) return false;
     xcb_damage_subtract(connection_->Get(), damage_, XCB_NONE, XCB_NONE);
-    if (first_) {
-        dirty_[0] = {0, 0, picture_->Width(), picture_->Height()};
-        dirty_count_ = 1;
-    }
-    for (std::size_t i = 0; i < dirty_count_; ++i) {
-        if (!ReadArea(dirty_[i])) return false;
+    if (first_) dirty_.Set({0, 0, picture_->Width(), picture_->Height()});
+    for (const RECT& area : dirty_) {
+        if (!ReadArea(area)) return false;
     }
     first_ = false;
-    dirty_count_ = 0;
+    dirty_.Clear();
     return true;
 }
 
@@ -235,32 +227,8 @@ bool OutputDuplication::ReadArea(const RECT& dirty) {
     if (!reader_->Read(connection_->Root(), format_, on_root, DrawableReader::Alpha::Opaque,
                        *picture_, area.x, area.y))
         return false;
-    if (turned_) TurnBack(area);
+    if (turned_) TurnBack(*picture_, area, output_.rotation, *turned_);
     return true;
-}
-
-// The opposite of what the rotation asks the user of the texture to do.
-void OutputDuplication::TurnBack(const XRectangle& area) {
-    const int last_x = picture_->Width() - 1;
-    const int last_y = picture_->Height() - 1;
-    for (int y = area.y; y < area.y + area.height; ++y) {
-        const std::uint8_t* from = picture_->At(area.x, y);
-        for (int x = area.x; x < area.x + area.width; ++x, from += 4) {
-            std::uint8_t* to = nullptr;
-            switch (output_.rotation) {
-                case DXGI_MODE_ROTATION_ROTATE90:
-                    to = turned_->At(y, last_x - x);
-                    break;
-                case DXGI_MODE_ROTATION_ROTATE180:
-                    to = turned_->At(last_x - x, last_y - y);
-                    break;
-                default:
-                    to = turned_->At(last_y - y, x);
-                    break;
-            }
-            std::memcpy(to, from, 4);
-        }
-    }
 }
 
 void OutputDuplication::ReadShape() {

@@ -4,11 +4,11 @@
 #include <dxgi1_2.h>
 #include <xcb/damage.h>
 
-#include <array>
 #include <chrono>
 #include <memory>
 
 #include "com/ComObject.h"
+#include "platform/linux/screen/DirtyAreas.h"
 #include "platform/linux/screen/Texture.h"
 #include "platform/linux/x11/DrawableReader.h"
 #include "platform/linux/x11/XOutputs.h"
@@ -38,11 +38,9 @@ private:
     void TakeEvents();
     void TakeEvent(const xcb_generic_event_t& event);
     bool WaitForEvents(std::chrono::steady_clock::time_point deadline) const;
-    void AddDirty(const RECT& area);
     bool ReadDamage();
     bool ReadArea(const RECT& dirty);
     bool EnsureSingleUse();
-    void TurnBack(const XRectangle& area);
     void ReadShape();
     void Describe(bool picture_changed, DXGI_OUTDUPL_FRAME_INFO& info);
     bool PlaceChanged() const;
@@ -58,8 +56,7 @@ private:
     std::shared_ptr<PixelBuffer> turned_;   // as the output has it; only if that is turned
     ComPtr<Texture> texture_;
     // What has changed since the last frame, within the output.
-    std::array<RECT, 8> dirty_{};
-    std::size_t dirty_count_ = 0;
+    DirtyAreas dirty_;
     UINT changes_ = 0;
 
     XPointerPlace place_;

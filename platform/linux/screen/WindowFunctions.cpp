@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "platform/linux/x11/XConnection.h"
 #include "platform/linux/x11/XOutputs.h"
@@ -27,23 +28,29 @@ HMONITOR ToMonitor(std::uint32_t output) {
 
 extern "C" {
 
-BOOL WINAPI EnumWindows(WNDENUMPROC visit, LPARAM parameter) {
+BOOL WINAPI EnumWindows(WNDENUMPROC visit, LPARAM parameter) try {
     const auto connection = XConnection::Shared();
     if (!connection || !visit) return FALSE;
     for (const xcb_window_t window : ListWindows(*connection)) {
         if (!visit(ToHandle(window), parameter)) return FALSE;
     }
     return TRUE;
+} catch (const std::bad_alloc&) {
+    return FALSE;
 }
 
-int WINAPI GetWindowTextW(HWND window, LPWSTR text, int size) {
+int WINAPI GetWindowTextW(HWND window, LPWSTR text, int size) try {
     const auto connection = XConnection::Shared();
     return CopyText(connection ? WindowTitle(*connection, ToXWindow(window)) : L"", text, size);
+} catch (const std::bad_alloc&) {
+    return CopyText(L"", text, size);
 }
 
-int WINAPI GetClassNameW(HWND window, LPWSTR text, int size) {
+int WINAPI GetClassNameW(HWND window, LPWSTR text, int size) try {
     const auto connection = XConnection::Shared();
     return CopyText(connection ? WindowClass(*connection, ToXWindow(window)) : L"", text, size);
+} catch (const std::bad_alloc&) {
+    return CopyText(L"", text, size);
 }
 
 BOOL WINAPI GetClientRect(HWND window, RECT* rect) {
@@ -61,7 +68,7 @@ BOOL WINAPI IsIconic(HWND window) {
 }
 
 BOOL WINAPI EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit,
-                                LPARAM parameter) {
+                                LPARAM parameter) try {
     const auto connection = XConnection::Shared();
     if (!connection || !visit || context || clip) return FALSE;
     std::vector<RECT> visited;
@@ -74,9 +81,11 @@ BOOL WINAPI EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC v
         if (!visit(ToMonitor(output.id), nullptr, &output.place, parameter)) return FALSE;
     }
     return visited.empty() ? FALSE : TRUE;
+} catch (const std::bad_alloc&) {
+    return FALSE;
 }
 
-BOOL WINAPI GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) {
+BOOL WINAPI GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) try {
     if (!info || (info->cbSize != sizeof(MONITORINFO) && info->cbSize != sizeof(MONITORINFOEXW)))
         return FALSE;
     const auto connection = XConnection::Shared();
@@ -91,6 +100,8 @@ BOOL WINAPI GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) {
         }
         return TRUE;
     }
+    return FALSE;
+} catch (const std::bad_alloc&) {
     return FALSE;
 }
 

@@ -5,7 +5,7 @@
 namespace Vimbrel {
 
 std::shared_ptr<PixelBuffer> PixelBuffer::Make(const std::shared_ptr<XConnection>& connection,
-                                               int width, int height) {
+                                               int width, int height) try {
     constexpr std::int64_t pixel_limit = std::int64_t{1} << 29;
     if (width <= 0 || height <= 0 || std::int64_t{width} * height > pixel_limit) return nullptr;
     std::shared_ptr<PixelBuffer> buffer(new PixelBuffer(width, height));
@@ -18,6 +18,8 @@ std::shared_ptr<PixelBuffer> PixelBuffer::Make(const std::shared_ptr<XConnection
         buffer->pixels_ = buffer->own_.get();
     }
     return buffer->pixels_ ? buffer : nullptr;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 }  // namespace Vimbrel

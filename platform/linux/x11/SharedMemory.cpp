@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <new>
 #include <utility>
 
 namespace Vimbrel {
@@ -20,8 +21,13 @@ std::unique_ptr<SharedMemory> SharedMemory::Make(std::shared_ptr<XConnection> co
         close(file);
         return nullptr;
     }
-    std::unique_ptr<SharedMemory> shared(
-        new SharedMemory(std::move(connection), static_cast<std::uint8_t*>(memory), size));
+    std::unique_ptr<SharedMemory> shared(new (std::nothrow) SharedMemory(
+        std::move(connection), static_cast<std::uint8_t*>(memory), size));
+    if (!shared) {
+        munmap(memory, size);
+        close(file);
+        return nullptr;
+    }
     xcb_connection_t* const c = shared->connection_->Get();
     const xcb_shm_seg_t segment = xcb_generate_id(c);
     // The library closes the descriptor once it is sent.

@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "base/ThreadSafety.h"
@@ -24,6 +25,8 @@ namespace Vimbrel {
 namespace {
 
 using HalvorixAppLog::LOG_LEVEL_TRACE;
+
+constexpr int normal_dpi = 96;
 
 const char* ConnectionError(int error) {
     switch (error) {
@@ -75,7 +78,7 @@ std::string DisplayName() {
 
 }  // namespace
 
-std::shared_ptr<XConnection> XConnection::Open() {
+std::shared_ptr<XConnection> XConnection::Open() try {
     InitializePixelOperations();
     int screen = 0;
     const std::string name = DisplayName();
@@ -91,9 +94,11 @@ std::shared_ptr<XConnection> XConnection::Open() {
     connection->FindAtoms();
     if (connection->Lost()) return nullptr;
     return connection;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
-std::shared_ptr<XConnection> XConnection::Shared() {
+std::shared_ptr<XConnection> XConnection::Shared() try {
     static struct {
         Mutex lock;
         std::shared_ptr<XConnection> connection GUARDED_BY(lock);
@@ -106,6 +111,8 @@ std::shared_ptr<XConnection> XConnection::Shared() {
         shared.name = name;
     }
     return shared.connection;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 XConnection::~XConnection() { xcb_disconnect(connection_); }
@@ -185,8 +192,7 @@ int XConnection::SettingDpi() const {
     return static_cast<int>(std::strtod(text.c_str() + found + name.size(), nullptr));
 }
 
-int XConnection::Dpi() const {
-    constexpr int normal = 96;
+int XConnection::Dpi() const try {
     const auto sensible = [](int dpi) { return dpi >= 24 && dpi <= 960; };
     if (const int dpi = SettingDpi(); sensible(dpi)) return dpi;
     for (const XOutput& output : ListOutputs(*this)) {
@@ -195,7 +201,9 @@ int XConnection::Dpi() const {
             std::lround((output.place.right - output.place.left) * 25.4 / output.width_mm));
         if (sensible(dpi)) return dpi;
     }
-    return normal;
+    return normal_dpi;
+} catch (const std::bad_alloc&) {
+    return normal_dpi;
 }
 
 void XConnection::FindAtoms() {

@@ -3,6 +3,7 @@
 #include <xcb/xfixes.h>
 
 #include <algorithm>
+#include <new>
 
 #include "platform/linux/x11/XReply.h"
 
@@ -28,7 +29,7 @@ XPointerPlace WaitPointerPlace(const XConnection& connection, xcb_query_pointer_
     return {reply->same_screen != 0, reply->root_x, reply->root_y};
 }
 
-bool ReadPointerShape(const XConnection& connection, XPointerShape& shape) {
+bool ReadPointerShape(const XConnection& connection, XPointerShape& shape) try {
     if (!connection.HasFixes()) return false;
     xcb_generic_error_t* error = nullptr;
     const XReply<xcb_xfixes_get_cursor_image_reply_t> reply(xcb_xfixes_get_cursor_image_reply(
@@ -54,6 +55,10 @@ bool ReadPointerShape(const XConnection& connection, XPointerShape& shape) {
         pixel[3] = static_cast<std::uint8_t>(alpha);
     }
     return true;
+} catch (const std::bad_alloc&) {
+    // The sizes are those of pixels that were not read.
+    shape = {};
+    return false;
 }
 
 }  // namespace Vimbrel

@@ -71,7 +71,7 @@ TEST(RTMPCast, ArrivesWholeAtARealServer) {
         EXPECT_GT(cast->GetCurrentBitRate(), 0);
         EXPECT_GT(cast->GetAverageBitRate(), 0);
         cast->Stop();
-        std::this_thread::sleep_for(300ms);
+        ASSERT_TRUE(server.WaitForFiles());
 
         const std::string file = server.Recording("key").string();
         EXPECT_EQ(Probe(server, file, "v", "codec_name,profile,width,height,nb_read_frames"),
@@ -120,7 +120,7 @@ TEST(RTMPCast, StandardFramingIsCutIntoHls) {
     ASSERT_EQ(cast->Start(), 0);
     Play(*cast, 120);
     cast->Stop();
-    std::this_thread::sleep_for(300ms);
+    ASSERT_TRUE(server.WaitForFiles());
     EXPECT_EQ(server.folder.Run("cat hls/key-*.ts > all.ts; ffprobe -v error -select_streams v "
                                 "-count_frames -show_entries "
                                 "stream=nb_read_frames -of csv=p=0 all.ts | head -1"),
@@ -155,7 +155,7 @@ TEST(RTMPCast, FramesOfOtherSizesAreFitted) {
     Play(*cast, 30, 641, 361);
     Play(*cast, 30, 90, 160, 30'000'000);
     cast->Stop();
-    std::this_thread::sleep_for(300ms);
+    ASSERT_TRUE(server.WaitForFiles());
     EXPECT_EQ(Probe(server, server.Recording("key").string(), "v", "width,height,nb_read_frames"),
               "320,240,60\n");
     // 641 x 361 in 320 x 240 leaves 30 rows of black above and below; 90 x 160 leaves 92 columns on

@@ -140,14 +140,10 @@ protected:
         EXPECT_EQ(source->Shutdown(), MF_E_SHUTDOWN);
         events.Reset();
         // A work item may still be on its way out.
-        ULONG references = 0;
-        for (int i = 0; i < 10'000; ++i) {
+        EXPECT_TRUE(WaitUntil([&] {
             source->AddRef();
-            references = source->Release();
-            if (references == 1) break;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        EXPECT_EQ(references, 1u);
+            return source->Release() == 1;
+        }));
         source.Reset();
     }
 

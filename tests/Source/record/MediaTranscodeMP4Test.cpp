@@ -1,23 +1,11 @@
 // Whole recordings as an application makes them, looked at by ffprobe and ffmpeg. What the pipeline
 // does with stamps and formats by itself is tested with the pipeline.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <objbase.h>
 
-#include <mmreg.h>
-
-#include <cmath>
-#include <fstream>
 #include <random>
-#include <thread>
 
-#include "tests/fakes/CapturingLog.h"
-#include "tests/support/Mp4Kit.h"
-#include "tests/support/WaitUntil.h"
-#include "tests/support/Watchdog.h"
-#include "tests/support/Wine.h"
+#include "tests/Source/record/Mp4RecorderKit.h"
 #include "vimbrel/AppLog.h"
-#include "vimbrel/MediaTranscode.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -25,107 +13,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-constexpr Scene no_sound = {.sound_rate = 0};
-
-WAVEFORMATEX Format(const Scene& scene) {
-    WAVEFORMATEX format{};
-    format.wFormatTag = WAVE_FORMAT_PCM;
-    format.nChannels = static_cast<WORD>(scene.channels);
-    format.nSamplesPerSec = scene.sound_rate;
-    format.wBitsPerSample = static_cast<WORD>(scene.bits);
-    format.nBlockAlign = static_cast<WORD>(scene.channels * scene.bits / 8);
-    format.nAvgBytesPerSec = format.nBlockAlign * scene.sound_rate;
-    return format;
-}
-
-// A recorder with the scene's formats.
-std::unique_ptr<MediaTranscode> Make(const Scene& scene, bool audio_only = false) {
-    auto recorder = CreateMediaTranscodeMP4(audio_only);
-    recorder->SetVideoOutputFormat(static_cast<int>(scene.width), static_cast<int>(scene.height));
-    recorder->SetVideoFps(static_cast<int>(scene.fps_num), static_cast<int>(scene.fps_den));
-    recorder->SetVideoQuality(2);
-    const WAVEFORMATEX format = Format(scene);
-    if (scene.sound_rate != 0) recorder->SetAudioOutputFormat(&format, nullptr);
-    return recorder;
-}
-
-void PushFrame(MediaTranscode& recorder, const Scene& scene, const Bytes& pixels,
-               std::int64_t time) {
-    recorder.SetVideoSample(const_cast<std::uint8_t*>(pixels.data()), scene.width, scene.height,
-                            scene.width * 4, time, scene.FrameTime(1));
-}
-
-void PushSound(MediaTranscode& recorder, const Scene& scene, std::int64_t first, std::size_t count,
-               const std::function<double(std::int64_t)>& wave, std::int64_t base = 0) {
-    Bytes sound = Sound(scene, first, count, wave);
-    recorder.SetAudioSample(sound.data(), static_cast<unsigned>(sound.size()),
-                            base + first * second / scene.sound_rate,
-                            static_cast<std::int64_t>(count) * second / scene.sound_rate);
-}
-
-// A sine in blocks of 20 ms.
-void PushSine(MediaTranscode& recorder, const Scene& scene, double seconds) {
-    const std::size_t block = scene.sound_rate / 50;
-    for (std::int64_t first = 0; static_cast<double>(first) < seconds * scene.sound_rate;
-         first += static_cast<std::int64_t>(block)) {
-        PushSound(recorder, scene, first, block, [&](std::int64_t i) { return Sine(scene, i); });
-    }
-}
-
-// Stop drops what waits.
-void WaitTaken(MediaTranscode& recorder) {
-    const auto waits = [&] {
-        const TranscodeStatistics counts = GetTranscodeStatistics(recorder);
-        return counts.videoTaken != counts.videoWritten + counts.videoDropped ||
-               counts.audioTaken != counts.audioWritten + counts.audioDropped;
-    };
-    EXPECT_TRUE(WaitUntil([&] { return !waits(); }, std::chrono::seconds(60)));
-}
-
-class MediaTranscodeMP4Test : public testing::Test {
-protected:
-    void SetUp() override {
-        if (RunsUnderWine())
-            GTEST_SKIP()
-                << "Wine 8 ends the program in MFCreateTranscodeProfile, which it does not have";
-        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-        TakeLog();
-    }
-    void TearDown() override {
-        if (!RunsUnderWine()) CoUninitialize();
-    }
-
-    std::wstring Name(const std::string& name = "out.mp4") const {
-        return (folder / name).wstring();
-    }
-    std::string Path(const std::string& name = "out.mp4") const { return (folder / name).string(); }
-
-    // Frames and as much sound, one after the other as time goes on.
-    void Record(const Scene& scene, int frames, const std::string& name = "out.mp4") const {
-        const auto recorder = Make(scene);
-        ASSERT_TRUE(recorder->Create(Name(name)));
-        ASSERT_TRUE(recorder->Start());
-        std::int64_t samples = 0;
-        for (int i = 0; i < frames; ++i) {
-            while (scene.sound_rate != 0 &&
-                   samples * second / scene.sound_rate < scene.FrameTime(i + 1)) {
-                PushSound(*recorder, scene, samples, 441,
-                          [&](std::int64_t sample) { return Sine(scene, sample); });
-                samples += 441;
-            }
-            PushFrame(*recorder, scene, Frame(scene, i), scene.FrameTime(i));
-        }
-        WaitTaken(*recorder);
-        recorder->Stop();
-        recorder->Cleanup();
-        EXPECT_EQ(GetTranscodeStatistics(*recorder).videoWritten,
-                  static_cast<std::uint64_t>(frames));
-    }
-
-    const Watchdog watchdog{"MediaTranscodeMP4Test", std::chrono::seconds(110)};
-    const TempFolder folder;
-};
 
 TEST_F(MediaTranscodeMP4Test, FormatsRatesAndSizes) {
     const struct {
@@ -287,85 +174,6 @@ TEST_F(MediaTranscodeMP4Test, OneMediumWithoutTheOther) {
     }
 }
 
-TEST_F(MediaTranscodeMP4Test, StopDropsWhatWaitsAndIsQuick) {
-    const Scene scene = {.width = 160, .height = 90};
-    const auto recorder = Make(scene);
-    ASSERT_TRUE(recorder->Create(Name()));
-    // Samples are taken from Create on.
-    PushSine(*recorder, scene, 1);
-    const Bytes frame = Frame(scene, 0);
-    PushFrame(*recorder, scene, frame, 0);
-    ASSERT_TRUE(recorder->Start());
-    constexpr int count = 3000;
-    for (int i = 1; i < count; ++i) PushFrame(*recorder, scene, frame, scene.FrameTime(i));
-    const auto start = std::chrono::steady_clock::now();
-    recorder->Stop();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
-    const TranscodeStatistics counts = GetTranscodeStatistics(*recorder);
-    EXPECT_EQ(counts.videoTaken, static_cast<std::uint64_t>(count));
-    EXPECT_EQ(counts.videoDropped + counts.videoWritten, static_cast<std::uint64_t>(count));
-    EXPECT_EQ(Probe(Path(), "v", "nb_frames"), std::to_string(counts.videoWritten));
-    ExpectDecodes(Path());
-}
-
-TEST_F(MediaTranscodeMP4Test, CountsBalanceWhenSamplesRaceWithStopOrComeAfterTheEnd) {
-    const Scene scene = {.width = 16, .height = 16};
-    const Bytes frame = Frame(scene, 0);
-    const Bytes sound(1764);
-    for (int round = 0; round < 40; ++round) {
-        const auto recorder = Make(scene);
-        ASSERT_TRUE(recorder->Create(Name()));
-        ASSERT_TRUE(recorder->Start());
-        std::atomic<bool> stopped{false};
-        std::thread picture([&] {
-            for (int i = 0; !stopped; ++i) PushFrame(*recorder, scene, frame, scene.FrameTime(i));
-        });
-        std::thread beside([&] {
-            for (int i = 0; !stopped; ++i)
-                recorder->SetAudioSample(const_cast<std::uint8_t*>(sound.data()), 1764, i, 0);
-        });
-        while (GetTranscodeStatistics(*recorder).videoTaken < 5) std::this_thread::yield();
-        // A block of size 0 ends it as Stop does.
-        if (round % 2 == 0) recorder->SetAudioSample(nullptr, 0, 0, 0);
-        const TranscodeStatistics at_end = GetTranscodeStatistics(*recorder);
-        if (round % 2 == 1) recorder->Stop();
-        stopped = true;
-        picture.join();
-        beside.join();
-        recorder->Stop();
-        const TranscodeStatistics counts = GetTranscodeStatistics(*recorder);
-        EXPECT_EQ(counts.videoTaken, counts.videoWritten + counts.videoDropped);
-        EXPECT_EQ(counts.audioTaken, counts.audioWritten + counts.audioDropped);
-        if (round % 2 == 0) {
-            EXPECT_EQ(counts.videoTaken, at_end.videoTaken) << "nothing is collected after it";
-        }
-        if (HasFailure()) FAIL() << "round " << round;
-    }
-}
-
-TEST_F(MediaTranscodeMP4Test, TwoAtOnceAndEachAgain) {
-    std::thread other(
-        [this] { Record({.width = 160, .height = 120, .fps_num = 30}, 90, "other.mp4"); });
-    Record({}, 75, "one.mp4");
-    other.join();
-    EXPECT_EQ(Probe(Path("other.mp4"), "v", "width,nb_frames"), "160,90");
-    EXPECT_EQ(Probe(Path("one.mp4"), "v", "width,nb_frames"), "64,75");
-
-    // A second file keeps the first one's origin, so its picture begins where the stamps stand.
-    const auto recorder = Make(no_sound);
-    for (const char* name : {"first.mp4", "second.mp4"}) {
-        const int begin = name[0] == 'f' ? 100 : 150;
-        ASSERT_TRUE(recorder->Create(Name(name)));
-        ASSERT_TRUE(recorder->Start());
-        for (int i = begin; i < begin + 25; ++i)
-            PushFrame(*recorder, no_sound, Frame(no_sound, i), no_sound.FrameTime(i));
-        WaitTaken(*recorder);
-        recorder->Stop();
-        EXPECT_NEAR(Times(Path(name), "v").front(), begin == 100 ? 0.0 : 2.0, 1e-4);
-        ExpectDecodes(Path(name));
-    }
-}
-
 TEST_F(MediaTranscodeMP4Test, WhatCannotBeMadeIsRefusedAndToldAndHarmsNoOlderFile) {
     const Bytes older = {'o', 'l', 'd'};
     folder.Write("out.mp4", older);
@@ -464,55 +272,6 @@ TEST_F(MediaTranscodeMP4Test, BadSamplesHarmNothing) {
     PushFrame(*recorder, no_sound, frame, second);
     EXPECT_TRUE(WaitUntil([&] { return GetTranscodeStatistics(*recorder).failed; }));
     recorder->Stop();
-}
-
-struct Possessions {
-    std::ptrdiff_t threads = 0;
-    std::ptrdiff_t handles = 0;
-    long memory_kib = 0;
-};
-
-Possessions Count() {
-    const auto entries = [](const char* folder) {
-        return std::distance(std::filesystem::directory_iterator(folder),
-                             std::filesystem::directory_iterator());
-    };
-    Possessions count = {entries("/proc/self/task"), entries("/proc/self/fd"), 0};
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0)
-            count.memory_kib = std::strtol(line.c_str() + 6, nullptr, 10);
-    }
-    return count;
-}
-
-TEST_F(MediaTranscodeMP4Test, ManyRoundsLeaveNothingBehind) {
-    // In memory: waiting for the disk would take most of the time.
-    const std::wstring name = L"/dev/shm/" + folder.path.filename().wstring() + L".mp4";
-    const Scene scene = {.width = 16, .height = 16};
-    const Bytes frame = Frame(scene, 0);
-    const auto round = [&](int number) {
-        const auto recorder = Make(scene);
-        ASSERT_TRUE(recorder->Create(name));
-        // Some end before they start, or without a sample, or by their destructor.
-        if (number % 10 == 0) return;
-        ASSERT_TRUE(recorder->Start());
-        for (int i = 0; i < number % 3; ++i) {
-            PushSound(*recorder, scene, i * 1764, 1764, [](std::int64_t) { return 0.1; });
-            PushFrame(*recorder, scene, frame, scene.FrameTime(i));
-        }
-        if (number % 4 != 0) recorder->Stop();
-    };
-    for (int i = 0; i < 100; ++i) round(i);
-    const Possessions before = Count();
-    for (int i = 0; i < 400; ++i) round(i);
-    const Possessions after = Count();
-    std::filesystem::remove(name);
-    EXPECT_LE(after.threads, before.threads);
-    EXPECT_LE(after.handles, before.handles);
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    EXPECT_LT(after.memory_kib - before.memory_kib, 8 << 10);
-#endif
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ TEST(RTMPServers, TlsIsSpokenAndTheCertificateNotVerified) {
     ASSERT_EQ(cast->Start(), 0);
     Play(*cast, 30);
     cast->Stop();
-    std::this_thread::sleep_for(300ms);
+    ASSERT_TRUE(server.WaitForFiles());
     EXPECT_EQ(server.folder.Run("ffprobe -v quiet -select_streams v -count_frames -show_entries "
                                 "stream=nb_read_frames -of csv=p=0 " +
                                 server.Recording("key").string()),

@@ -8,6 +8,7 @@
 #include "layers/ScreenLayer.h"
 #include "tests/integration/screen/TwoOutputs.h"
 #include "tests/support/TestWindow.h"
+#include "tests/support/WaitUntil.h"
 #include "tests/support/Watchdog.h"
 
 namespace studio {
@@ -15,6 +16,7 @@ namespace {
 
 using Vimbrel::test::TestWindow;
 using Vimbrel::test::TwoOutputs;
+using Vimbrel::test::WaitUntil;
 using Vimbrel::test::Watchdog;
 
 class ScreenLayerTest : public testing::Test {
@@ -41,15 +43,12 @@ protected:
     // Whether the layer comes to show the window. It looks at the screen once a second.
     bool Shows(const TestWindow& window, int x, int y) {
         Raster canvas(640, 480);
-        for (int i = 0; i < 1000; ++i) {
+        return WaitUntil([&] {
             layer->Draw(0, canvas);
             const std::uint8_t* pixel = canvas.At(x, y);
-            if (static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]) ==
-                window.Expected(0, 0))
-                return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return false;
+            return static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]) ==
+                   window.Expected(0, 0);
+        });
     }
 
     const Watchdog watchdog{"ScreenLayerTest"};
@@ -62,7 +61,8 @@ TEST_F(ScreenLayerTest, AnOutputThatGoesOffAndOnIsShownAgain) {
     const TestWindow before{10, 10, 50, 50, 1};
     EXPECT_TRUE(Shows(before, 10, 10));
     outputs.SwitchOff(0);
-    // Long enough for a request of the layer, and too short for its look at the screen.
+    // The length is the subject: several requests of the layer fail meanwhile, and its look at the
+    // screen, once a second, does not come.
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
     outputs.SwitchOn(0);
     const TestWindow after{100, 10, 50, 50, 2};

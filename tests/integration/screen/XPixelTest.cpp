@@ -76,8 +76,9 @@ TEST(XPixelTest, AChangeThatComesWithTheReplyIsAFrame) {
     ComPtr<IDXGIResource> resource;
     while (duplication->AcquireNextFrame(0, &info, resource.Put()) == S_OK)
         duplication->ReleaseFrame();
-    // The frame is asked for while the server serves the painter only, so it tells of the paint
-    // before it answers.
+    // The frame is requested while the server serves only the painter, so the server reports the
+    // paint before it replies. The pause lets the request reach the server: the duplication's
+    // connection is its own, so nothing here shows when that has happened.
     HRESULT result = E_FAIL;
     std::jthread asking;
     FillRoot(0x112233, [&] {

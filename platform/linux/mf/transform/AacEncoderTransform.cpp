@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstring>
+#include <new>
 
 #include "platform/linux/mf/objects/MediaType.h"
 
@@ -67,7 +68,7 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetInputType(DWORD stream, IMFMed
 }
 
 HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetOutputType(DWORD stream, IMFMediaType* type,
-                                                             DWORD) {
+                                                             DWORD) try {
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     output_type_.Reset();
     encoder_.reset();
@@ -90,6 +91,9 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::SetOutputType(DWORD stream, IMFMe
     hr = type->SetBlob(MF_MT_USER_DATA, user_data.data(), static_cast<UINT32>(user_data.size()));
     if (SUCCEEDED(hr)) output_type_ = ComPtr<IMFMediaType>(type);
     return hr;
+} catch (const std::bad_alloc&) {
+    encoder_.reset();
+    return E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE message, ULONG_PTR) {
@@ -98,7 +102,7 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE m
 }
 
 HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessInput(DWORD stream, IMFSample* sample,
-                                                            DWORD) {
+                                                            DWORD) try {
     if (!sample) return E_POINTER;
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     if (!encoder_) return MF_E_TRANSFORM_TYPE_NOT_SET;
@@ -110,6 +114,10 @@ HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessInput(DWORD stream, IMFSam
                                 frames_.emplace_back(packet.data, packet.data + packet.size);
                                 return S_OK;
                             });
+} catch (const std::bad_alloc&) {
+    // A block that fails leaves no frames, so that the next one is accepted.
+    frames_.clear();
+    return E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE AacEncoderTransform::ProcessOutput(DWORD, DWORD count,

@@ -5,7 +5,7 @@
 #include <objbase.h>
 
 #include <cstdlib>
-#include <optional>
+#include <new>
 #include <utility>
 
 #include "platform/linux/codec/HardwareEncoders.h"
@@ -18,8 +18,10 @@ namespace {
 class EncoderActivate final : public AttributesObject<Implements<IMFActivate, IMFAttributes>> {
 public:
     explicit EncoderActivate(ListedEncoder encoder) : encoder_(std::move(encoder)) {
-        SetUINT32(MF_TRANSFORM_FLAGS_Attribute, encoder_.flags);
-        SetString(MFT_FRIENDLY_NAME_Attribute, encoder_.name.c_str());
+        // Without its flags an asynchronous encoder would pass for a synchronous one.
+        if (FAILED(SetUINT32(MF_TRANSFORM_FLAGS_Attribute, encoder_.flags)) ||
+            FAILED(SetString(MFT_FRIENDLY_NAME_Attribute, encoder_.name.c_str())))
+            throw std::bad_alloc();
     }
 
     HRESULT STDMETHODCALLTYPE ActivateObject(REFIID iid, void** object) override {
@@ -44,18 +46,13 @@ private:
     ComPtr<IUnknown> made_;
 };
 
-std::optional<std::vector<ListedEncoder>>& Override() {
-    static std::optional<std::vector<ListedEncoder>> encoders;
-    return encoders;
-}
-
 std::wstring Wide(const char* text) { return {text, text + std::char_traits<char>::length(text)}; }
 
 // Lists the encoders whose devices exist. Whether one works shows when its types are set. All are
 // synchronous: libavcodec takes a frame and returns a packet, so a thread around that would only
 // add a frame of delay.
 std::vector<ListedEncoder> Hardware() {
-    if (Override()) return *Override();
+    if (const auto* replaced = ScopedHardwareEncoders::Current()) return *replaced;
     std::vector<ListedEncoder> found;
     for (const HardwareEncoder& encoder : HardwareEncoders()) {
         if (FindDevice(encoder).empty()) continue;
@@ -77,18 +74,12 @@ bool Lists(const MFT_REGISTER_TYPE_INFO* type, const GUID& subtype) {
 
 }  // namespace
 
-ScopedHardwareEncoders::ScopedHardwareEncoders(std::vector<ListedEncoder> encoders) {
-    Override() = std::move(encoders);
-}
-
-ScopedHardwareEncoders::~ScopedHardwareEncoders() { Override().reset(); }
-
 }  // namespace Vimbrel
 
 extern "C" HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags,
                                     const MFT_REGISTER_TYPE_INFO* input,
                                     const MFT_REGISTER_TYPE_INFO* output, IMFActivate*** activates,
-                                    UINT32* count) {
+                                    UINT32* count) try {
     using namespace Vimbrel;
     if (!activates || !count) return E_POINTER;
     *activates = nullptr;
@@ -96,14 +87,17 @@ extern "C" HRESULT WINAPI MFTEnumEx(GUID category, UINT32 flags,
     if (category != MFT_CATEGORY_VIDEO_ENCODER || !Lists(input, MFVideoFormat_NV12) ||
         !Lists(output, MFVideoFormat_H264))
         return S_OK;
-    const std::vector<ListedEncoder> found =
-        (flags & MFT_ENUM_FLAG_HARDWARE) != 0 ? Hardware() : Software();
-    if (found.empty()) return S_OK;
-    auto* const list = static_cast<IMFActivate**>(CoTaskMemAlloc(found.size() * sizeof(void*)));
+    std::vector<ComPtr<EncoderActivate>> made;
+    for (const ListedEncoder& each :
+         (flags & MFT_ENUM_FLAG_HARDWARE) != 0 ? Hardware() : Software())
+        made.push_back(MakeCom<EncoderActivate>(each));
+    if (made.empty()) return S_OK;
+    auto* const list = static_cast<IMFActivate**>(CoTaskMemAlloc(made.size() * sizeof(void*)));
     if (!list) return E_OUTOFMEMORY;
-    for (std::size_t i = 0; i < found.size(); ++i)
-        list[i] = MakeCom<EncoderActivate>(found[i]).Detach();
+    for (std::size_t i = 0; i < made.size(); ++i) list[i] = made[i].Detach();
     *activates = list;
-    *count = static_cast<UINT32>(found.size());
+    *count = static_cast<UINT32>(made.size());
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }

@@ -5,7 +5,10 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "base/Replaceable.h"
 
 namespace Vimbrel {
 
@@ -19,10 +22,22 @@ struct ListedEncoder {
 // override of classes could name. For tests; not while another thread lists encoders.
 class ScopedHardwareEncoders {
 public:
-    explicit ScopedHardwareEncoders(std::vector<ListedEncoder> encoders);
-    ~ScopedHardwareEncoders();
-    ScopedHardwareEncoders(const ScopedHardwareEncoders&) = delete;
-    ScopedHardwareEncoders& operator=(const ScopedHardwareEncoders&) = delete;
+    explicit ScopedHardwareEncoders(std::vector<ListedEncoder> encoders)
+        : encoders_{std::move(encoders)}, replacement_(encoders_) {}
+
+    // The newest replacement; null if there is none.
+    static const std::vector<ListedEncoder>* Current() {
+        const List* const list = ScopedReplacement<List>::Current();
+        return list ? &list->encoders : nullptr;
+    }
+
+private:
+    struct List {
+        std::vector<ListedEncoder> encoders;
+    };
+
+    List encoders_;
+    const ScopedReplacement<List> replacement_;
 };
 
 }  // namespace Vimbrel

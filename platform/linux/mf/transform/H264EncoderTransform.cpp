@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -78,7 +79,8 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::SetInputType(DWORD stream, IMFMe
     return S_OK;
 }
 
-HRESULT H264EncoderTransform::Open() {
+HRESULT H264EncoderTransform::Open() try {
+    open_ = false;
     settings_.quality_percent =
         rate_control_ == eAVEncCommonRateControlMode_Quality ? quality_percent_ : 0;
     const HRESULT hr = encoder_.Open(settings_, hardware_);
@@ -86,6 +88,8 @@ HRESULT H264EncoderTransform::Open() {
     has_sequence_header_ = false;
     stamps_.clear();
     return hr;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE message,
@@ -104,7 +108,7 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessMessage(MFT_MESSAGE_TYPE 
 }
 
 HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessInput(DWORD stream, IMFSample* sample,
-                                                             DWORD) {
+                                                             DWORD) try {
     if (!sample) return E_POINTER;
     if (stream != 0) return MF_E_INVALIDSTREAMNUMBER;
     if (!input_type_) return MF_E_TRANSFORM_TYPE_NOT_SET;
@@ -125,6 +129,12 @@ HRESULT STDMETHODCALLTYPE H264EncoderTransform::ProcessInput(DWORD stream, IMFSa
         return hr;
     }
     return encoder_.IsKey() && !has_sequence_header_ ? KeepSequenceHeader() : S_OK;
+} catch (const std::bad_alloc&) {
+    // The frame is lost, and later ones would refer to it: the next one opens the encoder anew and
+    // becomes a key frame.
+    encoder_.DropAccessUnit();
+    open_ = false;
+    return E_OUTOFMEMORY;
 }
 
 HRESULT H264EncoderTransform::KeepSequenceHeader() {
