@@ -39,7 +39,7 @@ HRESULT AudioClient::Initialize(AUDCLNT_SHAREMODE mode, DWORD flags, REFERENCE_T
     const bool loopback = (flags & AUDCLNT_STREAMFLAGS_LOOPBACK) != 0;
     if (flow_ == eRender && !loopback) {
         APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_TRACE,
-                    "pulse: nothing is rendered, as monitors deliver without it");
+                      "pulse: nothing is rendered, as monitors deliver without it");
         return AUDCLNT_E_ENDPOINT_CREATE_FAILED;
     }
     if (flow_ == eCapture && loopback) return AUDCLNT_E_WRONG_ENDPOINT_TYPE;
