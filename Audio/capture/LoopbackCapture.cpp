@@ -57,10 +57,8 @@ LoopbackCapture::~LoopbackCapture() {
 }
 
 HRESULT LoopbackCapture::Initialize(const std::wstring& name) {
-    // The caller's text may be the one that is assigned to below.
-    const std::wstring wanted = name;
     Close();
-    HRESULT hr = FindDevice(wanted);
+    HRESULT hr = FindDevice(name);
     if (SUCCEEDED(hr)) hr = ActivateClient();
     if (SUCCEEDED(hr) && convert_to_pcm16) hr = ConvertToPcm16();
     if (SUCCEEDED(hr)) hr = AllocateBuffer();
@@ -171,7 +169,7 @@ void LoopbackCapture::StopThread(std::thread& thread, HANDLE stop_event) {
 void LoopbackCapture::Capture() {
     DWORD index = 0;
     // Without it the thread runs at the usual priority.
-    const HANDLE task = AvSetMmThreadCharacteristicsW(L"Audio", &index);
+    HANDLE task = AvSetMmThreadCharacteristicsW(L"Audio", &index);
     if (SUCCEEDED(audio_client->Start())) {
         packet_count = 0;
         SetEvent(started_event);
