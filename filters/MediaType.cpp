@@ -43,7 +43,7 @@ void DeleteMediaType(AM_MEDIA_TYPE* type) {
 }
 
 CMediaType& CMediaType::operator=(const CMediaType& other) {
-    Set(other);
+    if (&other != this) Set(other);
     return *this;
 }
 
