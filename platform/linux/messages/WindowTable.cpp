@@ -57,7 +57,7 @@ HWND WindowTable::Add(std::wstring_view class_name) {
     const MutexLock guard(lock_);
     const auto found = classes_.find(folded);
     if (found == classes_.end()) return nullptr;
-    const HWND window = reinterpret_cast<HWND>(++last_handle_);
+    HWND window = reinterpret_cast<HWND>(++last_handle_);
     windows_[window] = {found->second, thread, MessageQueue::OfThread(thread), 0, false};
     return window;
 }

@@ -30,7 +30,7 @@ HWND WINAPI CreateWindowExW(DWORD extended_style, LPCWSTR class_name, LPCWSTR ti
                             HINSTANCE instance, LPVOID parameter) {
     if (!class_name || parent != HWND_MESSAGE) return nullptr;
     WindowTable& table = WindowTable::Get();
-    const HWND window = table.Add(class_name);
+    HWND window = table.Add(class_name);
     if (!window) return nullptr;
     CREATESTRUCTW creation{
         parameter, instance,   menu,          parent, height, width, y, x, static_cast<LONG>(style),

@@ -215,14 +215,14 @@ HRESULT PresentationReader::ListenTo(IMFMediaStream* stream, std::size_t track) 
 // What runs out of memory in the call fails the source's part of the recording: nobody is above a
 // work item to catch it.
 HRESULT PresentationReader::MakeCallback(Call call, ComPtr<IMFAsyncCallback>& callback) {
-    const auto guarded = [self = ComPtr(this), call = std::move(call)](IMFAsyncResult* result) {
+    auto guarded = [self = ComPtr(this), call = std::move(call)](IMFAsyncResult* result) {
         try {
             call(*self.Get(), result);
         } catch (const std::bad_alloc&) {
             self->Fail(E_OUTOFMEMORY);
         }
     };
-    return CreateCom<FunctionCallback>(callback.Put(), guarded);
+    return CreateCom<FunctionCallback>(callback.Put(), std::move(guarded));
 }
 
 HRESULT PresentationReader::Put(Call call) {
