@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/MediaSample.h"
 #include "base/ObjectCreation.h"
 
 namespace Vimbrel {
@@ -59,9 +60,7 @@ HRESULT CreateType(const WAVEFORMATEX& format, ComPtr<IMFMediaType>& type) {
 HRESULT CreateSample(std::uint64_t size, ComPtr<IMFMediaBuffer>& buffer,
                      ComPtr<IMFSample>& sample) {
     if (size > UINT32_MAX) return E_OUTOFMEMORY;
-    HRESULT hr = MFCreateSample(sample.Put());
-    if (SUCCEEDED(hr)) hr = MFCreateMemoryBuffer(static_cast<DWORD>(size), buffer.Put());
-    return SUCCEEDED(hr) ? sample->AddBuffer(buffer.Get()) : hr;
+    return MakeMemorySample(static_cast<DWORD>(size), sample, buffer);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "Audio/BlockMathVectors.h"
 
+#include "pixel/vector/Processors.h"
+
 // Chooses the processors that Highway's own headers compile for.
 #include "pixel/vector/Targets.h"
 
@@ -79,14 +81,6 @@ namespace {
 constexpr BlockMath avx512 = {"avx512", N_AVX3::Add, N_AVX3::Scale};
 constexpr BlockMath avx2 = {"avx2", N_AVX2::Add, N_AVX2::Scale};
 constexpr BlockMath sse4 = {"sse4", N_SSE4::Add, N_SSE4::Scale};
-
-bool HasSse4() { return __builtin_cpu_supports("sse4.2") != 0; }
-bool HasAvx2() { return HasSse4() && __builtin_cpu_supports("avx2") != 0; }
-bool HasAvx512() {
-    return HasAvx2() && __builtin_cpu_supports("avx512f") != 0 &&
-           __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
-           __builtin_cpu_supports("avx512bw") != 0;
-}
 
 constexpr BlockMathVectors compiled[] = {{&avx512, HasAvx512}, {&avx2, HasAvx2}, {&sse4, HasSse4}};
 static_assert(std::size(compiled) <= max_block_math_vectors);

@@ -1,6 +1,6 @@
-// The arithmetic on a block and the mixer's rounds against memcpy of the same bytes, in turns; and
-// rings that are as large and locked as often. Prints our best time over memcpy's, so that below 1
-// is faster. Usage: audio_blocks [rounds]
+// The arithmetic on a block and the mixer's rounds against memcpy of the same bytes, alternating;
+// and rings that are as large and locked as often. Prints our best time over memcpy's, so that
+// below 1 is faster. Usage: audio_blocks [rounds]
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -13,6 +13,7 @@
 #include "Audio/BlockMath.h"
 #include "Audio/CAudioMixer.h"
 #include "base/Clock.h"
+#include "tests/fakes/ManualClock.h"
 
 namespace {
 
@@ -61,15 +62,6 @@ void CompareArithmetic(int rounds) {
     }
 }
 
-class SteppedClock final : public Clock {
-public:
-    std::int64_t PerformanceCounter() override { return now; }
-    std::int64_t PerformanceFrequency() override { return 10'000'000; }
-    std::uint32_t TimeMilliseconds() override { return 0; }
-
-    std::int64_t now = 1'000'000'000;
-};
-
 // Blocks that the rings of both hold, within the ring's first size.
 constexpr int blocks = 250;
 
@@ -98,7 +90,7 @@ private:
 };
 
 void CompareRounds(std::size_t channels, int rounds) {
-    SteppedClock clock;
+    test::ManualClock clock;
     const ScopedClock scoped(clock);
     CAudioMixer mixer;
     std::vector<CAudioChannel2*> added;
@@ -116,7 +108,8 @@ void CompareRounds(std::size_t channels, int rounds) {
                 channel->volume = best == &mixed ? 100 : 77;
                 channel->WriteSamples(sound.data(), static_cast<int>(sound.size()), 0, 0);
             }
-            clock.now += blocks * (run->period + 1);  // a clock in double precision truncates
+            // A clock in double precision truncates.
+            clock.AdvanceUnits(blocks * (run->period + 1));
             best->Keep(Seconds([&] {
                 for (int block = 0; block < blocks; ++block) mixer.Turn(*run);
             }));

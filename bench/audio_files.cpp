@@ -1,7 +1,7 @@
 // Mixing and resampling of raw files as whole processes, against ffmpeg and GStreamer on the same
-// files. Each figure is the best of several rounds, which take the programs in turns. The files of
-// all mixes have the same size in sum, and all three mix them to the same bytes. Usage: audio_files
-// [rounds]
+// files. Each figure is the best of several rounds, which alternate between the programs. The files
+// of all mixes have the same size in sum, and all three mix them to the same bytes. Usage:
+// audio_files [rounds]
 #include <objbase.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -20,6 +20,7 @@
 #include "Audio/CAudioMixer.h"
 #include "base/Clock.h"
 #include "bench/ChildProcess.h"
+#include "tests/fakes/ManualClock.h"
 
 namespace {
 
@@ -48,18 +49,9 @@ std::span<unsigned char> Map(const std::string& name) {
     return {static_cast<unsigned char*>(memory), size};
 }
 
-class SteppedClock final : public Clock {
-public:
-    std::int64_t PerformanceCounter() override { return now; }
-    std::int64_t PerformanceFrequency() override { return 10'000'000; }
-    std::uint32_t TimeMilliseconds() override { return 0; }
-
-    std::int64_t now = 1'000'000'000;
-};
-
 // The first name is the output's.
 int Mix(const std::vector<std::string>& names) {
-    SteppedClock clock;
+    test::ManualClock clock;
     const ScopedClock scoped(clock);
     CAudioMixer mixer;
     const File output = Open(names[0], "wb");
@@ -81,7 +73,7 @@ int Mix(const std::vector<std::string>& names) {
         for (const Input& input : inputs)
             input.channel->WriteSamples(input.sound.data() + done, block, 0, 0);
         mixer.Turn(*run);
-        clock.now += run->period + 1;  // a clock in double precision truncates
+        clock.AdvanceUnits(run->period + 1);  // a clock in double precision truncates
     }
     return 0;
 }

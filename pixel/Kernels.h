@@ -20,8 +20,8 @@ struct RowPair {
     std::int32_t pairs;
     std::uint8_t alpha;
     // Whether to write one row after the other, although the chroma then is computed twice: two
-    // rows in turns are more than a processor foresees, which shows where the picture does not fit
-    // its caches.
+    // alternating rows are more than a processor foresees, which shows where the picture does not
+    // fit its caches.
     bool one_by_one;
 };
 using SemiplanarRows = void (*)(const RowPair& rows, const std::uint8_t* chroma);

@@ -90,7 +90,11 @@ HRESULT LoopbackCapture::FindDevice(const std::wstring& name) {
         device_name = name;
     }
     if (!device) hr = enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device.Put());
-    return device ? S_OK : hr;
+    if (!device) return hr;
+    // Kept: the direction is read and not acted on, because the default device is an output anyway.
+    EDataFlow flow = eRender;
+    if (const auto endpoint = device.As<IMMEndpoint>()) endpoint->GetDataFlow(&flow);
+    return S_OK;
 }
 
 HRESULT LoopbackCapture::ActivateClient() {
@@ -170,17 +174,17 @@ void LoopbackCapture::Capture() {
     DWORD index = 0;
     // Without it the thread runs at the usual priority.
     HANDLE task = AvSetMmThreadCharacteristicsW(L"Audio", &index);
-    if (SUCCEEDED(audio_client->Start())) {
+    const bool started = SUCCEEDED(audio_client->Start());
+    if (started) {
         packet_count = 0;
         SetEvent(started_event);
         const auto interval =
             static_cast<DWORD>(std::min(device_period / ticks_per_millisecond, longest_wait_ms));
         while (WaitForSingleObject(capture_stop_event, interval) == WAIT_TIMEOUT) Drain();
         audio_client->Stop();
-    } else {
-        SetEvent(started_event);
     }
     if (task) AvRevertMmThreadCharacteristics(task);
+    if (!started) SetEvent(started_event);
 }
 
 void LoopbackCapture::Drain() {

@@ -75,31 +75,32 @@ void SilentStream::Play(HANDLE stop_event) const {
     }
 }
 
-void OpenAndPlay(IMMDevice& device, HANDLE started_event, HANDLE stop_event) {
+// Whether it came to play; then `started_event` was signalled.
+bool OpenAndPlay(IMMDevice& device, HANDLE started_event, HANDLE stop_event) {
     SilentStream stream;
+    if (FAILED(stream.Open(device))) return false;
     DWORD index = 0;
-    HANDLE task = nullptr;
-    if (SUCCEEDED(stream.Open(device)) &&
-        (task = AvSetMmThreadCharacteristicsW(L"Playback", &index)) != nullptr &&
-        SUCCEEDED(stream.Start())) {
+    HANDLE task = AvSetMmThreadCharacteristicsW(L"Playback", &index);
+    if (!task) return false;
+    const bool started = SUCCEEDED(stream.Start());
+    if (started) {
         SetEvent(started_event);
         stream.Play(stop_event);
         stream.Stop();
-    } else {
-        SetEvent(started_event);
     }
-    if (task) AvRevertMmThreadCharacteristics(task);
+    AvRevertMmThreadCharacteristics(task);
+    return started;
 }
 
 }  // namespace
 
 void PlaySilence(IMMDevice& device, HANDLE started_event, HANDLE stop_event) {
-    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
-        SetEvent(started_event);
-        return;
+    bool started = false;
+    if (SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
+        started = OpenAndPlay(device, started_event, stop_event);
+        CoUninitialize();
     }
-    OpenAndPlay(device, started_event, stop_event);
-    CoUninitialize();
+    if (!started) SetEvent(started_event);
 }
 
 }  // namespace Vimbrel

@@ -2,6 +2,7 @@
 // which variant runs is chosen in KernelSelection.cpp, so that its library is needed nowhere.
 #include "pixel/vector/VectorKernels.h"
 
+#include "pixel/vector/Processors.h"
 #include "pixel/vector/Targets.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -55,14 +56,6 @@ namespace {
 constexpr Kernels avx512_kernels = N_AVX3::VectorVariant("avx512");
 constexpr Kernels avx2_kernels = N_AVX2::VectorVariant("avx2");
 constexpr Kernels sse4_kernels = N_SSE4::VectorVariant("sse4");
-
-bool HasSse4() { return __builtin_cpu_supports("sse4.2") != 0; }
-bool HasAvx2() { return HasSse4() && __builtin_cpu_supports("avx2") != 0; }
-bool HasAvx512() {
-    return HasAvx2() && __builtin_cpu_supports("avx512f") != 0 &&
-           __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
-           __builtin_cpu_supports("avx512bw") != 0;
-}
 
 constexpr VectorKernels compiled[] = {
     {&avx512_kernels, HasAvx512}, {&avx2_kernels, HasAvx2}, {&sse4_kernels, HasSse4}};

@@ -116,18 +116,14 @@ HRESULT AudioClient::SetEventHandle(HANDLE event) {
     return Stream() ? AUDCLNT_E_EVENTHANDLE_NOT_EXPECTED : AUDCLNT_E_NOT_INITIALIZED;
 }
 
-HRESULT AudioClient::GetService(REFIID iid, void** service) try {
+HRESULT AudioClient::GetService(REFIID iid, void** service) {
     if (!service) return E_POINTER;
     *service = nullptr;
     std::shared_ptr<RecordStream> stream = Stream();
     if (!stream) return AUDCLNT_E_NOT_INITIALIZED;
     if (iid == __uuidof(IAudioRenderClient)) return AUDCLNT_E_WRONG_ENDPOINT_TYPE;
     if (iid != __uuidof(IAudioCaptureClient)) return E_NOINTERFACE;
-    *service =
-        static_cast<IAudioCaptureClient*>(MakeCom<CaptureClient>(std::move(stream)).Detach());
-    return S_OK;
-} catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
+    return CreateCom<CaptureClient>(iid, service, std::move(stream));
 }
 
 }  // namespace Vimbrel

@@ -99,10 +99,8 @@ HRESULT EndpointEnumerator::GetDefaultAudioEndpoint(EDataFlow flow, ERole role,
     return E_OUTOFMEMORY;
 }
 
-HRESULT CreateEndpointEnumerator(REFIID iid, void** object) try {
-    return MakeCom<EndpointEnumerator>()->QueryInterface(iid, object);
-} catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
+HRESULT CreateEndpointEnumerator(REFIID iid, void** object) {
+    return CreateCom<EndpointEnumerator>(iid, object);
 }
 
 }  // namespace Vimbrel

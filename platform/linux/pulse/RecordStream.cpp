@@ -1,12 +1,8 @@
 #include "platform/linux/pulse/RecordStream.h"
 
 #include <audioclient.h>
-#include <pulse/introspect.h>
 #include <pulse/stream.h>
-#include <pulse/volume.h>
 
-#include <algorithm>
-#include <cmath>
 #include <new>
 #include <utility>
 
@@ -47,7 +43,6 @@ public:
     HRESULT Drop() override;
     HRESULT Waiting(std::uint32_t& frames) override;
     std::uint32_t BufferFrames() const override { return buffer_seconds * format_.samples.rate; }
-    HRESULT SetVolume(double level) override;
 
 private:
     HRESULT State() REQUIRES(connection_->Loop());
@@ -75,10 +70,6 @@ private:
 };
 
 void OnSucceeded(pa_stream*, int success, void* succeeded) {
-    *static_cast<bool*>(succeeded) = success != 0;
-}
-
-void OnVolumeSet(pa_context*, int success, void* succeeded) {
     *static_cast<bool*>(succeeded) = success != 0;
 }
 
@@ -234,19 +225,6 @@ HRESULT PulseRecordStream::Waiting(std::uint32_t& frames) {
     if (FAILED(hr)) return hr;
     frames = static_cast<std::uint32_t>(pa_stream_readable_size(stream_) / frame_bytes_);
     return S_OK;
-}
-
-HRESULT PulseRecordStream::SetVolume(double level) {
-    const PulseLock lock(connection_->Loop());
-    const HRESULT hr = State();
-    if (FAILED(hr)) return hr;
-    pa_cvolume volume;
-    const double norm = std::clamp(level, 0.0, 1.0) * PA_VOLUME_NORM;
-    pa_cvolume_set(&volume, format_.samples.channels, static_cast<pa_volume_t>(std::lround(norm)));
-    bool succeeded = false;
-    pa_operation* const operation = pa_context_set_source_output_volume(
-        connection_->Context(), pa_stream_get_index(stream_), &volume, &OnVolumeSet, &succeeded);
-    return Request(operation, succeeded, "volume");
 }
 
 }  // namespace Vimbrel

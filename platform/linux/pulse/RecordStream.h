@@ -42,8 +42,6 @@ public:
     virtual HRESULT Waiting(std::uint32_t& frames) = 0;
     // What the server keeps for a reader that does not come; then it drops.
     virtual std::uint32_t BufferFrames() const = 0;
-    // Of this stream alone: 0.0 to 1.0.
-    virtual HRESULT SetVolume(double level) = 0;
 };
 
 }  // namespace Vimbrel

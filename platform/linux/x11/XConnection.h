@@ -58,7 +58,7 @@ public:
     };
     const Atoms& Names() const { return atoms_; }
 
-    // Tells an error in the log and frees it; true if there was none.
+    // Logs an error and frees it; true if there was none.
     static bool Succeeded(xcb_generic_error_t* error, const char* request);
 
 private:

@@ -1,6 +1,7 @@
 #include "platform/linux/ds/graph/FilterGraph.h"
 
 #include <algorithm>
+#include <new>
 
 #include "base/ObjectCreation.h"
 #include "filters/Enumerators.h"
@@ -290,7 +291,8 @@ HRESULT STDMETHODCALLTYPE FilterGraph::AddSourceFilter(LPCWSTR file, LPCWSTR nam
 }
 
 HRESULT CreateFilterGraph(REFIID iid, void** object) {
-    auto* const graph = new FilterGraph;
+    auto* const graph = new (std::nothrow) FilterGraph;
+    if (!graph) return E_OUTOFMEMORY;
     const HRESULT hr = graph->QueryInterface(iid, object);
     graph->Release();
     return hr;

@@ -103,7 +103,7 @@ HRESULT STDMETHODCALLTYPE MemoryAllocator::ReleaseBuffer(IMediaSample* sample) {
 }
 
 HRESULT CreateMemoryAllocator(REFIID iid, void** object) {
-    return MakeCom<MemoryAllocator>()->QueryInterface(iid, object);
+    return CreateCom<MemoryAllocator>(iid, object);
 }
 
 }  // namespace Vimbrel

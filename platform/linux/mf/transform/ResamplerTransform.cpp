@@ -180,7 +180,7 @@ HRESULT STDMETHODCALLTYPE ResamplerTransform::ProcessOutput(DWORD, DWORD count,
 }
 
 HRESULT CreateResampler(REFIID iid, void** object) {
-    return MakeCom<ResamplerTransform>()->QueryInterface(iid, object);
+    return CreateCom<ResamplerTransform>(iid, object);
 }
 
 }  // namespace Vimbrel
