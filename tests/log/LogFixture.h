@@ -61,6 +61,7 @@ public:
     using LogerManager::loggers;
     using LogerManager::pid;
     using LogerManager::processName;
+    using LogerManager::logLock;
     using LogerManager::queue;
     using LogerManager::running;
     using LogerManager::WorkerRound;
