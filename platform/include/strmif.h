@@ -220,6 +220,9 @@ struct IMediaSeeking : IUnknown {
 VIMBREL_INTERFACE_ID(IMediaSeeking, 0x36b73880, 0xc2c8, 0x11cf, 0x8b, 0x46, 0x00, 0x80, 0x5f, 0x6c,
                      0xef, 0x60);
 
+inline constexpr DWORD AMSTREAMSELECTINFO_ENABLED = 0x1;
+inline constexpr DWORD AMSTREAMSELECTENABLE_ENABLE = 0x1;
+
 inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_RENDERER = 0x1;
 inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_SOURCE = 0x2;
 
@@ -273,6 +276,16 @@ struct IFilterGraph2 : IGraphBuilder {
 };
 VIMBREL_INTERFACE_ID(IFilterGraph2, 0x36b73882, 0xc2c8, 0x11cf, 0x8b, 0x46, 0x00, 0x80, 0x5f, 0x6c,
                      0xef, 0x60);
+
+struct IAMStreamSelect : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Count(DWORD* streams) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Info(LONG index, AM_MEDIA_TYPE** type, DWORD* flags,
+                                           LCID* locale, DWORD* group, WCHAR** name,
+                                           IUnknown** object, IUnknown** unknown) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Enable(LONG index, DWORD flags) = 0;
+};
+VIMBREL_INTERFACE_ID(IAMStreamSelect, 0xc1960960, 0x17f5, 0x11d1, 0xab, 0xe1, 0x00, 0xa0, 0xc9,
+                     0x05, 0xf3, 0x75);
 
 // S_OK, or a failure for a setting or a value that the encoder does not have.
 struct ICodecAPI : IUnknown {

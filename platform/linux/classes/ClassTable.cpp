@@ -6,7 +6,10 @@
 #include <wincodec.h>
 #include <wmcodecdsp.h>
 
+#include "filters/OutsideInterfaces.h"
 #include "platform/linux/coreaudio/EndpointEnumerator.h"
+#include "platform/linux/ds/file/SplitterSource.h"
+#include "platform/linux/ds/file/VideoDecoder.h"
 #include "platform/linux/ds/graph/FilterGraph.h"
 #include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
@@ -28,6 +31,8 @@ constexpr ClassEntry classes[] = {
     {CLSID_MMDeviceEnumerator, Vimbrel::CreateEndpointEnumerator},
     {CLSID_FilterGraph, Vimbrel::CreateFilterGraph},
     {CLSID_MemoryAllocator, Vimbrel::CreateMemoryAllocator},
+    {Vimbrel::splitter_source_class, Vimbrel::CreateSplitterSource},
+    {Vimbrel::video_decoder_class, Vimbrel::CreateVideoDecoder},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
     {CLSID_CMSH264EncoderMFT, Vimbrel::CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, Vimbrel::CreateAacEncoder},
