@@ -112,7 +112,7 @@ HRESULT DecoderFilter::OpenCodec() {
     }
     codec_ = std::move(codec);
     refused_ = 0;
-    shown_times_ = false;
+    shown_times_ = true;
     Begin();
     return S_OK;
 }
@@ -124,7 +124,7 @@ HRESULT DecoderFilter::Receive(IMediaSample* sample) {
     if (!codec_) return VFW_E_WRONG_STATE;
     const FfmpegPtr<AVPacket> packet = PacketOf(*sample);
     if (!packet) return E_OUTOFMEMORY;
-    if (packet->pts != AV_NOPTS_VALUE) shown_times_ = true;
+    if (packet->pts == AV_NOPTS_VALUE && packet->dts != AV_NOPTS_VALUE) shown_times_ = false;
     return Send(packet.get());
 }
 

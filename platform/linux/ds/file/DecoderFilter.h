@@ -58,7 +58,7 @@ protected:
     const StreamDescription& Stream() const { return stream_; }
     // Stream time at which the segment stops; none for one that goes on to the end.
     REFERENCE_TIME StreamStop() const { return stream_stop_; }
-    // Some containers say only when packets are decoded, not when pictures are shown.
+    // Some containers say of most packets when they are decoded, but not when they are shown.
     bool HasShownTimes() const { return shown_times_; }
     double Rate() const { return input_.SegmentRate(); }
 
@@ -75,7 +75,7 @@ private:
     FfmpegPtr<AVCodecContext> codec_;
     FfmpegPtr<AVFrame> frame_{av_frame_alloc()};
     REFERENCE_TIME stream_stop_ = 0;
-    bool shown_times_ = false;
+    bool shown_times_ = true;
     int refused_ = 0;  // packets that the codec could not use, in a row
     // Held while a sample passes, delivery included: a control thread takes it only after a flush
     // or a stop has freed the streaming thread.

@@ -61,7 +61,8 @@ std::wstring NameOf(const AVStream& stream, int position) {
     const AVDictionaryEntry* const title = av_dict_get(stream.metadata, "title", nullptr, 0);
     const AVDictionaryEntry* const language = av_dict_get(stream.metadata, "language", nullptr, 0);
     std::string name = title ? title->value : "";
-    if (language) name += name.empty() ? language->value : " (" + std::string(language->value) + ")";
+    if (language)
+        name += name.empty() ? language->value : " (" + std::string(language->value) + ")";
     if (name.empty()) name = "Stream " + std::to_string(position + 1);
     return FromUtf8(name);
 }
@@ -132,7 +133,8 @@ HRESULT Demuxer::OpenFile(const std::wstring& name, DWORD analysis) {
     if (error < 0) return ResultFromFfmpeg(error, "find the streams");
     ReadStreams();
     if (streams_.empty()) return VFW_E_CANNOT_RENDER;
-    if (format_->duration > 0) duration_ = av_rescale_q(format_->duration, AV_TIME_BASE_Q, hundreds);
+    if (format_->duration > 0)
+        duration_ = av_rescale_q(format_->duration, AV_TIME_BASE_Q, hundreds);
     if (format_->start_time != AV_NOPTS_VALUE)
         start_ = av_rescale_q(format_->start_time, AV_TIME_BASE_Q, hundreds);
     can_seek_ = !format_->pb || (format_->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;

@@ -19,6 +19,8 @@ private:
     // Keeps the packets from `place` on until the first key picture. False if that is after
     // `target`, or if there is none.
     bool Reaches(LONGLONG place, LONGLONG target);
+    // The latest time at which a picture may be shown; AV_NOPTS_VALUE if nothing is known.
+    std::int64_t ShownTime(const AVPacket& packet) const;
     bool MoveTo(LONGLONG place);
 
     Demuxer& demuxer_;

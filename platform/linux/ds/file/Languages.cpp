@@ -29,8 +29,8 @@ constexpr Language languages[] = {
 }  // namespace
 
 LCID LocaleOfLanguage(std::string_view code) {
-    const auto* const found = std::find_if(
-        std::begin(languages), std::end(languages), [&](const Language& each) {
+    const auto* const found =
+        std::find_if(std::begin(languages), std::end(languages), [&](const Language& each) {
             return std::find(std::begin(each.codes), std::end(each.codes), code) !=
                    std::end(each.codes);
         });

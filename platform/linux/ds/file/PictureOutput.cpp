@@ -23,8 +23,7 @@ bool IsRgb(AVPixelFormat format) {
 }
 
 AVColorSpace SpaceOf(const PictureColors& colors, int height) {
-    if (colors.space != AVCOL_SPC_UNSPECIFIED && colors.space != AVCOL_SPC_RGB)
-        return colors.space;
+    if (colors.space != AVCOL_SPC_UNSPECIFIED && colors.space != AVCOL_SPC_RGB) return colors.space;
     return height < high_definition ? AVCOL_SPC_SMPTE170M : AVCOL_SPC_BT709;
 }
 
@@ -43,7 +42,7 @@ void Turn(const std::uint32_t* source, int width, int height, int rotation, std:
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const std::size_t to =
-                rotation == 180 ? static_cast<std::size_t>(height - 1 - y) * width + width - 1 - x
+                rotation == 180  ? static_cast<std::size_t>(height - 1 - y) * width + width - 1 - x
                 : rotation == 90 ? static_cast<std::size_t>(x) * height + height - 1 - y
                                  : static_cast<std::size_t>(width - 1 - x) * height + y;
             target[to] = *source++;

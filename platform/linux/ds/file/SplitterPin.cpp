@@ -19,8 +19,7 @@ const wchar_t* NameOf(StreamKind kind) {
 // From media time to stream time.
 void Move(AVPacket& packet, const Segment& segment) {
     const auto scale = [&](std::int64_t time) {
-        return segment.rate == 1.0 ? time
-                                   : std::llround(static_cast<double>(time) / segment.rate);
+        return segment.rate == 1.0 ? time : std::llround(static_cast<double>(time) / segment.rate);
     };
     if (packet.pts != AV_NOPTS_VALUE) packet.pts = scale(packet.pts - segment.start);
     if (packet.dts != AV_NOPTS_VALUE) packet.dts = scale(packet.dts - segment.start);
@@ -73,9 +72,7 @@ HRESULT SplitterPin::CheckMediaType(const CMediaType* type) {
     return *type == TypeOfStream(Chosen().description) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
 }
 
-std::vector<CMediaType> SplitterPin::OfferedTypes() {
-    return {TypeOfStream(Chosen().description)};
-}
+std::vector<CMediaType> SplitterPin::OfferedTypes() { return {TypeOfStream(Chosen().description)}; }
 
 HRESULT SplitterPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) {
     properties->cBuffers = 1;
@@ -108,9 +105,9 @@ void SplitterPin::Run(PacketQueue& queue, std::size_t lane, Segment segment) {
         if (result == PacketQueue::Result::aborted) return;
         // Packets come in the order of decoding: those shown before the stop may follow one that
         // is shown after it, but none that is decoded after it.
-        const bool over = result == PacketQueue::Result::end ||
-                          (segment.stop > 0 && packet->dts != AV_NOPTS_VALUE &&
-                           packet->dts >= segment.stop);
+        const bool over =
+            result == PacketQueue::Result::end ||
+            (segment.stop > 0 && packet->dts != AV_NOPTS_VALUE && packet->dts >= segment.stop);
         if (over) {
             DeliverEndOfStream();
             break;

@@ -150,9 +150,8 @@ void SplitterSource::StartThreads() {
         lanes[static_cast<std::size_t>(chosen[i])] = static_cast<int>(i);
         pins[i]->Start(queue_, i, segment);
     }
-    demuxing_ = std::thread([this, lanes, start = segment.start, reference] {
-        Demux(lanes, start, reference);
-    });
+    demuxing_ = std::thread(
+        [this, lanes, start = segment.start, reference] { Demux(lanes, start, reference); });
 }
 
 void SplitterSource::StopThreads() {
@@ -235,8 +234,8 @@ HRESULT SplitterSource::Choose(int index) {
     const ComPtr<IFilterGraph> graph = Graph();
     const auto seeking = graph.As<IMediaSeeking>();
     LONGLONG current = 0;
-    const bool streams = State() != State_Stopped && seeking &&
-                         SUCCEEDED(seeking->GetCurrentPosition(&current));
+    const bool streams =
+        State() != State_Stopped && seeking && SUCCEEDED(seeking->GetCurrentPosition(&current));
     {
         const MutexLock guard(state_lock_);
         if (State() != State_Stopped) {

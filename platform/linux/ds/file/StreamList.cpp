@@ -29,8 +29,7 @@ HRESULT STDMETHODCALLTYPE StreamList::Info(LONG index, AM_MEDIA_TYPE** type, DWO
     if (index < 0 || index >= source_.StreamCount()) return S_FALSE;
     const MediaStream& stream = source_.Stream(index);
     if (type) *type = CreateMediaType(TypeOfStream(stream.description));
-    if (flags)
-        *flags = source_.IsChosen(index) ? AMSTREAMSELECTINFO_ENABLED : 0;
+    if (flags) *flags = source_.IsChosen(index) ? AMSTREAMSELECTINFO_ENABLED : 0;
     if (locale) *locale = stream.language;
     if (group) *group = static_cast<DWORD>(stream.kind);
     if (name) *name = CopyText(stream.name);

@@ -118,8 +118,7 @@ HRESULT VideoDecoder::Show(AVFrame& frame, REFERENCE_TIME start, REFERENCE_TIME 
     if (IsTooLarge(frame.width, frame.height)) return S_OK;
     const PictureColors colors{static_cast<AVPixelFormat>(frame.format), frame.colorspace,
                                frame.color_range};
-    HRESULT hr = Adopt(
-        PictureOutput::Choose(colors, frame.width, frame.height, Stream().rotation));
+    HRESULT hr = Adopt(PictureOutput::Choose(colors, frame.width, frame.height, Stream().rotation));
     if (FAILED(hr)) return hr;
     ComPtr<IMediaSample> sample;
     hr = Output().GetDeliveryBuffer(sample.Put());

@@ -50,9 +50,9 @@ private:
 
     Settings settings_;
     PictureOutput output_pictures_;
-    PictureLayout layout_;        // of the samples that go out
-    bool layout_changed_ = false;  // the next sample carries its type
-    bool covered_ = false;         // a picture was delivered since the seek
+    PictureLayout layout_;                       // of the samples that go out
+    bool layout_changed_ = false;                // the next sample carries its type
+    bool covered_ = false;                       // a picture was delivered since the seek
     FfmpegPtr<AVFrame> held_{av_frame_alloc()};  // the newest one before the target
     bool holds_ = false;
     REFERENCE_TIME held_start_ = 0;
