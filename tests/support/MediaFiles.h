@@ -92,7 +92,7 @@ public:
         HRESULT hr = graph.graph->AddSourceFilter(file.wstring().c_str(), nullptr, source.Put());
         if (FAILED(hr)) return hr;
         ComPtr<IBaseFilter> decoder;
-        EXPECT_EQ(CreateObject(video_decoder_class, decoder), S_OK);
+        EXPECT_EQ(CreateObject(class_video_decoder, decoder), S_OK);
         graph.graph->AddFilter(decoder.Get(), L"Decoder");
         graph.graph->AddFilter(sink_filter.Get(), L"Sink");
         ComPtr<IPin> pin;

@@ -10,6 +10,8 @@
 #include "platform/linux/coreaudio/EndpointEnumerator.h"
 #include "platform/linux/ds/file/SplitterSource.h"
 #include "platform/linux/ds/file/VideoDecoder.h"
+#include "platform/linux/ds/device/Cameras.h"
+#include "platform/linux/ds/device/DeviceEnumerator.h"
 #include "platform/linux/ds/graph/FilterGraph.h"
 #include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
@@ -19,6 +21,15 @@
 #include "platform/linux/wic/ImagingFactory.h"
 
 namespace {
+
+// The devices of each category.
+constexpr Vimbrel::DeviceCategory categories[] = {
+    {CLSID_VideoInputDeviceCategory, Vimbrel::ListCameras},
+};
+
+HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
+    return Vimbrel::CreateDeviceEnumerator(categories, iid, object);
+}
 
 struct ClassEntry {
     GUID clsid;
@@ -31,8 +42,9 @@ constexpr ClassEntry classes[] = {
     {CLSID_MMDeviceEnumerator, Vimbrel::CreateEndpointEnumerator},
     {CLSID_FilterGraph, Vimbrel::CreateFilterGraph},
     {CLSID_MemoryAllocator, Vimbrel::CreateMemoryAllocator},
-    {Vimbrel::splitter_source_class, Vimbrel::CreateSplitterSource},
-    {Vimbrel::video_decoder_class, Vimbrel::CreateVideoDecoder},
+    {Vimbrel::class_splitter_source, Vimbrel::CreateSplitterSource},
+    {Vimbrel::class_video_decoder, Vimbrel::CreateVideoDecoder},
+    {CLSID_SystemDeviceEnum, CreateDeviceEnumerator},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
     {CLSID_CMSH264EncoderMFT, Vimbrel::CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, Vimbrel::CreateAacEncoder},

@@ -62,7 +62,7 @@ SplitterPin::SplitterPin(SplitterSource& source, StreamKind kind, int stream)
 void* SplitterPin::FindInterface(REFIID iid) {
     if (iid == __uuidof(IMediaSeeking)) return static_cast<IMediaSeeking*>(&seeking_);
     if (iid == __uuidof(ICodecStream)) return static_cast<ICodecStream*>(&codec_stream_);
-    if (iid == iid_stream_bitrate) return static_cast<IStreamBitrate*>(&bitrate_);
+    if (iid == iid_bit_rate_info) return static_cast<IBitRateInfo*>(&bitrate_);
     return CBaseOutputPin::FindInterface(iid);
 }
 

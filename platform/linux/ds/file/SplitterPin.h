@@ -56,12 +56,12 @@ private:
     private:
         SplitterPin& pin_;
     };
-    class Bitrate final : public Face<IStreamBitrate> {
+    class Bitrate final : public Face<IBitRateInfo> {
     public:
         explicit Bitrate(SplitterPin& pin)
             : Face(static_cast<IPin&>(static_cast<CBasePin&>(pin))) {}
-        DWORD STDMETHODCALLTYPE GetCurrentBitrate() override { return current_; }
-        DWORD STDMETHODCALLTYPE GetAverageBitrate() override { return average_; }
+        DWORD STDMETHODCALLTYPE GetCurrentBitRate() override { return current_; }
+        DWORD STDMETHODCALLTYPE GetAverageBitRate() override { return average_; }
         void Restart(std::int64_t declared);
         // On the streaming thread.
         void Count(const AVPacket& packet);

@@ -10,7 +10,7 @@
 namespace Vimbrel {
 
 SplitterSource::SplitterSource()
-    : CBaseFilter(splitter_source_class),
+    : CBaseFilter(class_splitter_source),
       loader_(*this),
       settings_(*this),
       streams_(*this, *this) {}

@@ -20,7 +20,7 @@ bool IsTooLarge(int width, int height) {
 }  // namespace
 
 VideoDecoder::VideoDecoder()
-    : DecoderFilter(video_decoder_class, AVMEDIA_TYPE_VIDEO), settings_(*this) {}
+    : DecoderFilter(class_video_decoder, AVMEDIA_TYPE_VIDEO), settings_(*this) {}
 
 void* VideoDecoder::FindInterface(REFIID iid) {
     if (iid == iid_video_decoder_settings) return static_cast<IVideoDecoderSettings*>(&settings_);

@@ -36,8 +36,8 @@ private:
     public:
         explicit Settings(VideoDecoder& decoder) : Face(decoder) {}
         // Kept for the caller's sake: what is delivered depends on the picture's colours.
-        HRESULT STDMETHODCALLTYPE SetPixelFormat(int, BOOL) override { return S_OK; }
-        int STDMETHODCALLTYPE GetHWAccel() override { return 0; }
+        HRESULT STDMETHODCALLTYPE EnableOutputFormat(int, BOOL) override { return S_OK; }
+        int STDMETHODCALLTYPE GetHardwareAcceleration() override { return 0; }
         HRESULT STDMETHODCALLTYPE SetTrayIcon(BOOL) override { return S_OK; }
     };
 

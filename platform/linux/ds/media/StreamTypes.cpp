@@ -3,7 +3,6 @@
 #include <cstring>
 #include <vector>
 
-#include "filters/OutsideInterfaces.h"
 
 extern "C" {
 #include <libavformat/avformat.h>

@@ -6,6 +6,10 @@
 
 namespace Vimbrel {
 
+// Major type of subtitles.
+inline constexpr GUID media_type_subtitle{
+    0xE487EB08, 0x6B26, 0x4BE9, {0x9D, 0xD3, 0x99, 0x34, 0x34, 0xD3, 0x13, 0xFD}};
+
 // What a decoder needs to know of a stream.
 struct StreamDescription {
     FfmpegPtr<AVCodecParameters> parameters{avcodec_parameters_alloc()};
