@@ -8,6 +8,7 @@
 
 #include "filters/OutsideInterfaces.h"
 #include "platform/linux/coreaudio/EndpointEnumerator.h"
+#include "platform/linux/ds/file/AudioDecoder.h"
 #include "platform/linux/ds/file/SplitterSource.h"
 #include "platform/linux/ds/file/VideoDecoder.h"
 #include "platform/linux/ds/device/Cameras.h"
@@ -43,6 +44,7 @@ constexpr ClassEntry classes[] = {
     {CLSID_FilterGraph, Vimbrel::CreateFilterGraph},
     {CLSID_MemoryAllocator, Vimbrel::CreateMemoryAllocator},
     {Vimbrel::class_splitter_source, Vimbrel::CreateSplitterSource},
+    {Vimbrel::class_audio_decoder, Vimbrel::CreateAudioDecoder},
     {Vimbrel::class_video_decoder, Vimbrel::CreateVideoDecoder},
     {CLSID_SystemDeviceEnum, CreateDeviceEnumerator},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
