@@ -13,6 +13,7 @@
 #include "platform/linux/ds/file/VideoDecoder.h"
 #include "platform/linux/ds/device/Cameras.h"
 #include "platform/linux/ds/device/DeviceEnumerator.h"
+#include "platform/linux/ds/device/SoundOutputs.h"
 #include "platform/linux/ds/graph/FilterGraph.h"
 #include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
@@ -26,6 +27,7 @@ namespace {
 // The devices of each category.
 constexpr Vimbrel::DeviceCategory categories[] = {
     {CLSID_VideoInputDeviceCategory, Vimbrel::ListCameras},
+    {CLSID_AudioRendererCategory, Vimbrel::ListSoundOutputs},
 };
 
 HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {

@@ -130,8 +130,8 @@ HRESULT AudioDecoder::PrepareConversion(const AVFrame& frame) {
     av_channel_layout_default(&target, channels_);
     SwrContext* made = nullptr;
     int error = swr_alloc_set_opts2(&made, &target, AV_SAMPLE_FMT_S16, rate_, &source,
-                                    static_cast<AVSampleFormat>(frame.format), frame.sample_rate,
-                                    0, nullptr);
+                                    static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0,
+                                    nullptr);
     converter_.reset(made);
     // One channel goes to both sides at its full level.
     if (error >= 0 && channels == 1 && channels_ == 2) {

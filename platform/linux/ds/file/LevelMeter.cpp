@@ -19,8 +19,7 @@ void LevelMeter::Enable(bool on) {
     on_ = on;
 }
 
-void LevelMeter::Add(const std::int16_t* samples, int frames, int channels,
-                     int frames_per_second) {
+void LevelMeter::Add(const std::int16_t* samples, int frames, int channels, int frames_per_second) {
     const MutexLock guard(lock_);
     channels_ = std::min(channels, most_channels);
     if (!on_ || frames <= 0) return;
