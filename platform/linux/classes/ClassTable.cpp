@@ -7,6 +7,8 @@
 #include <wmcodecdsp.h>
 
 #include "platform/linux/coreaudio/EndpointEnumerator.h"
+#include "platform/linux/ds/device/Cameras.h"
+#include "platform/linux/ds/device/DeviceEnumerator.h"
 #include "platform/linux/ds/graph/FilterGraph.h"
 #include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
@@ -16,6 +18,15 @@
 #include "platform/linux/wic/ImagingFactory.h"
 
 namespace {
+
+// The devices of each category.
+constexpr Vimbrel::DeviceCategory categories[] = {
+    {CLSID_VideoInputDeviceCategory, Vimbrel::ListCameras},
+};
+
+HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
+    return Vimbrel::CreateDeviceEnumerator(categories, iid, object);
+}
 
 struct ClassEntry {
     GUID clsid;
@@ -28,6 +39,7 @@ constexpr ClassEntry classes[] = {
     {CLSID_MMDeviceEnumerator, Vimbrel::CreateEndpointEnumerator},
     {CLSID_FilterGraph, Vimbrel::CreateFilterGraph},
     {CLSID_MemoryAllocator, Vimbrel::CreateMemoryAllocator},
+    {CLSID_SystemDeviceEnum, CreateDeviceEnumerator},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
     {CLSID_CMSH264EncoderMFT, Vimbrel::CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, Vimbrel::CreateAacEncoder},

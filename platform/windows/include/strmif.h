@@ -1,7 +1,9 @@
-// The system's header, and the identifier that the toolchain's declaration of an interface lacks.
+// The system's header, and the identifiers that the toolchain's declarations of interfaces lack.
 #pragma once
 
 #include_next <strmif.h>
 
 __CRT_UUID_DECL(ICodecAPI, 0x901db4c7, 0x31ce, 0x41a2, 0x85, 0xdc, 0x8f, 0xa0, 0xbf, 0x41, 0xb8,
                 0xda)
+__CRT_UUID_DECL(IAMStreamSelect, 0xc1960960, 0x17f5, 0x11d1, 0xab, 0xe1, 0x00, 0xa0, 0xc9, 0x05,
+                0xf3, 0x75)
