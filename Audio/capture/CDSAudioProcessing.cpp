@@ -4,6 +4,7 @@
 
 #include "Audio/CAudioMixer.h"
 #include "com/ComObject.h"
+#include "vimbrel/AudioFactory2.h"
 
 namespace Vimbrel {
 
@@ -17,6 +18,8 @@ constexpr int neutral_pitch = 100;
 constexpr int least_pitch = 10;
 
 float Ratio(int percent) { return static_cast<float>(percent) / 100.0F; }
+
+bool MixesMedia() { return CAudioFactory2::GetInstance()->GetMediaMixMode(); }
 
 }  // namespace
 
@@ -77,10 +80,36 @@ void CDSAudioProcessing::SetChannelVolume(int percent) {
     if (channel) channel->volume.store(percent, relaxed);
 }
 
+void CDSAudioProcessing::AddChannel() { channel = GetMixer().AddChannel(&format); }
+
 void CDSAudioProcessing::RemoveChannel() {
     const MutexLock guard(channel_mutex);
     if (channel) GetMixer().RemoveChannel(channel);
     channel = nullptr;
+}
+
+HRESULT STDMETHODCALLTYPE CDSAudioProcessing::Run(REFERENCE_TIME start) {
+    if (MixesMedia()) {
+        const MutexLock guard(channel_mutex);
+        if (channel) {
+            channel->accepting.store(true, relaxed);
+        } else {
+            AddChannel();
+        }
+    }
+    return CTransInPlaceFilter::Run(start);
+}
+
+HRESULT STDMETHODCALLTYPE CDSAudioProcessing::Pause() {
+    if (MixesMedia()) {
+        const MutexLock guard(channel_mutex);
+        if (channel) {
+            channel->accepting.store(false, relaxed);
+        } else {
+            AddChannel();
+        }
+    }
+    return CTransInPlaceFilter::Pause();
 }
 
 HRESULT STDMETHODCALLTYPE CDSAudioProcessing::Stop() {

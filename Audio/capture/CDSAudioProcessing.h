@@ -24,6 +24,8 @@ public:
     CDSAudioProcessing();
 
     HRESULT STDMETHODCALLTYPE Stop() override;
+    HRESULT STDMETHODCALLTYPE Pause() override;
+    HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) override;
 
     HRESULT CheckInputType(const CMediaType* type) override;
     HRESULT SetMediaType(PIN_DIRECTION direction, const CMediaType* type) override;
@@ -41,6 +43,7 @@ protected:
     ~CDSAudioProcessing() override;
 
 private:
+    void AddChannel() REQUIRES(channel_mutex);
     void RemoveChannel() EXCLUDES(channel_mutex);
 
     PitchShifter sound_touch;

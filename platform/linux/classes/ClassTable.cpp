@@ -9,6 +9,7 @@
 #include "platform/linux/coreaudio/EndpointEnumerator.h"
 #include "platform/linux/ds/device/Cameras.h"
 #include "platform/linux/ds/device/DeviceEnumerator.h"
+#include "platform/linux/ds/device/SoundDevices.h"
 #include "platform/linux/ds/graph/FilterGraph.h"
 #include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
@@ -22,6 +23,7 @@ namespace {
 // The devices of each category.
 constexpr Vimbrel::DeviceCategory categories[] = {
     {CLSID_VideoInputDeviceCategory, Vimbrel::ListCameras},
+    {CLSID_AudioInputDeviceCategory, Vimbrel::ListMicrophones},
 };
 
 HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
