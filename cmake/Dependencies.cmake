@@ -14,6 +14,22 @@ if(NOT WIN32)
     find_package(ZLIB REQUIRED)
 endif()
 
+# Pitch. The toolchain for Windows has no package of SoundTouch: its sources are built with integer
+# samples, without code for single processors, and linked statically.
+set(default_soundtouch "")
+if(WIN32)
+    set(default_soundtouch /usr/local/src/soundtouch)
+endif()
+set(VIMBREL_SOUNDTOUCH_ROOT "${default_soundtouch}" CACHE PATH
+    "SoundTouch's sources, to be built with integer samples; empty: the system's package")
+if(VIMBREL_SOUNDTOUCH_ROOT)
+    include(cmake/SoundTouch.cmake)
+    set(VIMBREL_SOUNDTOUCH vimbrel_soundtouch)
+else()
+    pkg_check_modules(SOUNDTOUCH REQUIRED IMPORTED_TARGET soundtouch)
+    set(VIMBREL_SOUNDTOUCH PkgConfig::SOUNDTOUCH)
+endif()
+
 if(VIMBREL_STUDIO)
     pkg_check_modules(PANGOCAIRO REQUIRED IMPORTED_TARGET pangocairo cairo)
     pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)

@@ -14,6 +14,7 @@
 #include "platform/linux/ds/device/Cameras.h"
 #include "platform/linux/ds/device/DeviceEnumerator.h"
 #include "platform/linux/ds/device/SoundOutputs.h"
+#include "platform/linux/ds/device/SoundDevices.h"
 #include "platform/linux/ds/graph/FilterGraph.h"
 #include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
@@ -28,6 +29,7 @@ namespace {
 constexpr Vimbrel::DeviceCategory categories[] = {
     {CLSID_VideoInputDeviceCategory, Vimbrel::ListCameras},
     {CLSID_AudioRendererCategory, Vimbrel::ListSoundOutputs},
+    {CLSID_AudioInputDeviceCategory, Vimbrel::ListMicrophones},
 };
 
 HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
