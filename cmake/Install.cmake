@@ -13,6 +13,9 @@ install(TARGETS vimbrel vimbrel_headers EXPORT VimbrelTargets
 
 set(public_headers
     AppLog.h
+    AudioDeviceEnumerator.h
+    AudioFactory.h
+    AudioFactory2.h
     DSRenderAudio.h
     DSRenderVideo.h
     MediaMessageWindow.h

@@ -1,5 +1,6 @@
 #include "Source/graph/MediaSourceDSImpl.h"
 
+#include "Audio/capture/CDSAudioProcessing.h"
 #include "Source/graph/FilterLoader.h"
 #include "Source/graph/GraphWalk.h"
 #include "base/Failure.h"

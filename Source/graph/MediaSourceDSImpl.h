@@ -14,6 +14,8 @@
 
 namespace Vimbrel {
 
+class CDSAudioProcessing;
+
 // Builds one graph at a time and runs it. The fields are open to the units that build and control
 // the graph: a kind of source brings its own `GraphBuilder`.
 //
@@ -80,7 +82,7 @@ public:
     ComPtr<IBasicAudio> basicAudio;
     ComPtr<IBitRateInfo> audioBitrateInfo;
     ComPtr<IAudioDecoderStatus> audioStatus;  // for the meter
-    ComPtr<IBaseFilter> audioProcessor;
+    ComPtr<CDSAudioProcessing> audioProcessor;
     const std::wstring splitterPath;
     const std::wstring videoDecoderPath;
     const std::wstring audioDecoderPath;

@@ -221,6 +221,9 @@ struct IMediaSeeking : IUnknown {
 VIMBREL_INTERFACE_ID(IMediaSeeking, 0x36b73880, 0xc2c8, 0x11cf, 0x8b, 0x46, 0x00, 0x80, 0x5f, 0x6c,
                      0xef, 0x60);
 
+inline constexpr DWORD AMSTREAMSELECTINFO_ENABLED = 0x1;
+inline constexpr DWORD AMSTREAMSELECTENABLE_ENABLE = 0x1;
+
 inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_RENDERER = 0x1;
 inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_SOURCE = 0x2;
 
@@ -361,3 +364,34 @@ struct IAMStreamSelect : IUnknown {
 };
 VIMBREL_INTERFACE_ID(IAMStreamSelect, 0xc1960960, 0x17f5, 0x11d1, 0xab, 0xe1, 0x00, 0xa0, 0xc9,
                      0x05, 0xf3, 0x75);
+
+// A member of -1 leaves the choice to the filter.
+struct IAMBufferNegotiation : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE
+    SuggestAllocatorProperties(const ALLOCATOR_PROPERTIES* properties) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetAllocatorProperties(ALLOCATOR_PROPERTIES* properties) = 0;
+};
+VIMBREL_INTERFACE_ID(IAMBufferNegotiation, 0x56ed71a0, 0xaf5f, 0x11d0, 0xb3, 0xf0, 0x00, 0xaa, 0x00,
+                     0x37, 0x61, 0xc5);
+
+struct IAMAudioInputMixer : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE put_Enable(BOOL enable) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Enable(BOOL* enable) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Mono(BOOL mono) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Mono(BOOL* mono) = 0;
+    // From 0 to 1.
+    virtual HRESULT STDMETHODCALLTYPE put_MixLevel(double level) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_MixLevel(double* level) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Pan(double pan) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Pan(double* pan) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Loudness(BOOL loudness) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Loudness(BOOL* loudness) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Treble(double treble) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Treble(double* treble) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_TrebleRange(double* range) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Bass(double bass) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Bass(double* bass) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_BassRange(double* range) = 0;
+};
+VIMBREL_INTERFACE_ID(IAMAudioInputMixer, 0x54c39221, 0x8380, 0x11d0, 0xb3, 0xf0, 0x00, 0xaa, 0x00,
+                     0x37, 0x61, 0xc5);

@@ -120,6 +120,12 @@ HRESULT WaitForSamples(const Filters& filters, DWORD milliseconds) {
     }
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     HRESULT result = S_OK;
+    // A live source brings nothing in Pause, so that there is no use in waiting. The renderers,
+    // which come first, do not know.
+    for (const ComPtr<IBaseFilter>& filter : filters) {
+        FILTER_STATE state = State_Stopped;
+        if (filter->GetState(0, &state) == VFW_S_CANT_CUE) return VFW_S_CANT_CUE;
+    }
     for (const ComPtr<IBaseFilter>& filter : filters) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             end - std::chrono::steady_clock::now());
