@@ -1,6 +1,7 @@
 // Cameras on the kernel's calls, with devices of the test's own behind the calls.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -230,6 +231,32 @@ TEST_F(CameraDevice, StampsAreTheKernelsAndWhatIsShortOrDamagedIsDropped) {
         const std::lock_guard guard(viewer.lock);
         return viewer.pixels[1] != 128;
     }));
+}
+
+// The decoder comes between by itself; what is no picture does not become one.
+TEST_F(CameraDevice, CompressedPicturesAreDecoded) {
+    const std::filesystem::path file = folder.path / "grey.jpg";
+    const std::string command =
+        "ffmpeg -v error -f lavfi -i color=0x808080:size=320x240 -frames:v 1 -pix_fmt yuvj422p " +
+        file.string();
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const Bytes picture = ReadBytes(file);
+    ShimCamera device(Node("video0"), {{V4L2_PIX_FMT_MJPEG, {{320, 240, {fps30}}}}});
+    auto camera = Play(0);
+    EXPECT_EQ(camera->GetMediaInfo().width, 320);
+    ASSERT_TRUE(Arrives(device, picture));
+    EXPECT_NEAR(viewer.pixels[0], 128, 3);
+    EXPECT_NEAR(viewer.pixels[2], 128, 3);
+    const int before = viewer.pictures;
+    ASSERT_TRUE(WaitUntil([&] { return device.Deliver(Bytes(5000, 9), Microseconds()); }));
+    const Bytes start(picture.begin(), picture.begin() + 100);
+    ASSERT_TRUE(WaitUntil([&] { return device.Deliver(start, Microseconds()); }));
+    ASSERT_TRUE(Arrives(device, picture));
+    EXPECT_EQ(viewer.pictures, before + 1);
+    device.Unplug();
+    EXPECT_TRUE(WaitUntil([&] { return Pump(), viewer.last_state == State::Stopped; }));
+    camera->Close();
+    EXPECT_EQ(device.OpenFiles(), 0);
 }
 
 TEST_F(CameraDevice, UnpluggingStopsTheSourceAndClosingLeavesNothing) {
