@@ -9,6 +9,7 @@
 
 #include "Log.h"
 #include "Studio.h"
+#include "layers/CameraList.h"
 #include "layers/Desktop.h"
 #include "scene/Scene.h"
 
@@ -67,8 +68,8 @@ int Run(const RunOptions& options, studio::Log& log) {
 
 int main(int argc, char** argv) {
     CLI::App app(
-        "Composes a live picture from pictures, GIFs, text, colours, screens and windows, and "
-        "records it.",
+        "Composes a live picture from pictures, GIFs, text, colours, screens, windows and cameras, "
+        "and records it.",
         "vimbrel");
     app.set_version_flag("--version", "vimbrel " VIMBREL_VERSION);
     app.require_subcommand(1);
@@ -94,6 +95,9 @@ int main(int argc, char** argv) {
         app.add_subcommand("screens", "List the outputs of the screen, for \"region\"");
     const CLI::App* windows = app.add_subcommand(
         "windows", "List the windows with their numbers, sizes, classes and titles");
+    bool json = false;
+    CLI::App* devices = app.add_subcommand("devices", "List the cameras with their formats");
+    devices->add_flag("--json", json, "As a JSON document");
     CLI::Option* url = run->add_option(
         "--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
     run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
@@ -114,6 +118,10 @@ int main(int argc, char** argv) {
     std::string error;
     studio::Log log;
     if (!log.Start(log_options, error)) return Complain(error);
+    if (devices->parsed()) {
+        studio::PrintCameras(json);
+        return studio::exit_done;
+    }
     if (screens->parsed() || windows->parsed()) {
         if (screens->parsed() ? studio::PrintScreens() : studio::PrintWindows())
             return studio::exit_done;

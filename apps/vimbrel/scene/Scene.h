@@ -65,12 +65,18 @@ struct WindowDescription {
     Fit fit = Fit::Contain;
 };
 
+struct CameraDescription {
+    std::string device;  // its name or path in UTF-8; empty for the first one
+    std::string format;  // as "1280x720@30 MJPG"; empty for the device's current one
+    Fit fit = Fit::Contain;
+};
+
 struct LayerDescription {
     std::string place;  // as in "layers[2]", for messages
     Rect rect;
     double opacity = 1.0;
     std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription,
-                 ScreenDescription, WindowDescription>
+                 ScreenDescription, WindowDescription, CameraDescription>
         content;
 };
 

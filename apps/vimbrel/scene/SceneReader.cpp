@@ -116,10 +116,18 @@ LayerDescription ReadLayer(const SceneNode& node, const std::filesystem::path& f
         layer.content = screen;
     } else if (type == "window") {
         layer.content = ReadWindow(node);
+    } else if (type == "camera") {
+        node.AllowOnly({"type", "device", "format", "rect", "fit", "opacity"});
+        CameraDescription camera;
+        if (node.Has("device")) camera.device = node.Text("device");
+        if (node.Has("format")) camera.format = node.Text("format");
+        camera.fit = ReadFit(node);
+        layer.content = camera;
     } else {
         FailScene(node.PlaceOf("type"),
                   "unknown layer type \"" + type +
-                      "\"; there are picture, gif, text, color, screen and window");
+                      "\"; there are picture, gif, text, color, screen, window "
+                      "and camera");
     }
     layer.rect = ReadRect(node, "rect");
     if (node.Has("opacity")) layer.opacity = node.Number("opacity", 0.0, 1.0);

@@ -19,4 +19,14 @@ std::wstring Widen(const std::filesystem::path& path) {
     return Widen(std::string(text.begin(), text.end()));
 }
 
+std::string Narrow(const std::wstring& text) {
+    const int length = static_cast<int>(text.size());
+    std::string narrow(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), length,
+                                                                    nullptr, 0, nullptr, nullptr)),
+                       '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, narrow.data(),
+                        static_cast<int>(narrow.size()), nullptr, nullptr);
+    return narrow;
+}
+
 }  // namespace studio

@@ -12,4 +12,7 @@ std::wstring Widen(const std::string& text);
 // The library's form of a path.
 std::wstring Widen(const std::filesystem::path& path);
 
+// The UTF-8 form.
+std::string Narrow(const std::wstring& text);
+
 }  // namespace studio
