@@ -4,7 +4,8 @@ find_package(Threads REQUIRED)
 
 if(NOT WIN32)
     find_package(PkgConfig REQUIRED)
-    pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec libswresample libswscale libavutil)
+    pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
+        libavformat libavcodec libswresample libswscale libavutil)
     pkg_check_modules(RTMP REQUIRED IMPORTED_TARGET librtmp gnutls)
     pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
     pkg_check_modules(XCB REQUIRED IMPORTED_TARGET

@@ -20,6 +20,8 @@ set(public_headers
     DSRenderVideo.h
     MediaMessageWindow.h
     MediaSource.h
+    MediaSourceCamera.h
+    MediaSourceEnumerator.h
     MediaSourceGame.h
     MediaSourcePicture.h
     MediaSourceScreen.h

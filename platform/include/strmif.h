@@ -221,6 +221,9 @@ struct IMediaSeeking : IUnknown {
 VIMBREL_INTERFACE_ID(IMediaSeeking, 0x36b73880, 0xc2c8, 0x11cf, 0x8b, 0x46, 0x00, 0x80, 0x5f, 0x6c,
                      0xef, 0x60);
 
+inline constexpr DWORD AMSTREAMSELECTINFO_ENABLED = 0x1;
+inline constexpr DWORD AMSTREAMSELECTENABLE_ENABLE = 0x1;
+
 inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_RENDERER = 0x1;
 inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_SOURCE = 0x2;
 

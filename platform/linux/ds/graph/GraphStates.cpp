@@ -113,6 +113,11 @@ HRESULT PauseGraph(GraphParts& parts) {
 }
 
 HRESULT WaitForSamples(const Filters& filters, DWORD milliseconds) {
+    // A live source brings nothing in Pause: there is no use in waiting at its renderer.
+    for (const ComPtr<IBaseFilter>& filter : filters) {
+        FILTER_STATE state = State_Stopped;
+        if (filter->GetState(0, &state) == VFW_S_CANT_CUE) return VFW_S_CANT_CUE;
+    }
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     HRESULT result = S_OK;
     // A live source brings nothing in Pause, so that there is no use in waiting. The renderers,
