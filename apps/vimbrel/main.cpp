@@ -9,6 +9,7 @@
 
 #include "Log.h"
 #include "Studio.h"
+#include "devices/SoundDevices.h"
 #include "layers/Desktop.h"
 #include "scene/Scene.h"
 
@@ -82,7 +83,7 @@ int main(int argc, char** argv) {
 
     RunOptions options;
     CLI::App* run = app.add_subcommand(
-        "run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
+        "run", "Run a scene by the clock until --seconds have passed, or q or Ctrl-C is pressed");
     run->add_option("SCENE", options.scene, "The scene, a JSON document")->required();
     run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")
         ->check(CheckSeconds);
@@ -94,6 +95,8 @@ int main(int argc, char** argv) {
         app.add_subcommand("screens", "List the outputs of the screen, for \"region\"");
     const CLI::App* windows = app.add_subcommand(
         "windows", "List the windows with their numbers, sizes, classes and titles");
+    const CLI::App* devices = app.add_subcommand(
+        "devices", "List microphones and sound outputs, the default ones marked");
     CLI::Option* url = run->add_option(
         "--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
     run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
@@ -118,6 +121,10 @@ int main(int argc, char** argv) {
         if (screens->parsed() ? studio::PrintScreens() : studio::PrintWindows())
             return studio::exit_done;
         return Complain("there is no screen: DISPLAY names no X server that answers");
+    }
+    if (devices->parsed()) {
+        studio::PrintSoundDevices();
+        return studio::exit_done;
     }
     return Run(options, log);
 }

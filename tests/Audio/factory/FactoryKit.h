@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <ksmedia.h>
 
 #include "tests/Audio/AudioKit.h"
 #include "tests/fakes/FakeEndpoints.h"
