@@ -9,6 +9,7 @@
 
 #include "Log.h"
 #include "Studio.h"
+#include "devices/SoundDevices.h"
 #include "layers/CameraList.h"
 #include "layers/Desktop.h"
 #include "scene/Scene.h"
@@ -83,7 +84,7 @@ int main(int argc, char** argv) {
 
     RunOptions options;
     CLI::App* run = app.add_subcommand(
-        "run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
+        "run", "Run a scene by the clock until --seconds have passed, or q or Ctrl-C is pressed");
     run->add_option("SCENE", options.scene, "The scene, a JSON document")->required();
     run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")
         ->check(CheckSeconds);
@@ -96,8 +97,9 @@ int main(int argc, char** argv) {
     const CLI::App* windows = app.add_subcommand(
         "windows", "List the windows with their numbers, sizes, classes and titles");
     bool json = false;
-    CLI::App* devices = app.add_subcommand("devices", "List the cameras with their formats");
-    devices->add_flag("--json", json, "As a JSON document");
+    CLI::App* devices = app.add_subcommand(
+        "devices", "List cameras with their formats, microphones and sound outputs");
+    devices->add_flag("--json", json, "The cameras alone, as a JSON document");
     CLI::Option* url = run->add_option(
         "--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
     run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
@@ -120,6 +122,7 @@ int main(int argc, char** argv) {
     if (!log.Start(log_options, error)) return Complain(error);
     if (devices->parsed()) {
         studio::PrintCameras(json);
+        if (!json) studio::PrintSoundDevices();
         return studio::exit_done;
     }
     if (screens->parsed() || windows->parsed()) {

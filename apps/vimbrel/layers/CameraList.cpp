@@ -98,7 +98,7 @@ void PrintCameras(bool json) {
         std::printf("%s\n", nlohmann::json{{"cameras", list}}.dump(2).c_str());
         return;
     }
-    if (list.empty()) std::printf("There is no camera.\n");
+    if (list.empty()) std::printf("Cameras: none\n");
     for (const auto& device : list) {
         std::printf("%s\n    %s\n", device["name"].get<std::string>().c_str(),
                     device["path"].get<std::string>().c_str());

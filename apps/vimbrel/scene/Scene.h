@@ -80,10 +80,25 @@ struct LayerDescription {
         content;
 };
 
-struct SoundDescription {
-    std::string place;  // as in "sound[0]", for messages
+struct SoundFileDescription {
     std::filesystem::path file;
+};
+
+struct MicrophoneDescription {
+    std::string device;  // UTF-8; empty: the default one
+    int pitch = 100;     // percent
+    bool mute = false;
+};
+
+// What an output device plays.
+struct SystemSoundDescription {
+    std::string device;  // UTF-8; empty: the default one
+};
+
+struct SoundDescription {
+    std::string place;    // as in "sound[0]", for messages
     double volume = 1.0;  // a factor
+    std::variant<SoundFileDescription, MicrophoneDescription, SystemSoundDescription> content;
 };
 
 enum class OutputType { Gif, Mp4, Rtmp };

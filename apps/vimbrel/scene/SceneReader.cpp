@@ -18,6 +18,9 @@ constexpr int side_limit = 16384;
 constexpr int fps_limit = 120;
 constexpr int coordinate_limit = 1 << 20;
 constexpr double volume_limit = 400;  // per cent
+constexpr double full_volume = 100;
+constexpr int least_pitch = 10;
+constexpr int most_pitch = 400;
 
 Color ReadColor(const SceneNode& node, const std::string& name) {
     const std::string text = node.Text(name);
@@ -138,11 +141,27 @@ SoundDescription ReadSound(const SceneNode& node, const std::filesystem::path& f
     SoundDescription sound;
     sound.place = node.Place();
     const std::string type = node.Text("type");
-    if (type != "file")
-        FailScene(node.PlaceOf("type"), "unknown type of sound \"" + type + "\"; there is file");
-    node.AllowOnly({"type", "file", "volume"});
-    sound.file = node.File(folder);
-    if (node.Has("volume")) sound.volume = node.Number("volume", 0, volume_limit) / 100;
+    const auto device = [&] { return node.Has("device") ? node.Text("device") : std::string(); };
+    double loudest = volume_limit;
+    if (type == "file") {
+        node.AllowOnly({"type", "file", "volume"});
+        sound.content = SoundFileDescription{node.File(folder)};
+    } else if (type == "microphone") {
+        node.AllowOnly({"type", "device", "volume", "pitch", "mute"});
+        MicrophoneDescription microphone{device()};
+        if (node.Has("pitch")) microphone.pitch = node.Integer("pitch", least_pitch, most_pitch);
+        if (node.Has("mute")) microphone.mute = node.Flag("mute");
+        sound.content = microphone;
+        // Louder is the device's own matter.
+        loudest = full_volume;
+    } else if (type == "system") {
+        node.AllowOnly({"type", "device", "volume"});
+        sound.content = SystemSoundDescription{device()};
+    } else {
+        FailScene(node.PlaceOf("type"),
+                  "unknown type of sound \"" + type + "\"; there are file, microphone and system");
+    }
+    if (node.Has("volume")) sound.volume = node.Number("volume", 0, loudest) / full_volume;
     return sound;
 }
 
