@@ -1,10 +1,12 @@
 #include <windows.h>
 
-#include <functiondiscoverykeys_devpkey.h>
 #include <mmdeviceapi.h>
 #include <oleauto.h>
 #include <strmif.h>
 #include <uuids.h>
+
+// Needs the types of the others.
+#include <functiondiscoverykeys_devpkey.h>
 
 #include <algorithm>
 #include <functional>

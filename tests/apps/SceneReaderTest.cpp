@@ -52,7 +52,7 @@ TEST(SceneReader, ReadsEveryName) {
     EXPECT_TRUE(window.cursor);
     EXPECT_TRUE(ShowsDesktop(*scene));
     ASSERT_EQ(scene->sound.size(), 2u);
-    EXPECT_EQ(scene->sound[0].file, folder.path / "a.flac");
+    EXPECT_EQ(std::get<SoundFileDescription>(scene->sound[0].content).file, folder.path / "a.flac");
     EXPECT_EQ(scene->sound[0].volume, 0.5);
     EXPECT_EQ(scene->sound[1].volume, 1.0);
     ASSERT_EQ(scene->outputs.size(), 3u);

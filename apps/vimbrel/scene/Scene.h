@@ -80,19 +80,40 @@ struct MediaDescription {
     Fit fit = Fit::Contain;
 };
 
+struct CameraDescription {
+    std::string device;  // its name or path in UTF-8; empty for the first one
+    std::string format;  // as "1280x720@30 MJPG"; empty for the device's current one
+    Fit fit = Fit::Contain;
+};
+
 struct LayerDescription {
     std::string place;  // as in "layers[2]", for messages
     Rect rect;
     double opacity = 1.0;
     std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription,
-                 ScreenDescription, WindowDescription, MediaDescription>
+                 ScreenDescription, WindowDescription, MediaDescription, CameraDescription>
         content;
 };
 
-struct SoundDescription {
-    std::string place;  // as in "sound[0]", for messages
+struct SoundFileDescription {
     std::filesystem::path file;
+};
+
+struct MicrophoneDescription {
+    std::string device;  // UTF-8; empty: the default one
+    int pitch = 100;     // percent
+    bool mute = false;
+};
+
+// What an output device plays.
+struct SystemSoundDescription {
+    std::string device;  // UTF-8; empty: the default one
+};
+
+struct SoundDescription {
+    std::string place;    // as in "sound[0]", for messages
     double volume = 1.0;  // a factor
+    std::variant<SoundFileDescription, MicrophoneDescription, SystemSoundDescription> content;
 };
 
 enum class OutputType { Gif, Mp4, Rtmp };

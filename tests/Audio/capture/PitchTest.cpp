@@ -4,10 +4,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Audio/capture/CAudioRender.h"
 #include "Audio/capture/CDSAudioProcessing.h"
 #include "tests/Audio/AudioKit.h"
-#include "tests/support/GraphKit.h"
+#include "tests/fakes/FakeMediaSample.h"
 #include "tests/support/Tone.h"
 
 namespace Vimbrel::test {
@@ -78,44 +77,6 @@ CMediaType SoundType(WORD bits, WORD channels = 2) {
     return type;
 }
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-// One sample around a test's memory.
-class Sample final : public ComObject<Implements<IMediaSample>> {
-public:
-    HRESULT STDMETHODCALLTYPE GetPointer(BYTE** buffer) override {
-        *buffer = is_null ? nullptr : reinterpret_cast<BYTE*>(samples.data());
-        return S_OK;
-    }
-    LONG STDMETHODCALLTYPE GetSize() override { return GetActualDataLength(); }
-    HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* first, REFERENCE_TIME* last) override {
-        *first = start;
-        *last = stop;
-        return S_OK;
-    }
-    LONG STDMETHODCALLTYPE GetActualDataLength() override {
-        return length < 0 ? static_cast<LONG>(samples.size() * 2) : length;
-    }
-    HRESULT STDMETHODCALLTYPE SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE IsSyncPoint() override { return S_FALSE; }
-    HRESULT STDMETHODCALLTYPE SetSyncPoint(BOOL) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE IsPreroll() override { return S_FALSE; }
-    HRESULT STDMETHODCALLTYPE SetPreroll(BOOL) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE SetActualDataLength(LONG) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetMediaType(AM_MEDIA_TYPE**) override { return S_FALSE; }
-    HRESULT STDMETHODCALLTYPE SetMediaType(AM_MEDIA_TYPE*) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE IsDiscontinuity() override { return S_FALSE; }
-    HRESULT STDMETHODCALLTYPE SetDiscontinuity(BOOL) override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE GetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE SetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-
-    std::vector<std::int16_t> samples;
-    REFERENCE_TIME start = 0, stop = 0;
-    LONG length = -1;  // that of the samples
-    bool is_null = false;
-};
-#pragma GCC diagnostic pop
-
 class ProcessingTest : public testing::Test {
 protected:
     ProcessingTest() { EXPECT_EQ(CreateDSAudioProcessing(filter.Put()), S_OK); }
@@ -133,7 +94,7 @@ protected:
 
     ScopedCom com;
     ComPtr<CDSAudioProcessing> filter;
-    ComPtr<Sample> sample = MakeCom<Sample>();
+    ComPtr<FakeMediaSample> sample = MakeCom<FakeMediaSample>();
 };
 
 TEST_F(ProcessingTest, TakesPcmOfEightOrSixteenBits) {

@@ -6,5 +6,7 @@
 namespace Vimbrel {
 
 std::vector<DeviceEntry> ListCameras();
+// Of another folder than that of the system's devices.
+std::vector<DeviceEntry> ListCamerasBelow(const std::string& folder);
 
 }  // namespace Vimbrel
