@@ -16,12 +16,14 @@ set(public_headers
     AudioDeviceEnumerator.h
     AudioFactory.h
     AudioFactory2.h
+    DSGetVideoFrame.h
     DSRenderAudio.h
     DSRenderVideo.h
     MediaMessageWindow.h
     MediaSource.h
     MediaSourceCamera.h
     MediaSourceEnumerator.h
+    MediaSourceDS.h
     MediaSourceGame.h
     MediaSourcePicture.h
     MediaSourceScreen.h

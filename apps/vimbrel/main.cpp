@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Log.h"
+#include "MediaFile.h"
 #include "Studio.h"
 #include "devices/SoundDevices.h"
 #include "layers/CameraList.h"
@@ -96,6 +97,17 @@ int main(int argc, char** argv) {
         app.add_subcommand("screens", "List the outputs of the screen, for \"region\"");
     const CLI::App* windows = app.add_subcommand(
         "windows", "List the windows with their numbers, sizes, classes and titles");
+    std::string media_file;
+    std::string thumbnail_file;
+    double thumbnail_time = 0;
+    bool media_json = false;
+    CLI::App* thumbnail = app.add_subcommand("thumbnail", "Write one picture of a media file");
+    thumbnail->add_option("FILE", media_file, "The media file")->required();
+    thumbnail->add_option("--at", thumbnail_time, "The time of the picture, in seconds");
+    thumbnail->add_option("OUT", thumbnail_file, "The picture, a PNG")->required();
+    CLI::App* info = app.add_subcommand("info", "Tell what a media file holds");
+    info->add_option("FILE", media_file, "The media file")->required();
+    info->add_flag("--json", media_json, "As a JSON document");
     bool json = false;
     CLI::App* devices = app.add_subcommand(
         "devices", "List cameras with their formats, microphones and sound outputs");
@@ -120,6 +132,13 @@ int main(int argc, char** argv) {
     std::string error;
     studio::Log log;
     if (!log.Start(log_options, error)) return Complain(error);
+    if (thumbnail->parsed() || info->parsed()) {
+        const bool done =
+            thumbnail->parsed()
+                ? studio::WriteThumbnail(media_file, thumbnail_time, thumbnail_file, error)
+                : studio::PrintMediaInfo(media_file, media_json, error);
+        return done ? studio::exit_done : Complain(error);
+    }
     if (devices->parsed()) {
         studio::PrintCameras(json);
         if (!json) studio::PrintSoundDevices();

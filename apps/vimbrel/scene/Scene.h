@@ -65,6 +65,21 @@ struct WindowDescription {
     Fit fit = Fit::Contain;
 };
 
+// Seconds and per cent.
+struct MediaDescription {
+    std::filesystem::path file;
+    double start = 0;
+    double stop = 0;  // 0: the end
+    bool loop = false;
+    int rate = 100;
+    int pitch = 100;
+    int volume = 100;
+    int audio_stream = -1;  // of the list of streams; -1: the file's choice
+    bool subtitles = false;
+    std::string output;  // of the sound, by name; empty for none
+    Fit fit = Fit::Contain;
+};
+
 struct CameraDescription {
     std::string device;  // its name or path in UTF-8; empty for the first one
     std::string format;  // as "1280x720@30 MJPG"; empty for the device's current one
@@ -76,7 +91,7 @@ struct LayerDescription {
     Rect rect;
     double opacity = 1.0;
     std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription,
-                 ScreenDescription, WindowDescription, CameraDescription>
+                 ScreenDescription, WindowDescription, MediaDescription, CameraDescription>
         content;
 };
 

@@ -2,7 +2,9 @@
 
 #include <audioclient.h>
 #include <pulse/stream.h>
+#include <pulse/timeval.h>
 
+#include <cmath>
 #include <new>
 #include <utility>
 
@@ -22,7 +24,8 @@ public:
     PulsePlaybackStream(std::shared_ptr<PulseConnection> connection, const StreamFormat& format)
         : connection_(std::move(connection)),
           format_(format),
-          frame_bytes_(static_cast<std::uint32_t>(pa_frame_size(&format.samples))) {}
+          frame_bytes_(static_cast<std::uint32_t>(pa_frame_size(&format.samples))),
+          rate_(format.samples.rate) {}
     ~PulsePlaybackStream() override;
 
     HRESULT Connect(const std::string& sink);
@@ -36,11 +39,6 @@ public:
     HRESULT Latency(LONGLONG& latency) override;
 
 private:
-    struct Room {
-        PulsePlaybackStream* self;
-        std::size_t bytes;
-    };
-
     HRESULT State() REQUIRES(connection_->Loop());
     HRESULT Cork(bool corked);
     // Sends the request without waiting for its end: the server works in order.
@@ -55,6 +53,7 @@ private:
     const StreamFormat format_;
     const std::uint32_t frame_bytes_;
     pa_stream* stream_ GUARDED_BY(connection_->Loop()) = nullptr;
+    std::uint32_t rate_ GUARDED_BY(connection_->Loop());
     bool interrupted_ GUARDED_BY(connection_->Loop()) = false;
 };
 
@@ -98,7 +97,7 @@ HRESULT PulsePlaybackStream::Connect(const std::string& sink) {
     buffer.prebuf = 0;
     const auto flags = static_cast<pa_stream_flags_t>(
         PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
-        PA_STREAM_VARIABLE_RATE | PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE);
+        PA_STREAM_VARIABLE_RATE | PA_STREAM_AUTO_TIMING_UPDATE);
     const char* const name = sink.empty() ? nullptr : sink.c_str();
     if (pa_stream_connect_playback(stream_, name, &buffer, flags, nullptr, nullptr) < 0)
         return connection_->LastError("connect stream");
@@ -150,6 +149,7 @@ HRESULT PulsePlaybackStream::Flush() {
 HRESULT PulsePlaybackStream::SetRate(std::uint32_t frames_per_second) {
     const PulseLock lock(connection_->Loop());
     const HRESULT hr = State();
+    rate_ = frames_per_second;
     return FAILED(hr)
                ? hr
                : Request(pa_stream_update_sample_rate(stream_, frames_per_second, nullptr, nullptr),
@@ -194,10 +194,14 @@ HRESULT PulsePlaybackStream::Latency(LONGLONG& latency) {
     const PulseLock lock(connection_->Loop());
     const HRESULT hr = State();
     if (FAILED(hr)) return hr;
-    pa_usec_t time = 0;
-    int negative = 0;
-    if (pa_stream_get_latency(stream_, &time, &negative) < 0) return S_FALSE;
-    latency = negative ? 0 : static_cast<LONGLONG>(time) * 10;
+    const pa_timing_info* const info = pa_stream_get_timing_info(stream_);
+    if (!info || info->read_index_corrupt || info->write_index_corrupt) return S_FALSE;
+    // libpulse's own figure takes everything for bytes of the newest rate. After an underrun the
+    // server has read beyond what was written, and the difference is negative.
+    const auto waiting = static_cast<double>(info->write_index - info->read_index) / frame_bytes_;
+    latency = std::llround(waiting / rate_ * 10'000'000.0) +
+              static_cast<LONGLONG>(info->sink_usec + info->transport_usec) * 10;
+    if (info->playing) latency -= static_cast<LONGLONG>(pa_timeval_age(&info->timestamp)) * 10;
     return S_OK;
 }
 

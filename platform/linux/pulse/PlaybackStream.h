@@ -32,8 +32,9 @@ public:
     virtual HRESULT Write(const void* data, std::size_t bytes) = 0;
     // Ends writing, until that is taken back.
     virtual void Interrupt(bool on) = 0;
-    // How long after this moment what is written next is heard, in units of 100 nanoseconds.
-    // S_FALSE while the server has not told yet.
+    // How long after this moment what is written next is heard, in units of 100 nanoseconds. Below
+    // 0 for what the server would leave out, because it has played beyond it. S_FALSE while the
+    // server has not told yet.
     virtual HRESULT Latency(LONGLONG& latency) = 0;
 };
 

@@ -17,6 +17,8 @@ constexpr double units = 10'000'000.0;
 constexpr REFERENCE_TIME lead = 250 * millisecond;
 // Beyond this the sound jumps to its place; below it glides there.
 constexpr REFERENCE_TIME most_error = 40 * millisecond;
+// At once; what is missing beyond follows with the next sample.
+constexpr REFERENCE_TIME most_silence = 1000 * millisecond;
 constexpr REFERENCE_TIME correction_period = 500 * millisecond;
 constexpr double most_correction = 0.005;
 constexpr LONG silent = -10'000;
@@ -182,7 +184,7 @@ HRESULT PulseRenderer::Align(REFERENCE_TIME due, std::size_t& skip) {
         return S_OK;
     }
     aligned_ = true;
-    if (error > 0) return WriteSilence(std::min(error, lead));
+    if (error > 0) return WriteSilence(std::min(error, most_silence));
     skip = static_cast<std::size_t>(static_cast<double>(-error) / units * PlayedRate());
     return S_OK;
 }
