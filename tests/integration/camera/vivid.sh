@@ -68,12 +68,15 @@ if [ -n "$studio" ]; then
     /bin/busybox chroot /host $studio devices
     driver=/sys/bus/platform/drivers/vivid
     (
-        /bin/busybox sleep 3
+        until /bin/busybox ls -l /proc/[0-9]*/fd 2>/dev/null | /bin/busybox grep -q video0; do
+            /bin/busybox sleep 1
+        done
+        /bin/busybox sleep 2
         echo vivid.0 >\$driver/unbind
         /bin/busybox sleep 3
         echo vivid.0 >\$driver/bind
     ) &
-    /bin/busybox chroot /host $studio run /tmp/scene.json --seconds 10 --out /tmp/scene.gif
+    /bin/busybox chroot /host $studio run /tmp/scene.json --seconds 15 --out /tmp/scene.gif
     echo "studio result: \$?"
 fi
 VIMBREL_VIVID=1 HOME=/tmp /bin/busybox chroot /host $program
