@@ -47,16 +47,24 @@ void CAudioChannel::PushSamples(unsigned char* data, int size) {
         return;
     if (!data || size < 1) return;
     const MutexLock conversion(resampling_mutex);
-    if (needs_resampling) {
-        if (FAILED(resampler.Feed(data, static_cast<unsigned>(size)))) return;
-        unsigned converted = 0;
-        data = resampler.Fetch(&converted);
-        if (converted == 0) return;
-        size = static_cast<int>(converted);
-    }
+    if (!Resample(data, size)) return;
     const MutexLock guard(mutex);
     Write(data, size);
     data_ready.NotifyAll();
+}
+
+bool CAudioChannel::Convert(unsigned char*& data, int& size) {
+    const MutexLock conversion(resampling_mutex);
+    return !accepting.load(std::memory_order_relaxed) || Resample(data, size);
+}
+
+bool CAudioChannel::Resample(unsigned char*& data, int& size) {
+    if (!needs_resampling) return true;
+    if (FAILED(resampler.Feed(data, static_cast<unsigned>(size)))) return false;
+    unsigned converted = 0;
+    data = resampler.Fetch(&converted);
+    size = static_cast<int>(converted);
+    return converted > 0;
 }
 
 void CAudioChannel::Write(const unsigned char* data, int size) {

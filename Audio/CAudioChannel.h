@@ -37,6 +37,11 @@ public:
     // Takes a block on the producer's thread. Ignored unless the channel is open and accepts.
     void PushSamples(unsigned char* data, int size);
 
+    // Converts a block that does not pass through the ring, on the producer's thread. False if
+    // there is nothing to go on with; otherwise `data` and `size` are what to go on with, valid
+    // until the next conversion.
+    bool Convert(unsigned char*& data, int& size);
+
     // Waits for data, or for Close. Takes *size bytes if there are as many, else none and returns
     // false. *size is -1 afterwards if the channel refuses writes or was closed, whatever the
     // result.
@@ -46,6 +51,7 @@ public:
     std::atomic<bool> opened{true};
 
 private:
+    bool Resample(unsigned char*& data, int& size) REQUIRES(resampling_mutex);
     void Write(const unsigned char* data, int size) REQUIRES(mutex);
     void Clear() REQUIRES(mutex);
 

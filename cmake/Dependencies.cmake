@@ -4,13 +4,30 @@ find_package(Threads REQUIRED)
 
 if(NOT WIN32)
     find_package(PkgConfig REQUIRED)
-    pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec libswresample libswscale libavutil)
+    pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
+        libavformat libavcodec libswresample libswscale libavutil)
     pkg_check_modules(RTMP REQUIRED IMPORTED_TARGET librtmp gnutls)
     pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
     pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
         xcb xcb-shm xcb-randr xcb-damage xcb-xfixes xcb-composite)
     find_package(GIF REQUIRED)
     find_package(ZLIB REQUIRED)
+endif()
+
+# Pitch. The toolchain for Windows has no package of SoundTouch: its sources are built with integer
+# samples, without code for single processors, and linked statically.
+set(default_soundtouch "")
+if(WIN32)
+    set(default_soundtouch /usr/local/src/soundtouch)
+endif()
+set(VIMBREL_SOUNDTOUCH_ROOT "${default_soundtouch}" CACHE PATH
+    "SoundTouch's sources, to be built with integer samples; empty: the system's package")
+if(VIMBREL_SOUNDTOUCH_ROOT)
+    include(cmake/SoundTouch.cmake)
+    set(VIMBREL_SOUNDTOUCH vimbrel_soundtouch)
+else()
+    pkg_check_modules(SOUNDTOUCH REQUIRED IMPORTED_TARGET soundtouch)
+    set(VIMBREL_SOUNDTOUCH PkgConfig::SOUNDTOUCH)
 endif()
 
 if(VIMBREL_STUDIO)

@@ -13,10 +13,17 @@ install(TARGETS vimbrel vimbrel_headers EXPORT VimbrelTargets
 
 set(public_headers
     AppLog.h
+    AudioDeviceEnumerator.h
+    AudioFactory.h
+    AudioFactory2.h
+    DSGetVideoFrame.h
     DSRenderAudio.h
     DSRenderVideo.h
     MediaMessageWindow.h
     MediaSource.h
+    MediaSourceCamera.h
+    MediaSourceEnumerator.h
+    MediaSourceDS.h
     MediaSourceGame.h
     MediaSourcePicture.h
     MediaSourceScreen.h

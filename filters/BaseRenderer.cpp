@@ -97,7 +97,7 @@ HRESULT CBaseRenderer::Receive(IMediaSample* sample) {
     const bool timed = SUCCEEDED(times);
     // Without an end a sample lasts no time.
     if (timed) wait_.SetLastEnd(times == S_OK ? end : start);
-    hr = wait_.WaitUntilDue(timed ? std::optional(start) : std::nullopt);
+    hr = wait_.WaitUntilDue(timed ? std::optional(start - Lead()) : std::nullopt);
     if (hr == S_OK) DoRenderSample(sample);
     return hr;
 }

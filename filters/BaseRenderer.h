@@ -45,8 +45,10 @@ public:
     // What the input pin passes on.
     HRESULT Receive(IMediaSample* sample);
     HRESULT EndOfStream();
-    HRESULT BeginFlush();
-    HRESULT EndFlush();
+    virtual HRESULT BeginFlush();
+    virtual HRESULT EndFlush();
+    // How long before its time a sample is rendered, for a device that takes it in advance.
+    virtual REFERENCE_TIME Lead() const { return 0; }
 
 protected:
     explicit CBaseRenderer(REFCLSID clsid);
@@ -54,6 +56,7 @@ protected:
 
     void* FindInterface(REFIID iid) override;
     RendererInputPin& Input() { return input_; }
+    const RendererInputPin& Input() const { return input_; }
 
 private:
     HRESULT Activate() REQUIRES(state_lock_);

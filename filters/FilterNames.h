@@ -5,6 +5,8 @@
 
 #include <oaidl.h>
 #include <objbase.h>
+#include <ocidl.h>
+#include <oleauto.h>
 
 #include <strmif.h>
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Interrupt.h"
+#include "Keys.h"
 #include "layers/Layer.h"
 #include "outputs/Output.h"
 #include "outputs/Progress.h"
@@ -140,10 +141,18 @@ Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, 
     Progress progress;
     Totals totals;
     SoundFeed feed(sound, fps);
+    const auto show = [&](std::uint64_t frames) {
+        progress.Show(static_cast<double>(frames) / fps, totals.frames, totals.skipped, outputs,
+                      sound ? sound->Levels() : std::string());
+    };
+    Keys keys;
     const Metronome metronome(fps);
     std::uint64_t frame = 0;
     for (; frame < end && WaitUntil(metronome.Due(frame)); ++frame) {
         const std::uint64_t due = std::min(metronome.DueBy(Clock::now()), end - 1);
+        const char key = keys.Pressed();
+        if (key == 'q') break;
+        if (key == 'm' && sound) sound->ToggleMicrophones();
         if (due > frame + backlog_limit) {
             totals.skipped += due - frame;
             frame = due;
@@ -158,10 +167,9 @@ Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, 
             output->Push(
                 canvas, static_cast<std::int64_t>(frame * 10'000'000 / static_cast<unsigned>(fps)));
         ++totals.frames;
-        progress.Show(static_cast<double>(frame + 1) / fps, totals.frames, totals.skipped, outputs,
-                      false);
+        if (progress.IsDue(false)) show(frame + 1);
     }
-    progress.Show(static_cast<double>(frame) / fps, totals.frames, totals.skipped, outputs, true);
+    show(frame);
     return totals;
 }
 

@@ -8,7 +8,10 @@
 #include <vector>
 
 #include "Log.h"
+#include "MediaFile.h"
 #include "Studio.h"
+#include "devices/SoundDevices.h"
+#include "layers/CameraList.h"
 #include "layers/Desktop.h"
 #include "scene/Scene.h"
 
@@ -67,8 +70,8 @@ int Run(const RunOptions& options, studio::Log& log) {
 
 int main(int argc, char** argv) {
     CLI::App app(
-        "Composes a live picture from pictures, GIFs, text, colours, screens and windows, and "
-        "records it.",
+        "Composes a live picture from pictures, GIFs, text, colours, screens, windows and cameras, "
+        "and records it.",
         "vimbrel");
     app.set_version_flag("--version", "vimbrel " VIMBREL_VERSION);
     app.require_subcommand(1);
@@ -82,7 +85,7 @@ int main(int argc, char** argv) {
 
     RunOptions options;
     CLI::App* run = app.add_subcommand(
-        "run", "Run a scene by the clock until --seconds have passed or Ctrl-C is pressed");
+        "run", "Run a scene by the clock until --seconds have passed, or q or Ctrl-C is pressed");
     run->add_option("SCENE", options.scene, "The scene, a JSON document")->required();
     run->add_option("--seconds", options.seconds, "How long to run; without it until Ctrl-C")
         ->check(CheckSeconds);
@@ -94,6 +97,21 @@ int main(int argc, char** argv) {
         app.add_subcommand("screens", "List the outputs of the screen, for \"region\"");
     const CLI::App* windows = app.add_subcommand(
         "windows", "List the windows with their numbers, sizes, classes and titles");
+    std::string media_file;
+    std::string thumbnail_file;
+    double thumbnail_time = 0;
+    bool media_json = false;
+    CLI::App* thumbnail = app.add_subcommand("thumbnail", "Write one picture of a media file");
+    thumbnail->add_option("FILE", media_file, "The media file")->required();
+    thumbnail->add_option("--at", thumbnail_time, "The time of the picture, in seconds");
+    thumbnail->add_option("OUT", thumbnail_file, "The picture, a PNG")->required();
+    CLI::App* info = app.add_subcommand("info", "Tell what a media file holds");
+    info->add_option("FILE", media_file, "The media file")->required();
+    info->add_flag("--json", media_json, "As a JSON document");
+    bool json = false;
+    CLI::App* devices = app.add_subcommand(
+        "devices", "List cameras with their formats, microphones and sound outputs");
+    devices->add_flag("--json", json, "The cameras alone, as a JSON document");
     CLI::Option* url = run->add_option(
         "--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
     run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
@@ -114,6 +132,18 @@ int main(int argc, char** argv) {
     std::string error;
     studio::Log log;
     if (!log.Start(log_options, error)) return Complain(error);
+    if (thumbnail->parsed() || info->parsed()) {
+        const bool done =
+            thumbnail->parsed()
+                ? studio::WriteThumbnail(media_file, thumbnail_time, thumbnail_file, error)
+                : studio::PrintMediaInfo(media_file, media_json, error);
+        return done ? studio::exit_done : Complain(error);
+    }
+    if (devices->parsed()) {
+        studio::PrintCameras(json);
+        if (!json) studio::PrintSoundDevices();
+        return studio::exit_done;
+    }
     if (screens->parsed() || windows->parsed()) {
         if (screens->parsed() ? studio::PrintScreens() : studio::PrintWindows())
             return studio::exit_done;

@@ -10,6 +10,7 @@
 
 namespace Vimbrel {
 
+class MediaSourceDSImpl;
 class MediaSourceImpl;
 
 // A stream of sound or of subtitles that can be selected.
@@ -146,6 +147,10 @@ protected:
     std::wstring audioRenderDevice;
     std::atomic<State> state{State::Closed};
     MEDIA_INFO mediaInfo;
+
+private:
+    // The worker of sources on a filter graph reports for them.
+    friend class MediaSourceDSImpl;
 };
 
 }  // namespace Vimbrel

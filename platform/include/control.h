@@ -1,5 +1,6 @@
-// Control of a filter graph: running, events, positions, windows. Cut to what is called, but for
-// IMediaPosition, which filters implement. Inside the library only.
+// Control of a filter graph: running, events, positions, windows, and of a renderer: its level. Cut
+// to what is called, but for IMediaPosition and IBasicAudio, which filters implement. Inside the
+// library only.
 #pragma once
 
 #include "oaidl.h"
@@ -59,4 +60,14 @@ struct IVideoWindow : IDispatch {
     virtual HRESULT STDMETHODCALLTYPE put_MessageDrain(OAHWND drain) = 0;
 };
 VIMBREL_INTERFACE_ID(IVideoWindow, 0x56a868b4, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
+                     0xa7, 0x70);
+
+// Levels in hundredths of a decibel, from -10000 (silence) to 0.
+struct IBasicAudio : IDispatch {
+    virtual HRESULT STDMETHODCALLTYPE put_Volume(LONG volume) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Volume(LONG* volume) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Balance(LONG balance) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Balance(LONG* balance) = 0;
+};
+VIMBREL_INTERFACE_ID(IBasicAudio, 0x56a868b3, 0x0ad4, 0x11ce, 0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b,
                      0xa7, 0x70);

@@ -40,6 +40,9 @@ VIMBREL_API HRESULT WINAPI CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWO
 VIMBREL_API void* WINAPI CoTaskMemAlloc(SIZE_T size);
 VIMBREL_API void WINAPI CoTaskMemFree(void* memory);
 
+// `reserved` is 0. Inside the library only.
+HRESULT WINAPI CreateBindCtx(DWORD reserved, IBindCtx** context);
+
 }  // extern "C"
 
 template <class Interface>

@@ -13,6 +13,7 @@ enum VARENUM : VARTYPE {
     VT_I4 = 3,
     VT_R4 = 4,
     VT_R8 = 5,
+    VT_BSTR = 8,
     VT_BOOL = 11,
     VT_UNKNOWN = 13,
     VT_UI1 = 17,

@@ -1,6 +1,7 @@
-// Filters, pins, samples, allocators, clocks and graphs, and the settings interface of encoders.
-// Interfaces that filters implement are whole and in the published order; those that only the graph
-// implements are cut to what is called. Inside the library only.
+// Filters, pins, samples, allocators, clocks and graphs, lists of devices and their formats, and
+// the settings interface of encoders. Interfaces that filters implement are whole and in the
+// published order; those that only the graph implements are cut to what is called. Inside the
+// library only.
 #pragma once
 
 #include "oaidl.h"
@@ -220,6 +221,9 @@ struct IMediaSeeking : IUnknown {
 VIMBREL_INTERFACE_ID(IMediaSeeking, 0x36b73880, 0xc2c8, 0x11cf, 0x8b, 0x46, 0x00, 0x80, 0x5f, 0x6c,
                      0xef, 0x60);
 
+inline constexpr DWORD AMSTREAMSELECTINFO_ENABLED = 0x1;
+inline constexpr DWORD AMSTREAMSELECTENABLE_ENABLE = 0x1;
+
 inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_RENDERER = 0x1;
 inline constexpr ULONG AM_FILTER_MISC_FLAGS_IS_SOURCE = 0x2;
 
@@ -288,3 +292,106 @@ struct ICodecAPI : IUnknown {
 };
 VIMBREL_INTERFACE_ID(ICodecAPI, 0x901db4c7, 0x31ce, 0x41a2, 0x85, 0xdc, 0x8f, 0xa0, 0xbf, 0x41,
                      0xb8, 0xda);
+
+struct ICreateDevEnum : IUnknown {
+    // S_FALSE and null for a category without devices.
+    virtual HRESULT STDMETHODCALLTYPE CreateClassEnumerator(REFCLSID category,
+                                                            IEnumMoniker** enumerator,
+                                                            DWORD flags) = 0;
+};
+VIMBREL_INTERFACE_ID(ICreateDevEnum, 0x29840822, 0x5b84, 0x11d0, 0xbd, 0x3b, 0x00, 0xa0, 0xc9, 0x11,
+                     0xce, 0x86);
+
+typedef struct _VIDEO_STREAM_CONFIG_CAPS {
+    GUID guid;
+    ULONG VideoStandard;
+    SIZE InputSize;
+    SIZE MinCroppingSize;
+    SIZE MaxCroppingSize;
+    INT CropGranularityX;
+    INT CropGranularityY;
+    INT CropAlignX;
+    INT CropAlignY;
+    SIZE MinOutputSize;
+    SIZE MaxOutputSize;
+    INT OutputGranularityX;
+    INT OutputGranularityY;
+    INT StretchTapsX;
+    INT StretchTapsY;
+    INT ShrinkTapsX;
+    INT ShrinkTapsY;
+    LONGLONG MinFrameInterval;
+    LONGLONG MaxFrameInterval;
+    LONG MinBitsPerSecond;
+    LONG MaxBitsPerSecond;
+} VIDEO_STREAM_CONFIG_CAPS;
+
+struct IAMStreamConfig : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE SetFormat(AM_MEDIA_TYPE* type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetFormat(AM_MEDIA_TYPE** type) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetNumberOfCapabilities(int* count, int* size) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetStreamCaps(int index, AM_MEDIA_TYPE** type,
+                                                    BYTE* capability) = 0;
+};
+VIMBREL_INTERFACE_ID(IAMStreamConfig, 0xc6e13340, 0x30ac, 0x11d0, 0xa1, 0x8c, 0x00, 0xa0, 0xc9,
+                     0x11, 0x89, 0x56);
+
+typedef enum AMPROPERTY_PIN {
+    AMPROPERTY_PIN_CATEGORY = 0,
+    AMPROPERTY_PIN_MEDIUM = 1
+} AMPROPERTY_PIN;
+
+inline constexpr DWORD KSPROPERTY_SUPPORT_GET = 1;
+inline constexpr DWORD KSPROPERTY_SUPPORT_SET = 2;
+
+struct IKsPropertySet : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Set(REFGUID set, DWORD id, void* instance,
+                                          DWORD instance_size, void* data, DWORD size) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Get(REFGUID set, DWORD id, void* instance,
+                                          DWORD instance_size, void* data, DWORD size,
+                                          DWORD* returned) = 0;
+    virtual HRESULT STDMETHODCALLTYPE QuerySupported(REFGUID set, DWORD id, DWORD* support) = 0;
+};
+VIMBREL_INTERFACE_ID(IKsPropertySet, 0x31efac30, 0x515c, 0x11d0, 0xa9, 0xaa, 0x00, 0xaa, 0x00, 0x61,
+                     0xbe, 0x93);
+
+struct IAMStreamSelect : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Count(DWORD* streams) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Info(LONG index, AM_MEDIA_TYPE** type, DWORD* flags,
+                                           LCID* locale, DWORD* group, WCHAR** name,
+                                           IUnknown** object, IUnknown** unknown) = 0;
+    virtual HRESULT STDMETHODCALLTYPE Enable(LONG index, DWORD flags) = 0;
+};
+VIMBREL_INTERFACE_ID(IAMStreamSelect, 0xc1960960, 0x17f5, 0x11d1, 0xab, 0xe1, 0x00, 0xa0, 0xc9,
+                     0x05, 0xf3, 0x75);
+
+// A member of -1 leaves the choice to the filter.
+struct IAMBufferNegotiation : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE
+    SuggestAllocatorProperties(const ALLOCATOR_PROPERTIES* properties) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetAllocatorProperties(ALLOCATOR_PROPERTIES* properties) = 0;
+};
+VIMBREL_INTERFACE_ID(IAMBufferNegotiation, 0x56ed71a0, 0xaf5f, 0x11d0, 0xb3, 0xf0, 0x00, 0xaa, 0x00,
+                     0x37, 0x61, 0xc5);
+
+struct IAMAudioInputMixer : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE put_Enable(BOOL enable) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Enable(BOOL* enable) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Mono(BOOL mono) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Mono(BOOL* mono) = 0;
+    // From 0 to 1.
+    virtual HRESULT STDMETHODCALLTYPE put_MixLevel(double level) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_MixLevel(double* level) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Pan(double pan) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Pan(double* pan) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Loudness(BOOL loudness) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Loudness(BOOL* loudness) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Treble(double treble) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Treble(double* treble) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_TrebleRange(double* range) = 0;
+    virtual HRESULT STDMETHODCALLTYPE put_Bass(double bass) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_Bass(double* bass) = 0;
+    virtual HRESULT STDMETHODCALLTYPE get_BassRange(double* range) = 0;
+};
+VIMBREL_INTERFACE_ID(IAMAudioInputMixer, 0x54c39221, 0x8380, 0x11d0, 0xb3, 0xf0, 0x00, 0xaa, 0x00,
+                     0x37, 0x61, 0xc5);

@@ -1,4 +1,4 @@
-// The root of every interface.
+// The root of every interface, and makers of objects.
 #pragma once
 
 #include "winerror.h"
@@ -16,3 +16,11 @@ protected:
 };
 VIMBREL_INTERFACE_ID(IUnknown, 0x00000000, 0x0000, 0x0000, 0xc0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
                      0x46);
+
+struct IClassFactory : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid,
+                                                     void** object) = 0;
+    virtual HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) = 0;
+};
+VIMBREL_INTERFACE_ID(IClassFactory, 0x00000001, 0x0000, 0x0000, 0xc0, 0x00, 0x00, 0x00, 0x00, 0x00,
+                     0x00, 0x46);

@@ -82,6 +82,11 @@ struct POINT {
     LONG y;
 };
 
+struct SIZE {
+    LONG cx;
+    LONG cy;
+};
+
 // Right and bottom are excluded.
 struct RECT {
     LONG left;

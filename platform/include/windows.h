@@ -33,6 +33,11 @@ HMODULE WINAPI GetModuleHandleW(LPCWSTR name);
 // The path of the main program; `module` must be null. Returns its length, or `size` if it was cut
 // to fit, or 0.
 DWORD WINAPI GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size);
+DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR path, DWORD size);
+
+// Loads a library, or takes another reference to it; nothing here gives one back. Backslashes in
+// the path separate folders. Null if it cannot be loaded.
+HMODULE WINAPI LoadLibraryW(LPCWSTR path);
 
 // The address of a dynamic symbol that `module` itself defines, null if it has none. Symbols of the
 // libraries that the module loads do not count.

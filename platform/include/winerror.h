@@ -20,6 +20,8 @@ inline constexpr HRESULT E_ACCESSDENIED = VimbrelResult(0x80070005u);
 inline constexpr HRESULT E_OUTOFMEMORY = VimbrelResult(0x8007000Eu);
 inline constexpr HRESULT E_INVALIDARG = VimbrelResult(0x80070057u);
 
+inline constexpr HRESULT DISP_E_TYPEMISMATCH = VimbrelResult(0x80020005u);
+inline constexpr HRESULT DISP_E_BADVARTYPE = VimbrelResult(0x80020008u);
 inline constexpr HRESULT CLASS_E_NOAGGREGATION = VimbrelResult(0x80040110u);
 inline constexpr HRESULT REGDB_E_CLASSNOTREG = VimbrelResult(0x80040154u);
 inline constexpr HRESULT CO_E_NOTINITIALIZED = VimbrelResult(0x800401F0u);

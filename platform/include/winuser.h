@@ -223,3 +223,13 @@ VIMBREL_API BOOL WINAPI EnumDisplayMonitors(HDC context, const RECT* clip, MONIT
 VIMBREL_API BOOL WINAPI GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info);
 
 }  // extern "C"
+
+inline constexpr int VK_CONTROL = 0x11;
+
+extern "C" {
+
+// Below 0 while the key is held; 0 without a server, and for other keys than VK_CONTROL. Inside the
+// library only.
+SHORT WINAPI GetKeyState(int key);
+
+}  // extern "C"

@@ -50,8 +50,8 @@ Bytes Wav(int rate, int channels, int frames, Value value) {
 class SoundMixerTest : public testing::Test {
 protected:
     void Add(const std::string& name, const Bytes& bytes, double volume = 1.0) {
-        descriptions.push_back({"sound[" + std::to_string(descriptions.size()) + "]",
-                                folder.Write(name, bytes), volume});
+        descriptions.push_back({"sound[" + std::to_string(descriptions.size()) + "]", volume,
+                                SoundFileDescription{folder.Write(name, bytes)}});
     }
     void Open() {
         std::string error;
@@ -123,10 +123,45 @@ TEST_F(SoundMixerTest, SaysWhichFileIsBad) {
     folder.Write("empty.wav", Bytes());
     for (const auto& each : cases) {
         std::string error;
-        EXPECT_FALSE(SoundMixer::Open({{"sound[0]", folder / each.name, 1.0}}, error));
+        EXPECT_FALSE(
+            SoundMixer::Open({{"sound[0]", 1.0, SoundFileDescription{folder / each.name}}}, error));
         EXPECT_THAT(error, testing::StartsWith("sound[0].file: " + (folder / each.name).string() +
                                                ": " + each.message));
     }
+}
+
+TEST_F(SoundMixerTest, LevelsAreThoseSinceTheLastQuestion) {
+    Add("half.wav", Wav(44100, 1, 4, [](int frame, int) { return frame < 2 ? -16384 : 0; }));
+    Open();
+    Read(2);
+    EXPECT_EQ(mixer->Levels(), "  half.wav -6 dB");
+    Read(2);
+    EXPECT_EQ(mixer->Levels(), "  half.wav silent");
+    mixer->ToggleMicrophones();
+    EXPECT_EQ(mixer->Levels(), "  half.wav silent");
+}
+
+TEST(SampleQueue, WaitsForItsLeadAndEvensOutTheClocks) {
+    SampleQueue queue(4, 10);
+    const std::vector<std::int16_t> ramp = {1024, -1024, 2048, -2048, 3072, -3072};
+    const auto read = [&](std::size_t frames) {
+        std::vector<float> stereo(frames * 2, 9.0F);
+        queue.Read(stereo.data(), frames);
+        for (float& each : stereo) each *= 32;
+        return stereo;
+    };
+    using testing::ElementsAre;
+    queue.Push(ramp.data(), 3);
+    EXPECT_THAT(read(1), ElementsAre(0, 0)) << "less than the lead";
+    queue.Push(ramp.data(), 3);
+    EXPECT_THAT(read(2), ElementsAre(1, -1, 2, -2));
+    EXPECT_THAT(read(5), ElementsAre(3, -3, 1, -1, 2, -2, 3, -3, 0, 0));
+    queue.Push(ramp.data(), 3);
+    EXPECT_THAT(read(1), ElementsAre(0, 0)) << "the lead comes first again";
+    // 12 frames wait: only the newest 4 stay.
+    for (int i = 0; i < 3; ++i) queue.Push(ramp.data(), 3);
+    EXPECT_THAT(read(4), ElementsAre(3, -3, 1, -1, 2, -2, 3, -3));
+    EXPECT_THAT(read(1), ElementsAre(0, 0));
 }
 
 }  // namespace

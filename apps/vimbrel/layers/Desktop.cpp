@@ -1,9 +1,9 @@
 #include "layers/Desktop.h"
 
-#include <stringapiset.h>
-
 #include <algorithm>
 #include <cstdio>
+
+#include "scene/WideText.h"
 
 namespace studio {
 
@@ -15,12 +15,9 @@ struct Output {
     bool primary = false;
 };
 
-std::string Narrow(const wchar_t* text, int length) {
-    if (length <= 0) return {};
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<std::size_t>(std::max(size, 0)), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, length, narrow.data(), size, nullptr, nullptr);
-    return narrow;
+// A failure's length is below 0.
+std::wstring_view Text(const wchar_t* text, int length) {
+    return {text, static_cast<std::size_t>(std::max(length, 0))};
 }
 
 BOOL CALLBACK AddOutput(HMONITOR monitor, HDC, RECT* place, LPARAM list) {
@@ -30,8 +27,7 @@ BOOL CALLBACK AddOutput(HMONITOR monitor, HDC, RECT* place, LPARAM list) {
     Output output;
     output.area = {place->left, place->top, place->right - place->left, place->bottom - place->top};
     output.primary = (info.dwFlags & MONITORINFOF_PRIMARY) != 0;
-    output.name =
-        Narrow(info.szDevice, static_cast<int>(std::char_traits<wchar_t>::length(info.szDevice)));
+    output.name = Narrow(info.szDevice);
     reinterpret_cast<std::vector<Output>*>(list)->push_back(output);
     return TRUE;
 }
@@ -51,9 +47,10 @@ DesktopWindow Describe(HWND handle) {
     window.height = client.bottom;
     window.minimised = IsIconic(handle) != FALSE;
     wchar_t text[512];
-    window.title = Narrow(text, GetWindowTextW(handle, text, static_cast<int>(std::size(text))));
+    window.title =
+        Narrow(Text(text, GetWindowTextW(handle, text, static_cast<int>(std::size(text)))));
     window.window_class =
-        Narrow(text, GetClassNameW(handle, text, static_cast<int>(std::size(text))));
+        Narrow(Text(text, GetClassNameW(handle, text, static_cast<int>(std::size(text)))));
     return window;
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace studio {
@@ -12,12 +13,16 @@ Progress::~Progress() {
     if (line_open) std::printf("\n");
 }
 
-void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t skipped,
-                    const std::vector<std::unique_ptr<Output>>& outputs, bool last) {
+bool Progress::IsDue(bool last) {
     const auto now = std::chrono::steady_clock::now();
-    if (now < next && !last) return;
+    if (now < next && !last) return false;
     next = now + (terminal ? std::chrono::milliseconds(200) : std::chrono::milliseconds(1000));
+    return true;
+}
 
+void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t skipped,
+                    const std::vector<std::unique_ptr<Output>>& outputs,
+                    const std::string& levels) {
     std::uint64_t dropped = skipped;
     std::string sizes;
     for (const auto& output : outputs) {
@@ -30,8 +35,13 @@ void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t sk
     std::snprintf(counts, sizeof counts, "%02d:%04.1f  frames %llu  dropped %llu", minutes,
                   scene_seconds - minutes * 60, static_cast<unsigned long long>(frames),
                   static_cast<unsigned long long>(dropped));
-    // The blanks cover what a longer line before may have left.
-    std::printf(terminal ? "\r%s%s   " : "%s%s\n", counts, sizes.c_str());
+    std::string line = counts + sizes + levels;
+    if (terminal) {
+        // The blanks cover what a longer line before may have left.
+        longest = std::max(longest, line.size());
+        line.resize(longest, ' ');
+    }
+    std::printf(terminal ? "\r%s" : "%s\n", line.c_str());
     std::fflush(stdout);
     line_open = terminal;
 }

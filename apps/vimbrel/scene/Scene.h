@@ -65,19 +65,55 @@ struct WindowDescription {
     Fit fit = Fit::Contain;
 };
 
+// Seconds and per cent.
+struct MediaDescription {
+    std::filesystem::path file;
+    double start = 0;
+    double stop = 0;  // 0: the end
+    bool loop = false;
+    int rate = 100;
+    int pitch = 100;
+    int volume = 100;
+    int audio_stream = -1;  // of the list of streams; -1: the file's choice
+    bool subtitles = false;
+    std::string output;  // of the sound, by name; empty for none
+    Fit fit = Fit::Contain;
+};
+
+struct CameraDescription {
+    std::string device;  // its name or path in UTF-8; empty for the first one
+    std::string format;  // as "1280x720@30 MJPG"; empty for the device's current one
+    Fit fit = Fit::Contain;
+};
+
 struct LayerDescription {
     std::string place;  // as in "layers[2]", for messages
     Rect rect;
     double opacity = 1.0;
     std::variant<PictureDescription, GifDescription, TextDescription, ColorDescription,
-                 ScreenDescription, WindowDescription>
+                 ScreenDescription, WindowDescription, MediaDescription, CameraDescription>
         content;
 };
 
-struct SoundDescription {
-    std::string place;  // as in "sound[0]", for messages
+struct SoundFileDescription {
     std::filesystem::path file;
+};
+
+struct MicrophoneDescription {
+    std::string device;  // UTF-8; empty: the default one
+    int pitch = 100;     // percent
+    bool mute = false;
+};
+
+// What an output device plays.
+struct SystemSoundDescription {
+    std::string device;  // UTF-8; empty: the default one
+};
+
+struct SoundDescription {
+    std::string place;    // as in "sound[0]", for messages
     double volume = 1.0;  // a factor
+    std::variant<SoundFileDescription, MicrophoneDescription, SystemSoundDescription> content;
 };
 
 enum class OutputType { Gif, Mp4, Rtmp };

@@ -18,6 +18,10 @@ constexpr int side_limit = 16384;
 constexpr int fps_limit = 120;
 constexpr int coordinate_limit = 1 << 20;
 constexpr double volume_limit = 400;  // per cent
+constexpr double seconds_limit = 1e7;
+constexpr double full_volume = 100;
+constexpr int least_pitch = 10;
+constexpr int most_pitch = 400;
 
 Color ReadColor(const SceneNode& node, const std::string& name) {
     const std::string text = node.Text(name);
@@ -87,6 +91,24 @@ WindowDescription ReadWindow(const SceneNode& node) {
     return window;
 }
 
+MediaDescription ReadMedia(const SceneNode& node, const std::filesystem::path& folder) {
+    node.AllowOnly({"type", "file", "start", "stop", "loop", "rate", "pitch", "volume",
+                    "audio-stream", "subtitles", "output", "rect", "fit", "opacity"});
+    MediaDescription media;
+    media.file = node.File(folder);
+    if (node.Has("start")) media.start = node.Number("start", 0, seconds_limit);
+    if (node.Has("stop")) media.stop = node.Number("stop", 0, seconds_limit);
+    if (node.Has("loop")) media.loop = node.Flag("loop");
+    if (node.Has("rate")) media.rate = node.Integer("rate", 1, 1000);
+    if (node.Has("pitch")) media.pitch = node.Integer("pitch", 10, 1000);
+    if (node.Has("volume")) media.volume = node.Integer("volume", 0, 100);
+    if (node.Has("audio-stream")) media.audio_stream = node.Integer("audio-stream", 0, 10000);
+    if (node.Has("subtitles")) media.subtitles = node.Flag("subtitles");
+    if (node.Has("output")) media.output = node.Text("output");
+    media.fit = ReadFit(node);
+    return media;
+}
+
 LayerDescription ReadLayer(const SceneNode& node, const std::filesystem::path& folder) {
     LayerDescription layer;
     layer.place = node.Place();
@@ -116,10 +138,20 @@ LayerDescription ReadLayer(const SceneNode& node, const std::filesystem::path& f
         layer.content = screen;
     } else if (type == "window") {
         layer.content = ReadWindow(node);
+    } else if (type == "media") {
+        layer.content = ReadMedia(node, folder);
+    } else if (type == "camera") {
+        node.AllowOnly({"type", "device", "format", "rect", "fit", "opacity"});
+        CameraDescription camera;
+        if (node.Has("device")) camera.device = node.Text("device");
+        if (node.Has("format")) camera.format = node.Text("format");
+        camera.fit = ReadFit(node);
+        layer.content = camera;
     } else {
         FailScene(node.PlaceOf("type"),
                   "unknown layer type \"" + type +
-                      "\"; there are picture, gif, text, color, screen and window");
+                      "\"; there are picture, gif, text, color, screen, window, "
+                      "camera and media");
     }
     layer.rect = ReadRect(node, "rect");
     if (node.Has("opacity")) layer.opacity = node.Number("opacity", 0.0, 1.0);
@@ -130,11 +162,27 @@ SoundDescription ReadSound(const SceneNode& node, const std::filesystem::path& f
     SoundDescription sound;
     sound.place = node.Place();
     const std::string type = node.Text("type");
-    if (type != "file")
-        FailScene(node.PlaceOf("type"), "unknown type of sound \"" + type + "\"; there is file");
-    node.AllowOnly({"type", "file", "volume"});
-    sound.file = node.File(folder);
-    if (node.Has("volume")) sound.volume = node.Number("volume", 0, volume_limit) / 100;
+    const auto device = [&] { return node.Has("device") ? node.Text("device") : std::string(); };
+    double loudest = volume_limit;
+    if (type == "file") {
+        node.AllowOnly({"type", "file", "volume"});
+        sound.content = SoundFileDescription{node.File(folder)};
+    } else if (type == "microphone") {
+        node.AllowOnly({"type", "device", "volume", "pitch", "mute"});
+        MicrophoneDescription microphone{device()};
+        if (node.Has("pitch")) microphone.pitch = node.Integer("pitch", least_pitch, most_pitch);
+        if (node.Has("mute")) microphone.mute = node.Flag("mute");
+        sound.content = microphone;
+        // Louder is the device's own matter.
+        loudest = full_volume;
+    } else if (type == "system") {
+        node.AllowOnly({"type", "device", "volume"});
+        sound.content = SystemSoundDescription{device()};
+    } else {
+        FailScene(node.PlaceOf("type"),
+                  "unknown type of sound \"" + type + "\"; there are file, microphone and system");
+    }
+    if (node.Has("volume")) sound.volume = node.Number("volume", 0, loudest) / full_volume;
     return sound;
 }
 

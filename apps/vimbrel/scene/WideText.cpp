@@ -14,6 +14,16 @@ std::wstring Widen(const std::string& text) {
     return wide;
 }
 
+std::string Narrow(std::wstring_view text) {
+    if (text.empty()) return {};
+    const int length = static_cast<int>(text.size());
+    const int size =
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(size > 0 ? size : 0), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, narrow.data(), size, nullptr, nullptr);
+    return narrow;
+}
+
 std::wstring Widen(const std::filesystem::path& path) {
     const std::u8string text = path.u8string();
     return Widen(std::string(text.begin(), text.end()));

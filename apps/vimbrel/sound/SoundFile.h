@@ -1,5 +1,4 @@
-// A sound file, read from its beginning to its end. Only this class sees the
-// library that reads it.
+// A sound file, read from its beginning to its end. Only this class sees the library that reads it.
 #pragma once
 
 #include <filesystem>
@@ -18,11 +17,11 @@ public:
     // WAV, FLAC, Ogg and what else the library reads. Null with `error` set to what is wrong with
     // the file.
     static std::unique_ptr<SoundFile> Open(const std::filesystem::path& file, std::string& error);
-    ~SoundFile();
+    ~SoundFile() override;
     SoundFile(const SoundFile&) = delete;
     SoundFile& operator=(const SoundFile&) = delete;
 
-    int Rate() const { return rate; }
+    int Rate() const override { return rate; }
 
     // One channel becomes both; of more than two, those after the second go into both at half.
     void Read(float* stereo, std::size_t frames) override;

@@ -2,27 +2,68 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include "sound/SoundFile.h"
 
 namespace studio {
+
+std::unique_ptr<SoundSource> SoundMixer::OpenSource(const SoundDescription& description,
+                                                    Track& track, std::string& error) {
+    if (const auto* const file = std::get_if<SoundFileDescription>(&description.content)) {
+        track.name = file->file.filename().string();
+        track.volume = static_cast<float>(description.volume);
+        auto source = SoundFile::Open(file->file, error);
+        if (!source) error.insert(0, description.place + ".file: ");
+        return source;
+    }
+    auto source = LiveSound::Open(description, error);
+    if (!source) {
+        error.insert(0, description.place + ".device: ");
+        return nullptr;
+    }
+    track.live = source.get();
+    track.name = source->Name();
+    // A microphone is turned down by its device.
+    track.volume = source->IsMicrophone() ? 1.0F : static_cast<float>(description.volume);
+    return source;
+}
 
 std::unique_ptr<SoundMixer> SoundMixer::Open(const std::vector<SoundDescription>& descriptions,
                                              std::string& error) {
     auto mixer = std::make_unique<SoundMixer>();
-    std::vector<std::unique_ptr<SoundFile>> files;
     for (const SoundDescription& description : descriptions) {
-        files.push_back(SoundFile::Open(description.file, error));
-        if (!files.back()) {
-            error.insert(0, description.place + ".file: ");
-            return nullptr;
-        }
-        if (files.back()->Rate() % 48000 == 0) mixer->rate = 48000;
+        Track track{nullptr, SoundResampler(1, 1), {}, 1.0F};
+        track.source = OpenSource(description, track, error);
+        if (!track.source) return nullptr;
+        if (track.source->Rate() % 48000 == 0) mixer->rate = 48000;
+        mixer->tracks.push_back(std::move(track));
     }
-    for (std::size_t i = 0; i < files.size(); ++i) {
-        const int from = files[i]->Rate();
-        mixer->tracks.push_back({std::move(files[i]), SoundResampler(from, mixer->rate),
-                                 static_cast<float>(descriptions[i].volume)});
-    }
+    for (Track& track : mixer->tracks)
+        track.resampler = SoundResampler(track.source->Rate(), mixer->rate);
     return mixer;
+}
+
+std::string SoundMixer::Levels() {
+    std::string levels;
+    for (Track& track : tracks) {
+        const bool muted = track.live && track.live->IsMuted();
+        char text[32] = "silent";
+        if (const float peak = std::exchange(track.peak, 0.0F); peak > 0)
+            std::snprintf(text, sizeof text, "%.0f dB", 20 * std::log10(peak));
+        levels += "  " + track.name + " " + (muted ? "muted" : text);
+    }
+    return levels;
+}
+
+void SoundMixer::ToggleMicrophones() {
+    bool any_heard = false;
+    for (const Track& track : tracks)
+        any_heard |= track.live && track.live->IsMicrophone() && !track.live->IsMuted();
+    for (const Track& track : tracks) {
+        if (track.live && track.live->IsMicrophone()) track.live->SetMuted(any_heard);
+    }
 }
 
 const std::int16_t* SoundMixer::Read(std::size_t frames) {
@@ -30,8 +71,13 @@ const std::int16_t* SoundMixer::Read(std::size_t frames) {
     sum.assign(size, 0.0f);
     part.resize(size);
     for (Track& track : tracks) {
-        track.resampler.Read(*track.file, part.data(), frames);
-        for (std::size_t i = 0; i < size; ++i) sum[i] += track.volume * part[i];
+        track.resampler.Read(*track.source, part.data(), frames);
+        for (std::size_t i = 0; i < size; ++i) {
+            const float sample = track.volume * part[i];
+            sum[i] += sample;
+            // Not of what is no number.
+            if (std::abs(sample) > track.peak) track.peak = std::abs(sample);
+        }
     }
     mixed.resize(size);
     std::transform(sum.begin(), sum.end(), mixed.begin(), [](float value) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "scene/Scene.h"
-#include "sound/SoundFile.h"
+#include "sound/LiveSound.h"
 #include "sound/SoundResampler.h"
 
 namespace studio {
@@ -16,7 +16,8 @@ class SoundMixer {
 public:
     static constexpr int channels = 2;
 
-    // Null with `error` set to "place.file: file: what is wrong".
+    // Live sources run from here on. Null with `error` set to "place.file: file: what is wrong", or
+    // the same of a device.
     static std::unique_ptr<SoundMixer> Open(const std::vector<SoundDescription>& descriptions,
                                             std::string& error);
 
@@ -27,12 +28,22 @@ public:
     // next call.
     const std::int16_t* Read(std::size_t frames);
 
+    // The loudest sample of each source since the last call, as in "mic -12 dB".
+    std::string Levels();
+    // Of all microphones at once: silent, unless all are, which are heard again then.
+    void ToggleMicrophones();
+
 private:
     struct Track {
-        std::unique_ptr<SoundFile> file;
+        std::unique_ptr<SoundSource> source;
         SoundResampler resampler;
+        std::string name;
         float volume;
+        LiveSound* live = nullptr;  // the source, if it is a device
+        float peak = 0;
     };
+    static std::unique_ptr<SoundSource> OpenSource(const SoundDescription& description,
+                                                   Track& track, std::string& error);
 
     int rate = 44100;
     std::vector<Track> tracks;

@@ -9,10 +9,11 @@ namespace studio {
 // The supplier of samples: fills all of it, with silence after the end.
 class SoundSource {
 public:
-    virtual void Read(float* stereo, std::size_t frames) = 0;
+    virtual ~SoundSource() = default;
 
-protected:
-    ~SoundSource() = default;
+    // Frames per second.
+    virtual int Rate() const = 0;
+    virtual void Read(float* stereo, std::size_t frames) = 0;
 };
 
 // Band-limited, in exact steps, so that no time is lost or won over any length.

@@ -6,7 +6,15 @@
 #include <wincodec.h>
 #include <wmcodecdsp.h>
 
+#include "filters/OutsideInterfaces.h"
 #include "platform/linux/coreaudio/EndpointEnumerator.h"
+#include "platform/linux/ds/file/AudioDecoder.h"
+#include "platform/linux/ds/file/SplitterSource.h"
+#include "platform/linux/ds/file/VideoDecoder.h"
+#include "platform/linux/ds/device/Cameras.h"
+#include "platform/linux/ds/device/DeviceEnumerator.h"
+#include "platform/linux/ds/device/SoundOutputs.h"
+#include "platform/linux/ds/device/SoundDevices.h"
 #include "platform/linux/ds/graph/FilterGraph.h"
 #include "platform/linux/ds/media/MemoryAllocator.h"
 #include "platform/linux/mf/transform/AacEncoderTransform.h"
@@ -16,6 +24,17 @@
 #include "platform/linux/wic/ImagingFactory.h"
 
 namespace {
+
+// The devices of each category.
+constexpr Vimbrel::DeviceCategory categories[] = {
+    {CLSID_VideoInputDeviceCategory, Vimbrel::ListCameras},
+    {CLSID_AudioRendererCategory, Vimbrel::ListSoundOutputs},
+    {CLSID_AudioInputDeviceCategory, Vimbrel::ListMicrophones},
+};
+
+HRESULT CreateDeviceEnumerator(REFIID iid, void** object) {
+    return Vimbrel::CreateDeviceEnumerator(categories, iid, object);
+}
 
 struct ClassEntry {
     GUID clsid;
@@ -28,6 +47,10 @@ constexpr ClassEntry classes[] = {
     {CLSID_MMDeviceEnumerator, Vimbrel::CreateEndpointEnumerator},
     {CLSID_FilterGraph, Vimbrel::CreateFilterGraph},
     {CLSID_MemoryAllocator, Vimbrel::CreateMemoryAllocator},
+    {Vimbrel::class_splitter_source, Vimbrel::CreateSplitterSource},
+    {Vimbrel::class_audio_decoder, Vimbrel::CreateAudioDecoder},
+    {Vimbrel::class_video_decoder, Vimbrel::CreateVideoDecoder},
+    {CLSID_SystemDeviceEnum, CreateDeviceEnumerator},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},
     {CLSID_CMSH264EncoderMFT, Vimbrel::CreateSoftwareH264Encoder},
     {CLSID_AACMFTEncoder, Vimbrel::CreateAacEncoder},

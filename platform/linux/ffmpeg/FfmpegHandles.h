@@ -19,6 +19,7 @@ namespace Vimbrel {
 struct FfmpegDeleter {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVCodecParameters* parameters) const { avcodec_parameters_free(&parameters); }
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
     void operator()(SwsContext* context) const { sws_freeContext(context); }
     void operator()(SwrContext* context) const { swr_free(&context); }

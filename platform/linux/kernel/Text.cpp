@@ -28,20 +28,21 @@ std::basic_string_view<Character> Source(const Character* text, int size) {
                            : static_cast<std::size_t>(size)};
 }
 
+bool IsUtf8(UINT code_page) { return code_page == CP_UTF8 || code_page == CP_THREAD_ACP; }
+
 }  // namespace
 
 extern "C" {
 
 int WINAPI MultiByteToWideChar(UINT code_page, DWORD flags, LPCSTR text, int size, LPWSTR wide,
                                int capacity) {
-    if (code_page != CP_UTF8 || flags != 0 || !text || size == 0) return 0;
+    if (!IsUtf8(code_page) || flags != 0 || !text || size == 0) return 0;
     return Deliver(Vimbrel::FromUtf8(Source(text, size)), wide, capacity);
 }
 
 int WINAPI WideCharToMultiByte(UINT code_page, DWORD flags, LPCWSTR wide, int size, LPSTR text,
                                int capacity, LPCSTR default_character, BOOL* used_default) {
-    if (code_page != CP_UTF8 || flags != 0 || !wide || size == 0 || default_character ||
-        used_default)
+    if (!IsUtf8(code_page) || flags != 0 || !wide || size == 0 || default_character || used_default)
         return 0;
     return Deliver(Vimbrel::ToUtf8(Source(wide, size)), text, capacity);
 }

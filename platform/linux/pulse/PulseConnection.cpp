@@ -13,14 +13,17 @@ namespace Vimbrel {
 
 namespace {
 
-constexpr pa_usec_t patience = 3 * PA_USEC_PER_SEC;
+pa_usec_t Duration(Patience patience) {
+    return patience == Patience::usual ? 3 * PA_USEC_PER_SEC : 800 * PA_USEC_PER_MSEC;
+}
 
 // Ends a wait when its time is over. Made and destroyed with the loop's lock held.
 class Deadline {
 public:
-    Deadline(pa_context* context, PulseConnection& connection)
+    Deadline(pa_context* context, PulseConnection& connection, Patience patience)
         : connection_(connection),
-          event_(pa_context_rttime_new(context, pa_rtclock_now() + patience, &Expire, this)),
+          event_(
+              pa_context_rttime_new(context, pa_rtclock_now() + Duration(patience), &Expire, this)),
           api_(pa_threaded_mainloop_get_api(connection.Loop().Get())) {}
     ~Deadline() {
         if (event_) api_->time_free(event_);
@@ -95,8 +98,9 @@ HRESULT PulseConnection::LastError(const char* step) {
     return ResultFromPulse(pa_context_errno(context_), step);
 }
 
-HRESULT PulseConnection::WaitUntil(bool (*done)(void*), void* data, const char* step) {
-    const Deadline deadline(context_, *this);
+HRESULT PulseConnection::WaitUntil(bool (*done)(void*), void* data, const char* step,
+                                   Patience patience) {
+    const Deadline deadline(context_, *this, patience);
     while (!done(data)) {
         if (FAILED(State())) {
             static_cast<void>(LastError(step));
@@ -108,7 +112,7 @@ HRESULT PulseConnection::WaitUntil(bool (*done)(void*), void* data, const char* 
     return S_OK;
 }
 
-HRESULT PulseConnection::Finish(pa_operation* operation, const char* step) {
+HRESULT PulseConnection::Finish(pa_operation* operation, const char* step, Patience patience) {
     if (!operation) return LastError(step);
     const auto wake = [](pa_operation*, void* self) {
         static_cast<PulseConnection*>(self)->Signal();
@@ -117,7 +121,7 @@ HRESULT PulseConnection::Finish(pa_operation* operation, const char* step) {
     const auto ended = [](void* waited) {
         return pa_operation_get_state(static_cast<pa_operation*>(waited)) != PA_OPERATION_RUNNING;
     };
-    const HRESULT hr = WaitUntil(ended, operation, step);
+    const HRESULT hr = WaitUntil(ended, operation, step, patience);
     pa_operation_set_state_callback(operation, nullptr, nullptr);
     // Its own callback uses the caller's variables.
     if (FAILED(hr)) pa_operation_cancel(operation);

@@ -43,6 +43,10 @@ private:
     PulseLoop& loop_;
 };
 
+// How long a request waits for a server that does not answer. libpulse itself would wait for half a
+// minute.
+enum class Patience { usual, brief };
+
 // Its users share it and it ends with the last of them. It is not renewed: once the server is gone
 // every request fails.
 class PulseConnection {
@@ -60,12 +64,14 @@ public:
     HRESULT State() REQUIRES(loop_);
 
     // Waits, with the lock released meanwhile, until `done(data)` is true. What makes it true calls
-    // Signal. Fails when the server is gone, and after three seconds with ERROR_TIMEOUT's result
-    // code: libpulse itself would wait for half a minute.
-    HRESULT WaitUntil(bool (*done)(void*), void* data, const char* step) REQUIRES(loop_);
+    // Signal. Fails when the server is gone, and after three seconds (0.8, if brief) with
+    // ERROR_TIMEOUT's result code.
+    HRESULT WaitUntil(bool (*done)(void*), void* data, const char* step,
+                      Patience patience = Patience::usual) REQUIRES(loop_);
     // Takes over the operation and waits for its end; null means that the request failed. The
     // result of the request itself reaches its callback.
-    HRESULT Finish(pa_operation* operation, const char* step) REQUIRES(loop_);
+    HRESULT Finish(pa_operation* operation, const char* step, Patience patience = Patience::usual)
+        REQUIRES(loop_);
     // On the loop's thread: ends waiting, to look again.
     void Signal() { pa_threaded_mainloop_signal(loop_.Get(), 0); }
     // The last error of the context as a result code.

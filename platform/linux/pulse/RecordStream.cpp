@@ -1,8 +1,12 @@
 #include "platform/linux/pulse/RecordStream.h"
 
 #include <audioclient.h>
+#include <pulse/introspect.h>
 #include <pulse/stream.h>
+#include <pulse/volume.h>
 
+#include <algorithm>
+#include <cmath>
 #include <new>
 #include <utility>
 
@@ -42,6 +46,7 @@ public:
     HRESULT Peek(Packet& packet) override;
     HRESULT Drop() override;
     HRESULT Waiting(std::uint32_t& frames) override;
+    HRESULT SetVolume(double level) override;
     std::uint32_t BufferFrames() const override { return buffer_seconds * format_.samples.rate; }
 
 private:
@@ -49,9 +54,8 @@ private:
     HRESULT LastError(const char* step) REQUIRES(connection_->Loop()) {
         return connection_->LastError(step);
     }
-    HRESULT Cork(bool corked) REQUIRES(connection_->Loop());
-    HRESULT Request(pa_operation* operation, const bool& succeeded, const char* step)
-        REQUIRES(connection_->Loop());
+    HRESULT Request(pa_operation* operation, const bool& succeeded, const char* step,
+                    Patience patience = Patience::usual) REQUIRES(connection_->Loop());
 
     // The loop's thread holds the lock that the analysis misses here.
     static void OnState(pa_stream*, void* self);
@@ -147,19 +151,13 @@ HRESULT PulseRecordStream::State() {
     return pa_stream_get_state(stream_) == PA_STREAM_READY ? S_OK : AUDCLNT_E_DEVICE_INVALIDATED;
 }
 
-HRESULT PulseRecordStream::Request(pa_operation* operation, const bool& succeeded,
-                                   const char* step) {
-    const HRESULT hr = connection_->Finish(operation, step);
+HRESULT PulseRecordStream::Request(pa_operation* operation, const bool& succeeded, const char* step,
+                                   Patience patience) {
+    const HRESULT hr = connection_->Finish(operation, step, patience);
     if (FAILED(hr)) return hr;
     if (succeeded) return S_OK;
     const HRESULT state = State();
     return FAILED(state) ? state : LastError(step);
-}
-
-HRESULT PulseRecordStream::Cork(bool corked) {
-    bool succeeded = false;
-    pa_operation* const operation = pa_stream_cork(stream_, corked, &OnSucceeded, &succeeded);
-    return Request(operation, succeeded, corked ? "cork" : "uncork");
 }
 
 HRESULT PulseRecordStream::Start() {
@@ -168,7 +166,8 @@ HRESULT PulseRecordStream::Start() {
     if (FAILED(hr)) return hr;
     if (running_) return AUDCLNT_E_NOT_STOPPED;
     clock_.Restart();
-    hr = Cork(false);
+    bool succeeded = false;
+    hr = Request(pa_stream_cork(stream_, 0, &OnSucceeded, &succeeded), succeeded, "uncork");
     if (SUCCEEDED(hr)) running_ = true;
     return hr;
 }
@@ -179,10 +178,36 @@ HRESULT PulseRecordStream::Stop() {
     running_ = false;
     if (std::exchange(peeked_, false)) pa_stream_drop(stream_);
     HRESULT hr = State();
-    if (SUCCEEDED(hr)) hr = Cork(true);
     if (FAILED(hr)) return hr;
+    // Both are on their way before the first is waited for: who stops waits once, and briefly.
+    bool corked = false;
+    bool flushed = false;
+    pa_operation* const cork = pa_stream_cork(stream_, 1, &OnSucceeded, &corked);
+    pa_operation* const flush = pa_stream_flush(stream_, &OnSucceeded, &flushed);
+    hr = Request(cork, corked, "cork", Patience::brief);
+    if (SUCCEEDED(hr)) return Request(flush, flushed, "flush", Patience::brief);
+    if (flush) {
+        pa_operation_cancel(flush);
+        pa_operation_unref(flush);
+    }
+    return hr;
+}
+
+HRESULT PulseRecordStream::SetVolume(double level) {
+    const PulseLock lock(connection_->Loop());
+    const HRESULT hr = State();
+    if (FAILED(hr)) return hr;
+    const double percent = std::clamp(level, 0.0, 1.0);
+    pa_cvolume volume;
+    pa_cvolume_set(&volume, format_.samples.channels,
+                   static_cast<pa_volume_t>(std::lround(percent * PA_VOLUME_NORM)));
     bool succeeded = false;
-    return Request(pa_stream_flush(stream_, &OnSucceeded, &succeeded), succeeded, "flush");
+    const auto done = [](pa_context*, int success, void* result) {
+        *static_cast<bool*>(result) = success != 0;
+    };
+    pa_operation* const operation = pa_context_set_source_output_volume(
+        connection_->Context(), pa_stream_get_index(stream_), &volume, done, &succeeded);
+    return Request(operation, succeeded, "volume");
 }
 
 HRESULT PulseRecordStream::Peek(Packet& packet) {

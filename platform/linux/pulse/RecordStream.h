@@ -13,7 +13,7 @@ namespace Vimbrel {
 class PulseConnection;
 
 // One thread takes packets; others may start and stop the stream meanwhile. No operation waits for
-// more than three seconds, and none waits for sound.
+// more than three seconds, Stop and the destructor for less than one, and none waits for sound.
 class RecordStream {
 public:
     struct Packet {
@@ -32,7 +32,7 @@ public:
     virtual ~RecordStream() = default;
 
     virtual HRESULT Start() = 0;
-    // S_FALSE if it does not run. Drops what waits.
+    // S_FALSE if it does not run. Drops what waits. The stream is stopped after a failure as well.
     virtual HRESULT Stop() = 0;
     // The oldest packet. The same one again until Drop.
     virtual HRESULT Peek(Packet& packet) = 0;
@@ -40,6 +40,8 @@ public:
     virtual HRESULT Drop() = 0;
     // Frames that wait.
     virtual HRESULT Waiting(std::uint32_t& frames) = 0;
+    // Of this recording, from 0 to 1 on the scale that users see.
+    virtual HRESULT SetVolume(double level) = 0;
     // What the server keeps for a reader that does not come; then it drops.
     virtual std::uint32_t BufferFrames() const = 0;
 };

@@ -7,6 +7,7 @@
 
 #include "platform/linux/x11/XConnection.h"
 #include "platform/linux/x11/XOutputs.h"
+#include "platform/linux/x11/XPointer.h"
 #include "platform/linux/x11/XWindows.h"
 
 namespace {
@@ -103,6 +104,12 @@ BOOL WINAPI GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) try {
     return FALSE;
 } catch (const std::bad_alloc&) {
     return FALSE;
+}
+
+SHORT WINAPI GetKeyState(int key) {
+    const auto connection = XConnection::Shared();
+    const bool held = key == VK_CONTROL && connection && IsControlHeld(*connection);
+    return held ? SHORT{-0x8000} : SHORT{0};
 }
 
 }  // extern "C"

@@ -29,6 +29,12 @@ XPointerPlace WaitPointerPlace(const XConnection& connection, xcb_query_pointer_
     return {reply->same_screen != 0, reply->root_x, reply->root_y};
 }
 
+bool IsControlHeld(const XConnection& connection) {
+    const XReply<xcb_query_pointer_reply_t> reply(
+        xcb_query_pointer_reply(connection.Get(), AskPointerPlace(connection), nullptr));
+    return reply && (reply->mask & XCB_MOD_MASK_CONTROL) != 0;
+}
+
 bool ReadPointerShape(const XConnection& connection, XPointerShape& shape) try {
     if (!connection.HasFixes()) return false;
     xcb_generic_error_t* error = nullptr;

@@ -21,6 +21,9 @@ struct XPointerPlace {
 xcb_query_pointer_cookie_t AskPointerPlace(const XConnection& connection);
 XPointerPlace WaitPointerPlace(const XConnection& connection, xcb_query_pointer_cookie_t cookie);
 
+// Whether a Ctrl key is held.
+bool IsControlHeld(const XConnection& connection);
+
 struct XPointerShape {
     int width = 0;
     int height = 0;

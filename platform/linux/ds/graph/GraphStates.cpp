@@ -113,8 +113,19 @@ HRESULT PauseGraph(GraphParts& parts) {
 }
 
 HRESULT WaitForSamples(const Filters& filters, DWORD milliseconds) {
+    // A live source brings nothing in Pause: there is no use in waiting at its renderer.
+    for (const ComPtr<IBaseFilter>& filter : filters) {
+        FILTER_STATE state = State_Stopped;
+        if (filter->GetState(0, &state) == VFW_S_CANT_CUE) return VFW_S_CANT_CUE;
+    }
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     HRESULT result = S_OK;
+    // A live source brings nothing in Pause, so that there is no use in waiting. The renderers,
+    // which come first, do not know.
+    for (const ComPtr<IBaseFilter>& filter : filters) {
+        FILTER_STATE state = State_Stopped;
+        if (filter->GetState(0, &state) == VFW_S_CANT_CUE) return VFW_S_CANT_CUE;
+    }
     for (const ComPtr<IBaseFilter>& filter : filters) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             end - std::chrono::steady_clock::now());
@@ -124,8 +135,6 @@ HRESULT WaitForSamples(const Filters& filters, DWORD milliseconds) {
                 ? INFINITE
                 : static_cast<DWORD>(std::max<std::chrono::milliseconds::rep>(left.count(), 0)),
             &state);
-        // A live source brings nothing in Pause, so that there is no use in waiting.
-        if (hr == VFW_S_CANT_CUE) return VFW_S_CANT_CUE;
         if (hr == VFW_S_STATE_INTERMEDIATE) result = hr;
     }
     return result;

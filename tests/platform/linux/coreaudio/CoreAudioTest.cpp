@@ -273,11 +273,17 @@ TEST_P(CoreAudio, AKilledServerFailsEveryCallAtOnce) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
 }
 
-TEST_P(CoreAudio, AFrozenServerHoldsACallForThreeSeconds) {
+TEST_P(CoreAudio, AFrozenServerHoldsACallForThreeSecondsAndAStopForLess) {
     Recording recording(DeviceNamed(eRender, "Speakers"));
+    const auto volume = Activate<IAudioEndpointVolume>(DeviceNamed(eRender, "Speakers"));
     server.Freeze();
-    const auto start = std::chrono::steady_clock::now();
+    auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(recording.client->Stop(), HRESULT_FROM_WIN32(ERROR_TIMEOUT));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+    EXPECT_EQ(recording.client->Stop(), S_FALSE);
+    start = std::chrono::steady_clock::now();
+    FLOAT level = 0;
+    EXPECT_EQ(volume->GetMasterVolumeLevelScalar(&level), HRESULT_FROM_WIN32(ERROR_TIMEOUT));
     const auto took = std::chrono::steady_clock::now() - start;
     EXPECT_GE(took, 2900ms);
     EXPECT_LT(took, 5s);

@@ -1,0 +1,109 @@
+#include "layers/CameraLayer.h"
+
+#include <objbase.h>
+#include <winuser.h>
+
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+#include "layers/CameraList.h"
+
+namespace studio {
+
+namespace {
+
+using Vimbrel::MediaSource;
+
+constexpr DWORD look_milliseconds = 50;
+constexpr std::chrono::seconds between_attempts(1);
+
+void DispatchMessages(DWORD milliseconds) {
+    MsgWaitForMultipleObjectsEx(0, nullptr, milliseconds, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+}
+
+}  // namespace
+
+CameraLayer::CameraLayer(const LayerDescription& layer, const CameraDescription& content)
+    : place(layer.place),
+      rect(layer.rect),
+      opacity(layer.opacity),
+      description(content),
+      scaled(rect.width, rect.height),
+      shown(rect.width, rect.height) {}
+
+CameraLayer::~CameraLayer() {
+    thread.request_stop();
+    if (thread.joinable()) thread.join();
+}
+
+std::unique_ptr<Layer> CameraLayer::Open(const LayerDescription& layer,
+                                         const CameraDescription& content, std::string& error) {
+    std::unique_ptr<CameraLayer> opened(new CameraLayer(layer, content));
+    std::promise<std::string> promise;
+    std::future<std::string> result = promise.get_future();
+    opened->thread = std::jthread(
+        [raw = opened.get(), &promise](const std::stop_token& stop) { raw->Run(stop, promise); });
+    const std::string wrong = result.get();
+    if (wrong.empty()) return opened;
+    error = layer.place + ": " + wrong;
+    return nullptr;
+}
+
+std::string CameraLayer::OpenCamera() {
+    std::string wrong;
+    camera = FindCamera(description.device, description.format, wrong);
+    if (!camera) return wrong;
+    camera->SetDispatcher(this);
+    if (camera->Open() && camera->Play()) return {};
+    CloseCamera();
+    return "the camera does not open; the log says why";
+}
+
+void CameraLayer::CloseCamera() {
+    if (camera) camera->Close();
+    camera.reset();
+}
+
+void CameraLayer::Run(const std::stop_token& stop, std::promise<std::string>& opened) {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    const std::string wrong = OpenCamera();
+    // From here on the promise may be gone.
+    opened.set_value(wrong);
+    auto looked = std::chrono::steady_clock::now();
+    while (wrong.empty() && !stop.stop_requested()) {
+        DispatchMessages(look_milliseconds);
+        if (camera && camera->GetState() == MediaSource::State::Stopped) {
+            std::fprintf(stderr,
+                         "vimbrel: %s: the camera is gone; the last picture stays until it is "
+                         "back\n",
+                         place.c_str());
+            CloseCamera();
+        }
+        const auto now = std::chrono::steady_clock::now();
+        if (camera || now - looked < between_attempts) continue;
+        looked = now;
+        if (OpenCamera().empty())
+            std::fprintf(stderr, "vimbrel: %s: the camera is back\n", place.c_str());
+    }
+    CloseCamera();
+    CoUninitialize();
+}
+
+void CameraLayer::OnVideoSample(MediaSource*, unsigned char* pixels, int width, int height,
+                                int stride, std::int64_t, std::int64_t) {
+    if (!pixels || width <= 0 || height <= 0) return;
+    ScaleInto({pixels, width, height, stride}, width, height, description.fit, scaled);
+    const std::lock_guard guard(lock);
+    std::swap(shown, scaled);
+    drawn = true;
+}
+
+void CameraLayer::Draw(std::int64_t, Raster& canvas) {
+    const std::lock_guard guard(lock);
+    if (drawn) DrawOver(shown, rect.x, rect.y, opacity, canvas);
+}
+
+}  // namespace studio

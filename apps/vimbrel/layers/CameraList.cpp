@@ -1,0 +1,111 @@
+#include "layers/CameraList.h"
+
+#include <cstdio>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
+
+#include "scene/WideText.h"
+#include "vimbrel/MediaSourceEnumerator.h"
+
+namespace studio {
+
+namespace {
+
+using Vimbrel::MediaSourceCamera;
+
+// The library has one list for the process.
+std::mutex list_lock;
+
+// The devices as they are now, with the lock held.
+const std::vector<std::unique_ptr<MediaSourceCamera>>& ListDevices() {
+    auto* const enumerator = Vimbrel::MediaSourceEnumerator::GetInstance();
+    enumerator->GetVideoDevices().clear();
+    enumerator->EnumerateVideoDS();
+    return enumerator->GetVideoDevices();
+}
+
+// The label's first word, which names the pixels.
+std::string PixelsOf(const MediaSourceCamera::Format& format) {
+    const std::string label = Narrow(format.label);
+    return label.substr(0, label.find(' '));
+}
+
+std::string TextOf(const MediaSourceCamera::Format& format) {
+    std::string text = std::to_string(format.width) + "x" + std::to_string(format.height);
+    const std::string label = Narrow(format.label);
+    const std::size_t rate = label.find(", ");
+    if (rate != std::string::npos)
+        text += "@" + label.substr(rate + 2, label.find("FPS") - rate - 2);
+    return text + " " + PixelsOf(format);
+}
+
+}  // namespace
+
+int FindFormat(const MediaSourceCamera& camera, const std::string& text) {
+    const auto& formats = camera.GetOutputFormats();
+    for (std::size_t i = 0; i < formats.size(); ++i) {
+        const std::string whole = TextOf(formats[i]);
+        const std::string size = whole.substr(0, whole.find_first_of("@ "));
+        const std::string with_rate = whole.substr(0, whole.find(' '));
+        if (text == whole || text == with_rate || text == size ||
+            text == size + " " + PixelsOf(formats[i]))
+            return static_cast<int>(i);
+    }
+    return -1;
+}
+
+std::unique_ptr<MediaSourceCamera> FindCamera(const std::string& device, const std::string& format,
+                                              std::string& error) {
+    const std::lock_guard guard(list_lock);
+    for (const auto& each : ListDevices()) {
+        if (!device.empty() && Narrow(each->GetFriendlyName()) != device &&
+            Narrow(each->GetDevicePath()) != device)
+            continue;
+        std::unique_ptr<MediaSourceCamera> camera(each->CreateDevice());
+        if (format.empty()) return camera;
+        camera->SetOutputFormat(FindFormat(*camera, format));
+        if (camera->GetOutputFormat() >= 0) return camera;
+        error =
+            "the camera has no format \"" + format + "\"; \"vimbrel devices\" lists its formats";
+        return nullptr;
+    }
+    error = device.empty() ? "there is no camera"
+                           : "there is no camera \"" + device +
+                                 "\"; \"vimbrel devices\" lists those that there are";
+    return nullptr;
+}
+
+void PrintCameras(bool json) {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    nlohmann::json list = nlohmann::json::array();
+    {
+        const std::lock_guard guard(list_lock);
+        for (const auto& each : ListDevices()) {
+            nlohmann::json formats = nlohmann::json::array();
+            for (std::size_t i = 0; i < each->GetOutputFormats().size(); ++i) {
+                formats.push_back({{"format", TextOf(each->GetOutputFormats()[i])},
+                                   {"current", each->GetOutputFormat() == static_cast<int>(i)}});
+            }
+            list.push_back({{"name", Narrow(each->GetFriendlyName())},
+                            {"path", Narrow(each->GetDevicePath())},
+                            {"formats", formats}});
+        }
+    }
+    CoUninitialize();
+    if (json) {
+        std::printf("%s\n", nlohmann::json{{"cameras", list}}.dump(2).c_str());
+        return;
+    }
+    if (list.empty()) std::printf("Cameras: none\n");
+    for (const auto& device : list) {
+        std::printf("%s\n    %s\n", device["name"].get<std::string>().c_str(),
+                    device["path"].get<std::string>().c_str());
+        for (const auto& format : device["formats"])
+            std::printf("  %c %s\n", format["current"].get<bool>() ? '*' : ' ',
+                        format["format"].get<std::string>().c_str());
+    }
+}
+
+}  // namespace studio

@@ -1,0 +1,34 @@
+#include "sound/SampleQueue.h"
+
+#include <algorithm>
+
+namespace studio {
+
+namespace {
+
+constexpr std::size_t channels = 2;
+constexpr float full_scale = 32768.0F;
+
+}  // namespace
+
+void SampleQueue::Push(const std::int16_t* stereo, std::size_t frames) {
+    const std::lock_guard guard(mutex);
+    waiting.insert(waiting.end(), stereo, stereo + frames * channels);
+    if (waiting.size() > limit * channels)
+        waiting.erase(waiting.begin(),
+                      waiting.end() - static_cast<std::ptrdiff_t>(lead * channels));
+}
+
+void SampleQueue::Read(float* stereo, std::size_t frames) {
+    const std::lock_guard guard(mutex);
+    flows = flows || waiting.size() >= lead * channels;
+    const std::size_t wanted = frames * channels;
+    const std::size_t taken = flows ? std::min(wanted, waiting.size()) : 0;
+    std::transform(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(taken), stereo,
+                   [](std::int16_t sample) { return sample / full_scale; });
+    std::fill(stereo + taken, stereo + wanted, 0.0F);
+    waiting.erase(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(taken));
+    if (taken < wanted) flows = false;
+}
+
+}  // namespace studio

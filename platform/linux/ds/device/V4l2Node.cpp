@@ -1,0 +1,303 @@
+#include "platform/linux/ds/device/V4l2Node.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
+#include "platform/linux/kernel/ErrnoResult.h"
+
+namespace Vimbrel {
+
+namespace {
+
+constexpr std::uint32_t buffer_count = 4;
+constexpr int silence_milliseconds = 10'000;
+// So many failed attempts in a row are no passing trouble of the signal.
+constexpr int most_failures = 50;
+constexpr v4l2_buf_type capture = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+
+// Sizes and rates that are offered of a driver that takes any.
+constexpr struct {
+    std::uint32_t width, height;
+} common_sizes[] = {{640, 480}, {1280, 720}, {1920, 1080}};
+constexpr v4l2_fract common_rates[] = {{1, 60}, {1, 30}, {1, 25}, {1, 15}};
+
+std::int64_t FrameTime(const v4l2_fract& interval) {
+    if (interval.denominator == 0) return 0;
+    return std::int64_t{10'000'000} * interval.numerator / interval.denominator;
+}
+
+std::string Text(const std::uint8_t* bytes, std::size_t capacity) {
+    const auto* const text = reinterpret_cast<const char*>(bytes);
+    return {text, strnlen(text, capacity)};
+}
+
+bool IsWithin(const v4l2_frmsize_stepwise& range, std::uint32_t width, std::uint32_t height) {
+    return width >= range.min_width && width <= range.max_width && height >= range.min_height &&
+           height <= range.max_height &&
+           (range.step_width == 0 || (width - range.min_width) % range.step_width == 0) &&
+           (range.step_height == 0 || (height - range.min_height) % range.step_height == 0);
+}
+
+}  // namespace
+
+FileDescriptor::~FileDescriptor() {
+    if (descriptor_ >= 0) close(descriptor_);
+}
+
+V4l2Node::V4l2Node(int descriptor, int wake, const v4l2_capability& capability)
+    : device_(descriptor),
+      wake_(wake),
+      card_(Text(capability.card, sizeof capability.card)),
+      bus_(Text(capability.bus_info, sizeof capability.bus_info)) {}
+
+V4l2Node::~V4l2Node() { Stop(); }
+
+std::unique_ptr<V4l2Node> V4l2Node::Open(const std::string& node, HRESULT& result) {
+    const int descriptor = open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        result = ResultFromErrno(errno);
+        return nullptr;
+    }
+    const int wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    v4l2_capability capability{};
+    result = wake < 0 || ioctl(descriptor, VIDIOC_QUERYCAP, &capability) != 0
+                 ? ResultFromErrno(errno)
+                 : S_OK;
+    const std::uint32_t able = (capability.capabilities & V4L2_CAP_DEVICE_CAPS) != 0
+                                   ? capability.device_caps
+                                   : capability.capabilities;
+    if (SUCCEEDED(result) &&
+        ((able & V4L2_CAP_VIDEO_CAPTURE) == 0 || (able & V4L2_CAP_STREAMING) == 0))
+        result = E_NOINTERFACE;
+    std::unique_ptr<V4l2Node> opened(new V4l2Node(descriptor, wake, capability));
+    if (FAILED(result)) opened.reset();
+    return opened;
+}
+
+HRESULT V4l2Node::Call(unsigned long request, void* argument) const {
+    int done = 0;
+    do {
+        done = ioctl(device_.Get(), request, argument);
+    } while (done != 0 && errno == EINTR);
+    return done == 0 ? S_OK : ResultFromErrno(errno);
+}
+
+std::vector<V4l2Format> V4l2Node::Formats() {
+    std::vector<V4l2Format> formats;
+    v4l2_fmtdesc description{};
+    description.type = capture;
+    for (; SUCCEEDED(Call(VIDIOC_ENUM_FMT, &description)); ++description.index)
+        AddSizes(description.pixelformat, formats);
+    return formats;
+}
+
+void V4l2Node::AddSizes(std::uint32_t pixel_format, std::vector<V4l2Format>& formats) {
+    v4l2_frmsizeenum size{};
+    size.pixel_format = pixel_format;
+    const auto add = [&](std::uint32_t width, std::uint32_t height) {
+        AddRates(
+            {pixel_format, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), 0},
+            formats);
+    };
+    for (; SUCCEEDED(Call(VIDIOC_ENUM_FRAMESIZES, &size)); ++size.index) {
+        if (size.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
+            add(size.discrete.width, size.discrete.height);
+            continue;
+        }
+        for (const auto& [width, height] : common_sizes) {
+            if (IsWithin(size.stepwise, width, height)) add(width, height);
+        }
+        break;
+    }
+    if (size.index > 0 || size.type == V4L2_FRMSIZE_TYPE_STEPWISE ||
+        size.type == V4L2_FRMSIZE_TYPE_CONTINUOUS)
+        return;
+    // A driver without a list has its current size.
+    V4l2Layout current;
+    if (SUCCEEDED(GetCurrent(current)) && current.format.pixel_format == pixel_format)
+        formats.push_back(current.format);
+}
+
+void V4l2Node::AddRates(V4l2Format format, std::vector<V4l2Format>& formats) {
+    v4l2_frmivalenum rate{};
+    rate.pixel_format = format.pixel_format;
+    rate.width = static_cast<std::uint32_t>(format.width);
+    rate.height = static_cast<std::uint32_t>(format.height);
+    const std::size_t before = formats.size();
+    for (; SUCCEEDED(Call(VIDIOC_ENUM_FRAMEINTERVALS, &rate)); ++rate.index) {
+        if (rate.type == V4L2_FRMIVAL_TYPE_DISCRETE) {
+            format.frame_time = FrameTime(rate.discrete);
+            formats.push_back(format);
+            continue;
+        }
+        for (const v4l2_fract& each : common_rates) {
+            format.frame_time = FrameTime(each);
+            if (format.frame_time < FrameTime(rate.stepwise.min) ||
+                format.frame_time > FrameTime(rate.stepwise.max))
+                continue;
+            formats.push_back(format);
+        }
+        break;
+    }
+    if (formats.size() == before) formats.push_back(format);
+}
+
+HRESULT V4l2Node::GetCurrent(V4l2Layout& layout) {
+    v4l2_format format{};
+    format.type = capture;
+    const HRESULT hr = Call(VIDIOC_G_FMT, &format);
+    if (FAILED(hr)) return hr;
+    const v4l2_pix_format& picture = format.fmt.pix;
+    layout = {{picture.pixelformat, static_cast<std::int32_t>(picture.width),
+               static_cast<std::int32_t>(picture.height), 0},
+              picture.bytesperline,
+              picture.sizeimage};
+    v4l2_streamparm parameters{};
+    parameters.type = capture;
+    if (SUCCEEDED(Call(VIDIOC_G_PARM, &parameters)))
+        layout.format.frame_time = FrameTime(parameters.parm.capture.timeperframe);
+    return S_OK;
+}
+
+HRESULT V4l2Node::SetFormat(const V4l2Format& format) {
+    v4l2_format wanted{};
+    wanted.type = capture;
+    wanted.fmt.pix.pixelformat = format.pixel_format;
+    wanted.fmt.pix.width = static_cast<std::uint32_t>(format.width);
+    wanted.fmt.pix.height = static_cast<std::uint32_t>(format.height);
+    wanted.fmt.pix.field = V4L2_FIELD_ANY;
+    HRESULT hr = Call(VIDIOC_S_FMT, &wanted);
+    if (FAILED(hr)) return hr;
+    if (format.frame_time > 0) {
+        // A driver without rates keeps its own.
+        v4l2_streamparm parameters{};
+        parameters.type = capture;
+        parameters.parm.capture.timeperframe = {static_cast<std::uint32_t>(format.frame_time),
+                                                10'000'000};
+        Call(VIDIOC_S_PARM, &parameters);
+    }
+    V4l2Layout set;
+    hr = GetCurrent(set);
+    if (FAILED(hr)) return hr;
+    const bool same = set.format.pixel_format == format.pixel_format &&
+                      set.format.width == format.width && set.format.height == format.height;
+    return same ? S_OK : E_INVALIDARG;
+}
+
+HRESULT V4l2Node::Start() {
+    Stop();
+    std::uint64_t woken = 0;
+    while (read(wake_.Get(), &woken, sizeof woken) > 0) {
+    }
+    HRESULT hr = MapBuffers();
+    int type = capture;
+    if (SUCCEEDED(hr)) hr = Call(VIDIOC_STREAMON, &type);
+    streaming_ = SUCCEEDED(hr);
+    failures_ = 0;
+    if (FAILED(hr)) Stop();
+    return hr;
+}
+
+HRESULT V4l2Node::MapBuffers() {
+    v4l2_requestbuffers request{};
+    request.count = buffer_count;
+    request.type = capture;
+    request.memory = V4L2_MEMORY_MMAP;
+    HRESULT hr = Call(VIDIOC_REQBUFS, &request);
+    if (FAILED(hr)) return hr;
+    if (request.count < 2) return E_OUTOFMEMORY;
+    for (std::uint32_t i = 0; i < request.count; ++i) {
+        v4l2_buffer buffer{};
+        buffer.type = capture;
+        buffer.memory = V4L2_MEMORY_MMAP;
+        buffer.index = i;
+        hr = Call(VIDIOC_QUERYBUF, &buffer);
+        if (FAILED(hr)) return hr;
+        void* const memory = mmap(nullptr, buffer.length, PROT_READ | PROT_WRITE, MAP_SHARED,
+                                  device_.Get(), buffer.m.offset);
+        if (memory == MAP_FAILED) return ResultFromErrno(errno);
+        buffers_.emplace_back(static_cast<std::uint8_t*>(memory), buffer.length);
+        hr = Call(VIDIOC_QBUF, &buffer);
+        if (FAILED(hr)) return hr;
+    }
+    return S_OK;
+}
+
+void V4l2Node::Stop() {
+    int type = capture;
+    if (streaming_) Call(VIDIOC_STREAMOFF, &type);
+    streaming_ = false;
+    if (buffers_.empty()) return;
+    for (const std::span<std::uint8_t>& each : buffers_) munmap(each.data(), each.size());
+    buffers_.clear();
+    v4l2_requestbuffers none{};
+    none.type = capture;
+    none.memory = V4L2_MEMORY_MMAP;
+    Call(VIDIOC_REQBUFS, &none);
+}
+
+HRESULT V4l2Node::Wait(V4l2Picture& picture) {
+    for (;;) {
+        pollfd watched[] = {{device_.Get(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}};
+        const int ready = poll(watched, 2, silence_milliseconds);
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready < 0) return ResultFromErrno(errno);
+        if ((watched[1].revents & POLLIN) != 0) return S_FALSE;
+        if (ready == 0) return HRESULT_FROM_WIN32(ERROR_TIMEOUT);
+        const HRESULT hr = Take(picture);
+        if (hr != S_FALSE) return hr;
+    }
+}
+
+HRESULT V4l2Node::Take(V4l2Picture& picture) {
+    v4l2_buffer buffer{};
+    buffer.type = capture;
+    buffer.memory = V4L2_MEMORY_MMAP;
+    if (ioctl(device_.Get(), VIDIOC_DQBUF, &buffer) != 0) {
+        const int error = errno;
+        const bool passing = error == EAGAIN || error == EINTR || error == EIO;
+        return passing && ++failures_ < most_failures ? S_FALSE : ResultFromErrno(error);
+    }
+    if (buffer.index >= buffers_.size()) return E_UNEXPECTED;
+    failures_ = 0;
+    picture.data = buffers_[buffer.index].data();
+    picture.size = std::min<std::size_t>(buffer.bytesused, buffers_[buffer.index].size());
+    picture.sequence = buffer.sequence;
+    picture.damaged = (buffer.flags & V4L2_BUF_FLAG_ERROR) != 0;
+    picture.buffer = buffer.index;
+    picture.time = std::int64_t{buffer.timestamp.tv_sec} * 10'000'000 +
+                   std::int64_t{buffer.timestamp.tv_usec} * 10;
+    if ((buffer.flags & V4L2_BUF_FLAG_TIMESTAMP_MASK) != V4L2_BUF_FLAG_TIMESTAMP_MONOTONIC) {
+        // The stamp is of a clock that nobody else reads.
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        picture.time = std::int64_t{now.tv_sec} * 10'000'000 + now.tv_nsec / 100;
+    }
+    return S_OK;
+}
+
+void V4l2Node::Return(const V4l2Picture& picture) {
+    v4l2_buffer buffer{};
+    buffer.type = capture;
+    buffer.memory = V4L2_MEMORY_MMAP;
+    buffer.index = picture.buffer;
+    // A device that is gone says so at the next wait.
+    Call(VIDIOC_QBUF, &buffer);
+}
+
+void V4l2Node::Wake() {
+    const std::uint64_t one = 1;
+    // Fails only if it is awake already.
+    static_cast<void>(!write(wake_.Get(), &one, sizeof one));
+}
+
+}  // namespace Vimbrel

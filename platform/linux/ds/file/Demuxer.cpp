@@ -1,0 +1,224 @@
+#include "platform/linux/ds/file/Demuxer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+#include "com/Utf8.h"
+#include "platform/linux/ds/file/KeyPictureSearch.h"
+#include "platform/linux/ds/file/Languages.h"
+#include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/kernel/NativePath.h"
+
+extern "C" {
+#include <libavutil/display.h>
+}
+
+namespace Vimbrel {
+
+namespace {
+
+constexpr AVRational hundreds{1, 10'000'000};
+// A network address that does not reply must not hold the application for ever.
+constexpr std::chrono::seconds open_patience(10);
+
+bool IsAddress(const std::string& name) {
+    const std::size_t colon = name.find("://");
+    return colon != std::string::npos && colon > 1 && name.compare(0, 5, "file:") != 0;
+}
+
+// Opening a pipe waits for a writer, and nothing interrupts that.
+HRESULT CheckFile(const std::string& path) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+    return std::filesystem::is_regular_file(status) ? S_OK
+                                                    : HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
+}
+
+// A demuxer's context has no offset of its own for the levels of its messages. A field that only
+// muxers use takes its place, so that nothing of a damaged file reaches stderr.
+void Silence(AVFormatContext& format) {
+    static const AVClass quiet = [] {
+        AVClass copy = *avformat_get_class();
+        copy.log_level_offset_offset = offsetof(AVFormatContext, metadata_header_padding);
+        return copy;
+    }();
+    format.av_class = &quiet;
+    format.metadata_header_padding = quiet_log_offset;
+}
+
+int RotationOf(const AVStream& stream) {
+    const auto* const matrix = reinterpret_cast<const std::int32_t*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
+    if (!matrix) return 0;
+    const double angle = -av_display_rotation_get(matrix);
+    if (std::isnan(angle)) return 0;
+    return (static_cast<int>(std::lround(angle / 90)) * 90 % 360 + 360) % 360;
+}
+
+std::wstring NameOf(const AVStream& stream, int position) {
+    const AVDictionaryEntry* const title = av_dict_get(stream.metadata, "title", nullptr, 0);
+    const AVDictionaryEntry* const language = av_dict_get(stream.metadata, "language", nullptr, 0);
+    std::string name = title ? title->value : "";
+    if (language)
+        name += name.empty() ? language->value : " (" + std::string(language->value) + ")";
+    if (name.empty()) name = "Stream " + std::to_string(position + 1);
+    return FromUtf8(name);
+}
+
+bool KindOf(AVMediaType type, StreamKind& kind) {
+    switch (type) {
+        case AVMEDIA_TYPE_VIDEO:
+            kind = StreamKind::video;
+            return true;
+        case AVMEDIA_TYPE_AUDIO:
+            kind = StreamKind::audio;
+            return true;
+        case AVMEDIA_TYPE_SUBTITLE:
+            kind = StreamKind::subtitle;
+            return true;
+        default:
+            return false;
+    }
+}
+
+AVMediaType TypeOf(StreamKind kind) {
+    constexpr AVMediaType types[] = {AVMEDIA_TYPE_VIDEO, AVMEDIA_TYPE_AUDIO, AVMEDIA_TYPE_SUBTITLE};
+    return types[static_cast<int>(kind)];
+}
+
+}  // namespace
+
+Demuxer::~Demuxer() {
+    interrupted_ = true;  // closing a network stream must not wait for its server
+    avformat_close_input(&format_);
+}
+
+int Demuxer::IsInterrupted(void* demuxer) {
+    const auto& self = *static_cast<Demuxer*>(demuxer);
+    // A local file never keeps a reader waiting, and FFmpeg would complain of each interruption.
+    if (!self.network_) return 0;
+    return self.interrupted_ || std::chrono::steady_clock::now() > self.deadline_.load();
+}
+
+HRESULT Demuxer::Open(const std::wstring& name, DWORD analysis, std::unique_ptr<Demuxer>& demuxer) {
+    std::unique_ptr<Demuxer> made(new Demuxer);
+    const HRESULT hr = made->OpenFile(name, analysis);
+    if (SUCCEEDED(hr)) demuxer = std::move(made);
+    return hr;
+}
+
+HRESULT Demuxer::OpenFile(const std::wstring& name, DWORD analysis) {
+    name_ = ToUtf8(name);
+    network_ = IsAddress(name_);
+    if (!network_) {
+        name_ = NativePath(name);
+        const HRESULT hr = CheckFile(name_);
+        if (FAILED(hr)) return hr;
+    }
+    format_ = avformat_alloc_context();
+    if (!format_) return E_OUTOFMEMORY;
+    format_->interrupt_callback = {IsInterrupted, this};
+    Silence(*format_);
+    if (network_) {
+        format_->max_analyze_duration = static_cast<std::int64_t>(analysis) * 1000;
+        deadline_ = std::chrono::steady_clock::now() + open_patience;
+    }
+    const std::string url = network_ ? name_ : "file:" + name_;
+    int error = avformat_open_input(&format_, url.c_str(), nullptr, nullptr);
+    if (error < 0) return ResultFromFfmpeg(error, "open the media file");
+    error = avformat_find_stream_info(format_, nullptr);
+    deadline_ = std::chrono::steady_clock::time_point::max();
+    if (error < 0) return ResultFromFfmpeg(error, "find the streams");
+    ReadStreams();
+    if (streams_.empty()) return VFW_E_CANNOT_RENDER;
+    if (format_->duration > 0)
+        duration_ = av_rescale_q(format_->duration, AV_TIME_BASE_Q, hundreds);
+    if (format_->start_time != AV_NOPTS_VALUE)
+        start_ = av_rescale_q(format_->start_time, AV_TIME_BASE_Q, hundreds);
+    can_seek_ = !format_->pb || (format_->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
+    return S_OK;
+}
+
+void Demuxer::ReadStreams() {
+    positions_.assign(format_->nb_streams, -1);
+    for (unsigned i = 0; i < format_->nb_streams; ++i) {
+        AVStream& stream = *format_->streams[i];
+        MediaStream found;
+        const AVCodecParameters& parameters = *stream.codecpar;
+        if (!KindOf(parameters.codec_type, found.kind) || parameters.codec_id == AV_CODEC_ID_NONE)
+            continue;
+        found.index = static_cast<int>(i);
+        found.cover = (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+        found.name = NameOf(stream, static_cast<int>(streams_.size()));
+        if (const auto* const tag = av_dict_get(stream.metadata, "language", nullptr, 0))
+            found.language = LocaleOfLanguage(tag->value);
+        avcodec_parameters_copy(found.description.parameters.get(), &parameters);
+        found.description.rotation = RotationOf(stream);
+        const AVRational rate = av_guess_frame_rate(format_, &stream, nullptr);
+        if (rate.num > 0 && rate.den > 0)
+            found.description.frame_time = av_rescale(10'000'000, rate.den, rate.num);
+        positions_[i] = static_cast<int>(streams_.size());
+        streams_.push_back(std::move(found));
+    }
+}
+
+int Demuxer::BestStream(StreamKind kind) const {
+    const int best = av_find_best_stream(format_, TypeOf(kind), -1, -1, nullptr, 0);
+    return best < 0 ? -1 : positions_[static_cast<std::size_t>(best)];
+}
+
+void Demuxer::Select(const std::vector<int>& streams) {
+    for (unsigned i = 0; i < format_->nb_streams; ++i) format_->streams[i]->discard = AVDISCARD_ALL;
+    for (const int each : streams) {
+        const MediaStream& stream = streams_[static_cast<std::size_t>(each)];
+        format_->streams[stream.index]->discard = AVDISCARD_DEFAULT;
+    }
+}
+
+int Demuxer::ReadRaw(AVPacket& packet) {
+    for (;;) {
+        if (interrupted_) return AVERROR_EXIT;
+        const int error = av_read_frame(format_, &packet);
+        if (error == AVERROR(EAGAIN)) continue;
+        if (error < 0) return error;
+        at_start_ = false;
+        const auto index = static_cast<std::size_t>(packet.stream_index);
+        // Streams that appear later belong to nobody.
+        if (index < positions_.size() && positions_[index] >= 0 &&
+            format_->streams[index]->discard != AVDISCARD_ALL) {
+            Convert(packet);
+            return 0;
+        }
+        av_packet_unref(&packet);
+    }
+}
+
+void Demuxer::Convert(AVPacket& packet) const {
+    const AVStream& stream = *format_->streams[packet.stream_index];
+    av_packet_rescale_ts(&packet, stream.time_base, hundreds);
+    if (packet.pts != AV_NOPTS_VALUE) packet.pts -= start_;
+    if (packet.dts != AV_NOPTS_VALUE) packet.dts -= start_;
+    packet.stream_index = positions_[static_cast<std::size_t>(packet.stream_index)];
+}
+
+HRESULT Demuxer::Read(AVPacket& packet) {
+    if (!kept_.empty()) {
+        av_packet_move_ref(&packet, kept_.front().get());
+        kept_.pop_front();
+        return S_OK;
+    }
+    const int error = ReadRaw(packet);
+    if (error == AVERROR_EOF) return S_FALSE;
+    return error < 0 ? ResultFromFfmpeg(error, "read the media file") : S_OK;
+}
+
+HRESULT Demuxer::Seek(LONGLONG target, int stream) {
+    kept_.clear();
+    if (target <= 0 && at_start_) return S_OK;
+    if (!can_seek_) return E_NOTIMPL;
+    return KeyPictureSearch(*this, stream).Run(target);
+}
+
+}  // namespace Vimbrel

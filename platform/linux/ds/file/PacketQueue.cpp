@@ -1,0 +1,70 @@
+#include "platform/linux/ds/file/PacketQueue.h"
+
+namespace Vimbrel {
+
+namespace {
+
+constexpr std::size_t usual_packets = 64;
+constexpr std::size_t most_packets = 2000;
+
+}  // namespace
+
+void PacketQueue::Reset(const std::vector<bool>& sparse) {
+    const MutexLock guard(lock_);
+    lanes_.clear();
+    lanes_.resize(sparse.size());
+    for (std::size_t i = 0; i < sparse.size(); ++i) lanes_[i].sparse = sparse[i];
+    ended_ = aborted_ = false;
+}
+
+void PacketQueue::Abort() {
+    const MutexLock guard(lock_);
+    aborted_ = true;
+    changed_.NotifyAll();
+}
+
+bool PacketQueue::HasRoom(std::size_t lane) const {
+    const std::size_t waiting = lanes_[lane].packets.size();
+    if (lanes_[lane].closed || waiting < usual_packets) return true;
+    if (waiting >= most_packets) return false;
+    for (const Lane& each : lanes_) {
+        if (!each.sparse && !each.closed && each.packets.empty()) return true;
+    }
+    return false;
+}
+
+bool PacketQueue::Push(std::size_t lane, FfmpegPtr<AVPacket> packet) {
+    MutexLock guard(lock_);
+    while (!aborted_ && !HasRoom(lane)) changed_.Wait(guard);
+    if (aborted_) return false;
+    if (!lanes_[lane].closed) lanes_[lane].packets.push_back(std::move(packet));
+    changed_.NotifyAll();
+    return true;
+}
+
+void PacketQueue::End() {
+    const MutexLock guard(lock_);
+    ended_ = true;
+    changed_.NotifyAll();
+}
+
+PacketQueue::Result PacketQueue::Pop(std::size_t lane, FfmpegPtr<AVPacket>& packet) {
+    MutexLock guard(lock_);
+    std::deque<FfmpegPtr<AVPacket>>& packets = lanes_[lane].packets;
+    while (!aborted_ && !ended_ && packets.empty()) changed_.Wait(guard);
+    if (aborted_) return Result::aborted;
+    if (packets.empty()) return Result::end;
+    packet = std::move(packets.front());
+    packets.pop_front();
+    changed_.NotifyAll();
+    return Result::packet;
+}
+
+void PacketQueue::Close(std::size_t lane) {
+    const MutexLock guard(lock_);
+    lanes_[lane].closed = true;
+    lanes_[lane].packets.clear();
+    changed_.NotifyAll();
+}
+
+}  // namespace Vimbrel

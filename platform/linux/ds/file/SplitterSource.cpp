@@ -1,0 +1,261 @@
+#include "platform/linux/ds/file/SplitterSource.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "com/ComObject.h"
+#include "com/Utf8.h"
+#include "vimbrel/AppLog.h"
+
+namespace Vimbrel {
+
+SplitterSource::SplitterSource()
+    : CBaseFilter(class_splitter_source),
+      loader_(*this),
+      settings_(*this),
+      streams_(*this, *this) {}
+
+SplitterSource::~SplitterSource() {
+    const MutexLock guard(state_lock_);
+    StopThreads();
+}
+
+void* SplitterSource::FindInterface(REFIID iid) {
+    if (iid == __uuidof(IFileSourceFilter)) return static_cast<IFileSourceFilter*>(&loader_);
+    if (iid == __uuidof(IAMStreamSelect)) return static_cast<IAMStreamSelect*>(&streams_);
+    if (iid == iid_splitter_settings) return static_cast<ISplitterSettings*>(&settings_);
+    return CBaseFilter::FindInterface(iid);
+}
+
+HRESULT STDMETHODCALLTYPE
+SplitterSource::Settings::SetNetworkStreamAnalysisDuration(DWORD duration) {
+    analysis_ = duration;
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE SplitterSource::FileLoader::Load(LPCOLESTR name, const AM_MEDIA_TYPE*) {
+    if (!name) return E_POINTER;
+    return source_.IsLoaded() ? E_FAIL : source_.Load(name);
+}
+
+HRESULT STDMETHODCALLTYPE SplitterSource::FileLoader::GetCurFile(LPOLESTR* name,
+                                                                 AM_MEDIA_TYPE* type) {
+    if (!name) return E_POINTER;
+    if (type) *type = {};
+    const std::size_t size = (source_.file_.size() + 1) * sizeof(WCHAR);
+    *name = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
+    if (!*name) return E_OUTOFMEMORY;
+    std::memcpy(*name, source_.file_.c_str(), size);
+    return S_OK;
+}
+
+HRESULT SplitterSource::Load(const std::wstring& name) {
+    const HRESULT hr = Demuxer::Open(name, settings_.GetNetworkStreamAnalysisDuration(), demuxer_);
+    if (FAILED(hr)) {
+        APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_ERROR, "Splitter cannot open " << name);
+        return hr;
+    }
+    file_ = name;
+    AddPin(StreamKind::video);
+    AddPin(StreamKind::audio);
+    AddPin(StreamKind::subtitle);
+    return S_OK;
+}
+
+void SplitterSource::AddPin(StreamKind kind) {
+    int stream = demuxer_->BestStream(kind);
+    for (int i = 0; stream < 0 && i < StreamCount(); ++i) {
+        if (Stream(i).kind == kind) stream = i;
+    }
+    if (stream >= 0) pins_.push_back(std::make_unique<SplitterPin>(*this, kind, stream));
+}
+
+int SplitterSource::StreamCount() const {
+    return demuxer_ ? static_cast<int>(demuxer_->Streams().size()) : 0;
+}
+
+const MediaStream& SplitterSource::Stream(int index) const {
+    return demuxer_->Streams()[static_cast<std::size_t>(index)];
+}
+
+SplitterPin* SplitterSource::PinOf(StreamKind kind) const {
+    for (const auto& pin : pins_) {
+        if (pin->Kind() == kind) return pin.get();
+    }
+    return nullptr;
+}
+
+bool SplitterSource::IsChosen(int index) const {
+    return PinOf(Stream(index).kind)->Stream() == index;
+}
+
+std::vector<SplitterPin*> SplitterSource::ConnectedPins() const {
+    std::vector<SplitterPin*> connected;
+    for (const auto& pin : pins_) {
+        if (pin->IsConnected()) connected.push_back(pin.get());
+    }
+    return connected;
+}
+
+HRESULT SplitterSource::Activate() {
+    if (State() != State_Stopped) return S_OK;
+    const HRESULT hr = ActivatePins();
+    if (SUCCEEDED(hr)) StartThreads();
+    return hr;
+}
+
+HRESULT STDMETHODCALLTYPE SplitterSource::Pause() {
+    const MutexLock guard(state_lock_);
+    const HRESULT hr = Activate();
+    if (SUCCEEDED(hr)) SetState(State_Paused);
+    return hr;
+}
+
+HRESULT STDMETHODCALLTYPE SplitterSource::Run(REFERENCE_TIME) {
+    const MutexLock guard(state_lock_);
+    const HRESULT hr = Activate();
+    if (SUCCEEDED(hr)) SetState(State_Running);
+    return hr;
+}
+
+HRESULT STDMETHODCALLTYPE SplitterSource::Stop() {
+    const MutexLock guard(state_lock_);
+    if (State() == State_Stopped) return S_OK;
+    SetState(State_Stopped);
+    DeactivatePins();
+    StopThreads();
+    return S_OK;
+}
+
+void SplitterSource::StartThreads() {
+    const std::vector<SplitterPin*> pins = ConnectedPins();
+    if (pins.empty()) return;
+    const Segment segment = CurrentSegment();
+    std::vector<int> chosen;
+    std::vector<bool> sparse;
+    int reference = -1;
+    for (SplitterPin* const pin : pins) {
+        chosen.push_back(pin->Stream());
+        const bool cover = Stream(pin->Stream()).cover;
+        sparse.push_back(pin->Kind() == StreamKind::subtitle || cover);
+        // Pictures decide where a seek begins to read.
+        if (reference < 0 && !sparse.back()) reference = pin->Stream();
+    }
+    if (reference < 0) reference = chosen.front();
+    demuxer_->Interrupt(false);
+    demuxer_->Select(chosen);
+    queue_.Reset(sparse);
+    std::vector<int> lanes(static_cast<std::size_t>(StreamCount()), -1);
+    for (std::size_t i = 0; i < pins.size(); ++i) {
+        lanes[static_cast<std::size_t>(chosen[i])] = static_cast<int>(i);
+        pins[i]->Start(queue_, i, segment);
+    }
+    demuxing_ = std::thread(
+        [this, lanes, start = segment.start, reference] { Demux(lanes, start, reference); });
+}
+
+void SplitterSource::StopThreads() {
+    if (demuxer_) demuxer_->Interrupt(true);
+    queue_.Abort();
+    if (demuxing_.joinable()) demuxing_.join();
+    for (const auto& pin : pins_) pin->Join();
+}
+
+void SplitterSource::Demux(std::vector<int> lanes, LONGLONG start, int reference) {
+    HRESULT hr = demuxer_->Seek(start, reference);
+    while (SUCCEEDED(hr)) {
+        FfmpegPtr<AVPacket> packet(av_packet_alloc());
+        hr = demuxer_->Read(*packet);
+        if (hr != S_OK) break;
+        const int lane = lanes[static_cast<std::size_t>(packet->stream_index)];
+        if (lane >= 0 && !queue_.Push(static_cast<std::size_t>(lane), std::move(packet))) return;
+    }
+    queue_.End();
+    if (FAILED(hr) && !demuxer_->WasInterrupted()) ReportFailure(hr);
+}
+
+void SplitterSource::ReportFailure(HRESULT hr) {
+    APPLOG_STREAM(HalvorixAppLog::LOG_LEVEL_ERROR, "Splitter stops reading " << file_);
+    // Damaged data ends the stream; what the system fails at ends the playback.
+    if (hr != WINCODEC_ERR_BADIMAGE) NotifyEvent(EC_ERRORABORT, hr, 0);
+}
+
+Segment SplitterSource::CurrentSegment() {
+    const MutexLock guard(segment_lock_);
+    return segment_;
+}
+
+HRESULT SplitterSource::SetRate(double rate) {
+    if (!(rate > 0)) return E_INVALIDARG;
+    const MutexLock guard(segment_lock_);
+    segment_.rate = rate;
+    return S_OK;
+}
+
+HRESULT SplitterSource::Seek(IPin& pin, const Segment& segment) {
+    if (!demuxer_) return VFW_E_WRONG_STATE;
+    if (!CanSeek()) return E_NOTIMPL;
+    const MutexLock guard(state_lock_);
+    {
+        const MutexLock leaf(segment_lock_);
+        const bool same = segment_.start == segment.start && segment_.stop == segment.stop;
+        const bool asked = std::find(seekers_.begin(), seekers_.end(), &pin) != seekers_.end();
+        if (!same || asked) seekers_.clear();
+        const bool belongs = !seekers_.empty();
+        seekers_.push_back(&pin);
+        if (belongs) return S_OK;
+    }
+    Restart(segment);
+    return S_OK;
+}
+
+void SplitterSource::Restart(const Segment& segment) {
+    const bool streams = State() != State_Stopped;
+    const std::vector<SplitterPin*> pins = ConnectedPins();
+    if (streams) {
+        for (SplitterPin* const pin : pins) pin->DeliverBeginFlush();
+        StopThreads();
+        for (SplitterPin* const pin : pins) pin->DeliverEndFlush();
+    }
+    {
+        const MutexLock leaf(segment_lock_);
+        segment_ = segment;
+    }
+    if (streams) StartThreads();
+}
+
+HRESULT SplitterSource::Choose(int index) {
+    SplitterPin* const pin = PinOf(Stream(index).kind);
+    if (pin->Stream() == index) return S_OK;
+    if (const ComPtr<IPin> peer = pin->Peer()) {
+        const CMediaType type = TypeOfStream(Stream(index).description);
+        if (peer->QueryAccept(&type) != S_OK) return VFW_E_TYPE_NOT_ACCEPTED;
+    }
+    const ComPtr<IFilterGraph> graph = Graph();
+    const auto seeking = graph.As<IMediaSeeking>();
+    LONGLONG current = 0;
+    const bool streams =
+        State() != State_Stopped && seeking && SUCCEEDED(seeking->GetCurrentPosition(&current));
+    {
+        const MutexLock guard(state_lock_);
+        if (State() != State_Stopped) {
+            for (SplitterPin* const each : ConnectedPins()) each->DeliverBeginFlush();
+            StopThreads();
+            for (SplitterPin* const each : ConnectedPins()) each->DeliverEndFlush();
+        }
+        pin->Choose(index);
+        if (State() != State_Stopped) StartThreads();
+    }
+    // All streams go on from one place.
+    return streams ? seeking->SetPositions(&current, AM_SEEKING_AbsolutePositioning, nullptr,
+                                           AM_SEEKING_NoPositioning)
+                   : S_OK;
+}
+
+HRESULT CreateSplitterSource(REFIID iid, void** object) {
+    ComPtr<SplitterSource> source;
+    source.Attach(new SplitterSource);
+    return source->QueryInterface(iid, object);
+}
+
+}  // namespace Vimbrel
