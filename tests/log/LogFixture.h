@@ -59,9 +59,9 @@ class TestManager : public LogerManager {
 public:
     using LogerManager::LogerManager;
     using LogerManager::loggers;
+    using LogerManager::logLock;
     using LogerManager::pid;
     using LogerManager::processName;
-    using LogerManager::logLock;
     using LogerManager::queue;
     using LogerManager::running;
     using LogerManager::WorkerRound;
