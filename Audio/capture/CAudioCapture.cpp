@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/ObjectCreation.h"
-#include "filters/Enumerators.h"
+#include "filters/GraphWalk.h"
 #include "vimbrel/AppLog.h"
 #include "vimbrel/AudioDeviceEnumerator.h"
 
@@ -15,37 +15,6 @@ namespace Vimbrel {
 namespace {
 
 constexpr LONG packet_bytes = 4096;
-
-ComPtr<IPin> FirstPin(IBaseFilter& filter, PIN_DIRECTION wanted) {
-    for (const ComPtr<IPin>& pin : PinsOf(filter)) {
-        PIN_DIRECTION direction = PINDIR_INPUT;
-        if (SUCCEEDED(pin->QueryDirection(&direction)) && direction == wanted) return pin;
-    }
-    return {};
-}
-
-ComPtr<IBaseFilter> FilterOf(IPin& pin) {
-    PIN_INFO info{};
-    ComPtr<IBaseFilter> filter;
-    if (SUCCEEDED(pin.QueryPinInfo(&info))) filter.Attach(info.pFilter);
-    return filter;
-}
-
-// Takes everything downstream of a filter out of the graph, the last filter first.
-void RemoveDownstream(IGraphBuilder& graph, IBaseFilter& filter) {
-    for (const ComPtr<IPin>& pin : PinsOf(filter)) {
-        PIN_DIRECTION direction = PINDIR_INPUT;
-        ComPtr<IPin> peer;
-        if (FAILED(pin->QueryDirection(&direction)) || direction != PINDIR_OUTPUT ||
-            FAILED(pin->ConnectedTo(peer.Put())) || !peer)
-            continue;
-        const ComPtr<IBaseFilter> next = FilterOf(*peer.Get());
-        if (next) RemoveDownstream(graph, *next.Get());
-        graph.Disconnect(peer.Get());
-        graph.Disconnect(pin.Get());
-        if (next) graph.RemoveFilter(next.Get());
-    }
-}
 
 }  // namespace
 
@@ -75,7 +44,7 @@ bool CAudioCapture::Start(const std::wstring& device) {
 }
 
 bool CAudioCapture::BuildChain() {
-    const ComPtr<IPin> device_pin = FirstPin(*device_filter.Get(), PINDIR_OUTPUT);
+    const ComPtr<IPin> device_pin = FindPin(*device_filter.Get(), PINDIR_OUTPUT);
     if (!device_pin) return false;
     if (const auto negotiation = device_pin.As<IAMBufferNegotiation>()) {
         const ALLOCATOR_PROPERTIES wanted{-1, packet_bytes, -1, -1};
@@ -85,7 +54,7 @@ bool CAudioCapture::BuildChain() {
     if (processing) graph->AddFilter(processing.Get(), L"Audio Processing Filter");
     if (!AddSink()) return false;
     const ComPtr<IPin> last = AddProcessing(device_pin);
-    const ComPtr<IPin> sink_pin = FirstPin(*sink_filter.Get(), PINDIR_INPUT);
+    const ComPtr<IPin> sink_pin = FindPin(*sink_filter.Get(), PINDIR_INPUT);
     return last && sink_pin && SUCCEEDED(graph->ConnectDirect(last.Get(), sink_pin.Get(), nullptr));
 }
 
@@ -106,9 +75,9 @@ bool CAudioCapture::AddSink() {
 
 ComPtr<IPin> CAudioCapture::AddProcessing(const ComPtr<IPin>& device_pin) {
     if (!processing) return device_pin;
-    const ComPtr<IPin> input = FirstPin(*processing.Get(), PINDIR_INPUT);
+    const ComPtr<IPin> input = FindPin(*processing.Get(), PINDIR_INPUT);
     if (input && SUCCEEDED(graph->Connect(device_pin.Get(), input.Get())))
-        return FirstPin(*processing.Get(), PINDIR_OUTPUT);
+        return FindPin(*processing.Get(), PINDIR_OUTPUT);
     // Without pitch, then.
     graph->RemoveFilter(processing.Get());
     processing.Reset();

@@ -1,8 +1,8 @@
 #include "Source/graph/AudioBranch.h"
 
 #include "Audio/capture/CDSAudioProcessing.h"
-#include "Source/graph/GraphWalk.h"
 #include "base/Failure.h"
+#include "filters/GraphWalk.h"
 #include "vimbrel/AudioDeviceEnumerator.h"
 
 namespace Vimbrel {

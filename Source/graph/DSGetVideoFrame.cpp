@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
-#include "Source/graph/GraphWalk.h"
 #include "base/ObjectCreation.h"
 #include "base/ThreadSafety.h"
 #include "filters/Enumerators.h"
+#include "filters/GraphWalk.h"
 #include "filters/OutsideInterfaces.h"
 #include "vimbrel/DSRenderVideo.h"
 

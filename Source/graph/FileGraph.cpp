@@ -3,10 +3,10 @@
 #include "Audio/capture/CDSAudioProcessing.h"
 #include "Source/graph/AudioBranch.h"
 #include "Source/graph/FilterLoader.h"
-#include "Source/graph/GraphWalk.h"
 #include "base/Failure.h"
 #include "base/ObjectCreation.h"
 #include "filters/Enumerators.h"
+#include "filters/GraphWalk.h"
 #include "vimbrel/MediaSourceDS.h"
 
 namespace Vimbrel {

@@ -1,8 +1,8 @@
 #include "Source/graph/FilterLoader.h"
 
-#include "Source/graph/GraphWalk.h"
 #include "base/Failure.h"
 #include "base/ObjectCreation.h"
+#include "filters/GraphWalk.h"
 #include "filters/OutsideInterfaces.h"
 
 namespace Vimbrel {

@@ -2,9 +2,9 @@
 
 #include "Audio/capture/CDSAudioProcessing.h"
 #include "Source/graph/FilterLoader.h"
-#include "Source/graph/GraphWalk.h"
 #include "base/Failure.h"
 #include "base/ObjectCreation.h"
+#include "filters/GraphWalk.h"
 #include "filters/MediaType.h"
 
 namespace Vimbrel {

@@ -3,9 +3,9 @@
 #include <cstdlib>
 
 #include "Source/graph/FilterLoader.h"
-#include "Source/graph/GraphWalk.h"
 #include "Source/graph/camera/CameraFormats.h"
 #include "base/Failure.h"
+#include "filters/GraphWalk.h"
 #include "vimbrel/MediaSourceCamera.h"
 
 namespace Vimbrel {

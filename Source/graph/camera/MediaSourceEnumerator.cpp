@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "Source/graph/GraphWalk.h"
 #include "Source/graph/camera/CameraFormats.h"
 #include "base/ObjectCreation.h"
+#include "filters/GraphWalk.h"
 
 namespace Vimbrel {
 

@@ -1,4 +1,4 @@
-#include "Source/graph/GraphWalk.h"
+#include "filters/GraphWalk.h"
 
 #include "filters/Enumerators.h"
 
