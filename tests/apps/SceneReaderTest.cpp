@@ -19,7 +19,9 @@ constexpr const char* whole_scene = R"({
                 "rect": [0, 180, 640, 60]},
                {"type": "color", "color": "#ff000080", "rect": [10, 300, 50, 50]},
                {"type": "screen", "region": [-5, 6, 70, 80], "cursor": false, "rect": [0, 0, 9, 9]},
-               {"type": "window", "id": "0x1400003", "rect": [0, 0, 9, 9], "fit": "stretch"}],
+               {"type": "window", "id": "0x1400003", "rect": [0, 0, 9, 9], "fit": "stretch"},
+               {"type": "camera", "device": "Desk", "format": "640x480@30 MJPG",
+                "rect": [0, 0, 9, 9]}],
     "sound": [{"type": "file", "file": "a.flac", "volume": 50}, {"type": "file", "file": "b.wav"}],
     "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0},
                 {"type": "mp4", "file": "out.mp4", "quality": 2},
@@ -50,6 +52,9 @@ TEST(SceneReader, ReadsEveryName) {
     const auto& window = std::get<WindowDescription>(scene->layers[5].content);
     EXPECT_EQ(window.number, 0x1400003u);
     EXPECT_TRUE(window.cursor);
+    const auto& camera = std::get<CameraDescription>(scene->layers[6].content);
+    EXPECT_EQ(camera.device, "Desk");
+    EXPECT_EQ(camera.format, "640x480@30 MJPG");
     EXPECT_TRUE(ShowsDesktop(*scene));
     ASSERT_EQ(scene->sound.size(), 2u);
     EXPECT_EQ(std::get<SoundFileDescription>(scene->sound[0].content).file, folder.path / "a.flac");
