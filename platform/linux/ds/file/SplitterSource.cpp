@@ -244,7 +244,8 @@ HRESULT SplitterSource::Choose(int index) {
             for (SplitterPin* const each : ConnectedPins()) each->DeliverEndFlush();
         }
         pin->Choose(index);
-        if (State() != State_Stopped) StartThreads();
+        // What comes from the old place would be shown at once, as late.
+        if (State() != State_Stopped && !streams) StartThreads();
     }
     // All streams go on from one place.
     return streams ? seeking->SetPositions(&current, AM_SEEKING_AbsolutePositioning, nullptr,
