@@ -26,11 +26,11 @@ protected:
     }
 
     // What a recording has of noise that is played, from any place of it; empty if it is there
-    // sample by sample. A server that is short of processor time drops sound, so there are three
+    // sample by sample. A server that is short of processor time drops sound, so there are some
     // attempts.
     std::string PlayAndFind(const std::string& sink, unsigned rate) {
         std::string wrong;
-        for (int attempt = 0; attempt < 3; ++attempt) {
+        for (int attempt = 0; attempt < 6; ++attempt) {
             const Samples noise = Noise(std::size_t{4} * rate);
             heard.Clear();
             const auto player = server.Play(sink, noise, rate);
@@ -82,7 +82,7 @@ TEST_P(Factories, TheMicrophoneAlone) {
         EXPECT_EQ(PlayAndFind("micin", engine_rate), "");
     } else {
         // Its sources have another rate.
-        const auto player = server.Play("micin", StereoTone(1000, 48'000, 5, 9'000), 48'000);
+        const auto player = server.Play("micin", StereoTone(1000, 48'000, 20, 9'000), 48'000);
         EXPECT_TRUE(WaitUntil([&] { return HearsTone(1000, 9'000); }));
     }
     factory->SetMicrophoneVolume(50);
@@ -105,7 +105,7 @@ TEST_P(Factories, SystemSoundAlone) {
     if (GetParam() == SoundServerKind::pulse_audio) {
         EXPECT_EQ(PlayAndFind("speakers", engine_rate), "");
     } else {
-        const auto player = server.Play("speakers", StereoTone(1000, 48'000, 5, 9'000), 48'000);
+        const auto player = server.Play("speakers", StereoTone(1000, 48'000, 20, 9'000), 48'000);
         EXPECT_TRUE(WaitUntil([&] { return HearsTone(1000, 9'000); }));
     }
     for (const int percent : {0, 1, 50, 99, 100}) {
@@ -125,8 +125,8 @@ TEST_P(Factories, SystemSoundAndMicrophoneAreMixed) {
         ASSERT_TRUE(factory->Open(true, L"Speakers", true, L"Microphone"));
         ASSERT_TRUE(factory->Start());
         ASSERT_TRUE(factory->Start());
-        const auto speakers = server.Play("speakers", StereoTone(500, engine_rate, 6, 9'000));
-        const auto microphone = server.Play("micin", StereoTone(1300, engine_rate, 6, 6'000));
+        const auto speakers = server.Play("speakers", StereoTone(500, engine_rate, 20, 9'000));
+        const auto microphone = server.Play("micin", StereoTone(1300, engine_rate, 20, 6'000));
         const auto is_mixed = [&] {
             heard.Clear();
             if (!heard.More(engine_rate / 4)) return false;
@@ -134,7 +134,7 @@ TEST_P(Factories, SystemSoundAndMicrophoneAreMixed) {
             return std::abs(Amplitude(all, 500, engine_rate) - 9'000) < 100 &&
                    std::abs(Amplitude(all, 1300, engine_rate) - 6'000) < 100;
         };
-        EXPECT_TRUE(WaitUntil(is_mixed, 5s));
+        EXPECT_TRUE(WaitUntil(is_mixed, 15s));
         EXPECT_THAT(heard.Sizes(), testing::Each(4096));
         EXPECT_LT(Duration([&] { factory->Close(); }), 5s);
     }
@@ -143,8 +143,8 @@ TEST_P(Factories, SystemSoundAndMicrophoneAreMixed) {
     EXPECT_EQ(times[2] - times[1], 232'199);
 }
 
-// Without hardware a null sink's own clock may be off by a period now and then: a tone is whole
-// when all of three seconds are.
+// Wrong stamps break the tone tens of times in each second. A machine without time to spare breaks
+// it now and then, so that one whole second of many is enough.
 TEST_P(Factories, TheSharedEngineKeepsATone) {
     CAudioFactory2& engine = *CAudioFactory2::GetInstance();
     engine.SetDispatcher(heard.Dispatcher());
@@ -152,15 +152,15 @@ TEST_P(Factories, TheSharedEngineKeepsATone) {
     EXPECT_TRUE(engine.HasOutputDevice());
     engine.Start();
     EXPECT_TRUE(engine.IsRunning());
-    int breaks = -1;
-    for (int attempt = 0; attempt < 3 && breaks != 0; ++attempt) {
-        const auto player = server.Play("speakers", StereoTone(1000, 48'000, 5, 9'000), 48'000);
-        ASSERT_TRUE(WaitUntil([&] {
-            heard.Clear();
-            return heard.More(4'096) && Amplitude(heard.All(), 1000, engine_rate) > 8'900;
-        }));
+    const auto player = server.Play("speakers", StereoTone(1000, 48'000, 30, 9'000), 48'000);
+    EXPECT_TRUE(WaitUntil([&] {
         heard.Clear();
-        ASSERT_TRUE(heard.More(3 * engine_rate));
+        return heard.More(4'096) && Amplitude(heard.All(), 1000, engine_rate) > 8'900;
+    }));
+    int breaks = -1;
+    for (int second = 0; second < 20 && breaks != 0; ++second) {
+        heard.Clear();
+        ASSERT_TRUE(heard.More(engine_rate));
         breaks = Breaks(heard.All(), 1000, engine_rate, 100);
     }
     EXPECT_EQ(breaks, 0);
