@@ -20,7 +20,8 @@ constexpr const char* whole_scene = R"({
                {"type": "color", "color": "#ff000080", "rect": [10, 300, 50, 50]},
                {"type": "screen", "region": [-5, 6, 70, 80], "cursor": false, "rect": [0, 0, 9, 9]},
                {"type": "window", "id": "0x1400003", "rect": [0, 0, 9, 9], "fit": "stretch"},
-              {"type": "camera", "device": "Desk", "format": "640x480@30 MJPG", "rect": [0, 0, 9, 9]}],
+               {"type": "camera", "device": "Desk", "format": "640x480@30 MJPG",
+                "rect": [0, 0, 9, 9]}],
     "sound": [{"type": "file", "file": "a.flac", "volume": 50}, {"type": "file", "file": "b.wav"}],
     "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0},
                 {"type": "mp4", "file": "out.mp4", "quality": 2},
@@ -34,7 +35,7 @@ TEST(SceneReader, ReadsEveryName) {
     const auto scene = ReadScene(folder.Write("scene.json", std::string(whole_scene)), error);
     ASSERT_TRUE(scene) << error;
     EXPECT_EQ(scene->canvas.background.green, 0x20);
-    ASSERT_EQ(scene->layers.size(), 6u);
+    ASSERT_EQ(scene->layers.size(), 7u);
     EXPECT_EQ(std::get<PictureDescription>(scene->layers[0].content).fit, Fit::Cover);
     EXPECT_EQ(scene->layers[0].opacity, 0.25);
     const auto& gif = std::get<GifDescription>(scene->layers[1].content);
