@@ -34,7 +34,8 @@ TEST(ComPtr, EveryReferenceTakenIsGivenBack) {
         ComPtr<Unknown> moved = std::move(first);
         EXPECT_FALSE(first);
         copy = moved;
-        copy = copy;
+        const ComPtr<Unknown>& same = copy;
+        copy = same;
         moved.Reset();
         EXPECT_EQ(living, 1);
         const ComPtr<IUnknown> other = copy.As<IUnknown>();

@@ -286,8 +286,8 @@ private:
     public:
         explicit Enumerator(FakeEndpoints& endpoints) : fakes(endpoints) {}
         HRESULT STDMETHODCALLTYPE EnumAudioEndpoints(EDataFlow, DWORD,
-                                                     IMMDeviceCollection** devices) override {
-            *devices = MakeCom<Collection>(fakes).Detach();
+                                                     IMMDeviceCollection** found) override {
+            *found = MakeCom<Collection>(fakes).Detach();
             return S_OK;
         }
         HRESULT STDMETHODCALLTYPE GetDefaultAudioEndpoint(EDataFlow flow, ERole role,

@@ -59,6 +59,7 @@ class TestManager : public LogerManager {
 public:
     using LogerManager::LogerManager;
     using LogerManager::loggers;
+    using LogerManager::logLock;
     using LogerManager::pid;
     using LogerManager::processName;
     using LogerManager::queue;

@@ -151,11 +151,15 @@ TEST_F(LogerManagerTest, PreCheckSlowsCallersDownWhileTheQueueIsLong) {
                  {40000, 200 * 100, 200 * 100},
                  {90000, 200 * 100, 200 * 100}};
     for (const auto& entry : cases) {
-        manager.queue.assign(entry.length, nullptr);
+        {
+            const ScopedLock guard(manager.logLock);
+            manager.queue.assign(entry.length, nullptr);
+        }
         clock.slept = 0;
         for (int i = 0; i < 200; ++i) EXPECT_TRUE(manager.PreCheck(LOGGER_MAIN, LOG_LEVEL_ERROR));
         EXPECT_GE(clock.slept, entry.least) << entry.length;
         EXPECT_LE(clock.slept, entry.most) << entry.length;
+        const ScopedLock guard(manager.logLock);
         manager.queue.clear();
     }
 }
@@ -169,6 +173,7 @@ TEST_F(LogerManagerTest, WorkerHandlesQueuedRecords) {
         record->typeValue = value;
         record->contentLength = 0;
         AppendFormat(*record, "%s", text);
+        const ScopedLock guard(manager.logLock);
         manager.queue.push_back(record);
     };
     TestManager::WorkerState state;

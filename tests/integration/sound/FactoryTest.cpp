@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "tests/integration/sound/SoundKit.h"
 #include "tests/support/Watchdog.h"
 #include "vimbrel/AudioDeviceEnumerator.h"
@@ -201,6 +203,30 @@ TEST_P(Factories, FaultsEndTheSoundAndNotTheProgram) {
     server.Kill();
     EXPECT_LT(Duration([&] { factory->Close(); }), 5s);
     EXPECT_FALSE(factory->Open(true, L"Speakers", true, L"Microphone")) << "there is no server";
+}
+
+std::ptrdiff_t Entries(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+}
+
+TEST_P(Factories, RoundsOfTheSharedEngineLeaveNothing) {
+    CAudioFactory2& engine = *CAudioFactory2::GetInstance();
+    engine.SetDispatcher(heard.Dispatcher());
+    const auto round = [&] {
+        engine.SetOutputDevice(L"Speakers");
+        engine.SetInputDevice(L"Microphone");
+        engine.Start();
+        engine.Stop();
+    };
+    for (int i = 0; i < 3; ++i) round();
+    const auto threads = Entries("/proc/self/task");
+    const auto descriptors = Entries("/proc/self/fd");
+    for (int i = 0; i < 30; ++i) round();
+    EXPECT_EQ(Entries("/proc/self/task"), threads);
+    EXPECT_EQ(Entries("/proc/self/fd"), descriptors);
+    engine.SetInputDevice(nullptr);
+    engine.SetOutputDevice(nullptr);
+    engine.SetDispatcher(nullptr);
 }
 
 TEST_P(Factories, DevicesAreListedByName) {

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <vector>
 
-
 extern "C" {
 #include <libavformat/avformat.h>
 }
