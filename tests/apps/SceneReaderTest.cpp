@@ -35,7 +35,7 @@ TEST(SceneReader, ReadsEveryName) {
     const auto scene = ReadScene(folder.Write("scene.json", std::string(whole_scene)), error);
     ASSERT_TRUE(scene) << error;
     EXPECT_EQ(scene->canvas.background.green, 0x20);
-    ASSERT_EQ(scene->layers.size(), 6u);
+    ASSERT_EQ(scene->layers.size(), 7u);
     EXPECT_EQ(std::get<PictureDescription>(scene->layers[0].content).fit, Fit::Cover);
     EXPECT_EQ(scene->layers[0].opacity, 0.25);
     const auto& gif = std::get<GifDescription>(scene->layers[1].content);

@@ -245,9 +245,7 @@ int ShimCamera::OpenFiles() {
     return state->file >= 0 && fcntl(state->file, F_GETFD) >= 0 ? 1 : 0;
 }
 
-namespace {
-
-int OpenCamera(State& state) {
+static int OpenCamera(State& state) {
     const std::lock_guard guard(state.lock);
     if (state.unplugged) return Fail(ENODEV);
     int ends[2];
@@ -257,8 +255,6 @@ int OpenCamera(State& state) {
     state.peer = ends[1];
     return ends[0];
 }
-
-}  // namespace
 
 extern "C" {
 

@@ -59,8 +59,6 @@ V4l2Node::V4l2Node(int descriptor, int wake, const v4l2_capability& capability)
       card_(Text(capability.card, sizeof capability.card)),
       bus_(Text(capability.bus_info, sizeof capability.bus_info)) {}
 
-V4l2Node::~V4l2Node() { Stop(); }
-
 std::unique_ptr<V4l2Node> V4l2Node::Open(const std::string& node, HRESULT& result) {
     const int descriptor = open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
@@ -188,16 +186,15 @@ HRESULT V4l2Node::SetFormat(const V4l2Format& format) {
     V4l2Layout set;
     hr = GetCurrent(set);
     if (FAILED(hr)) return hr;
-    const bool same = set.format.pixel_format == format.pixel_format &&
-                      set.format.width == format.width && set.format.height == format.height;
-    return same ? S_OK : E_INVALIDARG;
+    set.format.frame_time = format.frame_time;
+    return set.format == format ? S_OK : E_INVALIDARG;
 }
 
 HRESULT V4l2Node::Start() {
     Stop();
     std::uint64_t woken = 0;
-    while (read(wake_.Get(), &woken, sizeof woken) > 0) {
-    }
+    // One read empties the counter; there is nothing to read if nobody woke.
+    static_cast<void>(!read(wake_.Get(), &woken, sizeof woken));
     HRESULT hr = MapBuffers();
     int type = capture;
     if (SUCCEEDED(hr)) hr = Call(VIDIOC_STREAMON, &type);

@@ -26,7 +26,7 @@ class V4l2Node final : public V4l2Device {
 public:
     // Null with the reason if there is no capture device of that name that streams.
     static std::unique_ptr<V4l2Node> Open(const std::string& node, HRESULT& result);
-    ~V4l2Node() override;
+    ~V4l2Node() override { Stop(); }
 
     std::vector<V4l2Format> Formats() override;
     HRESULT GetCurrent(V4l2Layout& layout) override;
