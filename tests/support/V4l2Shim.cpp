@@ -223,7 +223,7 @@ bool ShimCamera::Deliver(const std::vector<std::uint8_t>& bytes, std::int64_t mi
                         static_cast<suseconds_t>(microseconds % 1'000'000)};
     std::vector<std::uint8_t>& memory = state->buffers[buffer.index];
     auto* const mapped = *reinterpret_cast<std::uint8_t**>(memory.data());
-    std::memcpy(mapped, bytes.data(), std::min<std::size_t>(bytes.size(), state->image_size));
+    std::copy_n(bytes.begin(), std::min<std::size_t>(bytes.size(), state->image_size), mapped);
     state->ready.push_back(buffer);
     return write(state->peer, "x", 1) == 1;
 }
