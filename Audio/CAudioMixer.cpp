@@ -24,7 +24,9 @@ std::int32_t NextId() {
 }  // namespace
 
 CAudioMixer& GetMixer() {
-    static CAudioMixer mixer;
+    // Never destroyed: at the end of the process graphs of media may still write into their
+    // channels. Its thread has ended by then, with the engine that starts it.
+    static CAudioMixer& mixer = *new CAudioMixer;
     return mixer;
 }
 

@@ -78,7 +78,7 @@ private:
     const HANDLE stop_event;
 };
 
-// Built at the first call, destroyed at the end of the process.
+// Built at the first call, and there until the process has ended.
 CAudioMixer& GetMixer();
 
 }  // namespace Vimbrel

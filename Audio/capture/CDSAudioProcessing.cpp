@@ -42,8 +42,10 @@ HRESULT CDSAudioProcessing::SetMediaType(PIN_DIRECTION direction, const CMediaTy
         sound_touch.SetFormat(wave->nSamplesPerSec, wave->nChannels, Ratio(Pitch()));
         const MutexLock guard(channel_mutex);
         format = *wave;
-        // The bytes after the structure are not copied.
+        // The bytes after the structure are not copied. Without them an extensible format would say
+        // nothing; only PCM comes here.
         format.cbSize = 0;
+        if (format.wFormatTag == WAVE_FORMAT_EXTENSIBLE) format.wFormatTag = WAVE_FORMAT_PCM;
     }
     return CTransInPlaceFilter::SetMediaType(direction, type);
 }

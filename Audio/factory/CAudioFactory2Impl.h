@@ -18,7 +18,7 @@ namespace Vimbrel {
 class CAudioFactory2Impl final : public SourceControls<CAudioFactory2> {
 public:
     CAudioFactory2Impl();
-    // Stops an engine that runs.
+    // Stops an engine that runs: nothing else ends the mixing thread.
     ~CAudioFactory2Impl() override;
     CAudioFactory2Impl(const CAudioFactory2Impl&) = delete;
     CAudioFactory2Impl& operator=(const CAudioFactory2Impl&) = delete;
@@ -41,8 +41,7 @@ private:
     void StartMicrophone();
     void StartSystemSound();
 
-    // Built before this object, and so destroyed after it.
-    CAudioMixer& mixer;
+    CAudioMixer& mixer;  // outlives this object
     std::atomic<bool> media_mix_mode{false};
     bool engine_running = false;
     int users = 0;

@@ -51,8 +51,17 @@ bool CAudioFactoryImpl::Open(bool system_sound, const std::wstring& output_devic
     timestamp = 0;
     running = false;
     for (CAudioChannel& channel : channels) channel.opened.store(false, relaxed);
-    if (microphone) OpenMicrophone(input_device);
-    if (system_sound) OpenSystemSound(output_device);
+    // A source that is left out may have been bound by an earlier Open.
+    if (microphone) {
+        OpenMicrophone(input_device);
+    } else {
+        capture.SetDispatcher(nullptr);
+    }
+    if (system_sound) {
+        OpenSystemSound(output_device);
+    } else {
+        loopback.SetDispatcher(nullptr);
+    }
     return CountOpen() > 0;
 }
 

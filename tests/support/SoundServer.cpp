@@ -23,8 +23,7 @@ SoundServer::SoundServer(SoundServerKind server_kind) : kind(server_kind) {
         StartPipeWire();
     }
     setenv("PULSE_SERVER", ("unix:" + socket).c_str(), 1);
-    const auto answers = [] { return std::system("pactl info > /dev/null 2>&1") == 0; };
-    EXPECT_TRUE(WaitUntil(answers)) << ReadText(folder / "printed.server");
+    AwaitAnswer();
     if (kind == SoundServerKind::pipe_wire) {
         LoadModule(
             "module-null-sink sink_name=speakers sink_properties=device.description=Speakers");
@@ -35,6 +34,15 @@ SoundServer::SoundServer(SoundServerKind server_kind) : kind(server_kind) {
         Control("set-default-sink speakers");
         Control("set-default-source microphone");
     }
+    AwaitDevices();
+}
+
+void SoundServer::AwaitAnswer() const {
+    const auto answers = [] { return std::system("pactl info > /dev/null 2>&1") == 0; };
+    EXPECT_TRUE(WaitUntil(answers)) << ReadText(folder / "printed.server");
+}
+
+void SoundServer::AwaitDevices() const {
     const auto complete = [&] {
         return Control("list short sources").find("microphone") != std::string::npos &&
                Control("get-default-sink").find("speakers") != std::string::npos;
@@ -115,6 +123,14 @@ std::unique_ptr<ChildProcess> SoundServer::Play(const std::string& sink,
 
 void SoundServer::Kill() {
     for (auto& process : processes) process->Stop(SIGKILL);
+}
+
+void SoundServer::Restart() {
+    Kill();
+    processes.clear();
+    StartPulseAudio();
+    AwaitAnswer();
+    AwaitDevices();
 }
 
 void SoundServer::Freeze() const { kill(processes.back()->Pid(), SIGSTOP); }

@@ -36,11 +36,15 @@ public:
 
     // At once, as if it had crashed.
     void Kill();
+    // Kills it, and starts it anew where it was. PulseAudio only.
+    void Restart();
     // A frozen server keeps its connections but serves none.
     void Freeze() const;
     void Thaw() const;
 
 private:
+    void AwaitAnswer() const;
+    void AwaitDevices() const;
     void StartPulseAudio();
     void StartPipeWire();
     std::unique_ptr<ChildProcess> Start(const std::vector<std::string>& command) const;

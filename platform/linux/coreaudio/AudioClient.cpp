@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "base/ChannelMask.h"
 #include "platform/linux/coreaudio/CaptureClient.h"
 #include "vimbrel/AppLog.h"
 
@@ -18,12 +19,6 @@ constexpr REFERENCE_TIME packet_period = 100'000;
 constexpr REFERENCE_TIME shortest_period = 30'000;
 
 constexpr std::uint8_t max_channels = 8;
-
-// The usual places of so many loudspeakers, by their published bits.
-DWORD ChannelMask(unsigned channels) {
-    constexpr DWORD masks[max_channels + 1] = {0, 0x4, 0x3, 0x7, 0x33, 0x37, 0x3F, 0x13F, 0x63F};
-    return masks[channels];
-}
 
 }  // namespace
 

@@ -35,7 +35,11 @@ HANDLE WINAPI AvSetMmThreadCharacteristicsW(LPCWSTR, DWORD*) {
 BOOL WINAPI AvRevertMmThreadCharacteristics(HANDLE handle) {
     auto* const task = static_cast<Task*>(handle);
     if (!task) return FALSE;
-    if (task->raised) pthread_setschedparam(pthread_self(), task->policy, &task->parameters);
+    // Ordinary users may set the flag but not take it back: without it the call would fail, and the
+    // thread stay real-time.
+    if (task->raised)
+        pthread_setschedparam(pthread_self(), task->policy | SCHED_RESET_ON_FORK,
+                              &task->parameters);
     delete task;
     return TRUE;
 }

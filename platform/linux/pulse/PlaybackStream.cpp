@@ -48,12 +48,15 @@ private:
     // The loop's thread holds the lock that the analysis misses here.
     static void OnChange(pa_stream*, void* self);
     static void OnRoom(pa_stream*, size_t, void* self);
+    // Whether WaitForRoom has to look again. Waits ask it with the lock held.
+    static bool EndsWait(void* self) NO_THREAD_SAFETY_ANALYSIS;
 
     const std::shared_ptr<PulseConnection> connection_;
     const StreamFormat format_;
     const std::uint32_t frame_bytes_;
     pa_stream* stream_ GUARDED_BY(connection_->Loop()) = nullptr;
     std::uint32_t rate_ GUARDED_BY(connection_->Loop());
+    bool corked_ GUARDED_BY(connection_->Loop()) = true;
     bool interrupted_ GUARDED_BY(connection_->Loop()) = false;
 };
 
@@ -106,9 +109,12 @@ HRESULT PulsePlaybackStream::Connect(const std::string& sink) {
     };
     hr = connection_->WaitUntil(settled, stream_, "connect stream");
     if (FAILED(hr)) return hr;
-    return pa_stream_get_state(stream_) == PA_STREAM_READY
-               ? S_OK
-               : connection_->LastError("connect stream");
+    if (pa_stream_get_state(stream_) != PA_STREAM_READY)
+        return connection_->LastError("connect stream");
+    // Some servers take another sink for a name that they do not have.
+    const char* const connected = pa_stream_get_device_name(stream_);
+    return sink.empty() || (connected && sink == connected) ? S_OK
+                                                            : HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
 }
 
 PulsePlaybackStream::~PulsePlaybackStream() {
@@ -135,9 +141,11 @@ HRESULT PulsePlaybackStream::Request(pa_operation* operation, const char* step) 
 HRESULT PulsePlaybackStream::Cork(bool corked) {
     const PulseLock lock(connection_->Loop());
     const HRESULT hr = State();
-    return FAILED(hr) ? hr
-                      : Request(pa_stream_cork(stream_, corked, nullptr, nullptr),
-                                corked ? "cork" : "uncork");
+    if (FAILED(hr)) return hr;
+    // Who waits for room is patient for as long as the stream is stopped, and no longer.
+    corked_ = corked;
+    connection_->Signal();
+    return Request(pa_stream_cork(stream_, corked, nullptr, nullptr), corked ? "cork" : "uncork");
 }
 
 HRESULT PulsePlaybackStream::Flush() {
@@ -162,15 +170,27 @@ void PulsePlaybackStream::Interrupt(bool on) {
     connection_->Signal();
 }
 
+bool PulsePlaybackStream::EndsWait(void* self) {
+    auto* const stream = static_cast<PulsePlaybackStream*>(self);
+    return stream->interrupted_ || stream->corked_ || FAILED(stream->State()) ||
+           pa_stream_writable_size(stream->stream_) >= stream->frame_bytes_;
+}
+
 HRESULT PulsePlaybackStream::WaitForRoom(std::size_t& room) {
     for (;;) {
-        const HRESULT hr = State();
+        HRESULT hr = State();
         if (FAILED(hr)) return hr;
         if (interrupted_) return S_FALSE;
         room = pa_stream_writable_size(stream_) / frame_bytes_ * frame_bytes_;
         if (room > 0) return S_OK;
-        // A stream that is stopped has no room until it starts or is interrupted.
-        pa_threaded_mainloop_wait(connection_->Loop().Get());
+        if (corked_) {
+            // It has no room until it starts or is interrupted.
+            pa_threaded_mainloop_wait(connection_->Loop().Get());
+            continue;
+        }
+        // A sink that is suspended, and a server that is frozen, never make room.
+        hr = connection_->WaitUntil(&PulsePlaybackStream::EndsWait, this, "room");
+        if (FAILED(hr)) return hr;
     }
 }
 

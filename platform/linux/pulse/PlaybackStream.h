@@ -28,7 +28,8 @@ public:
     virtual HRESULT Flush() = 0;
     virtual HRESULT SetRate(std::uint32_t frames_per_second) = 0;
 
-    // Waits for room. S_FALSE when it was interrupted.
+    // Waits for room. S_FALSE when it was interrupted. While the stream is started, ERROR_TIMEOUT's
+    // result code when there was none for three seconds: the sink is suspended or the server hangs.
     virtual HRESULT Write(const void* data, std::size_t bytes) = 0;
     // Ends writing, until that is taken back.
     virtual void Interrupt(bool on) = 0;

@@ -74,8 +74,11 @@ HRESULT PulseDevices::Read(PulseConnection& connection) {
     HRESULT hr = S_OK;
     {
         const PulseLock lock(connection.Loop());
-        hr = connection.Finish(
-            pa_context_get_server_info(connection.Context(), &OnServer, &reading), "server");
+        // Of a server that is gone libpulse only says that the state is bad.
+        hr = connection.State();
+        if (SUCCEEDED(hr))
+            hr = connection.Finish(
+                pa_context_get_server_info(connection.Context(), &OnServer, &reading), "server");
         if (SUCCEEDED(hr))
             hr = connection.Finish(
                 pa_context_get_sink_info_list(connection.Context(), &OnSink, &reading), "sinks");

@@ -179,16 +179,17 @@ HRESULT PulseRecordStream::Stop() {
     if (std::exchange(peeked_, false)) pa_stream_drop(stream_);
     HRESULT hr = State();
     if (FAILED(hr)) return hr;
-    // Both are on their way before the first is waited for: who stops waits once, and briefly.
+    // The server works in order: with the end of the second the first has ended as well.
     bool corked = false;
     bool flushed = false;
     pa_operation* const cork = pa_stream_cork(stream_, 1, &OnSucceeded, &corked);
     pa_operation* const flush = pa_stream_flush(stream_, &OnSucceeded, &flushed);
-    hr = Request(cork, corked, "cork", Patience::brief);
-    if (SUCCEEDED(hr)) return Request(flush, flushed, "flush", Patience::brief);
-    if (flush) {
-        pa_operation_cancel(flush);
-        pa_operation_unref(flush);
+    hr = Request(flush, flushed, "flush", Patience::brief);
+    if (SUCCEEDED(hr) && !corked) hr = LastError("cork");
+    if (cork) {
+        // Its result is a variable of this function.
+        pa_operation_cancel(cork);
+        pa_operation_unref(cork);
     }
     return hr;
 }

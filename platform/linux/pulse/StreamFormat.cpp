@@ -3,6 +3,10 @@
 #include <audioclient.h>
 #include <ksmedia.h>
 
+#include <iterator>
+
+#include "base/ChannelMask.h"
+
 namespace Vimbrel {
 
 namespace {
@@ -36,6 +40,34 @@ pa_sample_format_t SampleFormat(WORD tag, WORD bits) {
     }
 }
 
+// The server's own map for a count would have other places: without gaps between them.
+void SetPlaces(pa_channel_map& map, std::uint8_t channels) {
+    // By the bits of a mask.
+    constexpr pa_channel_position_t places[] = {
+        PA_CHANNEL_POSITION_FRONT_LEFT,
+        PA_CHANNEL_POSITION_FRONT_RIGHT,
+        PA_CHANNEL_POSITION_FRONT_CENTER,
+        PA_CHANNEL_POSITION_LFE,
+        PA_CHANNEL_POSITION_REAR_LEFT,
+        PA_CHANNEL_POSITION_REAR_RIGHT,
+        PA_CHANNEL_POSITION_FRONT_LEFT_OF_CENTER,
+        PA_CHANNEL_POSITION_FRONT_RIGHT_OF_CENTER,
+        PA_CHANNEL_POSITION_REAR_CENTER,
+        PA_CHANNEL_POSITION_SIDE_LEFT,
+        PA_CHANNEL_POSITION_SIDE_RIGHT,
+    };
+    // A single channel is not the one in the middle but all of them.
+    if (channels == 1) {
+        pa_channel_map_init_mono(&map);
+        return;
+    }
+    pa_channel_map_init(&map);
+    const std::uint32_t mask = ChannelMask(channels);
+    for (unsigned bit = 0; bit < std::size(places); ++bit) {
+        if (mask & 1u << bit) map.map[map.channels++] = places[bit];
+    }
+}
+
 }  // namespace
 
 HRESULT StreamFormat::From(const WAVEFORMATEX& format, StreamFormat& stream) {
@@ -45,10 +77,7 @@ HRESULT StreamFormat::From(const WAVEFORMATEX& format, StreamFormat& stream) {
     if (format.nChannels > max_channels || !pa_sample_spec_valid(&stream.samples) ||
         pa_frame_size(&stream.samples) != format.nBlockAlign)
         return AUDCLNT_E_UNSUPPORTED_FORMAT;
-    // Without a map the server would take the order of another system.
-    if (!pa_channel_map_init_extend(&stream.channels, stream.samples.channels,
-                                    PA_CHANNEL_MAP_WAVEEX))
-        return AUDCLNT_E_UNSUPPORTED_FORMAT;
+    SetPlaces(stream.channels, stream.samples.channels);
     return S_OK;
 }
 

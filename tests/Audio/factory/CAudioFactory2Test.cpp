@@ -142,9 +142,17 @@ TEST_F(CAudioFactory2Test, MediaFeedTheMixByThemselves) {
         const MutexLock guard(mutex);
         for (const Block& each : blocks) EXPECT_NE(each.samples[0], 4'000) << "taken in a pause";
     }
-    // A stop removes the channel, whatever the mode; a run makes a new one at full volume.
+    // A stop removes the channel, whatever the mode; a run makes a new one at full volume, and in
+    // another way of saying PCM.
     filter->Stop();
     play(5);
+    WAVEFORMATEXTENSIBLE extensible{};
+    extensible.Format = engine_format;
+    extensible.Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
+    extensible.Format.cbSize = sizeof extensible - sizeof extensible.Format;
+    extensible.SubFormat = MEDIASUBTYPE_PCM;
+    type.SetFormat(FORMAT_WaveFormatEx, &extensible, sizeof extensible);
+    filter->SetMediaType(PINDIR_INPUT, &type);
     filter->Run(0);
     EXPECT_TRUE(comes(400));
     // The engine's stop leaves the channel, which takes part in the next run of the engine.

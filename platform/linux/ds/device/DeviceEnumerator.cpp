@@ -1,5 +1,7 @@
 #include "platform/linux/ds/device/DeviceEnumerator.h"
 
+#include <new>
+
 #include "filters/Enumerators.h"
 #include "platform/linux/ds/device/Moniker.h"
 
@@ -7,7 +9,7 @@ namespace Vimbrel {
 
 HRESULT STDMETHODCALLTYPE DeviceEnumerator::CreateClassEnumerator(REFCLSID category,
                                                                   IEnumMoniker** enumerator,
-                                                                  DWORD) {
+                                                                  DWORD) try {
     if (!enumerator) return E_POINTER;
     *enumerator = nullptr;
     ObjectEnumerator<IEnumMoniker, IMoniker>::Objects monikers;
@@ -19,6 +21,8 @@ HRESULT STDMETHODCALLTYPE DeviceEnumerator::CreateClassEnumerator(REFCLSID categ
     if (monikers.empty()) return S_FALSE;
     *enumerator = MakeCom<ObjectEnumerator<IEnumMoniker, IMoniker>>(std::move(monikers)).Detach();
     return S_OK;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT CreateDeviceEnumerator(std::span<const DeviceCategory> categories, REFIID iid,

@@ -53,8 +53,12 @@ HRESULT Microphone::OpenStream() {
         const MutexLock guard(stream_lock_);
         stream_ = std::move(stream);
     }
-    static_cast<void>(ApplyLevel());
-    return S_OK;
+    hr = ApplyLevel();
+    if (SUCCEEDED(hr)) return S_OK;
+    // Full level is not what was asked for.
+    const MutexLock guard(stream_lock_);
+    stream_.reset();
+    return hr;
 }
 
 void Microphone::CloseStream() {
@@ -78,6 +82,9 @@ HRESULT STDMETHODCALLTYPE Microphone::Run(REFERENCE_TIME start) {
     HRESULT hr = CBaseFilter::Run(start);
     std::shared_ptr<RecordStream> stream = Stream();
     if (FAILED(hr) || runs || !stream) return hr;
+    // The thread of the run before, which the pause told to end. The receiver runs by now, and lets
+    // it go.
+    StopThread();
     hr = stream->Start();
     if (FAILED(hr)) return hr;
     {
@@ -89,10 +96,9 @@ HRESULT STDMETHODCALLTYPE Microphone::Run(REFERENCE_TIME start) {
 }
 
 HRESULT STDMETHODCALLTYPE Microphone::Pause() {
-    if (State() == State_Running) {
-        StopThread();
-        if (const std::shared_ptr<RecordStream> stream = Stream()) stream->Stop();
-    }
+    // Not waited for: a renderer that pauses keeps the thread with its sample until the next run or
+    // stop, which wait for it.
+    if (State() == State_Running) EndThread();
     return CBaseFilter::Pause();
 }
 
@@ -104,13 +110,20 @@ LONGLONG Microphone::RunStart(REFERENCE_TIME start) {
     return Now() - (now - start);
 }
 
+void Microphone::EndThread() {
+    const MutexLock guard(thread_lock_);
+    stopping_ = true;
+    stopped_.NotifyAll();
+}
+
 void Microphone::StopThread() {
-    {
-        const MutexLock guard(thread_lock_);
-        stopping_ = true;
-        stopped_.NotifyAll();
-    }
+    EndThread();
     if (thread_.joinable()) thread_.join();
+}
+
+bool Microphone::IsStopping() {
+    const MutexLock guard(thread_lock_);
+    return stopping_;
 }
 
 // False at the end.
@@ -133,9 +146,11 @@ void Microphone::Capture(std::shared_ptr<RecordStream> stream, LONGLONG run_star
         break;
     }
     filling_.Reset();
+    // Here, since it takes the packet away that this thread may be copying.
+    stream->Stop();
 }
 
-// S_FALSE if the receiver takes no more.
+// S_FALSE if the receiver takes no more, or at the end.
 HRESULT Microphone::Drain(RecordStream& stream, LONGLONG run_start) {
     for (;;) {
         RecordStream::Packet packet{};
@@ -144,7 +159,7 @@ HRESULT Microphone::Drain(RecordStream& stream, LONGLONG run_start) {
         const auto bytes = static_cast<LONG>(packet.frames * pin_.Format().nBlockAlign);
         hr = Append(packet.data, bytes, packet.start - run_start);
         stream.Drop();
-        if (hr != S_OK) return S_FALSE;
+        if (hr != S_OK || IsStopping()) return S_FALSE;
     }
 }
 

@@ -44,7 +44,10 @@ protected:
 
 private:
     std::shared_ptr<RecordStream> Stream() EXCLUDES(stream_lock_);
+    // Tells the thread to end; StopThread waits for that as well.
+    void EndThread() EXCLUDES(thread_lock_);
     void StopThread() EXCLUDES(thread_lock_);
+    bool IsStopping() EXCLUDES(thread_lock_);
     bool WaitForSound() EXCLUDES(thread_lock_);
     LONGLONG RunStart(REFERENCE_TIME start);
     void Capture(std::shared_ptr<RecordStream> stream, LONGLONG run_start);

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <cwchar>
+#include <new>
 
 #include "platform/linux/ds/device/PropertyBag.h"
 
@@ -13,10 +14,13 @@ HRESULT STDMETHODCALLTYPE Moniker::GetClassID(CLSID* clsid) {
     return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE Moniker::BindToObject(IBindCtx*, IMoniker*, REFIID iid, void** object) {
+HRESULT STDMETHODCALLTYPE Moniker::BindToObject(IBindCtx*, IMoniker*, REFIID iid,
+                                                void** object) try {
     if (!object) return E_POINTER;
     *object = nullptr;
     return device_.create ? device_.create(iid, object) : E_NOTIMPL;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 HRESULT STDMETHODCALLTYPE Moniker::BindToStorage(IBindCtx*, IMoniker*, REFIID iid, void** storage) {

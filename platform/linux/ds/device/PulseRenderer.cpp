@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "platform/linux/pulse/PulseConnection.h"
 #include "platform/linux/pulse/StreamFormat.h"
@@ -23,10 +24,18 @@ constexpr REFERENCE_TIME correction_period = 500 * millisecond;
 constexpr double most_correction = 0.005;
 constexpr LONG silent = -10'000;
 
-void Scale(const std::int16_t* from, std::size_t count, LONG level, std::int16_t* to) {
+// Samples of 8 bits lie around 128.
+template <class Sample>
+void Scale(const void* from, std::size_t bytes, LONG level, std::vector<std::uint8_t>& scaled) {
+    constexpr float zero = sizeof(Sample) == 1 ? 128.0f : 0.0f;
     const float factor = level <= silent ? 0.0f : std::pow(10.0f, static_cast<float>(level) / 2000);
-    for (std::size_t i = 0; i < count; ++i)
-        to[i] = static_cast<std::int16_t>(std::lrint(static_cast<float>(from[i]) * factor));
+    scaled.resize(bytes);
+    const auto* const source = static_cast<const Sample*>(from);
+    auto* const target = reinterpret_cast<Sample*>(scaled.data());
+    for (std::size_t i = 0; i < bytes / sizeof(Sample); ++i) {
+        const float centred = static_cast<float>(source[i]) - zero;
+        target[i] = static_cast<Sample>(std::lrint(centred * factor + zero));
+    }
 }
 
 }  // namespace
@@ -71,13 +80,20 @@ HRESULT PulseRenderer::CheckMediaType(const CMediaType* type) {
                        format && (format->wBitsPerSample == 16 || format->wBitsPerSample == 8);
     if (!sound || format->nBlockAlign == 0 || format->nSamplesPerSec == 0)
         return VFW_E_TYPE_NOT_ACCEPTED;
+    // The stream has the format of the connection.
+    if (State() != State_Stopped && !IsPlayed(*format)) return VFW_E_TYPE_NOT_ACCEPTED;
     StreamFormat server{};
     return SUCCEEDED(StreamFormat::From(*format, server)) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
 }
 
+bool PulseRenderer::IsPlayed(const WAVEFORMATEX& format) const {
+    return format.nBlockAlign == format_.nBlockAlign &&
+           format.nSamplesPerSec == format_.nSamplesPerSec &&
+           format.wBitsPerSample == format_.wBitsPerSample && format.nChannels == format_.nChannels;
+}
+
 HRESULT PulseRenderer::SetMediaType(const CMediaType* type) {
     const HRESULT hr = CheckMediaType(type);
-    // The stream has the format of the connection.
     if (SUCCEEDED(hr) && State() == State_Stopped)
         format_ = *type->FormatAs<WAVEFORMATEX>(FORMAT_WaveFormatEx);
     return hr;
@@ -208,10 +224,10 @@ HRESULT PulseRenderer::DoRenderSample(IMediaSample* sample) {
     const void* written = data + skip;
     bytes -= skip;
     const LONG level = volume_.Level();
-    if (level != 0 && format_.wBitsPerSample == 16) {
-        scaled_.resize(bytes);
-        Scale(static_cast<const std::int16_t*>(written), bytes / 2, level,
-              reinterpret_cast<std::int16_t*>(scaled_.data()));
+    if (level != 0) {
+        const auto scale =
+            format_.wBitsPerSample == 8 ? &Scale<std::uint8_t> : &Scale<std::int16_t>;
+        scale(written, bytes, level, scaled_);
         written = scaled_.data();
     }
     if (hr == S_OK) hr = stream_->Write(written, bytes);
@@ -219,10 +235,12 @@ HRESULT PulseRenderer::DoRenderSample(IMediaSample* sample) {
     return S_OK;
 }
 
-HRESULT CreatePulseRenderer(const std::string& sink, REFIID iid, void** object) {
+HRESULT CreatePulseRenderer(const std::string& sink, REFIID iid, void** object) try {
     ComPtr<PulseRenderer> renderer;
     renderer.Attach(new PulseRenderer(sink));
     return renderer->QueryInterface(iid, object);
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
 }  // namespace Vimbrel

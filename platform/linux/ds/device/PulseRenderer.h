@@ -51,6 +51,7 @@ private:
     };
 
     HRESULT OpenStream();
+    bool IsPlayed(const WAVEFORMATEX& format) const;
     void Lose(HRESULT hr);
     // Moves the place of the next write to where the sample belongs. `skip` are its frames that are
     // too late.

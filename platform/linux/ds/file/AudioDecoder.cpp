@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/ChannelMask.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
 
 extern "C" {
@@ -20,6 +21,13 @@ constexpr int frames_per_sample = 2048;
 // Stamps that wander by less belong to one run of sound.
 constexpr REFERENCE_TIME tolerance = 300'000;
 constexpr LONG buffers = 8;
+
+// In the order that the renderers expect. More channels than they take come from files alone.
+void SetLayout(AVChannelLayout& layout, int channels) {
+    const std::uint32_t mask = ChannelMask(static_cast<unsigned>(channels));
+    if (mask == 0 || av_channel_layout_from_mask(&layout, mask) < 0)
+        av_channel_layout_default(&layout, channels);
+}
 
 }  // namespace
 
@@ -123,11 +131,11 @@ HRESULT AudioDecoder::PrepareConversion(const AVFrame& frame) {
     AVChannelLayout target{};
     // Files often do not say where their channels belong.
     if (frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
-        av_channel_layout_default(&source, channels);
+        SetLayout(source, channels);
     } else {
         av_channel_layout_copy(&source, &frame.ch_layout);
     }
-    av_channel_layout_default(&target, channels_);
+    SetLayout(target, channels_);
     SwrContext* made = nullptr;
     int error = swr_alloc_set_opts2(&made, &target, AV_SAMPLE_FMT_S16, rate_, &source,
                                     static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0,

@@ -9,6 +9,7 @@ extern "C" {
 
 #include <utility>
 
+#include "base/ChannelMask.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
 #include "platform/linux/mf/objects/MediaType.h"
 
@@ -35,14 +36,10 @@ AVSampleFormat SamplesOf(IMFMediaType* type, UINT32 bits) {
     }
 }
 
-// The library's own choice for 4 channels has one behind the listener.
+// The library's own choice for 3, 4 and 7 channels has other loudspeakers.
 AVChannelLayout LayoutOf(int channels) {
     AVChannelLayout layout{};
-    if (channels == 4) {
-        av_channel_layout_from_mask(&layout, AV_CH_LAYOUT_QUAD);
-    } else {
-        av_channel_layout_default(&layout, channels);
-    }
+    av_channel_layout_from_mask(&layout, ChannelMask(static_cast<unsigned>(channels)));
     return layout;
 }
 

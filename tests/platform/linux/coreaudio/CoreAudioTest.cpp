@@ -289,6 +289,25 @@ TEST_P(CoreAudio, AFrozenServerHoldsACallForThreeSecondsAndAStopForLess) {
     EXPECT_LT(took, 5s);
 }
 
+TEST(CoreAudioServer, AnEnumeratorFindsTheServerThatWasStartedAnew) {
+    SoundServer server(SoundServerKind::pulse_audio);
+    const auto enumerator = MakeEnumerator();
+    ComPtr<IMMDevice> device;
+    ASSERT_EQ(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device.Put()), S_OK);
+    server.Kill();
+    const auto fails = [&] {
+        return enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device.Put()) ==
+               AUDCLNT_E_SERVICE_NOT_RUNNING;
+    };
+    EXPECT_TRUE(WaitUntil(fails));
+    server.Restart();
+    EXPECT_EQ(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device.Put()), S_OK);
+    EXPECT_EQ(NameOf(device), "Speakers");
+    // Also without a failure in between.
+    server.Restart();
+    EXPECT_EQ(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, device.Put()), S_OK);
+}
+
 INSTANTIATE_TEST_SUITE_P(Servers, CoreAudio,
                          testing::Values(SoundServerKind::pulse_audio, SoundServerKind::pipe_wire),
                          testing::PrintToStringParamName());

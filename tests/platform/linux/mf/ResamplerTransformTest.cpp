@@ -2,6 +2,10 @@
 // AudioResampler, on both systems.
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
 #include <mfapi.h>
 #include <mferror.h>
 #include <mftransform.h>
@@ -36,13 +40,66 @@ ComPtr<IMFSample> Silence(DWORD size) {
     return sample;
 }
 
-TEST(ResamplerTransformTest, RefusesWhatItCannotDo) {
+ComPtr<IMFTransform> MakeResampler() {
     ComPtr<IMFTransform> transform;
     void* made = nullptr;
-    ASSERT_EQ(CoCreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
+    EXPECT_EQ(CoCreateInstance(CLSID_CResamplerMediaObject, nullptr, CLSCTX_INPROC_SERVER,
                                __uuidof(IMFTransform), &made),
               S_OK);
     transform.Attach(static_cast<IMFTransform*>(made));
+    return transform;
+}
+
+// On which sides a channel of so many is heard.
+std::string SidesOf(UINT32 channel, UINT32 channels) {
+    constexpr DWORD frames = 4096;
+    const ComPtr<IMFTransform> transform = MakeResampler();
+    EXPECT_EQ(transform->SetInputType(
+                  0, Type(MFAudioFormat_PCM, channels, 48000, 16, channels * 2).Get(), 0),
+              S_OK);
+    EXPECT_EQ(transform->SetOutputType(0, Type(MFAudioFormat_PCM, 2, 48000, 16, 4).Get(), 0), S_OK);
+    const ComPtr<IMFSample> input = Silence(frames * channels * 2);
+    const ComPtr<IMFSample> output = Silence(frames * 4);
+    const auto samples = [](IMFSample& sample) {
+        ComPtr<IMFMediaBuffer> buffer;
+        BYTE* data = nullptr;
+        EXPECT_EQ(sample.GetBufferByIndex(0, buffer.Put()), S_OK);
+        EXPECT_EQ(buffer->Lock(&data, nullptr, nullptr), S_OK);
+        buffer->Unlock();
+        return reinterpret_cast<std::int16_t*>(data);
+    };
+    std::int16_t* const first = samples(*input.Get());
+    for (DWORD i = 0; i < frames; ++i) {
+        for (UINT32 each = 0; each < channels; ++each)
+            first[i * channels + each] = each == channel ? 10'000 : 0;
+    }
+    EXPECT_EQ(transform->ProcessInput(0, input.Get(), 0), S_OK);
+    MFT_OUTPUT_DATA_BUFFER result{0, output.Get(), 0, nullptr};
+    DWORD status = 0;
+    EXPECT_EQ(transform->ProcessOutput(0, 1, &result, &status), S_OK);
+    const std::int16_t* const heard = samples(*output.Get()) + frames;
+    return std::string(heard[0] ? "L" : "") + (heard[1] ? "R" : "");
+}
+
+// In the order of WAVE files: front, centre, the low one (which is left out), back, sides.
+TEST(ResamplerTransformTest, TheChannelsOfEveryCountHaveTheirSides) {
+    const std::vector<std::vector<std::string>> sides = {
+        {"L", "R", "LR"},
+        {"L", "R", "L", "R"},
+        {"L", "R", "LR", "L", "R"},
+        {"L", "R", "LR", "", "L", "R"},
+        {"L", "R", "LR", "", "L", "R", "LR"},
+        {"L", "R", "LR", "", "L", "R", "L", "R"},
+    };
+    for (const auto& each : sides) {
+        const auto channels = static_cast<UINT32>(each.size());
+        for (UINT32 i = 0; i < channels; ++i)
+            EXPECT_EQ(SidesOf(i, channels), each[i]) << "channel " << i << " of " << channels;
+    }
+}
+
+TEST(ResamplerTransformTest, RefusesWhatItCannotDo) {
+    const ComPtr<IMFTransform> transform = MakeResampler();
     const auto put = [&](DWORD size) { return transform->ProcessInput(0, Silence(size).Get(), 0); };
     const auto get = [&](DWORD capacity) {
         const ComPtr<IMFSample> sample = Silence(capacity);
