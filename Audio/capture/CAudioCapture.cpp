@@ -157,7 +157,7 @@ void CAudioCapture::OnAudioSample(unsigned char* data, int size, std::int64_t st
 
 void CAudioCapture::DetectVoice(const unsigned char* data, int size) {
     const auto change = voice_level.Take(data, size, format);
-    HWND const window = notify_window.load(std::memory_order_relaxed);
+    auto* const window = notify_window.load(std::memory_order_relaxed);
     const unsigned message = notify_message.load(std::memory_order_relaxed);
     if (change && window && message != 0)
         PostMessageW(window, message, change->speech ? 1 : 0, change->level);

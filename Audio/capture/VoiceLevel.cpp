@@ -41,7 +41,8 @@ double Milliseconds(int size, const WAVEFORMATEX& format) {
     constexpr double per_second = 1000.0;
     if (format.nAvgBytesPerSec != 0) return size * per_second / format.nAvgBytesPerSec;
     if (format.nChannels == 0 || format.nSamplesPerSec == 0) return 0;
-    return size / 2 / format.nChannels * per_second / format.nSamplesPerSec;
+    const double samples = size / 2;
+    return samples / format.nChannels * per_second / format.nSamplesPerSec;
 }
 
 // How many packets of `length` make `milliseconds`, rounded down.

@@ -39,7 +39,7 @@ std::wstring PathBesideProgram(const wchar_t* name) {
 
 HRESULT LoadFilterFromFile(const std::wstring& path, REFCLSID clsid, ComPtr<IBaseFilter>& filter) {
     filter.Reset();
-    const HMODULE library = LoadLibraryW(path.c_str());
+    auto* const library = LoadLibraryW(path.c_str());
     if (!library) return E_FAIL;
     const auto get_class = reinterpret_cast<GetClassObject>(
         reinterpret_cast<void*>(GetProcAddress(library, "DllGetClassObject")));

@@ -20,7 +20,7 @@ ComPtr<ISpecifyPropertyPages> PagesOf(IMoniker* moniker, CAUUID& list) {
     if (!moniker || FAILED(moniker->BindToObject(nullptr, nullptr, __uuidof(IBaseFilter), &found)))
         return {};
     filter.Attach(static_cast<IBaseFilter*>(found));
-    const auto pages = filter.As<ISpecifyPropertyPages>();
+    auto pages = filter.As<ISpecifyPropertyPages>();
     if (!pages || FAILED(pages->GetPages(&list))) return {};
     if (list.cElems > 0) return pages;
     CoTaskMemFree(list.pElems);

@@ -136,7 +136,7 @@ bool Microphone::WaitForSound() {
     return false;
 }
 
-void Microphone::Capture(std::shared_ptr<RecordStream> stream, LONGLONG run_start) {
+void Microphone::Capture(const std::shared_ptr<RecordStream>& stream, LONGLONG run_start) {
     pin_.DeliverNewSegment(run_start, LLONG_MAX, 1.0);
     while (WaitForSound()) {
         const HRESULT hr = Drain(*stream, run_start);

@@ -50,7 +50,7 @@ private:
     bool IsStopping() EXCLUDES(thread_lock_);
     bool WaitForSound() EXCLUDES(thread_lock_);
     LONGLONG RunStart(REFERENCE_TIME start);
-    void Capture(std::shared_ptr<RecordStream> stream, LONGLONG run_start);
+    void Capture(const std::shared_ptr<RecordStream>& stream, LONGLONG run_start);
     HRESULT Drain(RecordStream& stream, LONGLONG run_start);
     HRESULT Append(const BYTE* data, LONG bytes, LONGLONG start);
     HRESULT DeliverFilled();
