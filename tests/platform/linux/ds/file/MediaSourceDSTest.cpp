@@ -201,6 +201,23 @@ TEST_F(FileSource, EndsInADamagedFile) {
     }
 }
 
+// After its pictures the file has nothing for a terabyte.
+TEST_F(FileSource, ClosesAFileThatNeverEnds) {
+    folder->Run(
+        "ffmpeg -nostdin -loglevel error -i short.mp4 -c copy -f matroska - </dev/null | cat "
+        ">huge.mkv");
+    std::filesystem::resize_file(*folder / "huge.mkv", std::uintmax_t{1} << 40);
+    Name("huge.mkv");
+    source.SetRate(800);
+    ASSERT_TRUE(source.Open());
+    ASSERT_TRUE(source.Play());
+    // More than one: the reader is at work.
+    EXPECT_TRUE(WaitUntil([&] { return seen.reader.Count() > 1; }));
+    source.Close();
+    EXPECT_EQ(source.GetState(), State::Closed);
+    std::filesystem::remove(*folder / "huge.mkv");
+}
+
 TEST_F(FileSource, ThumbnailsAreThePicturesOfTheirTimes) {
     struct Case {
         const char* file;
