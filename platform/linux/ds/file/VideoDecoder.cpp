@@ -161,8 +161,11 @@ HRESULT VideoDecoder::Enlarge(LONG bytes) {
     ALLOCATOR_PROPERTIES actual{};
     allocator->Decommit();
     hr = allocator->SetProperties(&properties, &actual);
-    if (SUCCEEDED(hr)) hr = State() == State_Stopped ? VFW_E_NOT_COMMITTED : allocator->Commit();
-    return hr;
+    if (SUCCEEDED(hr)) hr = allocator->Commit();
+    if (FAILED(hr) || State() != State_Stopped) return hr;
+    // A stop that came meanwhile has decommitted too early to be the last.
+    allocator->Decommit();
+    return VFW_E_NOT_COMMITTED;
 }
 
 HRESULT CreateVideoDecoder(REFIID iid, void** object) {
