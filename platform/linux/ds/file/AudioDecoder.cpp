@@ -188,7 +188,7 @@ HRESULT AudioDecoder::Deliver(AVFrame& frame) {
 HRESULT AudioDecoder::Send(REFERENCE_TIME start) {
     std::int64_t first = start < 0 ? std::min(Frames(-start), frames_) : 0;
     std::int64_t end = frames_;
-    if (StreamStop() > 0) end = std::clamp<std::int64_t>(Frames(StreamStop() - start), 0, frames_);
+    if (StreamStop() >= 0) end = std::clamp<std::int64_t>(Frames(StreamStop() - start), 0, frames_);
     while (first < end) {
         const auto count = static_cast<int>(std::min<std::int64_t>(end - first, frames_per_sample));
         ComPtr<IMediaSample> sample;

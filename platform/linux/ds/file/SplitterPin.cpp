@@ -116,7 +116,7 @@ void SplitterPin::Run(PacketQueue& queue, std::size_t lane, Segment segment) {
         // is shown after it, but none that is decoded after it.
         const bool over =
             result == PacketQueue::Result::end ||
-            (segment.stop > 0 && packet->dts != AV_NOPTS_VALUE && packet->dts >= segment.stop);
+            (segment.stop >= 0 && packet->dts != AV_NOPTS_VALUE && packet->dts >= segment.stop);
         if (over) {
             DeliverEndOfStream();
             break;

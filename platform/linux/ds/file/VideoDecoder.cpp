@@ -114,7 +114,7 @@ HRESULT VideoDecoder::Finish() {
 
 HRESULT VideoDecoder::Show(AVFrame& frame, REFERENCE_TIME start, REFERENCE_TIME end) {
     covered_ = true;
-    if (StreamStop() > 0 && start >= StreamStop()) return S_OK;
+    if (StreamStop() >= 0 && start >= StreamStop()) return S_OK;
     if (IsTooLarge(frame.width, frame.height)) return S_OK;
     const PictureColors colors{static_cast<AVPixelFormat>(frame.format), frame.colorspace,
                                frame.color_range};

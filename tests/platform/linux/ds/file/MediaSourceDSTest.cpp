@@ -128,6 +128,16 @@ TEST_F(FileSource, EndsAtTheStopTimeAndOpensAnotherFileAfterwards) {
     ASSERT_TRUE(PlayToTheEnd());
     ASSERT_EQ(seen.reader.Count(), 10u);
     EXPECT_EQ(seen.reader.Taken().back().number, 9);
+    source.Stop();
+    seen.reader.Clear();
+    EXPECT_TRUE(source.SetStopTime(0));
+    ASSERT_TRUE(PlayToTheEnd());
+    EXPECT_EQ(seen.reader.Count(), 0u);
+    source.Stop();
+    EXPECT_TRUE(source.SetStopTime(99));
+    ASSERT_TRUE(PlayToTheEnd());
+    EXPECT_EQ(seen.reader.Count(), static_cast<std::size_t>(pictures));
+    EXPECT_LE(source.GetCurrentPosition(), source.GetDuration());
     source.Close();
     Name("two.mkv");
     ASSERT_TRUE(source.Open());
