@@ -76,7 +76,7 @@ HRESULT STDMETHODCALLTYPE CBaseInputPin::Receive(IMediaSample* sample) {
     hr = CheckMediaType(&changed);
     if (hr == S_OK) return SetMediaType(&changed);
     // There is no way to go on with a stream that cannot be understood.
-    EndOfStream();
+    EndRefused();
     Filter().NotifyEvent(EC_ERRORABORT, VFW_E_TYPE_NOT_ACCEPTED, 0);
     return VFW_E_INVALIDMEDIATYPE;
 }

@@ -51,6 +51,8 @@ protected:
 
     void* FindInterface(REFIID iid) override;
     HRESULT CheckStreaming();
+    // Ends a stream whose new type was refused, on the streaming thread within Receive.
+    virtual HRESULT EndRefused() { return EndOfStream(); }
 
 private:
     std::atomic<bool> flushing_{false};

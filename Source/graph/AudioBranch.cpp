@@ -49,8 +49,8 @@ bool InsertAudioProcessor(MediaSourceDSImpl& worker) {
     if (!renderer || FAILED(renderer->ConnectedTo(upstream.Put())) || !upstream) return false;
     if (FAILED(graph.Disconnect(upstream.Get())) || FAILED(graph.Disconnect(renderer.Get())))
         return false;
-    if (FAILED(CreateDSAudioProcessing(worker.audioProcessor.Put()))) return false;
-    HRESULT hr = graph.AddFilter(worker.audioProcessor.Get(), nullptr);
+    HRESULT hr = CreateDSAudioProcessing(worker.audioProcessor.Put());
+    if (SUCCEEDED(hr)) hr = graph.AddFilter(worker.audioProcessor.Get(), nullptr);
     if (FAILED(LogIfFailed(hr, "Add audio processor"))) {
         worker.audioProcessor.Reset();
         graph.Connect(upstream.Get(), renderer.Get());

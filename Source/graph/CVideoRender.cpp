@@ -129,6 +129,8 @@ HRESULT CVideoRender::DoRenderSample(IMediaSample* sample) {
     BYTE* source = nullptr;
     sample->GetPointer(&source);
     if (!source) return S_OK;
+    // A type that does not fit the buffer must be neither written nor shown beyond it.
+    if (std::uint64_t{width} * 4 * height > static_cast<std::uint64_t>(pixelsSize)) return S_OK;
     Convert(source, sample->GetSize());
     dispatcher->OnVideoSample(pixels.get(), static_cast<int>(width), static_cast<int>(height),
                               static_cast<int>(stride), start + Input().SegmentStart(),
@@ -150,10 +152,8 @@ std::int64_t CVideoRender::SourceBytes() const {
 
 // The conversions refuse a picture without an area. What they leave out keeps its old pixels.
 void CVideoRender::Convert(const std::uint8_t* source, std::int64_t size) {
-    // A type that does not fit the buffers must not be read or written beyond them.
-    if (static_cast<std::uint64_t>(stride) * height > static_cast<std::uint64_t>(pixelsSize) ||
-        SourceBytes() > size)
-        return;
+    // Nor must a sample be read beyond its end.
+    if (SourceBytes() > size) return;
     const PixelSize picture{static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
     const auto from = static_cast<std::int32_t>(sourceStep);
     const auto to = static_cast<std::int32_t>(stride);

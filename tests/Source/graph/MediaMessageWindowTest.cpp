@@ -107,6 +107,27 @@ TEST(MediaMessageWindow, ACopySharesTheFieldsAndTheWindowEndsWithItsMaker) {
     EXPECT_FALSE(PostMessageW(handle, WM_APP, 0, 0));
 }
 
+TEST(MediaMessageWindow, WindowsThatAreLeftBehindReachNoObject) {
+    Listener listener;
+    MediaMessageWindow window;
+    window.dispatcher = &listener;
+    window.Create(nullptr);
+    const HWND first = window.hwnd;
+    window.Create(nullptr);
+    const HWND second = window.hwnd;
+    ASSERT_NE(first, second);
+    std::thread([&] { window.Destroy(); }).join();
+    window.dispatcher = &listener;
+    listener.messages.clear();
+    for (const HWND each : {first, second}) {
+        EXPECT_TRUE(PostMessageW(each, WM_APP, 0, 0));
+        Pump();
+        EXPECT_TRUE(listener.messages.empty()) << (each == first ? "replaced" : "not destroyed");
+        DestroyWindow(each);
+        listener.messages.clear();
+    }
+}
+
 // Posting while the window comes and goes: a thread gets nothing for a window that is gone, and
 // the sanitizers see every access.
 TEST(MediaMessageWindow, OtherThreadsPostWhileItIsCreatedAndDestroyed) {

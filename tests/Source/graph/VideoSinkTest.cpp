@@ -300,6 +300,10 @@ TEST_F(VideoSinkTest, AFormatMayChangeInMidStream) {
     ASSERT_EQ(Send(bytes, 0, 1, &absurd), S_OK);
     EXPECT_EQ(picture.height, 6000);
     EXPECT_TRUE(picture.pixels == Bytes(4 * 4 * 6000)) << "the enlarged buffer is as it was made";
+    // A picture for which there is no buffer, because four times its width wraps, is not shown.
+    reinterpret_cast<VIDEOINFOHEADER*>(absurd.pbFormat)->bmiHeader.biWidth = 0x40000001;
+    ASSERT_EQ(Send(bytes, 0, 1, &absurd), S_OK);
+    EXPECT_EQ(picture.width, 4);
 }
 
 TEST_F(VideoSinkTest, RefusesWhatItCannotConvert) {

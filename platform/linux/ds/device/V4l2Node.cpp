@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "platform/linux/kernel/ErrnoResult.h"
 
@@ -77,8 +78,7 @@ std::unique_ptr<V4l2Node> V4l2Node::Open(const std::string& node, HRESULT& resul
         ((able & V4L2_CAP_VIDEO_CAPTURE) == 0 || (able & V4L2_CAP_STREAMING) == 0))
         result = E_NOINTERFACE;
     std::unique_ptr<V4l2Node> opened(new V4l2Node(descriptor, wake, capability));
-    if (FAILED(result)) opened.reset();
-    return opened;
+    return SUCCEEDED(result) ? std::move(opened) : nullptr;
 }
 
 HRESULT V4l2Node::Call(unsigned long request, void* argument) const {
@@ -93,7 +93,7 @@ std::vector<V4l2Format> V4l2Node::Formats() {
     std::vector<V4l2Format> formats;
     v4l2_fmtdesc description{};
     description.type = capture;
-    for (; SUCCEEDED(Call(VIDIOC_ENUM_FMT, &description)); ++description.index)
+    for (; IsListed<256>(VIDIOC_ENUM_FMT, description); ++description.index)
         AddSizes(description.pixelformat, formats);
     return formats;
 }
@@ -106,7 +106,7 @@ void V4l2Node::AddSizes(std::uint32_t pixel_format, std::vector<V4l2Format>& for
             {pixel_format, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), 0},
             formats);
     };
-    for (; SUCCEEDED(Call(VIDIOC_ENUM_FRAMESIZES, &size)); ++size.index) {
+    for (; IsListed<1024>(VIDIOC_ENUM_FRAMESIZES, size); ++size.index) {
         if (size.type == V4L2_FRMSIZE_TYPE_DISCRETE) {
             add(size.discrete.width, size.discrete.height);
             continue;
@@ -131,7 +131,7 @@ void V4l2Node::AddRates(V4l2Format format, std::vector<V4l2Format>& formats) {
     rate.width = static_cast<std::uint32_t>(format.width);
     rate.height = static_cast<std::uint32_t>(format.height);
     const std::size_t before = formats.size();
-    for (; SUCCEEDED(Call(VIDIOC_ENUM_FRAMEINTERVALS, &rate)); ++rate.index) {
+    for (; IsListed<1024>(VIDIOC_ENUM_FRAMEINTERVALS, rate); ++rate.index) {
         if (rate.type == V4L2_FRMIVAL_TYPE_DISCRETE) {
             format.frame_time = FrameTime(rate.discrete);
             formats.push_back(format);
@@ -210,8 +210,8 @@ HRESULT V4l2Node::MapBuffers() {
     request.type = capture;
     request.memory = V4L2_MEMORY_MMAP;
     HRESULT hr = Call(VIDIOC_REQBUFS, &request);
-    if (FAILED(hr)) return hr;
-    if (request.count < 2) return E_OUTOFMEMORY;
+    requested_ = SUCCEEDED(hr);
+    if (FAILED(hr) || request.count < 2) return FAILED(hr) ? hr : E_OUTOFMEMORY;
     for (std::uint32_t i = 0; i < request.count; ++i) {
         v4l2_buffer buffer{};
         buffer.type = capture;
@@ -233,9 +233,9 @@ void V4l2Node::Stop() {
     int type = capture;
     if (streaming_) Call(VIDIOC_STREAMOFF, &type);
     streaming_ = false;
-    if (buffers_.empty()) return;
     for (const std::span<std::uint8_t>& each : buffers_) munmap(each.data(), each.size());
     buffers_.clear();
+    if (!std::exchange(requested_, false)) return;
     v4l2_requestbuffers none{};
     none.type = capture;
     none.memory = V4L2_MEMORY_MMAP;

@@ -49,12 +49,18 @@ private:
     HRESULT Take(V4l2Picture& picture);
     // S_OK once repaired, S_FALSE for nothing to take, a failure for a device that is gone.
     HRESULT Call(unsigned long request, void* argument) const;
+    // The entry's place in a list of the driver, who may never say that the list is over.
+    template <std::uint32_t most, class Entry>
+    bool IsListed(unsigned long request, Entry& entry) const {
+        return entry.index < most && SUCCEEDED(Call(request, &entry));
+    }
 
     const FileDescriptor device_;
     const FileDescriptor wake_;
     const std::string card_;
     const std::string bus_;
     std::vector<std::span<std::uint8_t>> buffers_;
+    bool requested_ = false;  // the driver may hold buffers
     bool streaming_ = false;
     int failures_ = 0;  // of taking a picture, one after the other
 };

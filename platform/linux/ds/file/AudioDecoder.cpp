@@ -21,6 +21,10 @@ constexpr int frames_per_sample = 2048;
 // Stamps that wander by less belong to one run of sound.
 constexpr REFERENCE_TIME tolerance = 300'000;
 constexpr LONG buffers = 8;
+// No frame lasts longer. A file may pretend a rate at which it would, and memory for it would lack.
+constexpr std::int64_t longest_frame = 60;  // in seconds
+// Of frames, far from an overflow.
+constexpr double most_frames = 1e15;
 
 // In the order that the renderers expect. More channels than they take come from files alone.
 void SetLayout(AVChannelLayout& layout, int channels) {
@@ -119,7 +123,8 @@ REFERENCE_TIME AudioDecoder::Duration(std::int64_t frames) const {
 }
 
 std::int64_t AudioDecoder::Frames(REFERENCE_TIME duration) const {
-    return std::llround(static_cast<double>(duration) * Rate() * rate_ / units);
+    const double frames = static_cast<double>(duration) * Rate() * rate_ / units;
+    return std::llround(std::clamp(frames, -most_frames, most_frames));
 }
 
 HRESULT AudioDecoder::PrepareConversion(const AVFrame& frame) {
@@ -163,8 +168,8 @@ HRESULT AudioDecoder::Convert(const AVFrame& frame) {
     const HRESULT hr = PrepareConversion(frame);
     if (FAILED(hr)) return hr;
     const int room = swr_get_out_samples(converter_.get(), frame.nb_samples);
-    samples_.resize(static_cast<std::size_t>(std::max(room, 0)) *
-                    static_cast<std::size_t>(channels_));
+    if (room < 0 || room > longest_frame * rate_) return E_OUTOFMEMORY;
+    samples_.resize(static_cast<std::size_t>(room) * static_cast<std::size_t>(channels_));
     auto* target = reinterpret_cast<std::uint8_t*>(samples_.data());
     const int converted =
         swr_convert(converter_.get(), &target, room,
@@ -191,7 +196,7 @@ HRESULT AudioDecoder::Deliver(AVFrame& frame) {
 HRESULT AudioDecoder::Send(REFERENCE_TIME start) {
     std::int64_t first = start < 0 ? std::min(Frames(-start), frames_) : 0;
     std::int64_t end = frames_;
-    if (StreamStop() > 0) end = std::clamp<std::int64_t>(Frames(StreamStop() - start), 0, frames_);
+    if (StreamStop() >= 0) end = std::clamp<std::int64_t>(Frames(StreamStop() - start), 0, frames_);
     while (first < end) {
         const auto count = static_cast<int>(std::min<std::int64_t>(end - first, frames_per_sample));
         ComPtr<IMediaSample> sample;

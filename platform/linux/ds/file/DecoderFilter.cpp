@@ -174,7 +174,7 @@ HRESULT DecoderFilter::EndFlush() {
 HRESULT DecoderFilter::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) {
     const MutexLock guard(receive_lock_);
     stream_stop_ =
-        stop > start ? static_cast<REFERENCE_TIME>(static_cast<double>(stop - start) / rate) : 0;
+        stop >= start ? static_cast<REFERENCE_TIME>(static_cast<double>(stop - start) / rate) : -1;
     return output_.DeliverNewSegment(start, stop, rate);
 }
 

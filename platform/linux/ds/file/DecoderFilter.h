@@ -56,7 +56,7 @@ protected:
     bool HasStream() const { return codec_ != nullptr; }
     AVCodecContext& Codec() { return *codec_; }
     const StreamDescription& Stream() const { return stream_; }
-    // Stream time at which the segment stops; none for one that goes on to the end.
+    // Stream time at which the segment stops; below 0 for one that goes on to the end.
     REFERENCE_TIME StreamStop() const { return stream_stop_; }
     // Some containers say of most packets when they are decoded, but not when they are shown.
     bool HasShownTimes() const { return shown_times_; }
@@ -74,7 +74,7 @@ private:
     StreamDescription stream_;
     FfmpegPtr<AVCodecContext> codec_;
     FfmpegPtr<AVFrame> frame_{av_frame_alloc()};
-    REFERENCE_TIME stream_stop_ = 0;
+    REFERENCE_TIME stream_stop_ = -1;
     bool shown_times_ = true;
     int refused_ = 0;  // packets that the codec could not use, in a row
     // Held while a sample passes, delivery included: a control thread takes it only after a flush

@@ -12,6 +12,8 @@ HRESULT STDMETHODCALLTYPE DecoderInput::Receive(IMediaSample* sample) {
 
 HRESULT STDMETHODCALLTYPE DecoderInput::EndOfStream() { return filter_.EndOfStream(); }
 
+HRESULT DecoderInput::EndRefused() { return filter_.Output().DeliverEndOfStream(); }
+
 HRESULT STDMETHODCALLTYPE DecoderInput::BeginFlush() {
     CBaseInputPin::BeginFlush();
     return filter_.Output().DeliverBeginFlush();

@@ -31,6 +31,10 @@ public:
     HRESULT Accept(IMediaSample* sample) { return CBaseInputPin::Receive(sample); }
     HRESULT CheckStream() { return CheckStreaming(); }
 
+protected:
+    // The filter's Receive holds the lock that its EndOfStream takes.
+    HRESULT EndRefused() override;
+
 private:
     DecoderFilter& filter_;
 };

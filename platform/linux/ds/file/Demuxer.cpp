@@ -19,8 +19,17 @@ namespace Vimbrel {
 namespace {
 
 constexpr AVRational hundreds{1, 10'000'000};
-// A network address that does not reply must not hold the application for ever.
-constexpr std::chrono::seconds open_patience(10);
+// A network address that does not reply must not hold the application for ever, nor a file whose
+// size is pretended.
+constexpr std::chrono::seconds network_patience(10);
+constexpr std::chrono::seconds file_patience(30);
+constexpr std::chrono::seconds interrupt_patience(1);
+// More than two centuries. Sums and differences of times within it stay far from an overflow.
+constexpr std::int64_t farthest = std::int64_t{1} << 56;
+
+std::int64_t Bounded(std::int64_t time) {
+    return time >= -farthest && time <= farthest ? time : AV_NOPTS_VALUE;
+}
 
 bool IsAddress(const std::string& name) {
     const std::size_t colon = name.find("://");
@@ -97,9 +106,15 @@ Demuxer::~Demuxer() {
 
 int Demuxer::IsInterrupted(void* demuxer) {
     const auto& self = *static_cast<Demuxer*>(demuxer);
-    // A local file never keeps a reader waiting, and FFmpeg would complain of each interruption.
-    if (!self.network_) return 0;
-    return self.interrupted_ || std::chrono::steady_clock::now() > self.deadline_.load();
+    if (self.network_ && self.interrupted_) return 1;
+    return std::chrono::steady_clock::now() > self.deadline_.load() ? 1 : 0;
+}
+
+void Demuxer::Interrupt(bool on) {
+    interrupted_ = on;
+    if (network_) return;
+    deadline_ = on ? std::chrono::steady_clock::now() + interrupt_patience
+                   : std::chrono::steady_clock::time_point::max();
 }
 
 HRESULT Demuxer::Open(const std::wstring& name, DWORD analysis, std::unique_ptr<Demuxer>& demuxer) {
@@ -121,10 +136,8 @@ HRESULT Demuxer::OpenFile(const std::wstring& name, DWORD analysis) {
     if (!format_) return E_OUTOFMEMORY;
     format_->interrupt_callback = {IsInterrupted, this};
     Silence(*format_);
-    if (network_) {
-        format_->max_analyze_duration = static_cast<std::int64_t>(analysis) * 1000;
-        deadline_ = std::chrono::steady_clock::now() + open_patience;
-    }
+    if (network_) format_->max_analyze_duration = static_cast<std::int64_t>(analysis) * 1000;
+    deadline_ = std::chrono::steady_clock::now() + (network_ ? network_patience : file_patience);
     const std::string url = network_ ? name_ : "file:" + name_;
     int error = avformat_open_input(&format_, url.c_str(), nullptr, nullptr);
     if (error < 0) return ResultFromFfmpeg(error, "open the media file");
@@ -133,12 +146,19 @@ HRESULT Demuxer::OpenFile(const std::wstring& name, DWORD analysis) {
     if (error < 0) return ResultFromFfmpeg(error, "find the streams");
     ReadStreams();
     if (streams_.empty()) return VFW_E_CANNOT_RENDER;
-    if (format_->duration > 0)
-        duration_ = av_rescale_q(format_->duration, AV_TIME_BASE_Q, hundreds);
-    if (format_->start_time != AV_NOPTS_VALUE)
-        start_ = av_rescale_q(format_->start_time, AV_TIME_BASE_Q, hundreds);
-    can_seek_ = !format_->pb || (format_->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
+    ReadTimes();
+    can_seek_ = (!format_->pb || (format_->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0) &&
+                (format_->ctx_flags & AVFMTCTX_UNSEEKABLE) == 0;
     return S_OK;
+}
+
+void Demuxer::ReadTimes() {
+    if (format_->duration > 0)
+        duration_ = Bounded(av_rescale_q(format_->duration, AV_TIME_BASE_Q, hundreds));
+    if (duration_ == AV_NOPTS_VALUE) duration_ = 0;
+    if (format_->start_time != AV_NOPTS_VALUE)
+        start_ = Bounded(av_rescale_q(format_->start_time, AV_TIME_BASE_Q, hundreds));
+    if (start_ == AV_NOPTS_VALUE) start_ = 0;
 }
 
 void Demuxer::ReadStreams() {
@@ -198,8 +218,11 @@ int Demuxer::ReadRaw(AVPacket& packet) {
 void Demuxer::Convert(AVPacket& packet) const {
     const AVStream& stream = *format_->streams[packet.stream_index];
     av_packet_rescale_ts(&packet, stream.time_base, hundreds);
-    if (packet.pts != AV_NOPTS_VALUE) packet.pts -= start_;
-    if (packet.dts != AV_NOPTS_VALUE) packet.dts -= start_;
+    for (std::int64_t* const time : {&packet.pts, &packet.dts}) {
+        *time = Bounded(*time);
+        if (*time != AV_NOPTS_VALUE) *time -= start_;
+    }
+    if (packet.duration < 0 || packet.duration > farthest) packet.duration = 0;
     packet.stream_index = positions_[static_cast<std::size_t>(packet.stream_index)];
 }
 
@@ -216,9 +239,10 @@ HRESULT Demuxer::Read(AVPacket& packet) {
 
 HRESULT Demuxer::Seek(LONGLONG target, int stream) {
     kept_.clear();
-    if (target <= 0 && at_start_) return S_OK;
-    if (!can_seek_) return E_NOTIMPL;
-    return KeyPictureSearch(*this, stream).Run(target);
+    if (!can_seek_ || (target <= 0 && at_start_)) return S_OK;
+    // A read that was interrupted is no reason not to read elsewhere.
+    if (format_->pb) format_->pb->error = 0;
+    return KeyPictureSearch(*this, stream).Run(std::min<LONGLONG>(target, farthest));
 }
 
 }  // namespace Vimbrel

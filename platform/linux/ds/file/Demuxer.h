@@ -53,10 +53,12 @@ public:
     // The next packet, with its times in units of 100 nanoseconds and `stream_index` a position in
     // the list of streams. S_FALSE at the end.
     HRESULT Read(AVPacket& packet);
-    // The next packets of `stream` begin with a key picture that is not after `target`.
+    // The next packets of `stream` begin with a key picture that is not after `target`. What cannot
+    // be sought goes on where it is.
     HRESULT Seek(LONGLONG target, int stream);
-    // Any thread. Ends a read or a seek that is under way; false takes that back.
-    void Interrupt(bool on) { interrupted_ = on; }
+    // Any thread. Ends a read or a seek that is under way; false takes that back. Reads of a local
+    // file have a second to end by themselves, because what one of them had read would be lost.
+    void Interrupt(bool on);
     bool WasInterrupted() const { return interrupted_; }
 
 private:
@@ -65,6 +67,7 @@ private:
     Demuxer() = default;
     HRESULT OpenFile(const std::wstring& name, DWORD analysis);
     void ReadStreams();
+    void ReadTimes();
     static int IsInterrupted(void* demuxer);
     // Below the kept packets: what FFmpeg returns.
     int ReadRaw(AVPacket& packet);

@@ -14,6 +14,7 @@ constexpr LONGLONG second = 10'000'000;
 constexpr LONGLONG most_reordered = 16;
 // What is kept while the first key picture is looked for.
 constexpr std::size_t most_packets = 20'000;
+constexpr std::int64_t most_bytes = std::int64_t{512} << 20;
 
 }  // namespace
 
@@ -39,12 +40,14 @@ std::int64_t KeyPictureSearch::ShownTime(const AVPacket& packet) const {
 bool KeyPictureSearch::Reaches(LONGLONG place, LONGLONG target) {
     demuxer_.kept_.clear();
     if (!MoveTo(place)) return false;
-    while (demuxer_.kept_.size() < most_packets) {
+    std::int64_t bytes = 0;
+    while (demuxer_.kept_.size() < most_packets && bytes < most_bytes) {
         FfmpegPtr<AVPacket> packet(av_packet_alloc());
         error_ = demuxer_.ReadRaw(*packet);
         if (error_ < 0) return false;
         const bool key = packet->stream_index == stream_ && (packet->flags & AV_PKT_FLAG_KEY) != 0;
         const std::int64_t time = ShownTime(*packet);
+        bytes += packet->size;
         demuxer_.kept_.push_back(std::move(packet));
         if (key) return time == AV_NOPTS_VALUE || time <= target;
     }

@@ -6,6 +6,8 @@ namespace {
 
 constexpr std::size_t usual_packets = 64;
 constexpr std::size_t most_packets = 2000;
+constexpr std::int64_t usual_bytes = std::int64_t{64} << 20;
+constexpr std::int64_t most_bytes = std::int64_t{512} << 20;
 
 }  // namespace
 
@@ -25,8 +27,9 @@ void PacketQueue::Abort() {
 
 bool PacketQueue::HasRoom(std::size_t lane) const {
     const std::size_t waiting = lanes_[lane].packets.size();
-    if (lanes_[lane].closed || waiting < usual_packets) return true;
-    if (waiting >= most_packets) return false;
+    const std::int64_t bytes = lanes_[lane].bytes;
+    if (lanes_[lane].closed || (waiting < usual_packets && bytes < usual_bytes)) return true;
+    if (waiting >= most_packets || bytes >= most_bytes) return false;
     for (const Lane& each : lanes_) {
         if (!each.sparse && !each.closed && each.packets.empty()) return true;
     }
@@ -37,7 +40,11 @@ bool PacketQueue::Push(std::size_t lane, FfmpegPtr<AVPacket> packet) {
     MutexLock guard(lock_);
     while (!aborted_ && !HasRoom(lane)) changed_.Wait(guard);
     if (aborted_) return false;
-    if (!lanes_[lane].closed) lanes_[lane].packets.push_back(std::move(packet));
+    Lane& target = lanes_[lane];
+    if (!target.closed) {
+        target.bytes += packet->size;
+        target.packets.push_back(std::move(packet));
+    }
     changed_.NotifyAll();
     return true;
 }
@@ -56,6 +63,7 @@ PacketQueue::Result PacketQueue::Pop(std::size_t lane, FfmpegPtr<AVPacket>& pack
     if (packets.empty()) return Result::end;
     packet = std::move(packets.front());
     packets.pop_front();
+    lanes_[lane].bytes -= packet->size;
     changed_.NotifyAll();
     return Result::packet;
 }
@@ -64,6 +72,7 @@ void PacketQueue::Close(std::size_t lane) {
     const MutexLock guard(lock_);
     lanes_[lane].closed = true;
     lanes_[lane].packets.clear();
+    lanes_[lane].bytes = 0;
     changed_.NotifyAll();
 }
 

@@ -9,8 +9,8 @@
 
 namespace Vimbrel {
 
-// One lane per pin. A lane holds 64 packets; more, up to 2,000, while another one is empty, because
-// badly interleaved files would hang otherwise.
+// One lane per pin. A lane holds 64 packets of 64 MiB together; more, up to 2,000 and 512 MiB,
+// while another one is empty, because badly interleaved files would hang otherwise.
 class PacketQueue {
 public:
     enum class Result { packet, end, aborted };
@@ -33,6 +33,7 @@ public:
 private:
     struct Lane {
         std::deque<FfmpegPtr<AVPacket>> packets;
+        std::int64_t bytes = 0;  // of the packets
         bool sparse = false;
         bool closed = false;
     };

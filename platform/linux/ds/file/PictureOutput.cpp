@@ -16,6 +16,9 @@ namespace {
 
 // High pictures without a mark are meant for the newer screens.
 constexpr int high_definition = 720;
+// The scaler writes so many pixels at a time. It leaves the last ones of a row out, or writes
+// behind the row, when the step has no room for them.
+constexpr int most_at_once = 16;
 
 bool IsRgb(AVPixelFormat format) {
     const AVPixFmtDescriptor* const known = av_pix_fmt_desc_get(format);
@@ -37,15 +40,16 @@ void CopyPlane(std::uint8_t* target, const std::uint8_t* source, int step, int w
     av_image_copy_plane(target, width, source, step, width, rows);
 }
 
-// Clockwise.
-void Turn(const std::uint32_t* source, int width, int height, int rotation, std::uint32_t* target) {
-    for (int y = 0; y < height; ++y) {
+// Clockwise. The step counts pixels.
+void Turn(const std::uint32_t* source, int step, int width, int height, int rotation,
+          std::uint32_t* target) {
+    for (int y = 0; y < height; ++y, source += step) {
         for (int x = 0; x < width; ++x) {
             const std::size_t to =
                 rotation == 180  ? static_cast<std::size_t>(height - 1 - y) * width + width - 1 - x
                 : rotation == 90 ? static_cast<std::size_t>(x) * height + height - 1 - y
                                  : static_cast<std::size_t>(width - 1 - x) * height + y;
-            target[to] = *source++;
+            target[to] = source[x];
         }
     }
 }
@@ -131,18 +135,20 @@ HRESULT PictureOutput::Write(const AVFrame& frame, const PictureLayout& layout,
     }
     const HRESULT hr = Prepare(frame);
     if (FAILED(hr)) return hr;
-    std::uint8_t* direct = target;
-    if (layout.rotation != 0) {
-        turned_.resize(static_cast<std::size_t>(layout.Bytes()));
-        direct = turned_.data();
-    }
-    std::uint8_t* const planes[] = {direct};
-    const int steps[] = {width * 4};
+    const int step = (width + most_at_once - 1) / most_at_once * most_at_once;
+    const bool direct = layout.rotation == 0 && step == width;
+    if (!direct) scratch_.resize(static_cast<std::size_t>(step) * static_cast<std::size_t>(height));
+    std::uint8_t* const planes[] = {direct ? target
+                                           : reinterpret_cast<std::uint8_t*>(scratch_.data())};
+    const int steps[] = {step * 4};
     const int rows = sws_scale(scaler_.get(), frame.data, frame.linesize, 0, height, planes, steps);
     if (rows < 0) return ResultFromFfmpeg(rows, "convert a picture");
-    if (layout.rotation != 0)
-        Turn(reinterpret_cast<const std::uint32_t*>(direct), width, height, layout.rotation,
+    if (layout.rotation != 0) {
+        Turn(scratch_.data(), step, width, height, layout.rotation,
              reinterpret_cast<std::uint32_t*>(target));
+    } else if (!direct) {
+        av_image_copy_plane(target, width * 4, planes[0], step * 4, width * 4, height);
+    }
     return S_OK;
 }
 

@@ -44,7 +44,7 @@ private:
     PictureColors colors_;  // of the scaler
     int width_ = 0;
     int height_ = 0;
-    std::vector<std::uint8_t> turned_;  // a picture before it is turned
+    std::vector<std::uint32_t> scratch_;  // a picture with padded rows, or before it is turned
 };
 
 }  // namespace Vimbrel

@@ -1,6 +1,8 @@
 #include "platform/linux/ds/file/SplitterPin.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "platform/linux/ds/file/PacketSample.h"
 #include "platform/linux/ds/file/SplitterSource.h"
@@ -10,6 +12,13 @@ namespace Vimbrel {
 namespace {
 
 constexpr std::int64_t second = 10'000'000;
+
+// In bits per second.
+DWORD RateOf(std::int64_t bytes, std::int64_t time) {
+    const double rate =
+        time > 0 ? static_cast<double>(bytes) * 8 * second / static_cast<double>(time) : 0;
+    return static_cast<DWORD>(std::min<double>(rate, std::numeric_limits<DWORD>::max()));
+}
 
 const wchar_t* NameOf(StreamKind kind) {
     constexpr const wchar_t* names[] = {L"Video", L"Audio", L"Subtitle"};
@@ -41,8 +50,8 @@ void SplitterPin::Bitrate::Count(const AVPacket& packet) {
     if (first_ == AV_NOPTS_VALUE) first_ = window_start_ = packet.dts;
     const std::int64_t window = packet.dts - window_start_;
     if (window >= second) {
-        current_ = static_cast<DWORD>(window_bytes_ * 8 * second / window);
-        average_ = static_cast<DWORD>(bytes_ * 8 * second / (packet.dts - first_));
+        current_ = RateOf(window_bytes_, window);
+        average_ = RateOf(bytes_, packet.dts - first_);
         window_bytes_ = 0;
         window_start_ = packet.dts;
     }
@@ -107,7 +116,7 @@ void SplitterPin::Run(PacketQueue& queue, std::size_t lane, Segment segment) {
         // is shown after it, but none that is decoded after it.
         const bool over =
             result == PacketQueue::Result::end ||
-            (segment.stop > 0 && packet->dts != AV_NOPTS_VALUE && packet->dts >= segment.stop);
+            (segment.stop >= 0 && packet->dts != AV_NOPTS_VALUE && packet->dts >= segment.stop);
         if (over) {
             DeliverEndOfStream();
             break;

@@ -18,10 +18,10 @@ class SplitterSource;
 // An interface has no virtual destructor: it would take slots of the published table.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-// What a run streams: from `start` to `stop` in the media, at `rate`.
+// What a run streams: from `start` to `stop` in the media, at `rate`. A stop below 0 is none.
 struct Segment {
     LONGLONG start = 0;
-    LONGLONG stop = 0;
+    LONGLONG stop = -1;
     double rate = 1.0;
 };
 

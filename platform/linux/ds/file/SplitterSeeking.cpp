@@ -63,7 +63,8 @@ HRESULT STDMETHODCALLTYPE SplitterSeeking::GetDuration(LONGLONG* duration) {
 }
 
 HRESULT STDMETHODCALLTYPE SplitterSeeking::GetStopPosition(LONGLONG* stop) {
-    return Give(stop, source_.CurrentSegment().stop);
+    const LONGLONG set = source_.CurrentSegment().stop;
+    return Give(stop, set >= 0 ? set : source_.Duration());
 }
 
 HRESULT STDMETHODCALLTYPE SplitterSeeking::GetCurrentPosition(LONGLONG* current) {

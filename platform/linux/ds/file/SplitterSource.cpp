@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <system_error>
 
 #include "com/ComObject.h"
 #include "com/Utf8.h"
@@ -99,8 +100,10 @@ std::vector<SplitterPin*> SplitterSource::ConnectedPins() const {
 
 HRESULT SplitterSource::Activate() {
     if (State() != State_Stopped) return S_OK;
-    const HRESULT hr = ActivatePins();
-    if (SUCCEEDED(hr)) StartThreads();
+    HRESULT hr = ActivatePins();
+    if (FAILED(hr)) return hr;
+    hr = StartThreads();
+    if (FAILED(hr)) DeactivatePins();
     return hr;
 }
 
@@ -127,9 +130,9 @@ HRESULT STDMETHODCALLTYPE SplitterSource::Stop() {
     return S_OK;
 }
 
-void SplitterSource::StartThreads() {
+HRESULT SplitterSource::StartThreads() {
     const std::vector<SplitterPin*> pins = ConnectedPins();
-    if (pins.empty()) return;
+    if (pins.empty()) return S_OK;
     const Segment segment = CurrentSegment();
     std::vector<int> chosen;
     std::vector<bool> sparse;
@@ -146,12 +149,17 @@ void SplitterSource::StartThreads() {
     demuxer_->Select(chosen);
     queue_.Reset(sparse);
     std::vector<int> lanes(static_cast<std::size_t>(StreamCount()), -1);
-    for (std::size_t i = 0; i < pins.size(); ++i) {
+    for (std::size_t i = 0; i < pins.size(); ++i)
         lanes[static_cast<std::size_t>(chosen[i])] = static_cast<int>(i);
-        pins[i]->Start(queue_, i, segment);
+    try {
+        for (std::size_t i = 0; i < pins.size(); ++i) pins[i]->Start(queue_, i, segment);
+        demuxing_ = std::thread(
+            [this, lanes, start = segment.start, reference] { Demux(lanes, start, reference); });
+    } catch (const std::system_error&) {
+        StopThreads();
+        return E_OUTOFMEMORY;
     }
-    demuxing_ = std::thread(
-        [this, lanes, start = segment.start, reference] { Demux(lanes, start, reference); });
+    return S_OK;
 }
 
 void SplitterSource::StopThreads() {
@@ -205,11 +213,10 @@ HRESULT SplitterSource::Seek(IPin& pin, const Segment& segment) {
         seekers_.push_back(&pin);
         if (belongs) return S_OK;
     }
-    Restart(segment);
-    return S_OK;
+    return Restart(segment);
 }
 
-void SplitterSource::Restart(const Segment& segment) {
+HRESULT SplitterSource::Restart(const Segment& segment) {
     const bool streams = State() != State_Stopped;
     const std::vector<SplitterPin*> pins = ConnectedPins();
     if (streams) {
@@ -221,7 +228,7 @@ void SplitterSource::Restart(const Segment& segment) {
         const MutexLock leaf(segment_lock_);
         segment_ = segment;
     }
-    if (streams) StartThreads();
+    return streams ? StartThreads() : S_OK;
 }
 
 HRESULT SplitterSource::Choose(int index) {
@@ -234,8 +241,9 @@ HRESULT SplitterSource::Choose(int index) {
     const ComPtr<IFilterGraph> graph = Graph();
     const auto seeking = graph.As<IMediaSeeking>();
     LONGLONG current = 0;
-    const bool streams =
-        State() != State_Stopped && seeking && SUCCEEDED(seeking->GetCurrentPosition(&current));
+    const bool streams = State() != State_Stopped && CanSeek() && seeking &&
+                         SUCCEEDED(seeking->GetCurrentPosition(&current));
+    HRESULT hr = S_OK;
     {
         const MutexLock guard(state_lock_);
         if (State() != State_Stopped) {
@@ -245,12 +253,12 @@ HRESULT SplitterSource::Choose(int index) {
         }
         pin->Choose(index);
         // What comes from the old place would be shown at once, as late.
-        if (State() != State_Stopped && !streams) StartThreads();
+        if (State() != State_Stopped && !streams) hr = StartThreads();
     }
     // All streams go on from one place.
     return streams ? seeking->SetPositions(&current, AM_SEEKING_AbsolutePositioning, nullptr,
                                            AM_SEEKING_NoPositioning)
-                   : S_OK;
+                   : hr;
 }
 
 HRESULT CreateSplitterSource(REFIID iid, void** object) {

@@ -76,12 +76,13 @@ private:
     HRESULT Load(const std::wstring& name);
     void AddPin(StreamKind kind);
     SplitterPin* PinOf(StreamKind kind) const;
-    void StartThreads() REQUIRES(state_lock_);
+    // E_OUTOFMEMORY, and none runs, if the system gives no thread.
+    HRESULT StartThreads() REQUIRES(state_lock_);
     void StopThreads() REQUIRES(state_lock_);
     void Demux(std::vector<int> lanes, LONGLONG start, int reference);
     HRESULT Activate() REQUIRES(state_lock_);
     std::vector<SplitterPin*> ConnectedPins() const;
-    void Restart(const Segment& segment) REQUIRES(state_lock_);
+    HRESULT Restart(const Segment& segment) REQUIRES(state_lock_);
 
     std::unique_ptr<Demuxer> demuxer_;
     std::wstring file_;

@@ -114,7 +114,7 @@ HRESULT VideoDecoder::Finish() {
 
 HRESULT VideoDecoder::Show(AVFrame& frame, REFERENCE_TIME start, REFERENCE_TIME end) {
     covered_ = true;
-    if (StreamStop() > 0 && start >= StreamStop()) return S_OK;
+    if (StreamStop() >= 0 && start >= StreamStop()) return S_OK;
     if (IsTooLarge(frame.width, frame.height)) return S_OK;
     const PictureColors colors{static_cast<AVPixelFormat>(frame.format), frame.colorspace,
                                frame.color_range};
@@ -161,8 +161,11 @@ HRESULT VideoDecoder::Enlarge(LONG bytes) {
     ALLOCATOR_PROPERTIES actual{};
     allocator->Decommit();
     hr = allocator->SetProperties(&properties, &actual);
-    if (SUCCEEDED(hr)) hr = State() == State_Stopped ? VFW_E_NOT_COMMITTED : allocator->Commit();
-    return hr;
+    if (SUCCEEDED(hr)) hr = allocator->Commit();
+    if (FAILED(hr) || State() != State_Stopped) return hr;
+    // A stop that came meanwhile has decommitted too early to be the last.
+    allocator->Decommit();
+    return VFW_E_NOT_COMMITTED;
 }
 
 HRESULT CreateVideoDecoder(REFIID iid, void** object) {

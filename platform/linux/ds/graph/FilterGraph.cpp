@@ -121,7 +121,7 @@ bool FilterGraph::HasFilterOf(IPin& pin) {
     if (FAILED(pin.QueryPinInfo(&info))) return false;
     ComPtr<IBaseFilter> filter;
     filter.Attach(info.pFilter);
-    return Has(*filter.Get());
+    return filter && Has(*filter.Get());
 }
 
 bool FilterGraph::Has(IBaseFilter& filter) {

@@ -61,6 +61,16 @@ std::vector<ComPtr<IMediaSeeking>> Seekings(GraphParts& parts) REQUIRES(parts.co
     return seekings;
 }
 
+HRESULT GiveRate(GraphParts& parts, double rate) REQUIRES(parts.control) {
+    HRESULT result = E_NOTIMPL;
+    for (const ComPtr<IMediaSeeking>& seeking : Seekings(parts)) {
+        const HRESULT hr = seeking->SetRate(rate);
+        if (SUCCEEDED(hr) || result == E_NOTIMPL) result = hr;
+    }
+    if (SUCCEEDED(result)) parts.position.SetRate(rate);
+    return result;
+}
+
 HRESULT Start(GraphParts& parts) REQUIRES(parts.control) {
     const REFERENCE_TIME start = parts.position.Run(parts.clock.Get());
     for (const ComPtr<IBaseFilter>& filter : FiltersUpstream(parts)) {
@@ -113,19 +123,14 @@ HRESULT PauseGraph(GraphParts& parts) {
 }
 
 HRESULT WaitForSamples(const Filters& filters, DWORD milliseconds) {
-    // A live source brings nothing in Pause: there is no use in waiting at its renderer.
-    for (const ComPtr<IBaseFilter>& filter : filters) {
-        FILTER_STATE state = State_Stopped;
-        if (filter->GetState(0, &state) == VFW_S_CANT_CUE) return VFW_S_CANT_CUE;
-    }
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
-    HRESULT result = S_OK;
     // A live source brings nothing in Pause, so that there is no use in waiting. The renderers,
     // which come first, do not know.
     for (const ComPtr<IBaseFilter>& filter : filters) {
         FILTER_STATE state = State_Stopped;
         if (filter->GetState(0, &state) == VFW_S_CANT_CUE) return VFW_S_CANT_CUE;
     }
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    HRESULT result = S_OK;
     for (const ComPtr<IBaseFilter>& filter : filters) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             end - std::chrono::steady_clock::now());
@@ -182,7 +187,6 @@ HRESULT SeekGraph(GraphParts& parts, LONGLONG position, LONGLONG stop) {
         const HRESULT hr = PauseGraph(parts);
         if (FAILED(hr)) return hr;
     }
-    parts.events.ExpectEnds(Renderers(parts).size());
     HRESULT result = E_NOTIMPL;
     for (const ComPtr<IMediaSeeking>& seeking : Seekings(parts)) {
         LONGLONG current = position;
@@ -193,7 +197,10 @@ HRESULT SeekGraph(GraphParts& parts, LONGLONG position, LONGLONG stop) {
         // One stream that can be sought is enough; a failure of another is no reason to stay.
         if (SUCCEEDED(hr) || result == E_NOTIMPL) result = hr;
     }
-    if (SUCCEEDED(result)) parts.position.Rewind(position);
+    if (SUCCEEDED(result)) {
+        parts.events.ExpectEnds(Renderers(parts).size());
+        parts.position.Rewind(position);
+    }
     if (before != State_Running) return result;
     const HRESULT hr = RunGraph(parts);
     return FAILED(hr) ? hr : result;
@@ -207,14 +214,15 @@ HRESULT SetGraphRate(GraphParts& parts, double rate) {
         const HRESULT hr = PauseGraph(parts);
         if (FAILED(hr)) return hr;
     }
-    HRESULT result = E_NOTIMPL;
-    for (const ComPtr<IMediaSeeking>& seeking : Seekings(parts)) {
-        const HRESULT hr = seeking->SetRate(rate);
-        if (SUCCEEDED(hr) || result == E_NOTIMPL) result = hr;
-    }
+    const double rate_before = parts.position.Rate();
+    HRESULT result = GiveRate(parts, rate);
     if (SUCCEEDED(result)) {
-        parts.position.SetRate(rate);
-        SeekGraph(parts, current, -1);
+        const HRESULT sought = SeekGraph(parts, current, -1);
+        // What streams on at the old rate must not be counted at the new one.
+        if (FAILED(sought) && before != State_Stopped) {
+            GiveRate(parts, rate_before);
+            result = sought;
+        }
     }
     if (before != State_Running) return result;
     const HRESULT hr = RunGraph(parts);

@@ -61,8 +61,8 @@ void StreamPosition::SetStop(LONGLONG stop) {
 LONGLONG StreamPosition::Current() {
     const MutexLock guard(lock_);
     const auto current = origin_ + static_cast<LONGLONG>(static_cast<double>(StreamTime()) * rate_);
-    const LONGLONG end = stop_ >= 0 ? stop_ : duration_;
-    return end > 0 ? std::min(current, end) : current;
+    const LONGLONG within = duration_ > 0 ? std::min(current, duration_) : current;
+    return stop_ >= 0 ? std::min(within, stop_) : within;
 }
 
 LONGLONG StreamPosition::Duration() {

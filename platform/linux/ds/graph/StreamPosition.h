@@ -23,7 +23,7 @@ public:
     void SetDuration(LONGLONG duration);
     void SetStop(LONGLONG stop);
 
-    // At most the stop, if there is one.
+    // At most the duration, if it is known, and the stop, if there is one.
     LONGLONG Current();
     LONGLONG Duration();
     // The duration unless it was set.

@@ -1,6 +1,8 @@
 #include "platform/linux/ds/media/StreamTypes.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 extern "C" {
@@ -140,7 +142,9 @@ HRESULT DescribeType(const CMediaType& type, StreamDescription& stream) {
     if (!header) return VFW_E_TYPE_NOT_ACCEPTED;
     parameters.codec_tag = type.subtype.Data1;
     parameters.width = header->biWidth;
-    parameters.height = std::abs(header->biHeight);
+    // The lowest number has no magnitude.
+    parameters.height =
+        std::abs(std::max<LONG>(header->biHeight, -std::numeric_limits<LONG>::max()));
     parameters.bits_per_coded_sample = header->biBitCount;
     return SetExtra(parameters, type, size);
 }

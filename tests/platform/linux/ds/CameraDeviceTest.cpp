@@ -287,6 +287,9 @@ TEST_F(CameraDevice, WhatCannotBeOpenedOrSetIsRefused) {
     device->state->refuses = true;
     EXPECT_TRUE(camera->Open()) << "the device keeps its format";
     EXPECT_EQ(camera->GetMediaInfo().width, 320);
+    device->state->image_size = 0;
+    EXPECT_FALSE(camera->Play());
+    EXPECT_TRUE(device->state->buffers.empty()) << "those that cannot be mapped are given back";
     camera->Close();
     camera.reset(enumerator.GetVideoDevices().at(0)->CreateDevice());
     device.reset();

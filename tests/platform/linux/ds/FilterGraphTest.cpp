@@ -11,6 +11,22 @@ const CMediaType rgb32 = VideoType(MEDIASUBTYPE_RGB32, 4, 4, 64);
 const CMediaType rgb24 = VideoType(MEDIASUBTYPE_RGB24, 4, 4, 64);
 const CMediaType yuy2 = VideoType(MEDIASUBTYPE_YUY2, 4, 4, 64);
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+class FailingSeeking final : public TestSeeking {
+public:
+    explicit FailingSeeking(IUnknown& owner) : TestSeeking(owner, 100 * second) {}
+    HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG*, DWORD, LONGLONG*, DWORD) override {
+        return E_FAIL;
+    }
+    HRESULT STDMETHODCALLTYPE SetRate(double value) override {
+        rate = value;
+        return S_OK;
+    }
+    double rate = 1;
+};
+#pragma GCC diagnostic pop
+
 int Alive() { return TestSource::alive + TestRenderer::alive + TestTransform::alive; }
 
 class FilterGraphTest : public testing::Test {
@@ -174,6 +190,30 @@ TEST_F(FilterGraphTest, PositionFollowsTheClockAtTheRateFromTheSeek) {
     streaming.Join();
     EXPECT_EQ(now(), 0.0);
     for (const double bad : {1e300, -1e300}) EXPECT_EQ(position->put_StopTime(bad), E_INVALIDARG);
+}
+
+TEST_F(FilterGraphTest, ASeekThatFailsLeavesTheEndAndTheRate) {
+    FailingSeeking failing(*static_cast<IBaseFilter*>(source.Get()));
+    source->Output().seeking = &failing;
+    source->Output().types = {rgb32};
+    Add(source);
+    Add(renderer);
+    graph.SetClock(nullptr);
+    ASSERT_EQ(graph.graph->Connect(&source->Output(), renderer->Pin()), S_OK);
+    graph.control->Pause();
+    Streaming end([&] { return source->Output().DeliverEndOfStream(); });
+    EXPECT_EQ(graph.control->Run(), S_OK);
+    EXPECT_EQ(end.Join(), S_OK);
+    const auto position = graph.As<IMediaPosition>();
+    EXPECT_EQ(position->put_CurrentPosition(3), E_FAIL);
+    EXPECT_EQ(graph.Event(0), EC_COMPLETE);
+    EXPECT_EQ(position->put_Rate(2), E_FAIL);
+    double rate = 0;
+    EXPECT_EQ(position->get_Rate(&rate), S_OK);
+    EXPECT_EQ(rate, 1.0);
+    EXPECT_EQ(failing.rate, 1.0);
+    graph.control->Stop();
+    source->Output().seeking = nullptr;
 }
 
 TEST_F(FilterGraphTest, VideoWindowsAreRefusedAndTheClockStaysWhileRunning) {

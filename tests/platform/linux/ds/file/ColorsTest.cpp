@@ -82,6 +82,8 @@ INSTANTIATE_TEST_SUITE_P(
         Kind{"FullRange", "320x240",
              "-vf scale=out_range=full " X264 "-pix_fmt yuvj420p -color_range pc", "bt601"},
         Kind{"Odd", "641x361", FFV1 "-pix_fmt yuv420p", "bt601"},
+        Kind{"NoWholeBlock", "98x64", X264 "-pix_fmt yuv420p -colorspace bt709", "bt709"},
+        Kind{"Narrow", "6x4", FFV1 "-pix_fmt yuv420p -colorspace bt709", "bt709"},
         Kind{"TenBit422", "320x240", FFV1 "-pix_fmt yuv422p10le", "bt601"},
         Kind{"Full444", "320x240", X264 "-pix_fmt yuv444p", "bt601"},
         Kind{"Rgb", "320x240", FFV1 "-pix_fmt bgr0", "bt601"},

@@ -128,6 +128,16 @@ TEST_F(FileSource, EndsAtTheStopTimeAndOpensAnotherFileAfterwards) {
     ASSERT_TRUE(PlayToTheEnd());
     ASSERT_EQ(seen.reader.Count(), 10u);
     EXPECT_EQ(seen.reader.Taken().back().number, 9);
+    source.Stop();
+    seen.reader.Clear();
+    EXPECT_TRUE(source.SetStopTime(0));
+    ASSERT_TRUE(PlayToTheEnd());
+    EXPECT_EQ(seen.reader.Count(), 0u);
+    source.Stop();
+    EXPECT_TRUE(source.SetStopTime(99));
+    ASSERT_TRUE(PlayToTheEnd());
+    EXPECT_EQ(seen.reader.Count(), static_cast<std::size_t>(pictures));
+    EXPECT_LE(source.GetCurrentPosition(), source.GetDuration());
     source.Close();
     Name("two.mkv");
     ASSERT_TRUE(source.Open());
@@ -199,6 +209,23 @@ TEST_F(FileSource, EndsInADamagedFile) {
             source.Close();
         }
     }
+}
+
+// After its pictures the file has nothing for a terabyte.
+TEST_F(FileSource, ClosesAFileThatNeverEnds) {
+    folder->Run(
+        "ffmpeg -nostdin -loglevel error -i short.mp4 -c copy -f matroska - </dev/null | cat "
+        ">huge.mkv");
+    std::filesystem::resize_file(*folder / "huge.mkv", std::uintmax_t{1} << 40);
+    Name("huge.mkv");
+    source.SetRate(800);
+    ASSERT_TRUE(source.Open());
+    ASSERT_TRUE(source.Play());
+    // More than one: the reader is at work.
+    EXPECT_TRUE(WaitUntil([&] { return seen.reader.Count() > 1; }));
+    source.Close();
+    EXPECT_EQ(source.GetState(), State::Closed);
+    std::filesystem::remove(*folder / "huge.mkv");
 }
 
 TEST_F(FileSource, ThumbnailsAreThePicturesOfTheirTimes) {
