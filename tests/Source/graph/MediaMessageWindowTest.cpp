@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <limits>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -29,9 +30,11 @@ struct Listener final : MediaMessageWindow::Dispatcher {
     std::vector<MSG> messages;
 };
 
-void Pump() {
+// Bounded where a thread posts without end: it may be faster than this loop.
+void Pump(int most = std::numeric_limits<int>::max()) {
     MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+    while (most-- > 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+        DispatchMessageW(&message);
 }
 
 TEST(MediaMessageWindow, BringsBothMessagesFromAnyThreadInOrder) {
@@ -137,7 +140,9 @@ TEST(MediaMessageWindow, OtherThreadsPostWhileItIsCreatedAndDestroyed) {
     std::atomic<bool> done{false};
     const UINT state = window.stateMessage;
     std::thread poster([&] {
-        while (!done) PostMessageW(handle.load(), state, 1, 4);
+        while (!done) {
+            if (const auto target = handle.load()) PostMessageW(target, state, 1, 4);
+        }
     });
     for (int round = 0; round < 500; ++round) {
         Listener listener;
@@ -145,7 +150,7 @@ TEST(MediaMessageWindow, OtherThreadsPostWhileItIsCreatedAndDestroyed) {
         window.Create(nullptr);
         ASSERT_NE(window.hwnd, nullptr);
         handle = window.hwnd;
-        Pump();
+        Pump(20);
         window.Destroy();
     }
     done = true;

@@ -12,7 +12,7 @@ HRESULT STDMETHODCALLTYPE PropertyBag::Read(LPCOLESTR name, VARIANT* value, IErr
     if (asked == L"DevicePath" && !path_.empty()) found = &path_;
     if (!found) return E_INVALIDARG;
     if (value->vt != VT_EMPTY && value->vt != VT_BSTR) return DISP_E_TYPEMISMATCH;
-    OLECHAR* const text = SysAllocString(found->c_str());
+    auto* const text = SysAllocString(found->c_str());
     if (!text) return E_OUTOFMEMORY;
     value->vt = VT_BSTR;
     value->bstrVal = text;
