@@ -41,8 +41,8 @@ double Milliseconds(int size, const WAVEFORMATEX& format) {
     constexpr double per_second = 1000.0;
     if (format.nAvgBytesPerSec != 0) return size * per_second / format.nAvgBytesPerSec;
     if (format.nChannels == 0 || format.nSamplesPerSec == 0) return 0;
-    const double samples = size / 2;
-    return samples / format.nChannels * per_second / format.nSamplesPerSec;
+    const int samples = size / 2;
+    return static_cast<double>(samples) / format.nChannels * per_second / format.nSamplesPerSec;
 }
 
 // How many packets of `length` make `milliseconds`, rounded down.

@@ -31,9 +31,9 @@ void MediaMessageWindow::Create(HINSTANCE instance) {
     window_class.lpszClassName = class_name;
     // Fails from the second window on: the class is there already.
     RegisterClassW(&window_class);
-    const HWND before = hwnd;
-    const HWND made = CreateWindowExW(WS_EX_NOACTIVATE, class_name, nullptr, 0, 0, 0, 0, 0,
-                                      HWND_MESSAGE, nullptr, instance, this);
+    auto* const before = hwnd;
+    auto* const made = CreateWindowExW(WS_EX_NOACTIVATE, class_name, nullptr, 0, 0, 0, 0, 0,
+                                       HWND_MESSAGE, nullptr, instance, this);
     // Nobody destroys the older window any more, which must not outlive its object's address.
     if (made && before && before != made && OwnerOf(before) == this)
         SetWindowLongPtrW(before, GWLP_USERDATA, 0);
