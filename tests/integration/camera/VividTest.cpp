@@ -170,7 +170,7 @@ TEST_F(Vivid, ZDisconnectingStopsWithinASecondAndLeavesNothing) {
     camera->Close();
     EXPECT_FALSE(camera->Open());
     EXPECT_LE(CountOf("/proc/self/fd"), files);
-    EXPECT_LE(CountOf("/proc/self/task"), threads);
+    EXPECT_TRUE(WaitUntil([&] { return CountOf("/proc/self/task") <= threads; }));
 }
 
 }  // namespace
