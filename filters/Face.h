@@ -5,6 +5,14 @@
 
 namespace Vimbrel {
 
+// Answers through a pointer of the caller's, which may be null by mistake.
+template <class Value>
+HRESULT Give(Value* target, Value value) {
+    if (!target) return E_POINTER;
+    *target = value;
+    return S_OK;
+}
+
 // An interface has no virtual destructor: it would take slots of the published table.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"

@@ -12,13 +12,6 @@ constexpr DWORD all_capabilities = AM_SEEKING_CanSeekAbsolute | AM_SEEKING_CanSe
                                    AM_SEEKING_CanSeekBackwards | AM_SEEKING_CanGetCurrentPos |
                                    AM_SEEKING_CanGetStopPos | AM_SEEKING_CanGetDuration;
 
-template <class Value>
-HRESULT Give(Value* target, Value value) {
-    if (!target) return E_POINTER;
-    *target = value;
-    return S_OK;
-}
-
 // The place that flags and a value stand for; false if they leave it as it is.
 bool Resolve(const LONGLONG* value, DWORD flags, LONGLONG before, LONGLONG& place) {
     const DWORD positioning = flags & AM_SEEKING_PositioningBitsMask;
@@ -32,36 +25,6 @@ bool Resolve(const LONGLONG* value, DWORD flags, LONGLONG before, LONGLONG& plac
 
 HRESULT STDMETHODCALLTYPE GraphSeeking::GetCapabilities(DWORD* capabilities) {
     return Give(capabilities, all_capabilities);
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::CheckCapabilities(DWORD* capabilities) {
-    if (!capabilities) return E_POINTER;
-    const DWORD asked = *capabilities;
-    *capabilities &= all_capabilities;
-    if (*capabilities == asked) return S_OK;
-    return *capabilities == 0 ? E_FAIL : S_FALSE;
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::IsFormatSupported(const GUID* format) {
-    if (!format) return E_POINTER;
-    return *format == TIME_FORMAT_MEDIA_TIME ? S_OK : S_FALSE;
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::QueryPreferredFormat(GUID* format) {
-    return Give(format, GUID{TIME_FORMAT_MEDIA_TIME});
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::GetTimeFormat(GUID* format) {
-    return Give(format, GUID{TIME_FORMAT_MEDIA_TIME});
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::IsUsingTimeFormat(const GUID* format) {
-    return IsFormatSupported(format);
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::SetTimeFormat(const GUID* format) {
-    const HRESULT hr = IsFormatSupported(format);
-    return hr == S_FALSE ? E_INVALIDARG : hr;
 }
 
 HRESULT STDMETHODCALLTYPE GraphSeeking::GetDuration(LONGLONG* duration) {
@@ -79,18 +42,6 @@ HRESULT STDMETHODCALLTYPE GraphSeeking::GetStopPosition(LONGLONG* stop) {
 
 HRESULT STDMETHODCALLTYPE GraphSeeking::GetCurrentPosition(LONGLONG* current) {
     return Give(current, parts_.position.Current());
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::ConvertTimeFormat(LONGLONG* target,
-                                                          const GUID* target_format,
-                                                          LONGLONG source,
-                                                          const GUID* source_format) {
-    if (!target) return E_POINTER;
-    for (const GUID* const format : {target_format, source_format}) {
-        if (format && *format != TIME_FORMAT_MEDIA_TIME) return E_INVALIDARG;
-    }
-    *target = source;
-    return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE GraphSeeking::SetPositions(LONGLONG* current, DWORD current_flags,
@@ -113,17 +64,6 @@ HRESULT STDMETHODCALLTYPE GraphSeeking::SetPositions(LONGLONG* current, DWORD cu
     return hr;
 }
 
-HRESULT STDMETHODCALLTYPE GraphSeeking::GetPositions(LONGLONG* current, LONGLONG* stop) {
-    if (current) GetCurrentPosition(current);
-    if (stop) GetStopPosition(stop);
-    return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::GetAvailable(LONGLONG* earliest, LONGLONG* latest) {
-    if (earliest) *earliest = 0;
-    return latest ? GetDuration(latest) : S_OK;
-}
-
 HRESULT STDMETHODCALLTYPE GraphSeeking::SetRate(double rate) {
     const MutexLock guard(parts_.control);
     return SetGraphRate(parts_, rate);
@@ -131,10 +71,6 @@ HRESULT STDMETHODCALLTYPE GraphSeeking::SetRate(double rate) {
 
 HRESULT STDMETHODCALLTYPE GraphSeeking::GetRate(double* rate) {
     return Give(rate, parts_.position.Rate());
-}
-
-HRESULT STDMETHODCALLTYPE GraphSeeking::GetPreroll(LONGLONG* preroll) {
-    return Give(preroll, LONGLONG{0});
 }
 
 namespace {

@@ -1,6 +1,7 @@
 // Position, stop time and rate of a graph: two interfaces on one core.
 #pragma once
 
+#include "filters/MediaTimeSeeking.h"
 #include "platform/linux/ds/graph/GraphStates.h"
 
 namespace Vimbrel {
@@ -11,30 +12,18 @@ namespace Vimbrel {
 
 // In units of 100 nanoseconds, the one time format. Reading a position or the duration never waits
 // for a control operation.
-class GraphSeeking final : public Face<IMediaSeeking> {
+class GraphSeeking final : public MediaTimeSeeking {
 public:
-    GraphSeeking(IUnknown& owner, GraphParts& parts) : Face(owner), parts_(parts) {}
+    GraphSeeking(IUnknown& owner, GraphParts& parts) : MediaTimeSeeking(owner), parts_(parts) {}
 
     HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD* capabilities) override;
-    HRESULT STDMETHODCALLTYPE CheckCapabilities(DWORD* capabilities) override;
-    HRESULT STDMETHODCALLTYPE IsFormatSupported(const GUID* format) override;
-    HRESULT STDMETHODCALLTYPE QueryPreferredFormat(GUID* format) override;
-    HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID* format) override;
-    HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID* format) override;
-    HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID* format) override;
     HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* duration) override;
     HRESULT STDMETHODCALLTYPE GetStopPosition(LONGLONG* stop) override;
     HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG* current) override;
-    HRESULT STDMETHODCALLTYPE ConvertTimeFormat(LONGLONG* target, const GUID* target_format,
-                                                LONGLONG source,
-                                                const GUID* source_format) override;
     HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* current, DWORD current_flags, LONGLONG* stop,
                                            DWORD stop_flags) override;
-    HRESULT STDMETHODCALLTYPE GetPositions(LONGLONG* current, LONGLONG* stop) override;
-    HRESULT STDMETHODCALLTYPE GetAvailable(LONGLONG* earliest, LONGLONG* latest) override;
     HRESULT STDMETHODCALLTYPE SetRate(double rate) override;
     HRESULT STDMETHODCALLTYPE GetRate(double* rate) override;
-    HRESULT STDMETHODCALLTYPE GetPreroll(LONGLONG* preroll) override;
 
 private:
     GraphParts& parts_;
