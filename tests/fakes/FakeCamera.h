@@ -13,6 +13,7 @@
 #include "filters/Enumerators.h"
 #include "filters/Face.h"
 #include "filters/OutputPin.h"
+#include "tests/fakes/StubMoniker.h"
 
 namespace Vimbrel::test {
 
@@ -133,8 +134,7 @@ private:
     std::vector<std::unique_ptr<FakeCameraPin>> pins_;
 };
 
-class FakeCameraMoniker final
-    : public ComObject<Implements<IMoniker, IPersistStream, IPersist>, Implements<IPropertyBag>> {
+class FakeCameraMoniker final : public StubMoniker<Implements<IPropertyBag>> {
 public:
     explicit FakeCameraMoniker(std::shared_ptr<CameraSetup> setup) : setup_(std::move(setup)) {
         ++alive;
@@ -148,37 +148,6 @@ public:
     HRESULT STDMETHODCALLTYPE Read(LPCOLESTR name, VARIANT* value, IErrorLog*) override;
 
     HRESULT STDMETHODCALLTYPE Write(LPCOLESTR, VARIANT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetClassID(CLSID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsDirty() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Load(IStream*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Save(IStream*, BOOL) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSizeMax(ULARGE_INTEGER*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Reduce(IBindCtx*, DWORD, IMoniker**, IMoniker**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE ComposeWith(IMoniker*, BOOL, IMoniker**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Enum(BOOL, IEnumMoniker**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsEqual(IMoniker*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Hash(DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsRunning(IBindCtx*, IMoniker*, IMoniker*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetTimeOfLastChange(IBindCtx*, IMoniker*, FILETIME*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Inverse(IMoniker**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE CommonPrefixWith(IMoniker*, IMoniker**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE RelativePathTo(IMoniker*, IMoniker**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetDisplayName(IBindCtx*, IMoniker*, LPWSTR*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE ParseDisplayName(IBindCtx*, IMoniker*, LPWSTR, ULONG*,
-                                               IMoniker**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE IsSystemMoniker(DWORD*) override { return E_NOTIMPL; }
 
     inline static std::atomic<int> alive{0};
 

@@ -14,6 +14,7 @@
 #include "base/ObjectCreation.h"
 #include "com/ComObject.h"
 #include "filters/Enumerators.h"
+#include "tests/fakes/StubMoniker.h"
 
 namespace Vimbrel::test {
 
@@ -40,7 +41,7 @@ private:
     const ListedDevice device;
 };
 
-class FakeMoniker final : public ComObject<Implements<IMoniker, IPersistStream, IPersist>> {
+class FakeMoniker final : public StubMoniker<> {
 public:
     explicit FakeMoniker(ListedDevice listed) : device(std::move(listed)) {}
     HRESULT STDMETHODCALLTYPE BindToObject(IBindCtx*, IMoniker*, REFIID iid,
@@ -51,37 +52,6 @@ public:
                                             void** storage) override {
         return device.has_properties ? CreateCom<FakeBag>(iid, storage, device) : E_NOINTERFACE;
     }
-    HRESULT STDMETHODCALLTYPE GetClassID(CLSID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsDirty() override { return S_FALSE; }
-    HRESULT STDMETHODCALLTYPE Load(IStream*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Save(IStream*, BOOL) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetSizeMax(ULARGE_INTEGER*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Reduce(IBindCtx*, DWORD, IMoniker**, IMoniker**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE ComposeWith(IMoniker*, BOOL, IMoniker**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Enum(BOOL, IEnumMoniker**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsEqual(IMoniker*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Hash(DWORD*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsRunning(IBindCtx*, IMoniker*, IMoniker*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetTimeOfLastChange(IBindCtx*, IMoniker*, FILETIME*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE Inverse(IMoniker**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE CommonPrefixWith(IMoniker*, IMoniker**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE RelativePathTo(IMoniker*, IMoniker**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetDisplayName(IBindCtx*, IMoniker*, LPWSTR*) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE ParseDisplayName(IBindCtx*, IMoniker*, LPWSTR, ULONG*,
-                                               IMoniker**) override {
-        return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE IsSystemMoniker(DWORD*) override { return E_NOTIMPL; }
 
 private:
     const ListedDevice device;

@@ -1,12 +1,9 @@
 #include "layers/CameraLayer.h"
 
 #include <objbase.h>
-#include <winuser.h>
 
 #include <chrono>
 #include <cstdio>
-#include <utility>
-
 #include "layers/CameraList.h"
 
 namespace studio {
@@ -18,21 +15,10 @@ using Vimbrel::MediaSource;
 constexpr DWORD look_milliseconds = 50;
 constexpr std::chrono::seconds between_attempts(1);
 
-void DispatchMessages(DWORD milliseconds) {
-    MsgWaitForMultipleObjectsEx(0, nullptr, milliseconds, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
-}
-
 }  // namespace
 
 CameraLayer::CameraLayer(const LayerDescription& layer, const CameraDescription& content)
-    : place(layer.place),
-      rect(layer.rect),
-      opacity(layer.opacity),
-      description(content),
-      scaled(rect.width, rect.height),
-      shown(rect.width, rect.height) {}
+    : SourceLayer(layer, content.fit), place(layer.place), description(content) {}
 
 CameraLayer::~CameraLayer() {
     thread.request_stop();
@@ -90,20 +76,6 @@ void CameraLayer::Run(const std::stop_token& stop, std::promise<std::string>& op
     }
     CloseCamera();
     CoUninitialize();
-}
-
-void CameraLayer::OnVideoSample(MediaSource*, unsigned char* pixels, int width, int height,
-                                int stride, std::int64_t, std::int64_t) {
-    if (!pixels || width <= 0 || height <= 0) return;
-    ScaleInto({pixels, width, height, stride}, width, height, description.fit, scaled);
-    const std::lock_guard guard(lock);
-    std::swap(shown, scaled);
-    drawn = true;
-}
-
-void CameraLayer::Draw(std::int64_t, Raster& canvas) {
-    const std::lock_guard guard(lock);
-    if (drawn) DrawOver(shown, rect.x, rect.y, opacity, canvas);
 }
 
 }  // namespace studio

@@ -1,9 +1,6 @@
 #include "layers/MediaLayer.h"
 
 #include <objbase.h>
-#include <winuser.h>
-
-#include <utility>
 
 #include "scene/WideText.h"
 
@@ -15,20 +12,10 @@ using Vimbrel::MediaSource;
 
 constexpr DWORD look_milliseconds = 20;
 
-void DispatchMessages(DWORD milliseconds) {
-    MsgWaitForMultipleObjectsEx(0, nullptr, milliseconds, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
-}
-
 }  // namespace
 
 MediaLayer::MediaLayer(const LayerDescription& layer, const MediaDescription& content)
-    : rect(layer.rect),
-      opacity(layer.opacity),
-      description(content),
-      scaled(rect.width, rect.height),
-      shown(rect.width, rect.height) {}
+    : SourceLayer(layer, content.fit), description(content) {}
 
 MediaLayer::~MediaLayer() {
     thread.request_stop();
@@ -79,20 +66,6 @@ void MediaLayer::Run(const std::stop_token& stop, std::promise<bool>& opened) {
     }
     source.Close();
     CoUninitialize();
-}
-
-void MediaLayer::OnVideoSample(MediaSource*, unsigned char* pixels, int width, int height,
-                               int stride, std::int64_t, std::int64_t) {
-    if (!pixels || width <= 0 || height <= 0) return;
-    ScaleInto({pixels, width, height, stride}, width, height, description.fit, scaled);
-    const std::lock_guard guard(lock);
-    std::swap(shown, scaled);
-    drawn = true;
-}
-
-void MediaLayer::Draw(std::int64_t, Raster& canvas) {
-    const std::lock_guard guard(lock);
-    if (drawn) DrawOver(shown, rect.x, rect.y, opacity, canvas);
 }
 
 }  // namespace studio

@@ -18,7 +18,7 @@ busybox=$(command -v busybox) || skip "busybox is not installed"
 # The kernel need not be installed: its package is unpacked into a cache.
 cache=${VIMBREL_KERNEL:-${XDG_CACHE_HOME:-$HOME/.cache}/vimbrel-kernel}
 kernel=$(ls "$cache"/boot/vmlinuz-* 2>/dev/null | tail -1 || true)
-[ -n "$kernel" ] || skip "there is no kernel in $cache; scripts/setup test brings one"
+[ -n "$kernel" ] || skip "there is no kernel in $cache; scripts/setup machine brings one"
 version=${kernel##*/vmlinuz-}
 
 work=$(mktemp -d)
