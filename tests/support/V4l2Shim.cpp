@@ -212,7 +212,8 @@ bool ShimCamera::Deliver(const std::vector<std::uint8_t>& bytes, std::int64_t mi
                          std::uint32_t flags) {
     const std::lock_guard guard(state->lock);
     const std::uint32_t sequence = state->sequence++;
-    if (!state->streaming || state->queued.empty()) return false;
+    // The memory of a device that is gone may be unmapped.
+    if (state->unplugged || !state->streaming || state->queued.empty()) return false;
     v4l2_buffer buffer{};
     buffer.index = state->queued.front();
     state->queued.erase(state->queued.begin());
@@ -231,6 +232,7 @@ bool ShimCamera::Deliver(const std::vector<std::uint8_t>& bytes, std::int64_t mi
 void ShimCamera::Unplug() {
     const std::lock_guard guard(state->lock);
     state->unplugged = true;
+    state->streaming = false;
     if (state->peer >= 0) close(state->peer);
     state->peer = -1;
 }
