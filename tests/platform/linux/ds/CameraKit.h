@@ -55,7 +55,8 @@ struct Viewer final : MediaSource::Dispatcher {
 // The system's cameras are those below the folder of the test.
 class CameraDevice : public testing::Test {
 protected:
-    CameraDevice() {
+    explicit CameraDevice(std::chrono::seconds patience = std::chrono::seconds(90))
+        : watchdog("camera device", patience) {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         folder_name = folder.path.string();
         enumerator.GetVideoDevices().clear();
@@ -93,7 +94,7 @@ protected:
         return WaitUntil([&] { return viewer.pictures > before; });
     }
 
-    const Watchdog watchdog{"camera device"};
+    const Watchdog watchdog;
     inline static std::string folder_name;
     TempFolder folder;
     Viewer viewer;

@@ -103,6 +103,8 @@ ULONG ReferencesOf(IUnknown& object) {
 
 class CameraRounds : public CameraDevice {
 protected:
+    // Each seed has a watchdog of its own.
+    CameraRounds() : CameraDevice(std::chrono::hours(1)) {}
     // A camera on the device as it is now; null while it is unplugged.
     std::unique_ptr<MediaSourceCamera> NewCamera(std::mt19937& random) {
         enumerator.GetVideoDevices().clear();
