@@ -3,6 +3,7 @@
 #include <random>
 #include <shared_mutex>
 
+#include "tests/fakes/CapturingLog.h"
 #include "tests/platform/linux/ds/CameraKit.h"
 #include "tests/support/ProcessCounts.h"
 #include "tests/support/Rounds.h"
@@ -343,6 +344,7 @@ TEST_F(CameraRounds, OpeningAndClosingIsFlat) {
         ASSERT_TRUE(Arrives(device, picture));
         if (round % 2 == 0) camera->Stop();
         camera->Close();
+        TakeLog();
     }
     // A thread that was joined may be listed for a moment.
     EXPECT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= before.threads; }));
