@@ -10,8 +10,7 @@
 #include "Log.h"
 #include "MediaFile.h"
 #include "Studio.h"
-#include "devices/SoundDevices.h"
-#include "layers/CameraList.h"
+#include "devices/DeviceList.h"
 #include "layers/Desktop.h"
 #include "scene/Scene.h"
 
@@ -111,7 +110,7 @@ int main(int argc, char** argv) {
     bool json = false;
     CLI::App* devices = app.add_subcommand(
         "devices", "List cameras with their formats, microphones and sound outputs");
-    devices->add_flag("--json", json, "The cameras alone, as a JSON document");
+    devices->add_flag("--json", json, "As a JSON document");
     CLI::Option* url = run->add_option(
         "--url", options.url, "Cast to this RTMP server as well: rtmp://HOST/APPLICATION/KEY");
     run->add_option("--user", options.user, "The publisher's name at that server")->needs(url);
@@ -140,8 +139,7 @@ int main(int argc, char** argv) {
         return done ? studio::exit_done : Complain(error);
     }
     if (devices->parsed()) {
-        studio::PrintCameras(json);
-        if (!json) studio::PrintSoundDevices();
+        studio::PrintDevices(json);
         return studio::exit_done;
     }
     if (screens->parsed() || windows->parsed()) {

@@ -1,5 +1,5 @@
 // Capture devices for tests of the code that calls the kernel. Link the test program with
-// -Wl,--wrap=open,--wrap=ioctl,--wrap=mmap (64-bit names as well).
+// -Wl,--wrap=open,--wrap=ioctl,--wrap=mmap,--wrap=poll.
 #pragma once
 
 #include <linux/videodev2.h>
@@ -54,6 +54,8 @@ struct ShimCamera::State {
     std::uint32_t padding = 0;  // of each row
     bool refuses = false;       // every new format
     bool unplugged = false;
+    bool silent = false;  // it has no picture, and waits for one are over at once
+    int waited = 0;       // milliseconds, of a wait for a silent device
     bool streaming = false;
     std::atomic<int> file{-1};  // the last one, the test's end of which is `peer`
     int peer = -1;
@@ -62,5 +64,10 @@ struct ShimCamera::State {
     std::vector<std::uint32_t> queued;
     std::vector<v4l2_buffer> ready;
 };
+
+// Of the driver: the step and size of the pictures that are set, with the lock held, and what it
+// does at a call.
+void FitShim(ShimCamera::State& state);
+int AnswerShim(ShimCamera::State& state, unsigned long request, void* argument);
 
 }  // namespace Vimbrel::test

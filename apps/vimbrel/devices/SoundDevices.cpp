@@ -2,7 +2,7 @@
 
 #include <objbase.h>
 
-#include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "scene/WideText.h"
 #include "vimbrel/AudioDeviceEnumerator.h"
@@ -14,23 +14,25 @@ namespace {
 using Devices = std::vector<std::unique_ptr<Vimbrel::AudioDevice>>;
 
 // The first of several with the default one's name is the default.
-void Print(const char* title, const Devices& devices, const std::wstring& default_name) {
-    std::printf("%s:%s\n", title, devices.empty() ? " none" : "");
+nlohmann::json ListOf(const Devices& devices, const std::wstring& default_name) {
+    nlohmann::json list = nlohmann::json::array();
     bool marked = false;
     for (const auto& device : devices) {
         const bool is_default = !marked && device->name == default_name;
         marked |= is_default;
-        std::printf("    %s%s\n", Narrow(device->name).c_str(), is_default ? " (default)" : "");
+        list.push_back({{"name", Narrow(device->name)}, {"default", is_default}});
     }
+    return list;
 }
 
 }  // namespace
 
-void PrintSoundDevices() {
+nlohmann::json ListSoundDevices() {
     const bool started = SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED));
     Vimbrel::AudioDeviceEnumerator& devices = *Vimbrel::AudioDeviceEnumerator::GetInstance();
+    nlohmann::json lists;
     devices.EnumerateInputDevices();
-    Print("Microphones", devices.GetInputDevices(), devices.GetDefaultInputDeviceName());
+    lists["microphones"] = ListOf(devices.GetInputDevices(), devices.GetDefaultInputDeviceName());
     constexpr int direct_sound = 0;
     devices.EnumerateOutputDevices(direct_sound);
     const std::wstring default_output = devices.GetDefaultOutputDeviceName();
@@ -38,8 +40,9 @@ void PrintSoundDevices() {
     Devices& outputs = devices.GetOutputDevices();
     if (!outputs.empty() && outputs.front()->name == devices.GetDefaultOutputDevice())
         outputs.erase(outputs.begin());
-    Print("Sound outputs", outputs, default_output);
+    lists["outputs"] = ListOf(outputs, default_output);
     if (started) CoUninitialize();
+    return lists;
 }
 
 }  // namespace studio

@@ -1,6 +1,5 @@
 #include "layers/CameraList.h"
 
-#include <cstdio>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -77,7 +76,7 @@ std::unique_ptr<MediaSourceCamera> FindCamera(const std::string& device, const s
     return nullptr;
 }
 
-void PrintCameras(bool json) {
+nlohmann::json ListCameras() {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     nlohmann::json list = nlohmann::json::array();
     {
@@ -94,18 +93,7 @@ void PrintCameras(bool json) {
         }
     }
     CoUninitialize();
-    if (json) {
-        std::printf("%s\n", nlohmann::json{{"cameras", list}}.dump(2).c_str());
-        return;
-    }
-    if (list.empty()) std::printf("Cameras: none\n");
-    for (const auto& device : list) {
-        std::printf("%s\n    %s\n", device["name"].get<std::string>().c_str(),
-                    device["path"].get<std::string>().c_str());
-        for (const auto& format : device["formats"])
-            std::printf("  %c %s\n", format["current"].get<bool>() ? '*' : ' ',
-                        format["format"].get<std::string>().c_str());
-    }
+    return list;
 }
 
 }  // namespace studio

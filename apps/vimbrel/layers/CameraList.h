@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "vimbrel/MediaSourceCamera.h"
@@ -19,7 +20,7 @@ std::unique_ptr<Vimbrel::MediaSourceCamera> FindCamera(const std::string& device
 // none.
 int FindFormat(const Vimbrel::MediaSourceCamera& camera, const std::string& text);
 
-// Writes the list to the standard output. The current format of each device is marked.
-void PrintCameras(bool json);
+// Each as {"name", "path", "formats"}, a format as {"format", "current"}. Starts COM for itself.
+nlohmann::json ListCameras();
 
 }  // namespace studio

@@ -1,6 +1,8 @@
 // The studio's sound on real sound servers.
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/integration/sound/SoundKit.h"
 
 namespace Vimbrel::test {
@@ -30,6 +32,18 @@ TEST_P(StudioSound, RecordsMicrophoneAndSystemSoundTogether) {
     EXPECT_THAT(listed, HasSubstr("Microphone (default)"));
     EXPECT_THAT(listed, HasSubstr("Speakers (default)"));
     EXPECT_THAT(listed, testing::Not(HasSubstr("onitor")));
+    const auto document = nlohmann::json::parse(Studio("devices --json"), nullptr, false);
+    ASSERT_TRUE(document.is_object()) << "one document, and nothing else";
+    EXPECT_TRUE(document.at("cameras").is_array());
+    const auto marked = [](const char* name) {
+        return nlohmann::json{{"name", name}, {"default", true}};
+    };
+    EXPECT_THAT(document.at("microphones"), testing::Contains(marked("Microphone")));
+    EXPECT_THAT(document.at("outputs"), testing::Contains(marked("Speakers")));
+    for (const auto& [kind, devices] : document.items()) {
+        for (const auto& device : devices)
+            EXPECT_THAT(listed, HasSubstr(device.at("name").get<std::string>())) << kind;
+    }
 
     WriteScene(
         "{\"type\": \"system\"}, {\"type\": \"microphone\", \"device\": \"Microphone\"},"

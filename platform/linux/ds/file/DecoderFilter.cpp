@@ -61,14 +61,6 @@ HRESULT STDMETHODCALLTYPE DecoderFilter::Pause() {
     return CBaseFilter::Pause();
 }
 
-StreamDescription DecoderFilter::DescriptionOf(const CMediaType& type) {
-    const ComPtr<IPin> peer = input_.Peer();
-    if (const auto stream = peer.As<ICodecStream>()) return stream->Describe();
-    StreamDescription stream;
-    DescribeType(type, stream);
-    return stream;
-}
-
 HRESULT DecoderFilter::CheckInput(const CMediaType& type) {
     if (!IsForMe(type)) return VFW_E_TYPE_NOT_ACCEPTED;
     // A splitter's type may name a codec by a number of FFmpeg's own.
@@ -87,7 +79,11 @@ HRESULT DecoderFilter::CheckInput(const CMediaType& type) {
 }
 
 HRESULT DecoderFilter::SetInput(const CMediaType& type) {
-    stream_ = DescriptionOf(type);
+    const ComPtr<IPin> peer = input_.Peer();
+    const auto stream = peer.As<ICodecStream>();
+    live_ = !stream;
+    stream_ = stream ? stream->Describe() : StreamDescription();
+    if (live_) DescribeType(type, stream_);
     return OpenCodec();
 }
 

@@ -56,6 +56,8 @@ protected:
     bool HasStream() const { return codec_ != nullptr; }
     AVCodecContext& Codec() { return *codec_; }
     const StreamDescription& Stream() const { return stream_; }
+    // The sender knows no more of its stream than the media type, as a camera.
+    bool IsLive() const { return live_; }
     // Stream time at which the segment stops; below 0 for one that goes on to the end.
     REFERENCE_TIME StreamStop() const { return stream_stop_; }
     // Some containers say of most packets when they are decoded, but not when they are shown.
@@ -63,7 +65,6 @@ protected:
     double Rate() const { return input_.SegmentRate(); }
 
 private:
-    StreamDescription DescriptionOf(const CMediaType& type);
     HRESULT OpenCodec();
     HRESULT Send(const AVPacket* packet);
     HRESULT Drain();
@@ -72,6 +73,7 @@ private:
     DecoderInput input_;
     DecoderOutput output_;
     StreamDescription stream_;
+    bool live_ = false;
     FfmpegPtr<AVCodecContext> codec_;
     FfmpegPtr<AVFrame> frame_{av_frame_alloc()};
     REFERENCE_TIME stream_stop_ = -1;

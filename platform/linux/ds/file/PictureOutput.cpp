@@ -30,10 +30,27 @@ AVColorSpace SpaceOf(const PictureColors& colors, int height) {
     return height < high_definition ? AVCOL_SPC_SMPTE170M : AVCOL_SPC_BT709;
 }
 
+// Formats whose name says that the range is full are the others with that range; the scaler
+// complains about the names on the standard error.
+AVPixelFormat PlainFormat(AVPixelFormat format) {
+    switch (format) {
+        case AV_PIX_FMT_YUVJ411P:
+            return AV_PIX_FMT_YUV411P;
+        case AV_PIX_FMT_YUVJ420P:
+            return AV_PIX_FMT_YUV420P;
+        case AV_PIX_FMT_YUVJ422P:
+            return AV_PIX_FMT_YUV422P;
+        case AV_PIX_FMT_YUVJ440P:
+            return AV_PIX_FMT_YUV440P;
+        case AV_PIX_FMT_YUVJ444P:
+            return AV_PIX_FMT_YUV444P;
+        default:
+            return format;
+    }
+}
+
 bool IsFull(const PictureColors& colors) {
-    return colors.range == AVCOL_RANGE_JPEG || colors.format == AV_PIX_FMT_YUVJ420P ||
-           colors.format == AV_PIX_FMT_YUVJ422P || colors.format == AV_PIX_FMT_YUVJ444P ||
-           colors.format == AV_PIX_FMT_YUVJ440P || colors.format == AV_PIX_FMT_YUVJ411P;
+    return colors.range == AVCOL_RANGE_JPEG || PlainFormat(colors.format) != colors.format;
 }
 
 void CopyPlane(std::uint8_t* target, const std::uint8_t* source, int step, int width, int rows) {
@@ -102,7 +119,7 @@ HRESULT PictureOutput::Prepare(const AVFrame& frame) {
                       colors.range == colors_.range && frame.width == width_ &&
                       frame.height == height_;
     if (same) return S_OK;
-    scaler_.reset(sws_getContext(frame.width, frame.height, colors.format, frame.width,
+    scaler_.reset(sws_getContext(frame.width, frame.height, PlainFormat(colors.format), frame.width,
                                  frame.height, AV_PIX_FMT_BGR0, SWS_BICUBIC, nullptr, nullptr,
                                  nullptr));
     if (!scaler_) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;

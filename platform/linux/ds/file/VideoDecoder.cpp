@@ -38,6 +38,11 @@ void VideoDecoder::Prepare(AVCodecContext& codec) {
 #else
     codec.thread_count = 0;
 #endif
+    if (!IsLive()) return;
+    // Threads for whole pictures hold back as many pictures as there are threads.
+    codec.thread_type = FF_THREAD_SLICE;
+    // The rest of a picture that breaks off would be that of an earlier one.
+    if (codec.codec_id == AV_CODEC_ID_MJPEG) codec.err_recognition |= AV_EF_EXPLODE;
 }
 
 void VideoDecoder::Begin() {

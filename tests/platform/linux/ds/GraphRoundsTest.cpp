@@ -1,13 +1,12 @@
 // Graphs that stream, under random control, and many graphs one after the other.
 #include <gtest/gtest.h>
 
-#include <malloc.h>
-
-#include <filesystem>
 #include <random>
 #include <shared_mutex>
 
 #include "tests/support/GraphKit.h"
+#include "tests/support/ProcessCounts.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/Watchdog.h"
 #include "vimbrel/DSRenderVideo.h"
 
@@ -243,7 +242,9 @@ TEST(GraphRounds, RandomControlNeitherHangsNorLeaks) {
     int pictures = 0;
     // --gtest_shuffle --gtest_random_seed=N tries another one.
     const int chosen = ::testing::UnitTest::GetInstance()->random_seed();
-    for (const unsigned seed : {1u, 2u, 3u, 4u + static_cast<unsigned>(chosen)}) {
+    const auto seeds = static_cast<unsigned>(Rounds(4));
+    for (unsigned turn = 1; turn <= seeds; ++turn) {
+        const unsigned seed = turn < seeds ? turn : seeds + static_cast<unsigned>(chosen);
         SCOPED_TRACE("seed " + std::to_string(seed));
         std::printf("seed %u\n", seed);
         const Watchdog watchdog("random control");
@@ -258,6 +259,7 @@ TEST(GraphRounds, RandomControlNeitherHangsNorLeaks) {
         other.join();
         pictures += played.counter.pictures;
     }
+    std::printf("%u operations, %d pictures\n", seeds * 300, pictures);
     EXPECT_GT(pictures, 0);
     EXPECT_EQ(TestSource::alive, 0);
 }
@@ -283,33 +285,23 @@ TEST(GraphRounds, PlaysToTheEndAfterASeekWhileRunning) {
     EXPECT_EQ(played.graph.Event(20'000), EC_COMPLETE) << "and once more from the start";
 }
 
-std::size_t Entries(const char* folder) {
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto& each : std::filesystem::directory_iterator(folder)) ++count;
-    return count;
-}
-
 TEST(GraphRounds, OpeningAndClosingLeavesNothingBehind) {
     const Watchdog watchdog("open and close");
-    std::size_t files = 0;
-    std::size_t threads = 0;
-    std::size_t memory = 0;
+    ProcessCounts before;
     for (int round = 0; round < 500; ++round) {
         {
             Played played;
             if (round % 5 == 0) played.graph.control->Run();
             if (round % 5 == 1) played.graph.control->Pause();
         }
-        if (round != 50) continue;
-        files = Entries("/proc/self/fd");
-        threads = Entries("/proc/self/task");
-        memory = mallinfo2().uordblks;
+        if (round == 50) before = ProcessCounts::Now();
     }
-    EXPECT_EQ(Entries("/proc/self/fd"), files);
     // A thread that was joined may be listed for a moment.
-    EXPECT_TRUE(WaitUntil([&] { return Entries("/proc/self/task") <= threads; }));
-    EXPECT_LE(mallinfo2().uordblks, memory + 4096);
-    std::printf("memory %zu -> %zu bytes\n", memory, mallinfo2().uordblks);
+    EXPECT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= before.threads; }));
+    const ProcessCounts after = ProcessCounts::Now();
+    EXPECT_EQ(after.handles, before.handles);
+    EXPECT_LE(after.memory, before.memory + 4096);
+    std::printf("memory %zu -> %zu bytes\n", before.memory, after.memory);
     EXPECT_EQ(TestSource::alive, 0);
 }
 
