@@ -8,6 +8,7 @@
 #include "platform/linux/ds/file/KeyPictureSearch.h"
 #include "platform/linux/ds/file/Languages.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/ffmpeg/QuietFormat.h"
 #include "platform/linux/kernel/NativePath.h"
 
 extern "C" {
@@ -43,18 +44,6 @@ HRESULT CheckFile(const std::string& path) {
     if (!std::filesystem::exists(status)) return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
     return std::filesystem::is_regular_file(status) ? S_OK
                                                     : HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
-}
-
-// A demuxer's context has no offset of its own for the levels of its messages. A field that only
-// muxers use takes its place, so that nothing of a damaged file reaches stderr.
-void Silence(AVFormatContext& format) {
-    static const AVClass quiet = [] {
-        AVClass copy = *avformat_get_class();
-        copy.log_level_offset_offset = offsetof(AVFormatContext, metadata_header_padding);
-        return copy;
-    }();
-    format.av_class = &quiet;
-    format.metadata_header_padding = quiet_log_offset;
 }
 
 int RotationOf(const AVStream& stream) {
@@ -161,7 +150,24 @@ void Demuxer::ReadTimes() {
     if (start_ == AV_NOPTS_VALUE) start_ = 0;
 }
 
+std::shared_ptr<const std::vector<EmbeddedFont>> Demuxer::ReadFonts() const {
+    const auto fonts = std::make_shared<std::vector<EmbeddedFont>>();
+    for (unsigned i = 0; i < format_->nb_streams; ++i) {
+        const AVStream& stream = *format_->streams[i];
+        const AVCodecParameters& parameters = *stream.codecpar;
+        const bool font =
+            parameters.codec_id == AV_CODEC_ID_TTF || parameters.codec_id == AV_CODEC_ID_OTF;
+        if (!font || parameters.extradata_size <= 0) continue;
+        const AVDictionaryEntry* const name = av_dict_get(stream.metadata, "filename", nullptr, 0);
+        fonts->push_back(
+            {name ? name->value : "font",
+             {parameters.extradata, parameters.extradata + parameters.extradata_size}});
+    }
+    return fonts;
+}
+
 void Demuxer::ReadStreams() {
+    const auto fonts = ReadFonts();
     positions_.assign(format_->nb_streams, -1);
     for (unsigned i = 0; i < format_->nb_streams; ++i) {
         AVStream& stream = *format_->streams[i];
@@ -176,6 +182,7 @@ void Demuxer::ReadStreams() {
             found.language = LocaleOfLanguage(tag->value);
         avcodec_parameters_copy(found.description.parameters.get(), &parameters);
         found.description.rotation = RotationOf(stream);
+        if (found.kind == StreamKind::subtitle) found.description.fonts = fonts;
         const AVRational rate = av_guess_frame_rate(format_, &stream, nullptr);
         if (rate.num > 0 && rate.den > 0)
             found.description.frame_time = av_rescale(10'000'000, rate.den, rate.num);

@@ -46,6 +46,8 @@ public:
     // 0 if unknown.
     LONGLONG Duration() const { return duration_; }
     bool CanSeek() const { return can_seek_; }
+    // An address: a seek is expensive.
+    bool IsNetwork() const { return network_; }
     const std::string& Name() const { return name_; }
 
     // Packets of other streams are not read. Positions in the list of streams.
@@ -67,6 +69,7 @@ private:
     Demuxer() = default;
     HRESULT OpenFile(const std::wstring& name, DWORD analysis);
     void ReadStreams();
+    std::shared_ptr<const std::vector<EmbeddedFont>> ReadFonts() const;
     void ReadTimes();
     static int IsInterrupted(void* demuxer);
     // Below the kept packets: what FFmpeg returns.

@@ -36,6 +36,7 @@ public:
 
     StreamKind Kind() const { return kind_; }
     int Stream() const { return stream_; }
+    bool ReceiverCanWait() const { return Receiver()->ReceiveCanBlock() != S_FALSE; }
     // Before a run. Its first sample carries the new type.
     void Choose(int stream);
 
