@@ -55,6 +55,14 @@ int RotationOf(const AVStream& stream) {
     return (static_cast<int>(std::lround(angle / 90)) * 90 % 360 + 360) % 360;
 }
 
+// Old and new kinds differ; each has the word in it.
+bool IsFont(const AVStream& stream) {
+    const AVCodecID codec = stream.codecpar->codec_id;
+    const AVDictionaryEntry* const kind = av_dict_get(stream.metadata, "mimetype", nullptr, 0);
+    return codec == AV_CODEC_ID_TTF || codec == AV_CODEC_ID_OTF ||
+           (kind && std::string_view(kind->value).find("font") != std::string_view::npos);
+}
+
 std::wstring NameOf(const AVStream& stream, int position) {
     const AVDictionaryEntry* const title = av_dict_get(stream.metadata, "title", nullptr, 0);
     const AVDictionaryEntry* const language = av_dict_get(stream.metadata, "language", nullptr, 0);
@@ -155,9 +163,9 @@ std::shared_ptr<const std::vector<EmbeddedFont>> Demuxer::ReadFonts() const {
     for (unsigned i = 0; i < format_->nb_streams; ++i) {
         const AVStream& stream = *format_->streams[i];
         const AVCodecParameters& parameters = *stream.codecpar;
-        const bool font =
-            parameters.codec_id == AV_CODEC_ID_TTF || parameters.codec_id == AV_CODEC_ID_OTF;
-        if (!font || parameters.extradata_size <= 0) continue;
+        if (parameters.codec_type != AVMEDIA_TYPE_ATTACHMENT || parameters.extradata_size <= 0 ||
+            !IsFont(stream))
+            continue;
         const AVDictionaryEntry* const name = av_dict_get(stream.metadata, "filename", nullptr, 0);
         fonts->push_back(
             {name ? name->value : "font",
