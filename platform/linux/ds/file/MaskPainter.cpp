@@ -3,6 +3,7 @@
 #include <wmcodecdsp.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 namespace Vimbrel {
@@ -49,6 +50,27 @@ int CoverOf(const ColorMask& mask, int left, int top, int columns, int rows) {
 
 }  // namespace
 
+// BT.601 with limited range.
+int MaskPainter::StudioValue(Channel channel, const ColorMask& mask) {
+    switch (channel) {
+        case Channel::luma:
+            return 16 + (66 * mask.red + 129 * mask.green + 25 * mask.blue + 128) / 256;
+        case Channel::chroma_blue:
+            return (128 * 256 - 38 * mask.red - 74 * mask.green + 112 * mask.blue + 128) / 256;
+        default:
+            return (128 * 256 + 112 * mask.red - 94 * mask.green - 18 * mask.blue + 128) / 256;
+    }
+}
+
+// Luma as it is.
+int MaskPainter::FlatValue(Channel channel, const ColorMask& mask) {
+    const double luma = 0.2126 * mask.red + 0.7152 * mask.green + 0.0722 * mask.blue;
+    const double value = channel == Channel::luma          ? luma
+                         : channel == Channel::chroma_blue ? 128 + (mask.blue - luma) / 1.816
+                                                           : 128 + (mask.red - luma) / 1.540;
+    return static_cast<int>(std::lround(std::clamp(value, 0.0, 255.0)));
+}
+
 bool MaskPainter::Supports(const CMediaType& type) {
     return type.majortype == MEDIATYPE_Video && HeaderOf(type) &&
            (IsRgb(type.subtype) || IsPacked(type.subtype) || IsPlanar(type.subtype));
@@ -62,6 +84,7 @@ void MaskPainter::SetType(const CMediaType& type) {
     if (!header || header->biWidth <= 0 || header->biWidth > largest || header->biHeight == 0 ||
         header->biHeight < -largest || header->biHeight > largest)
         return;
+    subtype_ = type.subtype;
     width_ = header->biWidth;
     height_ = std::abs(header->biHeight);
     const std::int64_t row_step = header->biSizeImage / static_cast<DWORD>(height_);
@@ -122,7 +145,7 @@ void MaskPainter::SetPlanar(REFGUID subtype) {
     plane_count_ = 3;
 }
 
-int MaskPainter::ValueOf(Channel channel, const ColorMask& mask) {
+int MaskPainter::ValueOf(Channel channel, const ColorMask& mask) const {
     switch (channel) {
         case Channel::red:
             return mask.red;
@@ -132,13 +155,17 @@ int MaskPainter::ValueOf(Channel channel, const ColorMask& mask) {
             return mask.blue;
         case Channel::alpha:
             return 255;
-        case Channel::luma:
-            return 16 + (66 * mask.red + 129 * mask.green + 25 * mask.blue + 128) / 256;
-        case Channel::chroma_blue:
-            return (128 * 256 - 38 * mask.red - 74 * mask.green + 112 * mask.blue + 128) / 256;
         default:
-            return (128 * 256 + 112 * mask.red - 94 * mask.green - 18 * mask.blue + 128) / 256;
+            break;
     }
+    if (subtype_ == MEDIASUBTYPE_UYVY || subtype_ == MEDIASUBTYPE_I420)
+        return FlatValue(channel, mask);
+    if (subtype_ != MEDIASUBTYPE_YUY2) return StudioValue(channel, mask);
+    // The sink takes the two chroma bytes for each other, and red for blue.
+    ColorMask exchanged = mask;
+    std::swap(exchanged.red, exchanged.blue);
+    if (channel == Channel::chroma_blue) return StudioValue(Channel::chroma_red, exchanged);
+    return StudioValue(channel == Channel::luma ? channel : Channel::chroma_blue, exchanged);
 }
 
 void MaskPainter::Draw(const ColorMask& mask, std::uint8_t* picture, std::int64_t size) const {

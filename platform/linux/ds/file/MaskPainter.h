@@ -22,8 +22,8 @@ struct ColorMask {
     std::uint8_t opacity = 255;
 };
 
-// Chroma is BT.601 with limited range, and rows lie as the sink reads them: planes have the width
-// as their step.
+// Colours are those that the sink shows, which has one fixed matrix per form, and rows lie as it
+// reads them: planes have the width as their step.
 class MaskPainter {
 public:
     static bool Supports(const CMediaType& type);
@@ -47,12 +47,15 @@ private:
         int shift_y = 0;
     };
 
-    static int ValueOf(Channel channel, const ColorMask& mask);
+    int ValueOf(Channel channel, const ColorMask& mask) const;
+    static int StudioValue(Channel channel, const ColorMask& mask);
+    static int FlatValue(Channel channel, const ColorMask& mask);
     void SetRgb(const CMediaType& type, int pixel_step, bool top_down, std::int64_t row_step);
     void SetPacked(bool luma_first, std::int64_t row_step);
     void SetPlanar(REFGUID subtype);
     void DrawPlane(const Plane& plane, const ColorMask& mask, std::uint8_t* picture) const;
 
+    GUID subtype_{};
     int width_ = 0;
     int height_ = 0;
     std::int64_t bytes_ = 0;
