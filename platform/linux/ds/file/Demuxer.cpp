@@ -8,6 +8,7 @@
 #include "platform/linux/ds/file/KeyPictureSearch.h"
 #include "platform/linux/ds/file/Languages.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/ffmpeg/FfmpegLog.h"
 #include "platform/linux/ffmpeg/QuietFormat.h"
 #include "platform/linux/kernel/NativePath.h"
 
@@ -122,6 +123,7 @@ HRESULT Demuxer::Open(const std::wstring& name, DWORD analysis, std::unique_ptr<
 }
 
 HRESULT Demuxer::OpenFile(const std::wstring& name, DWORD analysis) {
+    const FfmpegLogScope log;
     name_ = ToUtf8(name);
     network_ = IsAddress(name_);
     if (!network_) {
@@ -213,6 +215,7 @@ void Demuxer::Select(const std::vector<int>& streams) {
 }
 
 int Demuxer::ReadRaw(AVPacket& packet) {
+    const FfmpegLogScope log;
     for (;;) {
         if (interrupted_) return AVERROR_EXIT;
         const int error = av_read_frame(format_, &packet);
@@ -230,11 +233,27 @@ int Demuxer::ReadRaw(AVPacket& packet) {
     }
 }
 
-void Demuxer::Convert(AVPacket& packet) const {
+void Demuxer::ContinueAt(LONGLONG time) {
+    if (can_seek_ || at_start_) return;
+    next_time_ = time;
+    // An interrupted read ends the file.
+    if (!format_->pb) return;
+    format_->pb->eof_reached = 0;
+    format_->pb->error = 0;
+}
+
+void Demuxer::Convert(AVPacket& packet) {
     const AVStream& stream = *format_->streams[packet.stream_index];
     av_packet_rescale_ts(&packet, stream.time_base, hundreds);
     for (std::int64_t* const time : {&packet.pts, &packet.dts}) {
         *time = Bounded(*time);
+    }
+    const std::int64_t first = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+    if (next_time_ && first != AV_NOPTS_VALUE) {
+        start_ = first - *next_time_;
+        next_time_.reset();
+    }
+    for (std::int64_t* const time : {&packet.pts, &packet.dts}) {
         if (*time != AV_NOPTS_VALUE) *time -= start_;
     }
     if (packet.duration < 0 || packet.duration > farthest) packet.duration = 0;

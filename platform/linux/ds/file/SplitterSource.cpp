@@ -111,6 +111,7 @@ HRESULT SplitterSource::Activate() {
     if (State() != State_Stopped) return S_OK;
     HRESULT hr = ActivatePins();
     if (FAILED(hr)) return hr;
+    if (demuxer_) demuxer_->ContinueAt(CurrentSegment().start);
     hr = StartThreads();
     if (FAILED(hr)) DeactivatePins();
     return hr;

@@ -7,6 +7,7 @@
 #include "com/Utf8.h"
 #include "platform/linux/ds/file/Languages.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/ffmpeg/FfmpegLog.h"
 #include "platform/linux/ffmpeg/QuietFormat.h"
 #include "vimbrel/AppLog.h"
 
@@ -69,6 +70,7 @@ struct Reader {
 };
 
 bool Read(const fs::path& path, SubtitleFile& file) {
+    const FfmpegLogScope log;
     Reader reader;
     if (!reader.format) return false;
     Silence(*reader.format);
