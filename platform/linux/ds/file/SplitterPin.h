@@ -85,7 +85,7 @@ private:
     SplitterSource& source_;
     const StreamKind kind_;
     std::atomic<int> stream_;
-    bool changed_ = false;  // written before a run, read by its thread
+    bool changed_ = false;  // of the control thread between runs, of the pin's thread in one
     CodecStream codec_stream_;
     Bitrate bitrate_;
     SplitterSeeking seeking_;

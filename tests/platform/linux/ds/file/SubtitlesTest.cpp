@@ -176,6 +176,11 @@ TEST_P(SubtitleKinds, AreDrawnAtTheirTimeAndPlace) {
     if (kind.chosen >= 0) {
         EXPECT_TRUE(source.SetSubtitleStream(kind.chosen));
         EXPECT_EQ(source.GetSubtitleStream(), kind.chosen);
+        // A seek at once, which may flush the sample that tells of the change.
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_TRUE(source.SetSubtitleStream(1));
+            EXPECT_TRUE(source.SetSubtitleStream(kind.chosen) && source.Seek(0.01 * i));
+        }
     }
     Compare(drawn);
 }
