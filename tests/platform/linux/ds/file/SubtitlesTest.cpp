@@ -123,23 +123,23 @@ protected:
         source.SetFileName((*folder / file).wstring().c_str(), true);
         return source.Open() && source.Pause();
     }
+    void CompareOne(const Bytes& drawn, int number) {
+        source.Pause();
+        ASSERT_TRUE(source.Seek(number / 25.0 + 0.01));
+        taker.Expect();
+        source.Play();
+        Bytes picture;
+        std::int64_t time = 0;
+        ASSERT_TRUE(taker.Take(picture, time));
+        ASSERT_EQ((time + 200'000) / 400'000, number);
+        const auto place = std::count_if(std::begin(compared), std::end(compared),
+                                         [&](int other) { return other < number; });
+        EXPECT_GE(PeakRatio(picture.data(), drawn.data() + place * width * height * 4), 40.0)
+            << number;
+    }
     void Compare(const Bytes& drawn) {
         ASSERT_EQ(drawn.size(), std::size(compared) * width * height * 4);
-        std::vector<int> sorted(std::begin(compared), std::end(compared));
-        std::sort(sorted.begin(), sorted.end());
-        for (const int number : compared) {
-            source.Pause();
-            ASSERT_TRUE(source.Seek(number / 25.0 + 0.01));
-            taker.Expect();
-            source.Play();
-            Bytes picture;
-            std::int64_t time = 0;
-            ASSERT_TRUE(taker.Take(picture, time));
-            ASSERT_EQ((time + 200'000) / 400'000, number);
-            const auto place = std::find(sorted.begin(), sorted.end(), number) - sorted.begin();
-            EXPECT_GE(PeakRatio(picture.data(), drawn.data() + place * width * height * 4), 40.0)
-                << number;
-        }
+        for (const int number : compared) CompareOne(drawn, number);
     }
 
     const Watchdog watchdog{"subtitles"};
@@ -177,9 +177,10 @@ TEST_P(SubtitleKinds, AreDrawnAtTheirTimeAndPlace) {
         EXPECT_TRUE(source.SetSubtitleStream(kind.chosen));
         EXPECT_EQ(source.GetSubtitleStream(), kind.chosen);
         // A seek at once, which may flush the sample that tells of the change.
-        for (int i = 0; i < 100; ++i) {
+        for (int i = 0; i < 10; ++i) {
             EXPECT_TRUE(source.SetSubtitleStream(1));
-            EXPECT_TRUE(source.SetSubtitleStream(kind.chosen) && source.Seek(0.01 * i));
+            EXPECT_TRUE(source.SetSubtitleStream(kind.chosen));
+            CompareOne(drawn, 50);
         }
     }
     Compare(drawn);
