@@ -7,6 +7,7 @@ if(NOT WIN32)
     pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
         libavformat libavcodec libswresample libswscale libavutil)
     pkg_check_modules(RTMP REQUIRED IMPORTED_TARGET librtmp gnutls)
+    pkg_check_modules(ASS REQUIRED IMPORTED_TARGET libass)
     pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
     pkg_check_modules(XCB REQUIRED IMPORTED_TARGET
         xcb xcb-shm xcb-randr xcb-damage xcb-xfixes xcb-composite)

@@ -55,9 +55,8 @@ void RunRequest(const std::shared_ptr<Request>& request) {
 }
 
 bool WritePng(Raster& picture, const std::filesystem::path& out) {
-    cairo_surface_t* const surface =
-        cairo_image_surface_create_for_data(picture.pixels.data(), CAIRO_FORMAT_ARGB32,
-                                            picture.width, picture.height, picture.Stride());
+    cairo_surface_t* const surface = cairo_image_surface_create_for_data(
+        picture.pixels.data(), CAIRO_FORMAT_RGB24, picture.width, picture.height, picture.Stride());
     const cairo_status_t status = cairo_surface_write_to_png(surface, out.c_str());
     cairo_surface_destroy(surface);
     return status == CAIRO_STATUS_SUCCESS;

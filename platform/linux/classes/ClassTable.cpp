@@ -14,6 +14,7 @@
 #include "platform/linux/ds/device/SoundOutputs.h"
 #include "platform/linux/ds/file/AudioDecoder.h"
 #include "platform/linux/ds/file/SplitterSource.h"
+#include "platform/linux/ds/file/SubtitleFilter.h"
 #include "platform/linux/ds/file/VideoDecoder.h"
 #include "platform/linux/ds/graph/FilterGraph.h"
 #include "platform/linux/ds/media/MemoryAllocator.h"
@@ -49,6 +50,7 @@ constexpr ClassEntry classes[] = {
     {CLSID_MemoryAllocator, Vimbrel::CreateMemoryAllocator},
     {Vimbrel::class_splitter_source, Vimbrel::CreateSplitterSource},
     {Vimbrel::class_audio_decoder, Vimbrel::CreateAudioDecoder},
+    {Vimbrel::class_subtitle_filter, Vimbrel::CreateSubtitleFilter},
     {Vimbrel::class_video_decoder, Vimbrel::CreateVideoDecoder},
     {CLSID_SystemDeviceEnum, CreateDeviceEnumerator},
     {CLSID_CColorConvertDMO, Vimbrel::CreateColorConverter},

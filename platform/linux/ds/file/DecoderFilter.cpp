@@ -121,6 +121,7 @@ HRESULT DecoderFilter::Receive(IMediaSample* sample) {
     const FfmpegPtr<AVPacket> packet = PacketOf(*sample);
     if (!packet) return E_OUTOFMEMORY;
     if (packet->pts == AV_NOPTS_VALUE && packet->dts != AV_NOPTS_VALUE) shown_times_ = false;
+    Announce(*packet);
     return Send(packet.get());
 }
 

@@ -48,6 +48,8 @@ protected:
     virtual void Prepare(AVCodecContext& codec) = 0;
     // The codec is open, or was flushed: a stream begins anew.
     virtual void Begin() = 0;
+    // Before the codec gets a packet.
+    virtual void Announce(const AVPacket&) {}
     // A decoded frame. S_OK if more may come.
     virtual HRESULT Deliver(AVFrame& frame) = 0;
     // The stream is over; what is held back is delivered.

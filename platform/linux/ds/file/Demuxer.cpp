@@ -8,6 +8,8 @@
 #include "platform/linux/ds/file/KeyPictureSearch.h"
 #include "platform/linux/ds/file/Languages.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/ffmpeg/FfmpegLog.h"
+#include "platform/linux/ffmpeg/QuietFormat.h"
 #include "platform/linux/kernel/NativePath.h"
 
 extern "C" {
@@ -45,18 +47,6 @@ HRESULT CheckFile(const std::string& path) {
                                                     : HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED);
 }
 
-// A demuxer's context has no offset of its own for the levels of its messages. A field that only
-// muxers use takes its place, so that nothing of a damaged file reaches stderr.
-void Silence(AVFormatContext& format) {
-    static const AVClass quiet = [] {
-        AVClass copy = *avformat_get_class();
-        copy.log_level_offset_offset = offsetof(AVFormatContext, metadata_header_padding);
-        return copy;
-    }();
-    format.av_class = &quiet;
-    format.metadata_header_padding = quiet_log_offset;
-}
-
 int RotationOf(const AVStream& stream) {
     const auto* const matrix = reinterpret_cast<const std::int32_t*>(
         av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
@@ -64,6 +54,14 @@ int RotationOf(const AVStream& stream) {
     const double angle = -av_display_rotation_get(matrix);
     if (std::isnan(angle)) return 0;
     return (static_cast<int>(std::lround(angle / 90)) * 90 % 360 + 360) % 360;
+}
+
+// Old and new kinds differ; each has the word in it.
+bool IsFont(const AVStream& stream) {
+    const AVCodecID codec = stream.codecpar->codec_id;
+    const AVDictionaryEntry* const kind = av_dict_get(stream.metadata, "mimetype", nullptr, 0);
+    return codec == AV_CODEC_ID_TTF || codec == AV_CODEC_ID_OTF ||
+           (kind && std::string_view(kind->value).find("font") != std::string_view::npos);
 }
 
 std::wstring NameOf(const AVStream& stream, int position) {
@@ -125,6 +123,7 @@ HRESULT Demuxer::Open(const std::wstring& name, DWORD analysis, std::unique_ptr<
 }
 
 HRESULT Demuxer::OpenFile(const std::wstring& name, DWORD analysis) {
+    const FfmpegLogScope log;
     name_ = ToUtf8(name);
     network_ = IsAddress(name_);
     if (!network_) {
@@ -161,7 +160,24 @@ void Demuxer::ReadTimes() {
     if (start_ == AV_NOPTS_VALUE) start_ = 0;
 }
 
+std::shared_ptr<const std::vector<EmbeddedFont>> Demuxer::ReadFonts() const {
+    const auto fonts = std::make_shared<std::vector<EmbeddedFont>>();
+    for (unsigned i = 0; i < format_->nb_streams; ++i) {
+        const AVStream& stream = *format_->streams[i];
+        const AVCodecParameters& parameters = *stream.codecpar;
+        if (parameters.codec_type != AVMEDIA_TYPE_ATTACHMENT || parameters.extradata_size <= 0 ||
+            !IsFont(stream))
+            continue;
+        const AVDictionaryEntry* const name = av_dict_get(stream.metadata, "filename", nullptr, 0);
+        fonts->push_back(
+            {name ? name->value : "font",
+             {parameters.extradata, parameters.extradata + parameters.extradata_size}});
+    }
+    return fonts;
+}
+
 void Demuxer::ReadStreams() {
+    const auto fonts = ReadFonts();
     positions_.assign(format_->nb_streams, -1);
     for (unsigned i = 0; i < format_->nb_streams; ++i) {
         AVStream& stream = *format_->streams[i];
@@ -176,6 +192,7 @@ void Demuxer::ReadStreams() {
             found.language = LocaleOfLanguage(tag->value);
         avcodec_parameters_copy(found.description.parameters.get(), &parameters);
         found.description.rotation = RotationOf(stream);
+        if (found.kind == StreamKind::subtitle) found.description.fonts = fonts;
         const AVRational rate = av_guess_frame_rate(format_, &stream, nullptr);
         if (rate.num > 0 && rate.den > 0)
             found.description.frame_time = av_rescale(10'000'000, rate.den, rate.num);
@@ -198,6 +215,7 @@ void Demuxer::Select(const std::vector<int>& streams) {
 }
 
 int Demuxer::ReadRaw(AVPacket& packet) {
+    const FfmpegLogScope log;
     for (;;) {
         if (interrupted_) return AVERROR_EXIT;
         const int error = av_read_frame(format_, &packet);
@@ -215,11 +233,27 @@ int Demuxer::ReadRaw(AVPacket& packet) {
     }
 }
 
-void Demuxer::Convert(AVPacket& packet) const {
+void Demuxer::ContinueAt(LONGLONG time) {
+    if (can_seek_ || at_start_) return;
+    next_time_ = time;
+    // An interrupted read ends the file.
+    if (!format_->pb) return;
+    format_->pb->eof_reached = 0;
+    format_->pb->error = 0;
+}
+
+void Demuxer::Convert(AVPacket& packet) {
     const AVStream& stream = *format_->streams[packet.stream_index];
     av_packet_rescale_ts(&packet, stream.time_base, hundreds);
     for (std::int64_t* const time : {&packet.pts, &packet.dts}) {
         *time = Bounded(*time);
+    }
+    const std::int64_t first = packet.dts != AV_NOPTS_VALUE ? packet.dts : packet.pts;
+    if (next_time_ && first != AV_NOPTS_VALUE) {
+        start_ = first - *next_time_;
+        next_time_.reset();
+    }
+    for (std::int64_t* const time : {&packet.pts, &packet.dts}) {
         if (*time != AV_NOPTS_VALUE) *time -= start_;
     }
     if (packet.duration < 0 || packet.duration > farthest) packet.duration = 0;

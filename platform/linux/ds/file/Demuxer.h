@@ -5,6 +5,7 @@
 #include <chrono>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,8 @@ public:
     // 0 if unknown.
     LONGLONG Duration() const { return duration_; }
     bool CanSeek() const { return can_seek_; }
+    // An address: a seek is expensive.
+    bool IsNetwork() const { return network_; }
     const std::string& Name() const { return name_; }
 
     // Packets of other streams are not read. Positions in the list of streams.
@@ -56,6 +59,8 @@ public:
     // The next packets of `stream` begin with a key picture that is not after `target`. What cannot
     // be sought goes on where it is.
     HRESULT Seek(LONGLONG target, int stream);
+    // What cannot be sought plays on in a new run: its next packet is at `time` of that.
+    void ContinueAt(LONGLONG time);
     // Any thread. Ends a read or a seek that is under way; false takes that back. Reads of a local
     // file have a second to end by themselves, because what one of them had read would be lost.
     void Interrupt(bool on);
@@ -67,11 +72,12 @@ private:
     Demuxer() = default;
     HRESULT OpenFile(const std::wstring& name, DWORD analysis);
     void ReadStreams();
+    std::shared_ptr<const std::vector<EmbeddedFont>> ReadFonts() const;
     void ReadTimes();
     static int IsInterrupted(void* demuxer);
     // Below the kept packets: what FFmpeg returns.
     int ReadRaw(AVPacket& packet);
-    void Convert(AVPacket& packet) const;
+    void Convert(AVPacket& packet);
 
     AVFormatContext* format_ = nullptr;
     std::string name_;
@@ -79,6 +85,7 @@ private:
     std::vector<int> positions_;  // of the container's streams in the list; -1 for others
     LONGLONG duration_ = 0;
     LONGLONG start_ = 0;
+    std::optional<LONGLONG> next_time_;  // of the next packet
     bool can_seek_ = false;
     bool network_ = false;
     bool at_start_ = true;  // nothing was read

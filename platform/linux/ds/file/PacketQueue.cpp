@@ -49,6 +49,14 @@ bool PacketQueue::Push(std::size_t lane, FfmpegPtr<AVPacket> packet) {
     return true;
 }
 
+bool PacketQueue::WaitUntilTaken(std::size_t lane) {
+    MutexLock guard(lock_);
+    const Lane& target = lanes_[lane];
+    while (!aborted_ && !target.closed && !(target.packets.empty() && target.idle))
+        changed_.Wait(guard);
+    return !aborted_;
+}
+
 void PacketQueue::End() {
     const MutexLock guard(lock_);
     ended_ = true;
@@ -58,7 +66,12 @@ void PacketQueue::End() {
 PacketQueue::Result PacketQueue::Pop(std::size_t lane, FfmpegPtr<AVPacket>& packet) {
     MutexLock guard(lock_);
     std::deque<FfmpegPtr<AVPacket>>& packets = lanes_[lane].packets;
-    while (!aborted_ && !ended_ && packets.empty()) changed_.Wait(guard);
+    while (!aborted_ && !ended_ && packets.empty()) {
+        if (!lanes_[lane].idle) changed_.NotifyAll();
+        lanes_[lane].idle = true;
+        changed_.Wait(guard);
+    }
+    lanes_[lane].idle = false;
     if (aborted_) return Result::aborted;
     if (packets.empty()) return Result::end;
     packet = std::move(packets.front());

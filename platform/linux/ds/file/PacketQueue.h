@@ -22,6 +22,8 @@ public:
 
     // By the demuxing thread. Waits for room; false after Abort.
     bool Push(std::size_t lane, FfmpegPtr<AVPacket> packet);
+    // Waits until the receiver has done with all packets of the lane. False after Abort.
+    bool WaitUntilTaken(std::size_t lane);
     // Nothing more comes, in any lane.
     void End();
 
@@ -36,6 +38,7 @@ private:
         std::int64_t bytes = 0;  // of the packets
         bool sparse = false;
         bool closed = false;
+        bool idle = false;  // its thread waits for a packet
     };
 
     bool HasRoom(std::size_t lane) const REQUIRES(lock_);

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/ffmpeg/FfmpegLog.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -119,6 +120,7 @@ HRESULT PictureOutput::Prepare(const AVFrame& frame) {
                       colors.range == colors_.range && frame.width == width_ &&
                       frame.height == height_;
     if (same) return S_OK;
+    const FfmpegLogScope log;
     scaler_.reset(sws_getContext(frame.width, frame.height, PlainFormat(colors.format), frame.width,
                                  frame.height, AV_PIX_FMT_BGR0, SWS_BICUBIC, nullptr, nullptr,
                                  nullptr));

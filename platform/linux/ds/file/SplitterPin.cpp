@@ -142,9 +142,11 @@ HRESULT SplitterPin::Send(FfmpegPtr<AVPacket> packet, const Segment& segment, bo
     if (first && changed_) {
         CMediaType type = TypeOfStream(Chosen().description);
         sample->SetMediaType(&type);
-        changed_ = false;
     }
-    return Deliver(sample.Get());
+    const HRESULT hr = Deliver(sample.Get());
+    // A sample that a flush refused has told nothing: the next run begins with the type again.
+    if (hr == S_OK) changed_ = false;
+    return hr;
 }
 
 }  // namespace Vimbrel

@@ -36,6 +36,7 @@ public:
 
     StreamKind Kind() const { return kind_; }
     int Stream() const { return stream_; }
+    bool ReceiverCanWait() const { return Receiver()->ReceiveCanBlock() != S_FALSE; }
     // Before a run. Its first sample carries the new type.
     void Choose(int stream);
 
@@ -84,7 +85,7 @@ private:
     SplitterSource& source_;
     const StreamKind kind_;
     std::atomic<int> stream_;
-    bool changed_ = false;  // written before a run, read by its thread
+    bool changed_ = false;  // of the control thread between runs, of the pin's thread in one
     CodecStream codec_stream_;
     Bitrate bitrate_;
     SplitterSeeking seeking_;

@@ -57,6 +57,7 @@ HRESULT SplitterSource::Load(const std::wstring& name) {
         return hr;
     }
     file_ = name;
+    if (!demuxer_->IsNetwork()) subtitle_files_ = FindSubtitleFiles(demuxer_->Name());
     AddPin(StreamKind::video);
     AddPin(StreamKind::audio);
     AddPin(StreamKind::subtitle);
@@ -64,7 +65,8 @@ HRESULT SplitterSource::Load(const std::wstring& name) {
 }
 
 void SplitterSource::AddPin(StreamKind kind) {
-    int stream = demuxer_->BestStream(kind);
+    // The first subtitles are those that the list of streams begins with.
+    int stream = kind == StreamKind::subtitle ? -1 : demuxer_->BestStream(kind);
     for (int i = 0; stream < 0 && i < StreamCount(); ++i) {
         if (Stream(i).kind == kind) stream = i;
     }
@@ -72,11 +74,18 @@ void SplitterSource::AddPin(StreamKind kind) {
 }
 
 int SplitterSource::StreamCount() const {
-    return demuxer_ ? static_cast<int>(demuxer_->Streams().size()) : 0;
+    return demuxer_ ? static_cast<int>(demuxer_->Streams().size() + subtitle_files_.size()) : 0;
+}
+
+const SubtitleFile* SplitterSource::SubtitlesBeside(int index) const {
+    const auto position = static_cast<std::size_t>(index);
+    const std::size_t own = demuxer_->Streams().size();
+    return position < own ? nullptr : &subtitle_files_[position - own];
 }
 
 const MediaStream& SplitterSource::Stream(int index) const {
-    return demuxer_->Streams()[static_cast<std::size_t>(index)];
+    const SubtitleFile* const beside = SubtitlesBeside(index);
+    return beside ? beside->stream : demuxer_->Streams()[static_cast<std::size_t>(index)];
 }
 
 SplitterPin* SplitterSource::PinOf(StreamKind kind) const {
@@ -102,6 +111,7 @@ HRESULT SplitterSource::Activate() {
     if (State() != State_Stopped) return S_OK;
     HRESULT hr = ActivatePins();
     if (FAILED(hr)) return hr;
+    if (demuxer_) demuxer_->ContinueAt(CurrentSegment().start);
     hr = StartThreads();
     if (FAILED(hr)) DeactivatePins();
     return hr;
@@ -130,31 +140,43 @@ HRESULT STDMETHODCALLTYPE SplitterSource::Stop() {
     return S_OK;
 }
 
+SplitterSource::Reading SplitterSource::PrepareReading(const std::vector<SplitterPin*>& pins,
+                                                       LONGLONG start) {
+    Reading reading{std::vector<int>(static_cast<std::size_t>(StreamCount()), -1), start, -1,
+                    SubtitleFeed(*demuxer_, queue_)};
+    for (std::size_t i = 0; i < pins.size(); ++i) {
+        const int stream = pins[i]->Stream();
+        reading.lanes[static_cast<std::size_t>(stream)] = static_cast<int>(i);
+        if (pins[i]->Kind() == StreamKind::subtitle) {
+            const SubtitleFile* const beside = SubtitlesBeside(stream);
+            reading.subtitles.SetTarget(
+                {i, beside ? -1 : stream, beside, !pins[i]->ReceiverCanWait()});
+        } else if (reading.reference < 0 && !Stream(stream).cover) {
+            // Pictures decide where a seek begins to read.
+            reading.reference = stream;
+        }
+    }
+    if (reading.reference < 0) reading.reference = pins.front()->Stream();
+    return reading;
+}
+
 HRESULT SplitterSource::StartThreads() {
     const std::vector<SplitterPin*> pins = ConnectedPins();
     if (pins.empty()) return S_OK;
     const Segment segment = CurrentSegment();
     std::vector<int> chosen;
     std::vector<bool> sparse;
-    int reference = -1;
     for (SplitterPin* const pin : pins) {
-        chosen.push_back(pin->Stream());
-        const bool cover = Stream(pin->Stream()).cover;
-        sparse.push_back(pin->Kind() == StreamKind::subtitle || cover);
-        // Pictures decide where a seek begins to read.
-        if (reference < 0 && !sparse.back()) reference = pin->Stream();
+        if (!SubtitlesBeside(pin->Stream())) chosen.push_back(pin->Stream());
+        sparse.push_back(pin->Kind() == StreamKind::subtitle || Stream(pin->Stream()).cover);
     }
-    if (reference < 0) reference = chosen.front();
     demuxer_->Interrupt(false);
     demuxer_->Select(chosen);
     queue_.Reset(sparse);
-    std::vector<int> lanes(static_cast<std::size_t>(StreamCount()), -1);
-    for (std::size_t i = 0; i < pins.size(); ++i)
-        lanes[static_cast<std::size_t>(chosen[i])] = static_cast<int>(i);
     try {
         for (std::size_t i = 0; i < pins.size(); ++i) pins[i]->Start(queue_, i, segment);
         demuxing_ = std::thread(
-            [this, lanes, start = segment.start, reference] { Demux(lanes, start, reference); });
+            [this, reading = PrepareReading(pins, segment.start)]() mutable { Demux(reading); });
     } catch (const std::system_error&) {
         StopThreads();
         return E_OUTOFMEMORY;
@@ -169,13 +191,16 @@ void SplitterSource::StopThreads() {
     for (const auto& pin : pins_) pin->Join();
 }
 
-void SplitterSource::Demux(std::vector<int> lanes, LONGLONG start, int reference) {
-    HRESULT hr = demuxer_->Seek(start, reference);
+void SplitterSource::Demux(Reading& reading) {
+    if (!reading.subtitles.Begin(reading.start, reading.reference)) return;
+    HRESULT hr = demuxer_->Seek(reading.start, reading.reference);
     while (SUCCEEDED(hr)) {
         FfmpegPtr<AVPacket> packet(av_packet_alloc());
         hr = demuxer_->Read(*packet);
         if (hr != S_OK) break;
-        const int lane = lanes[static_cast<std::size_t>(packet->stream_index)];
+        if (!reading.subtitles.Take(packet)) return;
+        const int lane =
+            packet ? reading.lanes[static_cast<std::size_t>(packet->stream_index)] : -1;
         if (lane >= 0 && !queue_.Push(static_cast<std::size_t>(lane), std::move(packet))) return;
     }
     queue_.End();

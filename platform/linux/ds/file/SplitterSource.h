@@ -10,6 +10,7 @@
 #include "platform/linux/ds/file/PacketQueue.h"
 #include "platform/linux/ds/file/SplitterPin.h"
 #include "platform/linux/ds/file/StreamList.h"
+#include "platform/linux/ds/file/SubtitleFeed.h"
 
 namespace Vimbrel {
 
@@ -36,6 +37,8 @@ public:
     LONGLONG Duration() const { return demuxer_ ? demuxer_->Duration() : 0; }
     int StreamCount() const;
     const MediaStream& Stream(int index) const;
+    // Null for a stream of the media file itself.
+    const SubtitleFile* SubtitlesBeside(int index) const;
     // Whether it is the one that its kind's pin delivers.
     bool IsChosen(int index) const;
     // From the current position on when the graph is not stopped.
@@ -79,12 +82,21 @@ private:
     // E_OUTOFMEMORY, and none runs, if the system gives no thread.
     HRESULT StartThreads() REQUIRES(state_lock_);
     void StopThreads() REQUIRES(state_lock_);
-    void Demux(std::vector<int> lanes, LONGLONG start, int reference);
+    // What the demuxing thread of a run gets.
+    struct Reading {
+        std::vector<int> lanes;  // by stream; -1 for none
+        LONGLONG start = 0;
+        int reference = -1;  // the stream that decides where a seek begins to read
+        SubtitleFeed subtitles;
+    };
+    Reading PrepareReading(const std::vector<SplitterPin*>& pins, LONGLONG start);
+    void Demux(Reading& reading);
     HRESULT Activate() REQUIRES(state_lock_);
     std::vector<SplitterPin*> ConnectedPins() const;
     HRESULT Restart(const Segment& segment) REQUIRES(state_lock_);
 
     std::unique_ptr<Demuxer> demuxer_;
+    std::vector<SubtitleFile> subtitle_files_;  // after the demuxer's in the list of streams
     std::wstring file_;
     std::vector<std::unique_ptr<SplitterPin>> pins_;
     PacketQueue queue_;

@@ -49,7 +49,16 @@ void VideoDecoder::Begin() {
     covered_ = false;
     holds_ = false;
     next_start_ = 0;
+    latest_early_ = std::numeric_limits<REFERENCE_TIME>::min();
     av_frame_unref(held_.get());
+}
+
+// A picture is not the one that covers the target if another one begins after it and not after the
+// target. Where no picture refers to it either, decoding it is a waste.
+void VideoDecoder::Announce(const AVPacket& packet) {
+    const bool early = !covered_ && packet.pts != AV_NOPTS_VALUE && packet.pts <= 0;
+    Codec().skip_frame = early && packet.pts < latest_early_ ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+    if (early) latest_early_ = std::max<REFERENCE_TIME>(latest_early_, packet.pts);
 }
 
 PictureLayout VideoDecoder::ExpectedLayout() const {

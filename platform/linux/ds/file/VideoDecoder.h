@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <limits>
 #include <optional>
 
 #include "filters/OutsideInterfaces.h"
@@ -28,6 +29,7 @@ protected:
     bool IsForMe(const CMediaType& type) const override;
     void Prepare(AVCodecContext& codec) override;
     void Begin() override;
+    void Announce(const AVPacket& packet) override;
     HRESULT Deliver(AVFrame& frame) override;
     HRESULT Finish() override;
 
@@ -58,6 +60,8 @@ private:
     REFERENCE_TIME held_start_ = 0;
     REFERENCE_TIME held_end_ = 0;
     REFERENCE_TIME next_start_ = 0;  // of a picture without a time
+    // The latest start at or before the target of what the codec got since the seek.
+    REFERENCE_TIME latest_early_ = std::numeric_limits<REFERENCE_TIME>::min();
 };
 #pragma GCC diagnostic pop
 

@@ -85,6 +85,7 @@ StreamDescription& StreamDescription::operator=(const StreamDescription& other) 
     avcodec_parameters_copy(parameters.get(), other.parameters.get());
     frame_time = other.frame_time;
     rotation = other.rotation;
+    fonts = other.fonts;
     return *this;
 }
 

@@ -1,6 +1,10 @@
 // Media types of compressed streams and FFmpeg's description of the same.
 #pragma once
 
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "filters/MediaType.h"
 #include "platform/linux/ffmpeg/FfmpegHandles.h"
 
@@ -10,11 +14,19 @@ namespace Vimbrel {
 inline constexpr GUID media_type_subtitle{
     0xE487EB08, 0x6B26, 0x4BE9, {0x9D, 0xD3, 0x99, 0x34, 0x34, 0xD3, 0x13, 0xFD}};
 
+// A font that a container brings along.
+struct EmbeddedFont {
+    std::string name;
+    std::vector<std::uint8_t> data;
+};
+
 // What a decoder needs to know of a stream.
 struct StreamDescription {
     FfmpegPtr<AVCodecParameters> parameters{avcodec_parameters_alloc()};
     REFERENCE_TIME frame_time = 0;  // per picture; 0 if unknown
     int rotation = 0;               // clockwise, by which pictures are shown: 0, 90, 180 or 270
+    // Of the container; null for other streams than subtitles.
+    std::shared_ptr<const std::vector<EmbeddedFont>> fonts;
 
     StreamDescription() = default;
     StreamDescription(const StreamDescription& other) { *this = other; }

@@ -252,12 +252,15 @@ TEST_F(FileSource, ThumbnailsAreThePicturesOfTheirTimes) {
 
 // Nothing here depends on time: every control operation must return, in any order.
 TEST_F(FileSource, SurvivesControlInAnyOrder) {
+    folder->Write("two.srt", std::string("1\n00:00:00,000 --> 00:00:02,000\nText\n"));
+    folder->Write("two.en.srt", std::string("1\n00:00:01,000 --> 00:00:01,500\nMore\n"));
     Name("two.mkv");
+    source.SetAutoloadSubtitle(true);
     std::mt19937 random(7);
     const int rounds = 400;
     ASSERT_TRUE(source.Open());
     for (int i = 0; i < rounds; ++i) {
-        switch (random() % 8) {
+        switch (random() % 9) {
             case 0:
                 EXPECT_TRUE(source.Play());
                 break;
@@ -277,6 +280,9 @@ TEST_F(FileSource, SurvivesControlInAnyOrder) {
                 EXPECT_TRUE(source.SetAudioStream(static_cast<int>(1 + random() % 2)));
                 break;
             case 6:
+                EXPECT_TRUE(source.SetSubtitleStream(static_cast<int>(3 + random() % 2)));
+                break;
+            case 7:
                 Pump();
                 break;
             default:
