@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <numbers>
 #include <vector>
@@ -19,6 +20,8 @@
 namespace Vimbrel::test {
 
 using Samples = std::vector<std::int16_t>;
+
+constexpr unsigned engine_rate = 44'100;
 
 inline Samples StereoTone(double frequency, unsigned rate, double seconds, double amplitude) {
     Samples samples;
@@ -104,6 +107,12 @@ inline int Breaks(const Samples& stereo, double frequency, double rate, int tole
         if (std::abs(stereo[i] - expected) > tolerance) ++breaks;
     }
     return breaks;
+}
+
+// How long a proof lasts: the usual number, or that of an environment variable of the name.
+inline int Length(const char* variable, int usual) {
+    const char* const given = std::getenv(variable);
+    return given ? std::atoi(given) : usual;
 }
 
 template <class Call>
