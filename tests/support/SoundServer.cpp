@@ -38,8 +38,13 @@ void SoundServer::LoadDevices() const {
     LoadModule(
         "module-remap-source master=micin.monitor source_name=microphone"
         " source_properties=device.description=Microphone");
-    Control("set-default-sink speakers");
-    Control("set-default-source microphone");
+    // The session manager may not keep defaults yet.
+    const auto keeps = [] {
+        return std::system(
+                   "pactl set-default-sink speakers > /dev/null 2>&1 &&"
+                   " pactl set-default-source microphone > /dev/null 2>&1") == 0;
+    };
+    EXPECT_TRUE(WaitUntil(keeps)) << ReadText(folder / "printed.server");
 }
 
 void SoundServer::AwaitAnswer() const {

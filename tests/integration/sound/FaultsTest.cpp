@@ -41,11 +41,7 @@ protected:
                                  "-source source_properties=device.description=" + description);
     }
     auto Tone(const std::string& sink, double frequency) {
-        constexpr int seconds = 20;
-        const Samples second = StereoTone(frequency, 48'000, 1, 9'000);
-        Samples tone;
-        for (int i = 0; i < seconds; ++i) tone.insert(tone.end(), second.begin(), second.end());
-        return server.Play(sink, tone, 48'000);
+        return server.Play(sink, LongTone(frequency, 48'000, 20, 9'000), 48'000);
     }
 
     bool OpenFactory(const wchar_t* output, const wchar_t* input) {

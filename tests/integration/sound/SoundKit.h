@@ -34,6 +34,14 @@ inline Samples StereoTone(double frequency, unsigned rate, double seconds, doubl
     return samples;
 }
 
+// Of a whole frequency, whose seconds are alike.
+inline Samples LongTone(double frequency, unsigned rate, int seconds, double amplitude) {
+    const Samples second = StereoTone(frequency, rate, 1, amplitude);
+    Samples samples;
+    for (int i = 0; i < seconds; ++i) samples.insert(samples.end(), second.begin(), second.end());
+    return samples;
+}
+
 // Never 0, and without a repetition: one place in it is known by its neighbours.
 inline Samples Noise(std::size_t count) {
     Samples noise(count);
