@@ -11,6 +11,7 @@
 #include "pixel/reference/ReferenceKernels.h"
 #include "tests/pixel/PixelTestKit.h"
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/Sanitized.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -129,13 +130,14 @@ struct Colors {
 };
 
 TEST(Variants, EveryColor) {
+    const int step = sanitized ? 17 : 1;
     const std::size_t count = 4 * 256 * 512;
     std::vector<std::uint8_t> expected(count);
     std::vector<std::uint8_t> got(count);
     for (const Conversion& conversion : AllConversions()) {
         if (!conversion.halves_rows && conversion.sources != PairsLayout) continue;
         std::map<const pixel::Kernels*, std::size_t> differing;
-        for (int cr = 0; cr < 256; ++cr) {
+        for (int cr = 0; cr < 256; cr += step) {
             const Colors colors(conversion, static_cast<std::uint8_t>(cr));
             const auto convert = [&](const pixel::Kernels& kernels,
                                      std::vector<std::uint8_t>& result) {
@@ -156,7 +158,7 @@ TEST(Variants, EveryColor) {
         }
         // Of the three colours of all of them, less than one in 250 is rounded the other way.
         for (const auto& [kernels, number] : differing) {
-            EXPECT_LT(number, 256 * count * 3 / 4 / 250)
+            EXPECT_LT(number, (255 / step + 1) * count * 3 / 4 / 250)
                 << conversion.name << " by " << kernels->name;
         }
     }
