@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tests/integration/sound/SoundKit.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/Watchdog.h"
 #include "vimbrel/AudioDeviceEnumerator.h"
 #include "vimbrel/AudioFactory.h"
@@ -20,7 +21,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto close_limit = 1s;
+constexpr auto close_limit = sanitized ? 4s : 1s;
 
 class SoundFaults : public testing::TestWithParam<SoundServerKind> {
 protected:
