@@ -183,18 +183,19 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
         return exit_output_failed;
     }
     std::string error;
-    std::vector<std::unique_ptr<Layer>> layers;
-    for (const LayerDescription& description : scene.layers) {
-        layers.push_back(OpenLayer(description, scene.canvas.fps, factory.get(), error));
-        if (!layers.back()) {
-            std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), error.c_str());
-            return exit_bad_input;
-        }
-    }
+    // Before the layers, some of which sound.
     std::unique_ptr<SoundMixer> sound;
     if (!scene.sound.empty()) {
         sound = SoundMixer::Open(scene.sound, error);
         if (!sound) {
+            std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), error.c_str());
+            return exit_bad_input;
+        }
+    }
+    std::vector<std::unique_ptr<Layer>> layers;
+    for (const LayerDescription& description : scene.layers) {
+        layers.push_back(OpenLayer(description, scene.canvas.fps, factory.get(), error));
+        if (!layers.back()) {
             std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), error.c_str());
             return exit_bad_input;
         }

@@ -17,6 +17,10 @@ SoundServer::SoundServer(SoundServerKind server_kind) : kind(server_kind) {
     const char* before = std::getenv("PULSE_SERVER");
     server_before = before ? before : "";
     std::filesystem::create_directory(folder / "pulse");
+    Serve();
+}
+
+void SoundServer::Serve() {
     if (kind == SoundServerKind::pulse_audio) {
         StartPulseAudio();
     } else {
@@ -24,17 +28,23 @@ SoundServer::SoundServer(SoundServerKind server_kind) : kind(server_kind) {
     }
     setenv("PULSE_SERVER", ("unix:" + socket).c_str(), 1);
     AwaitAnswer();
-    if (kind == SoundServerKind::pipe_wire) {
-        LoadModule(
-            "module-null-sink sink_name=speakers sink_properties=device.description=Speakers");
-        LoadModule("module-null-sink sink_name=micin");
-        LoadModule(
-            "module-remap-source master=micin.monitor source_name=microphone"
-            " source_properties=device.description=Microphone");
-        Control("set-default-sink speakers");
-        Control("set-default-source microphone");
-    }
+    if (kind == SoundServerKind::pipe_wire) LoadDevices();
     AwaitDevices();
+}
+
+void SoundServer::LoadDevices() const {
+    LoadModule("module-null-sink sink_name=speakers sink_properties=device.description=Speakers");
+    LoadModule("module-null-sink sink_name=micin");
+    LoadModule(
+        "module-remap-source master=micin.monitor source_name=microphone"
+        " source_properties=device.description=Microphone");
+    // The session manager may not keep defaults yet.
+    const auto keeps = [] {
+        return std::system(
+                   "pactl set-default-sink speakers > /dev/null 2>&1 &&"
+                   " pactl set-default-source microphone > /dev/null 2>&1") == 0;
+    };
+    EXPECT_TRUE(WaitUntil(keeps)) << ReadText(folder / "printed.server");
 }
 
 void SoundServer::AwaitAnswer() const {
@@ -128,9 +138,10 @@ void SoundServer::Kill() {
 void SoundServer::Restart() {
     Kill();
     processes.clear();
-    StartPulseAudio();
-    AwaitAnswer();
-    AwaitDevices();
+    // Their presence says that the new processes are up.
+    std::filesystem::remove(folder / "bus");
+    std::filesystem::remove(folder / "pipewire-0");
+    Serve();
 }
 
 void SoundServer::Freeze() const { kill(processes.back()->Pid(), SIGSTOP); }

@@ -36,13 +36,15 @@ public:
 
     // At once, as if it had crashed.
     void Kill();
-    // Kills it, and starts it anew where it was. PulseAudio only.
+    // Kills it, and starts it anew where it was.
     void Restart();
     // A frozen server keeps its connections but serves none.
     void Freeze() const;
     void Thaw() const;
 
 private:
+    void Serve();
+    void LoadDevices() const;
     void AwaitAnswer() const;
     void AwaitDevices() const;
     void StartPulseAudio();

@@ -110,10 +110,15 @@ struct SystemSoundDescription {
     std::string device;  // UTF-8; empty: the default one
 };
 
+// What the media layers play.
+struct MediaSoundDescription {};
+
 struct SoundDescription {
     std::string place;    // as in "sound[0]", for messages
     double volume = 1.0;  // a factor
-    std::variant<SoundFileDescription, MicrophoneDescription, SystemSoundDescription> content;
+    std::variant<SoundFileDescription, MicrophoneDescription, SystemSoundDescription,
+                 MediaSoundDescription>
+        content;
 };
 
 enum class OutputType { Gif, Mp4, Rtmp };

@@ -178,9 +178,12 @@ SoundDescription ReadSound(const SceneNode& node, const std::filesystem::path& f
     } else if (type == "system") {
         node.AllowOnly({"type", "device", "volume"});
         sound.content = SystemSoundDescription{device()};
+    } else if (type == "media") {
+        node.AllowOnly({"type", "volume"});
+        sound.content = MediaSoundDescription{};
     } else {
-        FailScene(node.PlaceOf("type"),
-                  "unknown type of sound \"" + type + "\"; there are file, microphone and system");
+        FailScene(node.PlaceOf("type"), "unknown type of sound \"" + type +
+                                            "\"; there are file, media, microphone and system");
     }
     if (node.Has("volume")) sound.volume = node.Number("volume", 0, loudest) / full_volume;
     return sound;
@@ -194,6 +197,20 @@ CanvasDescription ReadCanvas(const SceneNode& node) {
     canvas.fps = node.Integer("fps", 1, fps_limit);
     if (node.Has("background")) canvas.background = ReadColor(node, "background");
     return canvas;
+}
+
+// Media that are mixed are also played: without an output a file has no sound.
+void PlayMedia(Scene& scene) {
+    const SoundDescription* mixed = nullptr;
+    for (const SoundDescription& sound : scene.sound) {
+        if (!std::holds_alternative<MediaSoundDescription>(sound.content)) continue;
+        if (mixed) FailScene(sound.place, "is the sound of the media again, as " + mixed->place);
+        mixed = &sound;
+    }
+    for (LayerDescription& layer : scene.layers) {
+        auto* const media = std::get_if<MediaDescription>(&layer.content);
+        if (mixed && media && media->output.empty()) media->output = "Default DirectSound Device";
+    }
 }
 
 Scene ReadDocument(const Json& json, const std::filesystem::path& folder) {
@@ -211,6 +228,7 @@ Scene ReadDocument(const Json& json, const std::filesystem::path& folder) {
     each("sound", [&](const SceneNode& node) { scene.sound.push_back(ReadSound(node, folder)); });
     each("outputs",
          [&](const SceneNode& node) { scene.outputs.push_back(ReadOutput(node, folder)); });
+    PlayMedia(scene);
     return scene;
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 #include "scene/WideText.h"
@@ -30,10 +29,7 @@ std::string Missing(const char* what, const std::string& name) {
 LiveSound::LiveSound(bool is_microphone)
     : microphone(is_microphone), factory(Vimbrel::CAudioFactory::CreateAudioFactory()) {
     factory->SetDispatcher([this](unsigned char* data, int size, std::int64_t, std::int64_t) {
-        constexpr std::size_t frame_bytes = 4;
-        std::vector<std::int16_t> samples(static_cast<std::size_t>(size) / 2);
-        std::memcpy(samples.data(), data, samples.size() * 2);
-        queue.Push(samples.data(), static_cast<std::size_t>(size) / frame_bytes);
+        queue.PushBytes(data, size);
     });
 }
 

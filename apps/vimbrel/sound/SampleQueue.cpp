@@ -1,6 +1,7 @@
 #include "sound/SampleQueue.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace studio {
 
@@ -17,6 +18,12 @@ void SampleQueue::Push(const std::int16_t* stereo, std::size_t frames) {
     if (waiting.size() > limit * channels)
         waiting.erase(waiting.begin(),
                       waiting.end() - static_cast<std::ptrdiff_t>(lead * channels));
+}
+
+void SampleQueue::PushBytes(const unsigned char* data, int size) {
+    std::vector<std::int16_t> samples(static_cast<std::size_t>(size) / sizeof(std::int16_t));
+    std::memcpy(samples.data(), data, samples.size() * sizeof(std::int16_t));
+    Push(samples.data(), samples.size() / channels);
 }
 
 void SampleQueue::Read(float* stereo, std::size_t frames) {

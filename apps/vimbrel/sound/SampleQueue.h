@@ -17,6 +17,8 @@ public:
         : lead(lead_frames), limit(limit_frames) {}
 
     void Push(const std::int16_t* stereo, std::size_t frames);
+    // As a dispatcher of sound gets them: whole frames.
+    void PushBytes(const unsigned char* data, int size);
     // Silence in place of what has not come yet.
     void Read(float* stereo, std::size_t frames);
 

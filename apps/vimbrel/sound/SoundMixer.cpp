@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "sound/MediaSound.h"
 #include "sound/SoundFile.h"
 
 namespace studio {
@@ -17,6 +18,11 @@ std::unique_ptr<SoundSource> SoundMixer::OpenSource(const SoundDescription& desc
         auto source = SoundFile::Open(file->file, error);
         if (!source) error.insert(0, description.place + ".file: ");
         return source;
+    }
+    if (std::holds_alternative<MediaSoundDescription>(description.content)) {
+        track.name = "media";
+        track.volume = static_cast<float>(description.volume);
+        return std::make_unique<MediaSound>();
     }
     auto source = LiveSound::Open(description, error);
     if (!source) {
@@ -33,12 +39,17 @@ std::unique_ptr<SoundSource> SoundMixer::OpenSource(const SoundDescription& desc
 std::unique_ptr<SoundMixer> SoundMixer::Open(const std::vector<SoundDescription>& descriptions,
                                              std::string& error) {
     auto mixer = std::make_unique<SoundMixer>();
-    for (const SoundDescription& description : descriptions) {
-        Track track{nullptr, SoundResampler(1, 1), {}, 1.0F};
-        track.source = OpenSource(description, track, error);
-        if (!track.source) return nullptr;
-        if (track.source->Rate() % 48000 == 0) mixer->rate = 48000;
-        mixer->tracks.push_back(std::move(track));
+    mixer->tracks.resize(descriptions.size());
+    // Microphones that start while media are mixed would be mixed with them.
+    for (const bool media : {false, true}) {
+        for (std::size_t i = 0; i < descriptions.size(); ++i) {
+            const auto& content = descriptions[i].content;
+            if (std::holds_alternative<MediaSoundDescription>(content) != media) continue;
+            Track& track = mixer->tracks[i];
+            track.source = OpenSource(descriptions[i], track, error);
+            if (!track.source) return nullptr;
+            if (track.source->Rate() % 48000 == 0) mixer->rate = 48000;
+        }
     }
     for (Track& track : mixer->tracks)
         track.resampler = SoundResampler(track.source->Rate(), mixer->rate);

@@ -16,8 +16,8 @@ class SoundMixer {
 public:
     static constexpr int channels = 2;
 
-    // Live sources run from here on. Null with `error` set to "place.file: file: what is wrong", or
-    // the same of a device.
+    // Live sources run from here on, and media that start to play from here on are heard. Null with
+    // `error` set to "place.file: file: what is wrong", or the same of a device.
     static std::unique_ptr<SoundMixer> Open(const std::vector<SoundDescription>& descriptions,
                                             std::string& error);
 
@@ -36,9 +36,9 @@ public:
 private:
     struct Track {
         std::unique_ptr<SoundSource> source;
-        SoundResampler resampler;
+        SoundResampler resampler{1, 1};
         std::string name;
-        float volume;
+        float volume = 1;
         LiveSound* live = nullptr;  // the source, if it is a device
         float peak = 0;
     };

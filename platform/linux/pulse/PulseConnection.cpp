@@ -13,8 +13,9 @@ namespace Vimbrel {
 
 namespace {
 
+// Two streams that stop one after the other on a server that hangs are to take less than a second.
 pa_usec_t Duration(Patience patience) {
-    return patience == Patience::usual ? 3 * PA_USEC_PER_SEC : 800 * PA_USEC_PER_MSEC;
+    return patience == Patience::usual ? 3 * PA_USEC_PER_SEC : 200 * PA_USEC_PER_MSEC;
 }
 
 // Ends a wait when its time is over. Made and destroyed with the loop's lock held.

@@ -64,7 +64,7 @@ public:
     HRESULT State() REQUIRES(loop_);
 
     // Waits, with the lock released meanwhile, until `done(data)` is true. What makes it true calls
-    // Signal. Fails when the server is gone, and after three seconds (0.8, if brief) with
+    // Signal. Fails when the server is gone, and after three seconds (0.2, if brief) with
     // ERROR_TIMEOUT's result code.
     HRESULT WaitUntil(bool (*done)(void*), void* data, const char* step,
                       Patience patience = Patience::usual) REQUIRES(loop_);

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/linux/pulse/FrameClock.h"
+#include "platform/linux/pulse/PacketQueue.h"
 #include "platform/linux/pulse/PulseConnection.h"
 #include "platform/linux/pulse/PulseError.h"
 #include "platform/linux/pulse/StreamFormat.h"
@@ -23,6 +24,8 @@ namespace {
 // length is two seconds.
 constexpr std::uint32_t packets_per_second = 100;
 constexpr std::uint32_t buffer_seconds = 10;
+// Servers may send less at a time than was asked for.
+constexpr std::size_t most_packets = std::size_t{4} * buffer_seconds * packets_per_second;
 
 LONGLONG Now() {
     LARGE_INTEGER now{};
@@ -36,7 +39,8 @@ public:
         : connection_(std::move(connection)),
           format_(format),
           frame_bytes_(static_cast<std::uint32_t>(pa_frame_size(&format.samples))),
-          clock_(format.samples.rate) {}
+          clock_(format.samples.rate),
+          queue_(frame_bytes_, buffer_seconds * format.samples.rate, most_packets) {}
     ~PulseRecordStream() override;
 
     HRESULT Connect(const std::string& source);
@@ -58,19 +62,21 @@ private:
                     Patience patience = Patience::usual) REQUIRES(connection_->Loop());
 
     // The loop's thread holds the lock that the analysis misses here.
-    static void OnState(pa_stream*, void* self);
+    static void OnState(pa_stream* stream, void* self) NO_THREAD_SAFETY_ANALYSIS;
     static void OnPacket(pa_stream*, size_t, void* self) NO_THREAD_SAFETY_ANALYSIS;
     static void OnSuspended(pa_stream*, void* self) NO_THREAD_SAFETY_ANALYSIS;
+    void Collect() REQUIRES(connection_->Loop());
 
     const std::shared_ptr<PulseConnection> connection_;
     const StreamFormat format_;
     const std::uint32_t frame_bytes_;
     pa_stream* stream_ GUARDED_BY(connection_->Loop()) = nullptr;
+    bool ended_ GUARDED_BY(connection_->Loop()) = false;  // the device is gone, or the server
     bool running_ GUARDED_BY(connection_->Loop()) = false;
-    bool peeked_ GUARDED_BY(connection_->Loop()) = false;
-    std::uint32_t peeked_frames_ GUARDED_BY(connection_->Loop()) = 0;
     LONGLONG arrival_ GUARDED_BY(connection_->Loop()) = 0;  // of the newest packet
     FrameClock clock_ GUARDED_BY(connection_->Loop());
+    PacketQueue queue_ GUARDED_BY(connection_->Loop());
+    bool peeked_ GUARDED_BY(connection_->Loop()) = false;  // the front of the queue
 };
 
 void OnSucceeded(pa_stream*, int success, void* succeeded) {
@@ -80,7 +86,7 @@ void OnSucceeded(pa_stream*, int success, void* succeeded) {
 }  // namespace
 
 HRESULT RecordStream::Open(std::shared_ptr<PulseConnection> connection, const std::string& source,
-                           const WAVEFORMATEX& format, std::unique_ptr<RecordStream>& stream) {
+                           const WAVEFORMATEX& format, std::unique_ptr<RecordStream>& stream) try {
     stream.reset();
     StreamFormat server_format{};
     HRESULT hr = StreamFormat::From(format, server_format);
@@ -91,14 +97,31 @@ HRESULT RecordStream::Open(std::shared_ptr<PulseConnection> connection, const st
     hr = made->Connect(source);
     if (SUCCEEDED(hr)) stream = std::move(made);
     return hr;
+} catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
 }
 
-void PulseRecordStream::OnState(pa_stream*, void* self) {
-    static_cast<PulseRecordStream*>(self)->connection_->Signal();
+void PulseRecordStream::OnState(pa_stream* stream, void* self) {
+    auto& record = *static_cast<PulseRecordStream*>(self);
+    record.ended_ = !PA_STREAM_IS_GOOD(pa_stream_get_state(stream));
+    record.connection_->Signal();
 }
 
 void PulseRecordStream::OnPacket(pa_stream*, size_t, void* self) {
-    static_cast<PulseRecordStream*>(self)->arrival_ = Now();
+    auto& stream = *static_cast<PulseRecordStream*>(self);
+    stream.arrival_ = Now();
+    stream.Collect();
+}
+
+// Here and not in Peek: the server gets each packet's memory back, for which another thread would
+// have to wake this one.
+void PulseRecordStream::Collect() {
+    const void* data = nullptr;
+    size_t bytes = 0;
+    while (pa_stream_peek(stream_, &data, &bytes) >= 0 && bytes > 0) {
+        if (running_) queue_.Push(data, static_cast<std::uint32_t>(bytes / frame_bytes_));
+        pa_stream_drop(stream_);
+    }
 }
 
 // What follows was recorded after a pause that nothing else reports.
@@ -140,7 +163,6 @@ PulseRecordStream::~PulseRecordStream() {
     pa_stream_set_state_callback(stream_, nullptr, nullptr);
     pa_stream_set_read_callback(stream_, nullptr, nullptr);
     pa_stream_set_suspended_callback(stream_, nullptr, nullptr);
-    if (peeked_) pa_stream_drop(stream_);
     pa_stream_disconnect(stream_);
     pa_stream_unref(stream_);
 }
@@ -166,9 +188,13 @@ HRESULT PulseRecordStream::Start() {
     if (FAILED(hr)) return hr;
     if (running_) return AUDCLNT_E_NOT_STOPPED;
     clock_.Restart();
+    // Packets may arrive before the answer.
+    running_ = true;
     bool succeeded = false;
     hr = Request(pa_stream_cork(stream_, 0, &OnSucceeded, &succeeded), succeeded, "uncork");
-    if (SUCCEEDED(hr)) running_ = true;
+    if (SUCCEEDED(hr)) return hr;
+    running_ = false;
+    queue_.Clear();
     return hr;
 }
 
@@ -176,7 +202,8 @@ HRESULT PulseRecordStream::Stop() {
     const PulseLock lock(connection_->Loop());
     if (!running_) return S_FALSE;
     running_ = false;
-    if (std::exchange(peeked_, false)) pa_stream_drop(stream_);
+    peeked_ = false;
+    queue_.Clear();
     HRESULT hr = State();
     if (FAILED(hr)) return hr;
     // The server works in order: with the end of the second the first has ended as well.
@@ -214,34 +241,27 @@ HRESULT PulseRecordStream::SetVolume(double level) {
 HRESULT PulseRecordStream::Peek(Packet& packet) {
     packet = {};
     const PulseLock lock(connection_->Loop());
-    const HRESULT hr = State();
-    if (FAILED(hr)) return hr;
-    for (;;) {
-        const void* data = nullptr;
-        size_t bytes = 0;
-        const size_t waiting = pa_stream_readable_size(stream_);
-        if (pa_stream_peek(stream_, &data, &bytes) < 0) return LastError("peek");
-        const auto frames = static_cast<std::uint32_t>(bytes / frame_bytes_);
-        if (bytes == 0) return S_OK;
-        if (!peeked_) clock_.Arrived(arrival_, waiting / frame_bytes_);
-        if (data) {
+    while (const PacketQueue::Packet* const front = queue_.Front()) {
+        if (!peeked_) clock_.Arrived(arrival_, queue_.Frames());
+        if (front->data) {
             peeked_ = true;
-            peeked_frames_ = frames;
-            packet = {static_cast<const BYTE*>(data), frames, clock_.After(0),
-                      clock_.After(frames)};
+            packet = {front->data, front->frames, clock_.After(0), clock_.After(front->frames)};
             return S_OK;
         }
         // A hole: nothing was recorded for so long.
-        clock_.Take(frames);
-        pa_stream_drop(stream_);
+        clock_.Take(front->frames);
+        queue_.Pop();
     }
+    // Only then, since each question to libpulse is a system call or two.
+    return ended_ ? State() : S_OK;
 }
 
 HRESULT PulseRecordStream::Drop() {
     const PulseLock lock(connection_->Loop());
     if (!std::exchange(peeked_, false)) return S_OK;
-    clock_.Take(peeked_frames_);
-    return pa_stream_drop(stream_) < 0 ? LastError("drop") : S_OK;
+    clock_.Take(queue_.Front()->frames);
+    queue_.Pop();
+    return S_OK;
 }
 
 HRESULT PulseRecordStream::Waiting(std::uint32_t& frames) {
@@ -249,7 +269,7 @@ HRESULT PulseRecordStream::Waiting(std::uint32_t& frames) {
     const PulseLock lock(connection_->Loop());
     const HRESULT hr = State();
     if (FAILED(hr)) return hr;
-    frames = static_cast<std::uint32_t>(pa_stream_readable_size(stream_) / frame_bytes_);
+    frames = static_cast<std::uint32_t>(queue_.Frames());
     return S_OK;
 }
 

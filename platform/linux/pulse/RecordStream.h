@@ -34,7 +34,8 @@ public:
     virtual HRESULT Start() = 0;
     // S_FALSE if it does not run. Drops what waits. The stream is stopped after a failure as well.
     virtual HRESULT Stop() = 0;
-    // The oldest packet. The same one again until Drop.
+    // The oldest packet. The same one again until Drop. What was recorded before a failure comes
+    // before the failure.
     virtual HRESULT Peek(Packet& packet) = 0;
     // Gives the packet back; nothing happens without one.
     virtual HRESULT Drop() = 0;
@@ -42,7 +43,7 @@ public:
     virtual HRESULT Waiting(std::uint32_t& frames) = 0;
     // Of this recording, from 0 to 1 on the scale that users see.
     virtual HRESULT SetVolume(double level) = 0;
-    // What the server keeps for a reader that does not come; then it drops.
+    // What is kept for a reader that does not come; what is recorded then is lost.
     virtual std::uint32_t BufferFrames() const = 0;
 };
 

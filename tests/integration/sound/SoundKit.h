@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <numbers>
 #include <vector>
@@ -20,6 +21,8 @@ namespace Vimbrel::test {
 
 using Samples = std::vector<std::int16_t>;
 
+constexpr unsigned engine_rate = 44'100;
+
 inline Samples StereoTone(double frequency, unsigned rate, double seconds, double amplitude) {
     Samples samples;
     const auto frames = static_cast<std::size_t>(seconds * rate);
@@ -28,6 +31,14 @@ inline Samples StereoTone(double frequency, unsigned rate, double seconds, doubl
             std::lround(amplitude * Sine(frequency, rate, static_cast<double>(i))));
         samples.insert(samples.end(), 2, value);
     }
+    return samples;
+}
+
+// Of a whole frequency, whose seconds are alike.
+inline Samples LongTone(double frequency, unsigned rate, int seconds, double amplitude) {
+    const Samples second = StereoTone(frequency, rate, 1, amplitude);
+    Samples samples;
+    for (int i = 0; i < seconds; ++i) samples.insert(samples.end(), second.begin(), second.end());
     return samples;
 }
 
@@ -104,6 +115,12 @@ inline int Breaks(const Samples& stereo, double frequency, double rate, int tole
         if (std::abs(stereo[i] - expected) > tolerance) ++breaks;
     }
     return breaks;
+}
+
+// How long a proof lasts: the usual number, or that of an environment variable of the name.
+inline int Length(const char* variable, int usual) {
+    const char* const given = std::getenv(variable);
+    return given ? std::atoi(given) : usual;
 }
 
 template <class Call>

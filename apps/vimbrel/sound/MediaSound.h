@@ -1,0 +1,32 @@
+// What the media layers of a scene play.
+#pragma once
+
+#include "sound/SampleQueue.h"
+#include "sound/SoundResampler.h"
+#include "vimbrel/AudioFactory2.h"
+
+namespace studio {
+
+// One per process, since the engine behind it is. Media that start to play while it exists are
+// heard, and so are microphones that start then: those of the scene have to run before.
+class MediaSound final : public SoundSource {
+public:
+    MediaSound();
+    ~MediaSound() override;
+    MediaSound(const MediaSound&) = delete;
+    MediaSound& operator=(const MediaSound&) = delete;
+
+    int Rate() const override { return rate; }
+    void Read(float* stereo, std::size_t frames) override { queue.Read(stereo, frames); }
+
+private:
+    // The engine's own format.
+    static constexpr int rate = 44100;
+    static constexpr std::size_t lead = rate / 12;
+    static constexpr std::size_t limit = rate / 3;
+
+    Vimbrel::CAudioFactory2& engine;
+    SampleQueue queue{lead, limit};
+};
+
+}  // namespace studio

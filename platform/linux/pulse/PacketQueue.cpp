@@ -1,0 +1,61 @@
+#include "platform/linux/pulse/PacketQueue.h"
+
+#include <cstring>
+
+namespace Vimbrel {
+
+PacketQueue::PacketQueue(std::uint32_t bytes_per_frame, std::uint32_t most_frames,
+                         std::size_t most_packets)
+    : frame_bytes_(bytes_per_frame),
+      capacity_(std::size_t{bytes_per_frame} * most_frames),
+      bytes_(std::make_unique_for_overwrite<unsigned char[]>(capacity_)),
+      packets_(most_packets) {}
+
+bool PacketQueue::FindRoom(std::size_t bytes) {
+    if (used_ == 0) {
+        // The same bytes again are in the cache.
+        read_ = 0;
+        write_ = 0;
+    }
+    const bool wrapped = used_ > 0 && write_ <= read_;
+    if (wrapped) return bytes <= read_ - write_;
+    if (bytes <= capacity_ - write_) return true;
+    if (bytes > read_) return false;
+    write_ = 0;
+    return true;
+}
+
+void PacketQueue::Push(const void* data, std::uint32_t frames) {
+    if (frames == 0 || count_ == packets_.size()) return;
+    Packet& packet = packets_[(first_ + count_) % packets_.size()];
+    packet = {nullptr, frames};
+    if (data) {
+        const std::size_t bytes = std::size_t{frames} * frame_bytes_;
+        if (!FindRoom(bytes)) return;
+        std::memcpy(bytes_.get() + write_, data, bytes);
+        packet.data = bytes_.get() + write_;
+        write_ += bytes;
+        ++used_;
+    }
+    ++count_;
+    frames_ += frames;
+}
+
+void PacketQueue::Pop() {
+    if (count_ == 0) return;
+    const Packet& packet = packets_[first_];
+    frames_ -= packet.frames;
+    if (packet.data) {
+        --used_;
+        read_ = static_cast<std::size_t>(packet.data - bytes_.get()) +
+                std::size_t{packet.frames} * frame_bytes_;
+    }
+    first_ = (first_ + 1) % packets_.size();
+    --count_;
+}
+
+void PacketQueue::Clear() {
+    while (count_ > 0) Pop();
+}
+
+}  // namespace Vimbrel
