@@ -6,6 +6,9 @@
 set -eu
 program=$1
 studio=${2-}
+# Where the guest writes; what the host has there is hidden from it.
+scratch=/tmp
+case $(realpath "$program") in /tmp/*) scratch=/mnt ;; esac
 
 skip() {
     echo "Skipped: $1"
@@ -58,13 +61,14 @@ for each in /modules/*.ko; do
     /bin/busybox insmod \$each \$(/bin/busybox cat \$each.options 2>/dev/null)
 done
 /bin/busybox mount -t 9p -o trans=virtio,version=9p2000.L,ro,cache=loose host /host
-/bin/busybox mount -t tmpfs tmp /host/tmp
+/bin/busybox mount -t tmpfs tmp /host$scratch
 /bin/busybox mount --bind /dev /host/dev
 /bin/busybox mount -t proc proc /host/proc
 /bin/busybox mount --bind /sys /host/sys
+export HOME=$scratch TMPDIR=$scratch
 if [ -n "$studio" ]; then
     echo '{"canvas": {"width": 320, "height": 240, "fps": 5}, "layers": [
-        {"type": "camera", "device": "vivid", "rect": [0, 0, 320, 240]}]}' >/host/tmp/scene.json
+        {"type": "camera", "device": "vivid", "rect": [0, 0, 320, 240]}]}' >/host$scratch/scene.json
     /bin/busybox chroot /host $studio devices
     driver=/sys/bus/platform/drivers/vivid
     (
@@ -76,10 +80,10 @@ if [ -n "$studio" ]; then
         /bin/busybox sleep 3
         echo vivid.0 >\$driver/bind
     ) &
-    /bin/busybox chroot /host $studio run /tmp/scene.json --seconds 15 --out /tmp/scene.gif
+    /bin/busybox chroot /host $studio run $scratch/scene.json --seconds 15 --out $scratch/scene.gif
     echo "studio result: \$?"
 fi
-VIMBREL_VIVID=1 HOME=/tmp /bin/busybox chroot /host $program
+VIMBREL_VIVID=1 /bin/busybox chroot /host $program
 echo "vivid result: \$?"
 /bin/busybox poweroff -f
 INIT
