@@ -1,5 +1,4 @@
-# Headers that nearly every test reads, compiled once. Only where the build is one of several of the
-# same sources: elsewhere each file shows that it includes what it uses.
+# Headers that nearly every test reads, compiled once: they are half of what a test costs to compile.
 option(VIMBREL_PRECOMPILE "Compile the headers that most tests share once" OFF)
 
 if(VIMBREL_PRECOMPILE AND CCACHE_PROGRAM)

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <ctime>
 #include <utility>
@@ -243,9 +244,15 @@ void V4l2Node::Stop() {
 }
 
 HRESULT V4l2Node::Wait(V4l2Picture& picture) {
+    using std::chrono::milliseconds;
+    using std::chrono::steady_clock;
+    // Once for all rounds: a host's timer may interrupt each.
+    const auto end = steady_clock::now() + milliseconds(silence_milliseconds);
     for (;;) {
         pollfd watched[] = {{device_.Get(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}};
-        const int ready = poll(watched, 2, silence_milliseconds);
+        const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
+        const int ready =
+            poll(watched, 2, static_cast<int>(std::max(left, milliseconds(0)).count()));
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) return ResultFromErrno(errno);
         if ((watched[1].revents & POLLIN) != 0) return S_FALSE;
