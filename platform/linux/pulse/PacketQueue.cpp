@@ -25,13 +25,13 @@ bool PacketQueue::FindRoom(std::size_t bytes) {
     return true;
 }
 
-void PacketQueue::Push(const void* data, std::uint32_t frames) {
-    if (frames == 0 || count_ == packets_.size()) return;
+bool PacketQueue::Push(const void* data, std::uint32_t frames) {
+    if (frames == 0 || count_ == packets_.size()) return false;
     Packet& packet = packets_[(first_ + count_) % packets_.size()];
     packet = {nullptr, frames};
     if (data) {
         const std::size_t bytes = std::size_t{frames} * frame_bytes_;
-        if (!FindRoom(bytes)) return;
+        if (!FindRoom(bytes)) return false;
         std::memcpy(bytes_.get() + write_, data, bytes);
         packet.data = bytes_.get() + write_;
         write_ += bytes;
@@ -39,6 +39,7 @@ void PacketQueue::Push(const void* data, std::uint32_t frames) {
     }
     ++count_;
     frames_ += frames;
+    return true;
 }
 
 void PacketQueue::Pop() {

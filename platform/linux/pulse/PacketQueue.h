@@ -19,8 +19,8 @@ public:
 
     PacketQueue(std::uint32_t bytes_per_frame, std::uint32_t most_frames, std::size_t most_packets);
 
-    // Copies `data`; null is a hole. A packet that finds no room is lost.
-    void Push(const void* data, std::uint32_t frames);
+    // Copies `data`; null is a hole. False for a packet that finds no room: it is lost.
+    bool Push(const void* data, std::uint32_t frames);
     // Null if there is none.
     const Packet* Front() const { return count_ > 0 ? &packets_[first_] : nullptr; }
     void Pop();

@@ -65,7 +65,8 @@ private:
     static void OnState(pa_stream* stream, void* self) NO_THREAD_SAFETY_ANALYSIS;
     static void OnPacket(pa_stream*, size_t, void* self) NO_THREAD_SAFETY_ANALYSIS;
     static void OnSuspended(pa_stream*, void* self) NO_THREAD_SAFETY_ANALYSIS;
-    void Collect() REQUIRES(connection_->Loop());
+    // False if nothing was kept.
+    bool Collect() REQUIRES(connection_->Loop());
 
     const std::shared_ptr<PulseConnection> connection_;
     const StreamFormat format_;
@@ -109,19 +110,23 @@ void PulseRecordStream::OnState(pa_stream* stream, void* self) {
 
 void PulseRecordStream::OnPacket(pa_stream*, size_t, void* self) {
     auto& stream = *static_cast<PulseRecordStream*>(self);
-    stream.arrival_ = Now();
-    stream.Collect();
+    const LONGLONG now = Now();
+    // Else the packets that wait would be taken for those that found no room.
+    if (stream.Collect()) stream.arrival_ = now;
 }
 
 // Here and not in Peek: the server gets each packet's memory back, for which another thread would
 // have to wake this one.
-void PulseRecordStream::Collect() {
+bool PulseRecordStream::Collect() {
+    bool kept = false;
     const void* data = nullptr;
     size_t bytes = 0;
     while (pa_stream_peek(stream_, &data, &bytes) >= 0 && bytes > 0) {
-        if (running_) queue_.Push(data, static_cast<std::uint32_t>(bytes / frame_bytes_));
+        if (running_ && queue_.Push(data, static_cast<std::uint32_t>(bytes / frame_bytes_)))
+            kept = true;
         pa_stream_drop(stream_);
     }
+    return kept;
 }
 
 // What follows was recorded after a pause that nothing else reports.
@@ -194,6 +199,7 @@ HRESULT PulseRecordStream::Start() {
     hr = Request(pa_stream_cork(stream_, 0, &OnSucceeded, &succeeded), succeeded, "uncork");
     if (SUCCEEDED(hr)) return hr;
     running_ = false;
+    peeked_ = false;
     queue_.Clear();
     return hr;
 }

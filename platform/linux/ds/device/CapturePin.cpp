@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <system_error>
 
 #include "base/Failure.h"
@@ -87,6 +88,8 @@ HRESULT CapturePin::Run(REFERENCE_TIME start) {
         zero -= last_end_;
     }
     base_ = zero;
+    // The device may have filled its buffers while the last picture before the pause was held.
+    resumed_ = thread_.joinable() ? MonotonicTime() : std::numeric_limits<REFERENCE_TIME>::min();
     delivering_ = true;
     if (thread_.joinable() || !IsConnected()) return S_OK;
     const HRESULT hr = LogIfFailed(device_->Start(), "Camera - Start");
@@ -126,6 +129,7 @@ void CapturePin::Capture() {
 }
 
 HRESULT CapturePin::Carry(const V4l2Picture& picture) {
+    if (picture.time < resumed_) return S_FALSE;
     const bool gap = dropped_ || picture.sequence != next_sequence_;
     next_sequence_ = picture.sequence + 1;
     ComPtr<IMediaSample> sample;

@@ -76,6 +76,8 @@ private:
 
     std::thread thread_;  // of the control thread
     std::atomic<bool> delivering_{false};
+    // Monotonic time of the Run after a pause: earlier pictures are of the pause.
+    std::atomic<REFERENCE_TIME> resumed_{0};
     // Monotonic time of stream time 0, and the end of the last picture.
     std::atomic<REFERENCE_TIME> base_{0};
     std::atomic<REFERENCE_TIME> last_end_{0};

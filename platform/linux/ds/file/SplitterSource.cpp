@@ -156,7 +156,11 @@ SplitterSource::Reading SplitterSource::PrepareReading(const std::vector<Splitte
             reading.reference = stream;
         }
     }
-    if (reading.reference < 0) reading.reference = pins.front()->Stream();
+    if (reading.reference < 0) {
+        // Of a file beside the media there is nothing to read.
+        const int first = pins.front()->Stream();
+        reading.reference = SubtitlesBeside(first) ? 0 : first;
+    }
     return reading;
 }
 
