@@ -69,6 +69,29 @@ TEST_F(CameraFaults, ADeviceThatHangsIsLostAfterTenSeconds) {
     EXPECT_TRUE(Arrives(device, Bytes(320 * 240 * 2, 128)));
 }
 
+// The device fills its buffers while a slow viewer holds the last picture before the pause.
+TEST_F(CameraFaults, PicturesOfAPauseAreNotShownAfterIt) {
+    const auto picture = [](std::uint8_t value) { return Bytes(320 * 240 * 2, value); };
+    ShimCamera device(Node("video0"), {{V4L2_PIX_FMT_YUYV, {{320, 240, {fps30}}}}});
+    const auto camera = Play(0);
+    ASSERT_TRUE(Arrives(device, picture(128)));
+    const int before = viewer.pictures;
+    {
+        const std::lock_guard hold(viewer.lock);
+        ASSERT_TRUE(device.Deliver(picture(128), Microseconds()));
+        ASSERT_TRUE(WaitUntil([&] {
+            const std::lock_guard guard(device.state->lock);
+            return device.state->ready.empty();
+        }));
+        ASSERT_TRUE(camera->Pause());
+        for (int i = 0; i < 3; ++i) ASSERT_TRUE(device.Deliver(picture(60), Microseconds()));
+        ASSERT_TRUE(camera->Play());
+    }
+    ASSERT_TRUE(WaitUntil([&] { return device.Deliver(picture(200), Microseconds()); }));
+    EXPECT_TRUE(WaitUntil([&] { return Pixel(0) > 190; }));
+    EXPECT_LE(viewer.pictures, before + 2);
+}
+
 // A picture that breaks off would be shown with the rest of an earlier one.
 TEST_F(CameraFaults, APictureThatBreaksOffIsDropped) {
     const Bytes white = Jpeg("white");
