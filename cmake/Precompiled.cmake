@@ -1,4 +1,4 @@
-# Headers that nearly every test reads, compiled once: they are half of what a test costs to compile.
+# Headers that nearly every test reads, compiled once: half of what a test costs to compile.
 option(VIMBREL_PRECOMPILE "Compile the headers that most tests share once" OFF)
 
 if(VIMBREL_PRECOMPILE AND CCACHE_PROGRAM)
