@@ -28,7 +28,7 @@ using Vimbrel::bench::RunChild;
 constexpr int seeks = 50;
 constexpr LONG patience = 600'000;
 
-// Tells of the first picture after a seek.
+// Signals the first picture after a seek.
 class Sink final : public Vimbrel::IDSRenderVideo::CDispatcher,
                    public Vimbrel::IDSRenderAudio::CDispatcher {
 public:

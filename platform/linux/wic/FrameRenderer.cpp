@@ -11,6 +11,7 @@ extern "C" {
 #include <thread>
 
 #include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/ffmpeg/FullRange.h"
 #include "platform/linux/wic/YuvRenderer.h"
 #include "platform/linux/wic/still/StillLayout.h"
 
@@ -33,25 +34,6 @@ struct SourceFormat {
     bool full_range;
     int matrix;
 };
-
-// The formats with a J in their names mean no more than full range, and libswscale complains of
-// them.
-AVPixelFormat WithoutRange(AVPixelFormat format) {
-    switch (format) {
-        case AV_PIX_FMT_YUVJ420P:
-            return AV_PIX_FMT_YUV420P;
-        case AV_PIX_FMT_YUVJ422P:
-            return AV_PIX_FMT_YUV422P;
-        case AV_PIX_FMT_YUVJ444P:
-            return AV_PIX_FMT_YUV444P;
-        case AV_PIX_FMT_YUVJ440P:
-            return AV_PIX_FMT_YUV440P;
-        case AV_PIX_FMT_YUVJ411P:
-            return AV_PIX_FMT_YUV411P;
-        default:
-            return format;
-    }
-}
 
 bool IsYuv(AVPixelFormat format) {
     const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(format);

@@ -4,6 +4,7 @@
 
 #include "platform/linux/ffmpeg/FfmpegError.h"
 #include "platform/linux/ffmpeg/FfmpegLog.h"
+#include "platform/linux/ffmpeg/FullRange.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -31,27 +32,8 @@ AVColorSpace SpaceOf(const PictureColors& colors, int height) {
     return height < high_definition ? AVCOL_SPC_SMPTE170M : AVCOL_SPC_BT709;
 }
 
-// Formats whose name says that the range is full are the others with that range; the scaler
-// complains about the names on the standard error.
-AVPixelFormat PlainFormat(AVPixelFormat format) {
-    switch (format) {
-        case AV_PIX_FMT_YUVJ411P:
-            return AV_PIX_FMT_YUV411P;
-        case AV_PIX_FMT_YUVJ420P:
-            return AV_PIX_FMT_YUV420P;
-        case AV_PIX_FMT_YUVJ422P:
-            return AV_PIX_FMT_YUV422P;
-        case AV_PIX_FMT_YUVJ440P:
-            return AV_PIX_FMT_YUV440P;
-        case AV_PIX_FMT_YUVJ444P:
-            return AV_PIX_FMT_YUV444P;
-        default:
-            return format;
-    }
-}
-
 bool IsFull(const PictureColors& colors) {
-    return colors.range == AVCOL_RANGE_JPEG || PlainFormat(colors.format) != colors.format;
+    return colors.range == AVCOL_RANGE_JPEG || WithoutRange(colors.format) != colors.format;
 }
 
 void CopyPlane(std::uint8_t* target, const std::uint8_t* source, int step, int width, int rows) {
@@ -121,9 +103,9 @@ HRESULT PictureOutput::Prepare(const AVFrame& frame) {
                       frame.height == height_;
     if (same) return S_OK;
     const FfmpegLogScope log;
-    scaler_.reset(sws_getContext(frame.width, frame.height, PlainFormat(colors.format), frame.width,
-                                 frame.height, AV_PIX_FMT_BGR0, SWS_BICUBIC, nullptr, nullptr,
-                                 nullptr));
+    scaler_.reset(sws_getContext(frame.width, frame.height, WithoutRange(colors.format),
+                                 frame.width, frame.height, AV_PIX_FMT_BGR0, SWS_BICUBIC, nullptr,
+                                 nullptr, nullptr));
     if (!scaler_) return WINCODEC_ERR_UNSUPPORTEDPIXELFORMAT;
     if (!IsRgb(colors.format)) {
         const int* const matrix = sws_getCoefficients(SpaceOf(colors, frame.height));

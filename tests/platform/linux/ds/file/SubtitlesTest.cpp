@@ -176,7 +176,7 @@ TEST_P(SubtitleKinds, AreDrawnAtTheirTimeAndPlace) {
     if (kind.chosen >= 0) {
         EXPECT_TRUE(source.SetSubtitleStream(kind.chosen));
         EXPECT_EQ(source.GetSubtitleStream(), kind.chosen);
-        // A seek at once, which may flush the sample that tells of the change.
+        // A seek at once, whose flush may drop the sample with the new type.
         for (int i = 0; i < 10; ++i) {
             EXPECT_TRUE(source.SetSubtitleStream(1));
             EXPECT_TRUE(source.SetSubtitleStream(kind.chosen));
