@@ -23,13 +23,15 @@ HRESULT TestOutput::Send(REFERENCE_TIME start, REFERENCE_TIME end, const CMediaT
     ComPtr<IMediaSample> sample;
     HRESULT hr = GetDeliveryBuffer(sample.Put());
     if (FAILED(hr)) return hr;
-    sample->GetPointer(&last_data);
-    *last_data = 1;
+    BYTE* data = nullptr;
+    sample->GetPointer(&data);
+    *data = 1;
+    last_data = data;
     sample->SetTime(start < 0 ? nullptr : &start, start < 0 ? nullptr : &end);
     CMediaType copy = type ? *type : CMediaType();
     sample->SetMediaType(type ? &copy : nullptr);
     hr = Deliver(sample.Get());
-    last_byte = *last_data;
+    last_byte = *data;
     return hr;
 }
 

@@ -111,9 +111,10 @@ public:
 
     std::vector<CMediaType> types;
     LONG size = 64;
-    bool read_only = false;     // for whom it sends to
-    BYTE* last_data = nullptr;  // of the last sample, and what it began with
-    BYTE last_byte = 0;
+    bool read_only = false;  // for whom it sends to
+    // Of the last sample, and what it began with. Several threads may send at once.
+    std::atomic<BYTE*> last_data{nullptr};
+    std::atomic<BYTE> last_byte{0};
     IMediaSeeking* seeking = nullptr;  // not owned
 };
 
