@@ -105,7 +105,7 @@ class FileGraphs : public testing::TestWithParam<Case> {
 protected:
     FileGraphs() {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        Override(class_splitter_source, no_splitter_source, [this] { return MakeSplitter(); });
+        Override(class_splitter_source, no_splitter_source, [] { return MakeSplitter(); });
         // A splitter without a source has nothing to connect to.
         Override(class_splitter, no_splitter, [] { return new PassingDecoder(GUID_NULL); });
         Override(class_video_decoder, no_video_decoder,
