@@ -50,6 +50,8 @@ std::string MediaLayer::OpenSource() {
         return ".stop: " + file + ": does not stop there";
     if (description.start > 0 && !source.Seek(description.start))
         return ".start: " + file + ": does not start there";
+    // In the mix, the source has its channel and the channel its volume only from here on.
+    source.Pause();
     source.SetVolume(description.volume);
     source.SetPitch(description.pitch);
     return source.Play() ? "" : ".file: " + file + ": does not play";
