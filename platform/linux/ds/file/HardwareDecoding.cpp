@@ -17,11 +17,11 @@ namespace Vimbrel {
 
 namespace {
 
-constexpr AVHWDeviceType kind = AV_HWDEVICE_TYPE_VAAPI;
+constexpr AVHWDeviceType device_kind = AV_HWDEVICE_TYPE_VAAPI;
 // Besides those of the codec: the picture that may be the first one after a seek, and its
 // successor.
 constexpr int held_pictures = 2;
-constexpr std::size_t most_bytes = std::size_t{64} << 20;
+constexpr std::size_t most_kept_bytes = std::size_t{64} << 20;
 
 // The node that is to be used, or "none".
 const char* NamedNode() {
@@ -29,7 +29,7 @@ const char* NamedNode() {
     return name && *name ? name : nullptr;
 }
 
-std::vector<std::string> Nodes() {
+std::vector<std::string> RenderNodes() {
     std::vector<std::string> nodes;
     std::error_code error;
     for (std::filesystem::directory_iterator at("/dev/dri", error), end; !error && at != end;
@@ -41,11 +41,11 @@ std::vector<std::string> Nodes() {
     return nodes;
 }
 
-bool IsSupported(const AVCodec& codec) {
+bool KnowsDevices(const AVCodec& codec) {
     for (int i = 0;; ++i) {
         const AVCodecHWConfig* const config = avcodec_get_hw_config(&codec, i);
         if (!config) return false;
-        if (config->device_type == kind &&
+        if (config->device_type == device_kind &&
             (config->methods & AV_CODEC_HW_CONFIG_METHOD_HW_DEVICE_CTX) != 0)
             return true;
     }
@@ -56,7 +56,7 @@ bool IsSupported(const AVCodec& codec) {
 bool HardwareDecoding::OpenNode(const std::string& node) {
     const FfmpegLogScope log;
     AVBufferRef* made = nullptr;
-    const int error = av_hwdevice_ctx_create(&made, kind, node.c_str(), nullptr, 0);
+    const int error = av_hwdevice_ctx_create(&made, device_kind, node.c_str(), nullptr, 0);
     if (error < 0) {
         const HRESULT hr = ResultFromFfmpeg(error, "open the decoding device");
         const auto level =
@@ -74,7 +74,7 @@ bool HardwareDecoding::OpenDevice() {
     if (device_) return true;
     if (const char* const named = NamedNode())
         return std::string_view(named) != "none" && OpenNode(named);
-    for (const std::string& node : Nodes()) {
+    for (const std::string& node : RenderNodes()) {
         if (OpenNode(node)) return true;
     }
     return false;
@@ -82,7 +82,7 @@ bool HardwareDecoding::OpenDevice() {
 
 bool HardwareDecoding::SetUp(AVCodecContext& codec) {
     DropKept();
-    if (failed_ || !IsSupported(*codec.codec) || !OpenDevice()) return false;
+    if (failed_ || !KnowsDevices(*codec.codec) || !OpenDevice()) return false;
     codec.hw_device_ctx = av_buffer_ref(device_.get());
     if (!codec.hw_device_ctx) return false;
     codec.opaque = this;
@@ -143,7 +143,7 @@ void HardwareDecoding::Keep(const AVPacket& packet) {
     if (kept_.empty() && !key) return;
     FfmpegPtr<AVPacket> copy(av_packet_clone(&packet));
     kept_bytes_ += static_cast<std::size_t>(packet.size);
-    if (!copy || kept_bytes_ > most_bytes) return DropKept();
+    if (!copy || kept_bytes_ > most_kept_bytes) return DropKept();
     kept_.push_back(std::move(copy));
 }
 

@@ -10,11 +10,11 @@ namespace {
 
 using Part = SubtitlePictures::Part;
 
-constexpr LONGLONG millisecond = 10'000;
-constexpr LONGLONG never = std::numeric_limits<LONGLONG>::max();
+constexpr LONGLONG per_millisecond = 10'000;
+constexpr LONGLONG without_end = std::numeric_limits<LONGLONG>::max();
 constexpr std::uint32_t no_end = UINT32_MAX;  // of libavcodec
 // Packets are read a little ahead; more than this is no film.
-constexpr std::size_t most_bytes = std::size_t{64} << 20;
+constexpr std::size_t most_shown_bytes = std::size_t{64} << 20;
 
 Part PartOf(const AVSubtitleRect& rect) {
     Part part{rect.x, rect.y, rect.w, rect.h, {}};
@@ -40,7 +40,7 @@ bool IsPicture(const AVSubtitleRect& rect) {
 
 // Changes the length of rows. Rows become columns, so that two calls change both directions. Four
 // values per pixel.
-std::vector<float> Resize(const std::vector<float>& from, int width, int height, int to_width) {
+std::vector<float> ResizeRows(const std::vector<float>& from, int width, int height, int to_width) {
     std::vector<float> to(static_cast<std::size_t>(to_width) * height * 4);
     const double step = static_cast<double>(width) / to_width;
     const double reach = std::max(step, 1.0);
@@ -77,8 +77,8 @@ Part Stretched(const Part& part, double stretch_x, double stretch_y) {
     for (std::size_t i = 0; i < values.size(); i += 4) {
         for (std::size_t c = 0; c < 3; ++c) values[i + c] *= values[i + 3] / 255;
     }
-    values = Resize(values, part.width, part.height, to.width);
-    values = Resize(values, part.height, to.width, to.height);
+    values = ResizeRows(values, part.width, part.height, to.width);
+    values = ResizeRows(values, part.height, to.width, to.height);
     to.pixels.resize(values.size());
     for (std::size_t i = 0; i < values.size(); i += 4) {
         const float opacity = values[i + 3];
@@ -102,15 +102,18 @@ std::size_t SubtitlePictures::Bytes() const {
 
 void SubtitlePictures::Add(const AVSubtitle& subtitle, int canvas_width, int canvas_height,
                            LONGLONG start, LONGLONG duration) {
-    Shown shown{
-        start + subtitle.start_display_time * millisecond, never, canvas_width, canvas_height, {}};
+    Shown shown{start + subtitle.start_display_time * per_millisecond,
+                without_end,
+                canvas_width,
+                canvas_height,
+                {}};
     const std::uint32_t end = subtitle.end_display_time;
     if (end != 0 && end != no_end)
-        shown.end = start + end * millisecond;
+        shown.end = start + end * per_millisecond;
     else if (duration > 0)
         shown.end = start + duration;
 
-    if (Bytes() > most_bytes) return;
+    if (Bytes() > most_shown_bytes) return;
     for (unsigned i = 0; i < subtitle.num_rects; ++i) {
         if (IsPicture(*subtitle.rects[i])) shown.parts.push_back(PartOf(*subtitle.rects[i]));
     }
@@ -134,7 +137,7 @@ void SubtitlePictures::Fit(Shown& shown, int width, int height) {
 void SubtitlePictures::Draw(LONGLONG time, const MaskPainter& painter, std::uint8_t* picture,
                             std::int64_t size) {
     // Rounded: a picture whose time is a fraction below the subtitle's shows it.
-    const LONGLONG now = time + millisecond / 2;
+    const LONGLONG now = time + per_millisecond / 2;
     while (shown_.size() > 1 && shown_[1].start <= now) shown_.pop_front();
     if (shown_.empty() || now < shown_[0].start || now >= shown_[0].end) return;
     Fit(shown_[0], painter.Width(), painter.Height());
