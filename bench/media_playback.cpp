@@ -1,12 +1,16 @@
-// A media file to BGRA pictures and PCM without a clock, and seeks to pictures, against the ffmpeg
-// program. Usage: media_playback FILE [ROUNDS]. Each figure is the least of alternating rounds.
+// Media files against the programs of FFmpeg: to BGRA pictures and PCM without a clock, the same in
+// real time, the lateness of pictures, seeks to pictures, thumbnails.
+// Usage: media_playback all|play|time|late|seek|thumbnail FILE [ROUNDS]
+// Each figure is the least of alternating rounds. "time" shows the other program's pictures on an X
+// server of its own.
 #include <control.h>
 #include <objbase.h>
 #include <strmif.h>
 #include <uuids.h>
 
+#include <signal.h>
+
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <filesystem>
@@ -32,8 +36,11 @@ constexpr LONG patience = 600'000;
 class Sink final : public Vimbrel::IDSRenderVideo::CDispatcher,
                    public Vimbrel::IDSRenderAudio::CDispatcher {
 public:
-    void OnVideoSample(unsigned char*, int, int, int, std::int64_t, std::int64_t) override {
+    void OnVideoSample(unsigned char*, int, int, int, std::int64_t time, std::int64_t) override {
+        REFTIME now = 0;
+        if (position) position->get_CurrentPosition(&now);
         const std::lock_guard guard(lock);
+        if (position) late_ms.push_back(now * 1000 - static_cast<double>(time) / 10'000);
         ++pictures;
         changed.notify_one();
     }
@@ -44,6 +51,10 @@ public:
         pictures = 0;
     }
 
+    // By the graph's clock, when the dispatcher has the picture.
+    std::vector<double> late_ms;
+    IMediaPosition* position = nullptr;
+
 private:
     std::mutex lock;
     std::condition_variable changed;
@@ -52,7 +63,7 @@ private:
 
 class Player {
 public:
-    explicit Player(const char* file) {
+    explicit Player(const char* file, bool in_time = false) {
         Check(Vimbrel::CreateObject(CLSID_FilterGraph, graph));
         const std::wstring name = std::filesystem::absolute(file).wstring();
         Check(graph->AddSourceFilter(name.c_str(), nullptr, source.Put()));
@@ -63,7 +74,7 @@ public:
         }
         AddSink(Vimbrel::CreateDSRenderVideo);
         AddSink(Vimbrel::CreateDSRenderAudio);
-        graph.As<IMediaFilter>()->SetSyncSource(nullptr);
+        if (!in_time) graph.As<IMediaFilter>()->SetSyncSource(nullptr);
         for (const ComPtr<IPin>& pin : Vimbrel::PinsOf(*source.Get()))
             graph->RenderEx(pin.Get(), AM_RENDEREX_RENDERTOEXISTINGRENDERERS, nullptr);
         control = graph.As<IMediaControl>();
@@ -78,6 +89,16 @@ public:
         LONG_PTR first = 0;
         LONG_PTR second = 0;
         Check(graph.As<IMediaEventEx>()->GetEvent(&code, &first, &second, patience));
+    }
+    // Sorted.
+    std::vector<double> Lateness() {
+        const auto position = graph.As<IMediaPosition>();
+        sink.position = position.Get();
+        PlayToTheEnd();
+        control->Stop();
+        sink.position = nullptr;
+        std::sort(sink.late_ms.begin(), sink.late_ms.end());
+        return sink.late_ms;
     }
     // Milliseconds until the picture is there. The graph is stopped before and after.
     double SeekTo(double seconds) {
@@ -143,6 +164,80 @@ void ComparePlayback(const std::string& self, const std::string& file, int round
                 ours.peak_mib / theirs.peak_mib);
 }
 
+// An X server for the other program, until the end.
+class Display {
+public:
+    Display() {
+        int ends[2];
+        if (pipe(ends) != 0) std::exit(1);
+        child = fork();
+        if (child == 0) {
+            const int null = open("/dev/null", O_RDWR);
+            dup2(null, STDERR_FILENO);
+            execlp("Xvfb", "Xvfb", "-screen", "0", "1920x1080x24", "-nolisten", "tcp", "-displayfd",
+                   std::to_string(ends[1]).c_str(), nullptr);
+            _exit(127);
+        }
+        close(ends[1]);
+        std::string display = ":";
+        for (char c = 0; read(ends[0], &c, 1) == 1 && c != '\n';) display += c;
+        close(ends[0]);
+        setenv("DISPLAY", display.c_str(), 1);
+        setenv("SDL_AUDIODRIVER", "dummy", 1);
+    }
+    ~Display() {
+        kill(child, SIGTERM);
+        waitpid(child, nullptr, 0);
+    }
+    Display(const Display&) = delete;
+    Display& operator=(const Display&) = delete;
+
+private:
+    pid_t child = 0;
+};
+
+void CompareInTime(const std::string& self, const std::string& file, int rounds) {
+    const Display display;
+    ChildCost ours{1e9, 1e9, 1e9};
+    ChildCost theirs = ours;
+    for (int i = 0; i < rounds; ++i) {
+        Keep(ours, RunChild({self, "--play-in-time", file}));
+        Keep(theirs, RunChild({"ffplay", "-loglevel", "error", "-autoexit", file}));
+    }
+    std::printf("in real time CPU %.2f s / %.2f s = %.2f\n", ours.cpu_s, theirs.cpu_s,
+                ours.cpu_s / theirs.cpu_s);
+}
+
+// The round whose pictures are the least late.
+void MeasureLateness(const std::string& file, int rounds) {
+    std::vector<double> best;
+    const auto at = [](const std::vector<double>& sorted, double part) {
+        return sorted[static_cast<std::size_t>(static_cast<double>(sorted.size() - 1) * part)];
+    };
+    for (int i = 0; i < rounds; ++i) {
+        const std::vector<double> late = Player(file.c_str(), true).Lateness();
+        if (best.empty() || at(late, 0.99) < at(best, 0.99)) best = late;
+    }
+    std::printf("lateness     %zu pictures: median %.2f ms, 99 %% within %.2f ms, most %.2f ms\n",
+                best.size(), at(best, 0.5), at(best, 0.99), best.back());
+}
+
+void CompareThumbnails(const std::string& file, int rounds) {
+    const auto tool = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "vimbrel";
+    const auto out = std::filesystem::temp_directory_path() / "vimbrel-bench.png";
+    ChildCost ours{1e9, 1e9, 1e9};
+    ChildCost theirs = ours;
+    for (int i = 0; i < 5 * rounds; ++i) {
+        Keep(ours, RunChild({tool.string(), "thumbnail", file, "--at", "5", out.string()}));
+        Keep(theirs, RunChild({"ffmpeg", "-nostdin", "-y", "-loglevel", "error", "-ss", "5", "-i",
+                               file, "-frames:v", "1", out.string()}));
+    }
+    std::filesystem::remove(out);
+    std::printf("thumbnail    wall %.3f s / %.3f s = %.2f, CPU %.3f s / %.3f s = %.2f\n",
+                ours.wall_s, theirs.wall_s, ours.wall_s / theirs.wall_s, ours.cpu_s, theirs.cpu_s,
+                ours.cpu_s / theirs.cpu_s);
+}
+
 double SeekByProgram(const std::string& file, double seconds) {
     return 1000 * RunChild({"ffmpeg", "-nostdin", "-loglevel", "error", "-ss",
                             std::to_string(seconds), "-i", file, "-map", "0:v", "-frames:v", "1",
@@ -176,15 +271,18 @@ void CompareSeeks(const std::string& file, int rounds) {
 }  // namespace
 
 int main(int count, char** words) {
-    if (count < 2) return 2;
+    if (count < 3) return 2;
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    if (count > 2 && std::strcmp(words[1], "--play") == 0) {
-        Player(words[2]).PlayToTheEnd();
-    } else {
-        const int rounds = count > 2 ? std::atoi(words[2]) : 3;
-        ComparePlayback("/proc/self/exe", words[1], rounds);
-        CompareSeeks(words[1], rounds);
-    }
+    const std::string what = words[1];
+    const std::string file = words[2];
+    const int rounds = count > 3 ? std::atoi(words[3]) : 3;
+    const auto wants = [&](const char* name) { return what == name || what == "all"; };
+    if (what.starts_with("--play")) Player(words[2], what == "--play-in-time").PlayToTheEnd();
+    if (wants("play")) ComparePlayback("/proc/self/exe", file, rounds);
+    if (wants("time")) CompareInTime("/proc/self/exe", file, rounds);
+    if (wants("late")) MeasureLateness(file, rounds);
+    if (wants("seek")) CompareSeeks(file, rounds);
+    if (wants("thumbnail")) CompareThumbnails(file, rounds);
     CoUninitialize();
     return 0;
 }

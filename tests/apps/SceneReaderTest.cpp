@@ -21,7 +21,10 @@ constexpr const char* whole_scene = R"({
                {"type": "screen", "region": [-5, 6, 70, 80], "cursor": false, "rect": [0, 0, 9, 9]},
                {"type": "window", "id": "0x1400003", "rect": [0, 0, 9, 9], "fit": "stretch"},
                {"type": "camera", "device": "Desk", "format": "640x480@30 MJPG",
-                "rect": [0, 0, 9, 9]}],
+                "rect": [0, 0, 9, 9]},
+               {"type": "media", "file": "a.mkv", "rect": [0, 0, 9, 9], "start": 1.5, "stop": 9,
+                "loop": true, "rate": 150, "pitch": 90, "audio-stream": 2,
+                "subtitles": true}],
     "sound": [{"type": "file", "file": "a.flac", "volume": 50}, {"type": "file", "file": "b.wav"}],
     "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0},
                 {"type": "mp4", "file": "out.mp4", "quality": 2},
@@ -35,7 +38,7 @@ TEST(SceneReader, ReadsEveryName) {
     const auto scene = ReadScene(folder.Write("scene.json", std::string(whole_scene)), error);
     ASSERT_TRUE(scene) << error;
     EXPECT_EQ(scene->canvas.background.green, 0x20);
-    ASSERT_EQ(scene->layers.size(), 7u);
+    ASSERT_EQ(scene->layers.size(), 8u);
     EXPECT_EQ(std::get<PictureDescription>(scene->layers[0].content).fit, Fit::Cover);
     EXPECT_EQ(scene->layers[0].opacity, 0.25);
     const auto& gif = std::get<GifDescription>(scene->layers[1].content);
@@ -55,6 +58,16 @@ TEST(SceneReader, ReadsEveryName) {
     const auto& camera = std::get<CameraDescription>(scene->layers[6].content);
     EXPECT_EQ(camera.device, "Desk");
     EXPECT_EQ(camera.format, "640x480@30 MJPG");
+    const auto& media = std::get<MediaDescription>(scene->layers[7].content);
+    EXPECT_EQ(media.file, folder.path / "a.mkv");
+    EXPECT_EQ(media.start, 1.5);
+    EXPECT_EQ(media.stop, 9);
+    EXPECT_TRUE(media.loop);
+    EXPECT_EQ(media.rate, 150);
+    EXPECT_EQ(media.pitch, 90);
+    EXPECT_EQ(media.volume, 100);
+    EXPECT_EQ(media.audio_stream, 2);
+    EXPECT_TRUE(media.subtitles);
     EXPECT_TRUE(ShowsDesktop(*scene));
     ASSERT_EQ(scene->sound.size(), 2u);
     EXPECT_EQ(std::get<SoundFileDescription>(scene->sound[0].content).file, folder.path / "a.flac");
@@ -110,6 +123,15 @@ TEST(SceneReader, SaysWhereAndWhatIsWrong) {
         {"rtmp://host/live/key", "http://host/live/key",
          "outputs[2].url: this is no URL of a stream"},
         {"\"url\"", "\"URL\"", "outputs[2].URL: is not a known name"},
+        {"\"start\": 1.5", "\"start\": -1", "layers[7].start: must be"},
+        {"\"stop\": 9", "\"stop\": \"end\"", "layers[7].stop: must be"},
+        {"\"loop\": true", "\"loop\": 1", "layers[7].loop: must be"},
+        {"\"rate\": 150", "\"rate\": 0", "layers[7].rate: must be"},
+        {"\"pitch\": 90", "\"pitch\": 9", "layers[7].pitch: must be"},
+        {"\"audio-stream\": 2", "\"audio-stream\": -1", "layers[7].audio-stream: must be"},
+        {"\"audio-stream\": 2", "\"volume\": 101", "layers[7].volume: must be"},
+        {"\"subtitles\": true", "\"subtitles\": 1", "layers[7].subtitles: must be"},
+        {"\"subtitles\": true", "\"subtitle\": true", "layers[7].subtitle: is not a known name"},
         {"\"volume\": 50", "\"volume\": -1", "sound[0].volume: must be a number from 0"},
         {"\"type\": \"file\"", "\"type\": \"flie\"",
          "sound[0].type: unknown type of sound \"flie\""},

@@ -119,7 +119,7 @@ public:
 };
 
 // A source without a thread of its own.
-class TestSource final : public CBaseFilter {
+class TestSource : public CBaseFilter {
 public:
     explicit TestSource(int outputs = 1) : CBaseFilter(GUID_NULL) {
         for (int i = 0; i < outputs; ++i)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <future>
+#include <string>
 #include <thread>
 
 #include "layers/SourceLayer.h"
@@ -19,8 +20,10 @@ public:
 
 private:
     MediaLayer(const LayerDescription& description, const MediaDescription& content);
-    void Run(const std::stop_token& stop, std::promise<bool>& opened);
-    bool OpenSource();
+    // The promise is what is wrong, after the layer's place; empty if it plays.
+    void Run(const std::stop_token& stop, std::promise<std::string>& opened);
+    std::string OpenSource();
+    bool ChooseSound();
 
     const MediaDescription description;
     Vimbrel::MediaSourceDS source;  // of the layer's thread

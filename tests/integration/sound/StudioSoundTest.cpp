@@ -112,6 +112,24 @@ TEST_P(StudioSound, RecordsMediaLayersBesideAMicrophone) {
                 HasSubstr("sound[1]: is the sound of the media again"));
 }
 
+// The second stream an octave higher and half as loud.
+TEST_P(StudioSound, MediaLayersSoundAsTheSceneSays) {
+    folder.Run(
+        "ffmpeg -v error -f lavfi -i testsrc=size=64x64:rate=25 -f lavfi -i sine=1500:d=9 -f lavfi"
+        " -i sine=600:sample_rate=44100:d=9,volume=4 -map 0 -map 1 -map 2 -t 9 -c:v libx264"
+        " -preset ultrafast -c:a pcm_s16le media.mkv");
+    WriteScene("{\"type\": \"media\"}",
+               "{\"type\": \"media\", \"file\": \"media.mkv\", \"rect\": [0, 0, 64, 64],"
+               " \"audio-stream\": 2, \"pitch\": 200, \"volume\": 50}");
+    Studio("run scene.json --seconds 3");
+    const Samples recorded = Recorded();
+    // Half of half of full scale.
+    EXPECT_GT(Loudness(recorded, 1200).second, 5'000);
+    EXPECT_LT(Loudness(recorded, 1200).second, 11'000);
+    EXPECT_LT(Loudness(recorded, 600).first, 1'000);
+    EXPECT_LT(Loudness(recorded, 1500).first, 1'000);
+}
+
 // A program on a terminal of its own.
 class OnTerminal {
 public:

@@ -4,6 +4,7 @@
 
 #include "platform/linux/ds/file/ReferenceTime.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
+#include "platform/linux/ffmpeg/FfmpegLog.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -121,15 +122,20 @@ HRESULT DecoderFilter::Receive(IMediaSample* sample) {
     if (!packet) return E_OUTOFMEMORY;
     if (packet->pts == AV_NOPTS_VALUE && packet->dts != AV_NOPTS_VALUE) shown_times_ = false;
     Announce(*packet);
-    return Send(packet.get());
+    const HRESULT sent = Send(packet.get());
+    return sent == S_OK ? Settle(false) : sent;
 }
 
 HRESULT DecoderFilter::Send(const AVPacket* packet) {
+    // A device's contexts have messages that cannot be switched off.
+    const FfmpegLogScope log;
     for (;;) {
         const int error = avcodec_send_packet(codec_.get(), packet);
         if (error == AVERROR(ENOMEM)) return E_OUTOFMEMORY;
+        const bool refused =
+            error < 0 && error != AVERROR(EAGAIN) && error != AVERROR_EOF && !OnCodecError(error);
         // Once per row of damaged packets: a file may consist of them.
-        if (error < 0 && error != AVERROR(EAGAIN) && error != AVERROR_EOF && refused_++ == 0) {
+        if (refused && refused_++ == 0) {
             const HRESULT hr = ResultFromFfmpeg(error, "decode");
             APPLOG_FORMAT(HalvorixAppLog::LOG_LEVEL_WARN, "Decoding a packet failed - 0x%08X",
                           static_cast<unsigned>(hr));
@@ -141,11 +147,13 @@ HRESULT DecoderFilter::Send(const AVPacket* packet) {
 }
 
 HRESULT DecoderFilter::Drain() {
-    while (avcodec_receive_frame(codec_.get(), frame_.get()) >= 0) {
+    int error = 0;
+    while ((error = avcodec_receive_frame(codec_.get(), frame_.get())) >= 0) {
         const HRESULT hr = Deliver(*frame_);
         av_frame_unref(frame_.get());
         if (hr != S_OK) return hr;
     }
+    if (error != AVERROR(EAGAIN) && error != AVERROR_EOF) OnCodecError(error);
     return S_OK;
 }
 
@@ -154,6 +162,7 @@ HRESULT DecoderFilter::EndOfStream() {
     const HRESULT hr = input_.CheckStream();
     if (hr != S_OK) return hr;
     HRESULT delivered = codec_ ? Send(nullptr) : S_OK;
+    if (delivered == S_OK) delivered = Settle(true);
     if (delivered == S_OK) delivered = Finish();
     return delivered == S_OK ? output_.DeliverEndOfStream() : delivered;
 }

@@ -50,6 +50,10 @@ protected:
     virtual void Begin() = 0;
     // Before the codec gets a packet.
     virtual void Announce(const AVPacket&) {}
+    // An error of the codec. Whether the filter deals with it.
+    virtual bool OnCodecError(int) { return false; }
+    // The codec has taken a packet, or the end of the stream. The only place to reopen it.
+    virtual HRESULT Settle(bool /*at_end*/) { return S_OK; }
     // A decoded frame. S_OK if more may come.
     virtual HRESULT Deliver(AVFrame& frame) = 0;
     // The stream is over; what is held back is delivered.
@@ -65,10 +69,12 @@ protected:
     // Some containers say of most packets when they are decoded, but not when they are shown.
     bool HasShownTimes() const { return shown_times_; }
     double Rate() const { return input_.SegmentRate(); }
+    // A codec with new settings, from the stream's description.
+    HRESULT OpenCodec();
+    // Null for the end of the stream.
+    HRESULT Send(const AVPacket* packet);
 
 private:
-    HRESULT OpenCodec();
-    HRESULT Send(const AVPacket* packet);
     HRESULT Drain();
 
     const AVMediaType kind_;

@@ -174,21 +174,31 @@ void MaskPainter::Draw(const ColorMask& mask, std::uint8_t* picture, std::int64_
         DrawPlane(planes_[static_cast<std::size_t>(i)], mask, picture);
 }
 
+void MaskPainter::Draw(const ColorPicture& overlay, std::uint8_t* picture,
+                       std::int64_t size) const {
+    if (plane_count_ == 0 || size < bytes_) return;
+    for (int i = 0; i < plane_count_; ++i)
+        DrawPlane(planes_[static_cast<std::size_t>(i)], overlay, picture);
+}
+
+MaskPainter::Area MaskPainter::Touched(const Plane& plane, int x, int y, int width,
+                                       int height) const {
+    const int columns = 1 << plane.shift_x;
+    const int rows = 1 << plane.shift_y;
+    return {std::max(x, 0) >> plane.shift_x, std::max(y, 0) >> plane.shift_y,
+            std::min((x + width + columns - 1) >> plane.shift_x, width_ >> plane.shift_x),
+            std::min((y + height + rows - 1) >> plane.shift_y, height_ >> plane.shift_y)};
+}
+
 void MaskPainter::DrawPlane(const Plane& plane, const ColorMask& mask,
                             std::uint8_t* picture) const {
     const int value = ValueOf(plane.channel, mask);
     const int columns = 1 << plane.shift_x;
     const int rows = 1 << plane.shift_y;
-    // The samples that the mask touches, within those that the picture has.
-    const int left = std::max(mask.x, 0) >> plane.shift_x;
-    const int top = std::max(mask.y, 0) >> plane.shift_y;
-    const int right =
-        std::min((mask.x + mask.width + columns - 1) >> plane.shift_x, width_ >> plane.shift_x);
-    const int bottom =
-        std::min((mask.y + mask.height + rows - 1) >> plane.shift_y, height_ >> plane.shift_y);
-    for (int y = top; y < bottom; ++y) {
+    const Area area = Touched(plane, mask.x, mask.y, mask.width, mask.height);
+    for (int y = area.top; y < area.bottom; ++y) {
         std::uint8_t* const row = picture + plane.first + y * plane.row_step;
-        for (int x = left; x < right; ++x) {
+        for (int x = area.left; x < area.right; ++x) {
             const int cover = CoverOf(mask, (x << plane.shift_x) - mask.x,
                                       (y << plane.shift_y) - mask.y, columns, rows);
             const int weight = cover * mask.opacity;
@@ -197,6 +207,41 @@ void MaskPainter::DrawPlane(const Plane& plane, const ColorMask& mask,
             constexpr int whole = 255 * 255;
             sample = static_cast<std::uint8_t>(
                 (sample * (whole - weight) + value * weight + whole / 2) / whole);
+        }
+    }
+}
+
+void MaskPainter::DrawPlane(const Plane& plane, const ColorPicture& overlay,
+                            std::uint8_t* picture) const {
+    const int columns = 1 << plane.shift_x;
+    const int rows = 1 << plane.shift_y;
+    const int whole = 255 * columns * rows;
+    const Area area = Touched(plane, overlay.x, overlay.y, overlay.width, overlay.height);
+    for (int y = area.top; y < area.bottom; ++y) {
+        std::uint8_t* const row = picture + plane.first + y * plane.row_step;
+        const int top = (y << plane.shift_y) - overlay.y;
+        for (int x = area.left; x < area.right; ++x) {
+            const int left = (x << plane.shift_x) - overlay.x;
+            int weight = 0;
+            int sum = 0;
+            // Pixels of the sample outside the overlay count as bare.
+            for (int v = std::max(top, 0); v < std::min(top + rows, overlay.height); ++v) {
+                for (int u = std::max(left, 0); u < std::min(left + columns, overlay.width); ++u) {
+                    const std::uint8_t* const pixel =
+                        overlay.pixels + static_cast<std::ptrdiff_t>(v) * overlay.step + u * 4;
+                    if (pixel[3] == 0) continue;
+                    ColorMask color;
+                    color.blue = pixel[0];
+                    color.green = pixel[1];
+                    color.red = pixel[2];
+                    weight += pixel[3];
+                    sum += pixel[3] * ValueOf(plane.channel, color);
+                }
+            }
+            if (weight == 0) continue;
+            std::uint8_t& sample = row[static_cast<std::ptrdiff_t>(x) * plane.pixel_step];
+            sample =
+                static_cast<std::uint8_t>((sample * (whole - weight) + sum + whole / 2) / whole);
         }
     }
 }

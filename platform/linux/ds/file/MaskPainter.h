@@ -1,4 +1,5 @@
-// Coloured masks, as of subtitles, drawn into the pictures of every form that the sink accepts.
+// Coloured masks and pictures, as of subtitles, drawn into the pictures of every form that the sink
+// accepts.
 #pragma once
 
 #include <array>
@@ -22,6 +23,16 @@ struct ColorMask {
     std::uint8_t opacity = 255;
 };
 
+// Pixels with colours of their own: blue, green, red and opacity, a byte each.
+struct ColorPicture {
+    const std::uint8_t* pixels = nullptr;
+    int step = 0;  // bytes from row to row
+    int x = 0;     // of the left column and the top row in the picture
+    int y = 0;
+    int width = 0;
+    int height = 0;
+};
+
 // Colours are those that the sink shows, which has one fixed matrix per form, and rows lie as it
 // reads them: planes have the width as their step.
 class MaskPainter {
@@ -34,6 +45,7 @@ public:
     int Height() const { return height_; }
     // Draws what lies within the picture of `size` bytes, which stays as it is if it is too short.
     void Draw(const ColorMask& mask, std::uint8_t* picture, std::int64_t size) const;
+    void Draw(const ColorPicture& overlay, std::uint8_t* picture, std::int64_t size) const;
 
 private:
     enum class Channel { red, green, blue, alpha, luma, chroma_blue, chroma_red };
@@ -47,13 +59,24 @@ private:
         int shift_y = 0;
     };
 
+    // Samples of a plane, the ends excluded.
+    struct Area {
+        int left = 0;
+        int top = 0;
+        int right = 0;
+        int bottom = 0;
+    };
+
     int ValueOf(Channel channel, const ColorMask& mask) const;
     static int StudioValue(Channel channel, const ColorMask& mask);
     static int FlatValue(Channel channel, const ColorMask& mask);
     void SetRgb(const CMediaType& type, int pixel_step, bool top_down, std::int64_t row_step);
     void SetPacked(bool luma_first, std::int64_t row_step);
     void SetPlanar(REFGUID subtype);
+    // What is touched by something in that place, within the picture.
+    Area Touched(const Plane& plane, int x, int y, int width, int height) const;
     void DrawPlane(const Plane& plane, const ColorMask& mask, std::uint8_t* picture) const;
+    void DrawPlane(const Plane& plane, const ColorPicture& overlay, std::uint8_t* picture) const;
 
     GUID subtype_{};
     int width_ = 0;

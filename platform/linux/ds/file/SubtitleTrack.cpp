@@ -18,6 +18,9 @@ namespace {
 constexpr LONGLONG millisecond = 10'000;
 // Of a line without a duration.
 constexpr LONGLONG usual_milliseconds = 5'000;
+// The canvas of broadcasts that do not tell one.
+constexpr int broadcast_width = 720;
+constexpr int broadcast_height = 576;
 // Files that are not UTF-8 are mostly old ones of Western Europe.
 constexpr char old_characters[] = "CP1252";
 
@@ -32,9 +35,10 @@ void Log(int level, const char* format, va_list values, void*) {
     APPLOG_STREAM(severity, "libass: " << text);
 }
 
-bool IsText(AVCodecID codec) {
+// A property of libavcodec's.
+bool Is(AVCodecID codec, int property) {
     const AVCodecDescriptor* const known = avcodec_descriptor_get(codec);
-    return known && (known->props & AV_CODEC_PROP_TEXT_SUB) != 0;
+    return known && (known->props & property) != 0;
 }
 
 bool IsUtf8(const AVPacket& packet) {
@@ -78,14 +82,16 @@ void SubtitleTrack::Open(const StreamDescription& stream) {
 
 bool SubtitleTrack::OpenDecoder() {
     const AVCodecID id = stream_.parameters->codec_id;
-    const AVCodec* const codec = IsText(id) ? avcodec_find_decoder(id) : nullptr;
+    const bool known = Is(id, AV_CODEC_PROP_TEXT_SUB | AV_CODEC_PROP_BITMAP_SUB);
+    const AVCodec* const codec = known ? avcodec_find_decoder(id) : nullptr;
     decoder_.reset(codec ? avcodec_alloc_context3(codec) : nullptr);
     if (!decoder_) return false;
     if (avcodec_parameters_to_context(decoder_.get(), stream_.parameters.get()) < 0) return false;
     decoder_->pkt_timebase = {1, 10'000'000};
     decoder_->log_level_offset = quiet_log_offset;
     // The text within MP4 is UTF-8, between numbers.
-    if (id != AV_CODEC_ID_MOV_TEXT) av_opt_set(decoder_.get(), "sub_charenc", old_characters, 0);
+    if (Is(id, AV_CODEC_PROP_TEXT_SUB) && id != AV_CODEC_ID_MOV_TEXT)
+        av_opt_set(decoder_.get(), "sub_charenc", old_characters, 0);
     const int error = avcodec_open2(decoder_.get(), codec, nullptr);
     if (error < 0) ResultFromFfmpeg(error, "open the decoder of subtitles");
     return error >= 0;
@@ -97,12 +103,14 @@ void SubtitleTrack::Close() {
     renderer_.reset();
     library_.reset();
     decoder_.reset();
+    pictures_.Clear();
 }
 
 void SubtitleTrack::Clear() {
     const MutexLock guard(lock_);
     if (decoder_) avcodec_flush_buffers(decoder_.get());
     if (track_) ass_flush_events(track_.get());
+    pictures_.Clear();
 }
 
 void SubtitleTrack::AddFonts() {
@@ -138,9 +146,13 @@ bool SubtitleTrack::OpenRenderer() {
 
 void SubtitleTrack::Add(const AVPacket& packet, LONGLONG start, LONGLONG duration) {
     const MutexLock guard(lock_);
-    if (!decoder_ || (!track_ && !OpenRenderer())) return;
+    if (!decoder_) return;
+    const bool text = Is(decoder_->codec_id, AV_CODEC_PROP_TEXT_SUB);
+    if (text && !track_ && !OpenRenderer()) return;
     const FfmpegPtr<AVPacket> copy(av_packet_clone(&packet));
     if (!copy) return;
+    // Of a packet, in stream time; subtitles without an end of their own would take it over.
+    if (!text) copy->duration = 0;
     Subtitle subtitle;
     int got = 0;
     decoder_->sub_charenc_mode = decoder_->sub_charenc && !IsUtf8(packet)
@@ -149,6 +161,14 @@ void SubtitleTrack::Add(const AVPacket& packet, LONGLONG start, LONGLONG duratio
     const int error = avcodec_decode_subtitle2(decoder_.get(), &subtitle, &got, copy.get());
     if (error < 0) ResultFromFfmpeg(error, "decode a subtitle");
     if (error < 0 || got == 0) return;
+    if (text) {
+        AddLines(subtitle, start, duration);
+    } else {
+        AddPictures(subtitle, start, duration);
+    }
+}
+
+void SubtitleTrack::AddLines(const AVSubtitle& subtitle, LONGLONG start, LONGLONG duration) {
     const LONGLONG lasts = duration > 0 ? duration / millisecond : usual_milliseconds;
     for (unsigned i = 0; i < subtitle.num_rects; ++i) {
         const char* const line = subtitle.rects[i]->ass;
@@ -160,10 +180,22 @@ void SubtitleTrack::Add(const AVPacket& packet, LONGLONG start, LONGLONG duratio
     }
 }
 
+void SubtitleTrack::AddPictures(const AVSubtitle& subtitle, LONGLONG start, LONGLONG duration) {
+    int width = decoder_->width;
+    int height = decoder_->height;
+    if (width <= 0 && decoder_->codec_id == AV_CODEC_ID_DVB_SUBTITLE) {
+        width = broadcast_width;
+        height = broadcast_height;
+    }
+    pictures_.Add(subtitle, width, height, start, duration);
+}
+
 void SubtitleTrack::Draw(LONGLONG time, const MaskPainter& painter, std::uint8_t* picture,
                          std::int64_t size) {
     const MutexLock guard(lock_);
-    if (!track_ || track_->n_events == 0 || painter.Width() == 0) return;
+    if (painter.Width() == 0) return;
+    pictures_.Draw(time, painter, picture, size);
+    if (!track_ || track_->n_events == 0) return;
     ass_set_frame_size(renderer_.get(), painter.Width(), painter.Height());
     ass_set_storage_size(renderer_.get(), painter.Width(), painter.Height());
     // Rounded: a picture whose time is a fraction below the line's shows it.

@@ -1,4 +1,4 @@
-// The lines of one subtitle stream, and how they look at a time.
+// The lines or pictures of one subtitle stream, and how they look at a time.
 #pragma once
 
 #include <ass/ass.h>
@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "base/ThreadSafety.h"
-#include "platform/linux/ds/file/MaskPainter.h"
+#include "platform/linux/ds/file/SubtitlePictures.h"
 #include "platform/linux/ds/media/StreamTypes.h"
 
 namespace Vimbrel {
@@ -37,6 +37,8 @@ private:
     // The renderer looks for the system's fonts, which takes time: it waits for the first line.
     bool OpenRenderer() REQUIRES(lock_);
     void AddFonts() REQUIRES(lock_);
+    void AddLines(const AVSubtitle& subtitle, LONGLONG start, LONGLONG duration) REQUIRES(lock_);
+    void AddPictures(const AVSubtitle& subtitle, LONGLONG start, LONGLONG duration) REQUIRES(lock_);
 
     Mutex lock_;  // a leaf
     StreamDescription stream_ GUARDED_BY(lock_);
@@ -45,6 +47,7 @@ private:
     AssPtr<ASS_Library> library_ GUARDED_BY(lock_);
     AssPtr<ASS_Renderer> renderer_ GUARDED_BY(lock_);
     AssPtr<ASS_Track> track_ GUARDED_BY(lock_);
+    SubtitlePictures pictures_ GUARDED_BY(lock_);
 };
 
 }  // namespace Vimbrel

@@ -32,6 +32,7 @@ bool VideoDecoder::IsForMe(const CMediaType& type) const {
 }
 
 void VideoDecoder::Prepare(AVCodecContext& codec) {
+    if (!IsLive() && hardware_.SetUp(codec)) return;
 #if defined(__SANITIZE_THREAD__)
     // FFmpeg's frame threads free buffers in a way that the sanitizer takes for a race.
     codec.thread_count = 1;
@@ -46,7 +47,9 @@ void VideoDecoder::Prepare(AVCodecContext& codec) {
 }
 
 void VideoDecoder::Begin() {
+    hardware_.DropKept();
     covered_ = false;
+    shown_until_ = std::numeric_limits<REFERENCE_TIME>::min();
     holds_ = false;
     next_start_ = 0;
     latest_early_ = std::numeric_limits<REFERENCE_TIME>::min();
@@ -59,6 +62,24 @@ void VideoDecoder::Announce(const AVPacket& packet) {
     const bool early = !covered_ && packet.pts != AV_NOPTS_VALUE && packet.pts <= 0;
     Codec().skip_frame = early && packet.pts < latest_early_ ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
     if (early) latest_early_ = std::max<REFERENCE_TIME>(latest_early_, packet.pts);
+    hardware_.Keep(packet);
+}
+
+// What the device did not decode is decoded again without it.
+HRESULT VideoDecoder::Settle(bool at_end) {
+    HRESULT hr = at_end ? Finish() : S_OK;
+    if (hr != S_OK || !hardware_.MustReopen()) return hr;
+    const bool covered = covered_;
+    const auto packets = hardware_.TakeKept();
+    hr = OpenCodec();
+    if (FAILED(hr)) return hr;
+    covered_ = covered;
+    if (covered) shown_until_ = last_shown_;
+    for (const FfmpegPtr<AVPacket>& packet : packets) {
+        hr = Send(packet.get());
+        if (hr != S_OK) return hr;
+    }
+    return at_end ? Send(nullptr) : S_OK;
 }
 
 PictureLayout VideoDecoder::ExpectedLayout() const {
@@ -103,6 +124,7 @@ HRESULT VideoDecoder::Deliver(AVFrame& frame) {
     // pictures that are held back for their order.
     if (timed && !HasShownTimes()) start -= Codec().has_b_frames * lasts;
     next_start_ = start + lasts;
+    if (start <= shown_until_) return S_OK;
     if (covered_) return Show(frame, start, start + lasts);
     HRESULT hr = S_OK;
     // The next picture's start tells where one ends; durations are often wrong.
@@ -126,8 +148,12 @@ HRESULT VideoDecoder::Finish() {
     return Show(*held_, held_start_, held_end_);
 }
 
-HRESULT VideoDecoder::Show(AVFrame& frame, REFERENCE_TIME start, REFERENCE_TIME end) {
+HRESULT VideoDecoder::Show(AVFrame& decoded, REFERENCE_TIME start, REFERENCE_TIME end) {
+    AVFrame* const fetched = hardware_.Fetch(decoded);
+    if (!fetched) return S_OK;
+    const AVFrame& frame = *fetched;
     covered_ = true;
+    last_shown_ = start;
     if (StreamStop() >= 0 && start >= StreamStop()) return S_OK;
     if (IsTooLarge(frame.width, frame.height)) return S_OK;
     const PictureColors colors{static_cast<AVPixelFormat>(frame.format), frame.colorspace,

@@ -6,6 +6,7 @@
 
 #include "tests/fakes/CapturingLog.h"
 #include "tests/support/MediaFiles.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/SinkRecorder.h"
 #include "tests/support/SoundServer.h"
 #include "tests/support/Tone.h"
@@ -18,6 +19,7 @@ namespace {
 using State = MediaSource::State;
 
 constexpr int rate = SinkRecorder::rate;
+constexpr std::chrono::seconds close_bound(sanitized ? 5 : 1);
 
 // When pictures were shown, by the clock that recordings use.
 class Flashes final : public MediaSource::Dispatcher {
@@ -178,21 +180,53 @@ TEST_F(MediaSound, PlaysInStepWithThePictures) {
     EXPECT_LT(std::abs(all[all.size() / 2]), 100.0);
 }
 
-TEST_F(MediaSound, PicturesGoOnWithoutTheServer) {
+enum class Loss { server_killed, server_frozen, sink_unloaded };
+
+class LostOutput : public MediaSound, public testing::WithParamInterface<Loss> {
+protected:
+    void Lose() {
+        switch (GetParam()) {
+            case Loss::server_killed:
+                return server.Kill();
+            case Loss::server_frozen:
+                return server.Freeze();
+            case Loss::sink_unloaded:
+                server.Control("unload-module module-null-sink");
+        }
+    }
+    // The log's line may come later than the pictures.
+    static bool Told() {
+        return WaitUntil([] {
+            for (const std::string& text : TakeErrors()) {
+                if (text.find("Sound output is gone") != std::string::npos) return true;
+            }
+            return false;
+        });
+    }
+};
+
+TEST_P(LostOutput, PicturesGoOnByTheClock) {
     ASSERT_TRUE(Open("tone.mkv"));
     ASSERT_TRUE(source.Play());
     ASSERT_TRUE(WaitUntil([&] { return flashes.shown > 5; }));
-    server.Kill();
+    Lose();
+    const double place = source.GetCurrentPosition();
     const int before = flashes.shown;
     EXPECT_TRUE(WaitUntil([&] { return flashes.shown > before + 25; }));
+    EXPECT_GE(source.GetCurrentPosition(), place + 0.9);
     EXPECT_TRUE(source.Seek(3));
     EXPECT_TRUE(source.Pause());
     EXPECT_TRUE(source.Play());
-    bool told = false;
-    for (const std::string& text : TakeErrors())
-        told = told || text.find("Sound output is gone") != std::string::npos;
-    EXPECT_TRUE(told);
+    // A frozen server is not known to be gone.
+    EXPECT_TRUE(GetParam() == Loss::server_frozen || Told());
+    const auto begin = std::chrono::steady_clock::now();
+    source.Close();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, close_bound);
 }
+
+INSTANTIATE_TEST_SUITE_P(All, LostOutput,
+                         testing::Values(Loss::server_killed, Loss::server_frozen,
+                                         Loss::sink_unloaded));
 
 }  // namespace
 }  // namespace Vimbrel::test

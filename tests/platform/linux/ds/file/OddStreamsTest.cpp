@@ -76,21 +76,27 @@ TEST_F(OddStreams, WhatCannotBeSoughtGoesOnAfterAStop) {
     source.Close();
 }
 
-TEST_F(OddStreams, ClosesWhileTheServerIsSilent) {
+TEST_F(OddStreams, ClosesWithinASecondWhileTheServerIsSilent) {
     const Bytes stream = TransportStream();
     const HttpFile server(stream, stream.size() / 2);
     MediaSourceDS source;
     source.SetDispatcher(&seen);
     source.SetFileName(server.Address().c_str(), true);
-    ASSERT_TRUE(source.Open());
-    source.SetRate(800);
-    ASSERT_TRUE(source.Play());
-    // All that came is shown, so that the reader waits for more.
-    EXPECT_TRUE(WaitUntil([&] { return seen.reader.Count() > 100; }));
-    const auto begin = std::chrono::steady_clock::now();
-    source.Close();
-    // Nothing in it waits as long as the ten seconds after which an address counts as dead.
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    // A busy machine may be late now and then.
+    constexpr int tries = 3;
+    std::chrono::steady_clock::duration least = std::chrono::hours(1);
+    for (int i = 0; i < tries && least > std::chrono::seconds(1); ++i) {
+        ASSERT_TRUE(source.Open());
+        source.SetRate(800);
+        seen.reader.Clear();
+        ASSERT_TRUE(source.Play());
+        // All that came is shown, so that the reader waits for more.
+        EXPECT_TRUE(WaitUntil([&] { return seen.reader.Count() > 100; }));
+        const auto begin = std::chrono::steady_clock::now();
+        source.Close();
+        least = std::min(least, std::chrono::steady_clock::now() - begin);
+    }
+    EXPECT_LT(least, std::chrono::seconds(1));
 }
 
 TEST_F(OddStreams, NothingIsWrittenToTheTerminal) {
