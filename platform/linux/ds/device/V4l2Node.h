@@ -69,9 +69,12 @@ struct V4l2Name {
     std::string node;
     std::string name;
     std::string path;  // by-id or by-path below the folder, else the bus
+    std::string bus;
 };
 
 // The capture devices below a folder of device files, in the order of their numbers.
 std::vector<V4l2Name> ListV4l2Nodes(const std::string& folder);
+// Of one that is open, as it is now.
+V4l2Name NameOf(const V4l2Node& device, const std::string& node, const std::string& folder);
 
 }  // namespace Vimbrel
