@@ -147,8 +147,16 @@ TEST_F(CameraFaults, AnotherDeviceUnderTheSameNumberIsNotOpened) {
     device = std::make_unique<ShimCamera>(node, formats);
     std::filesystem::create_directories(folder.path / "v4l/by-id");
     std::filesystem::create_symlink("../../video0", folder.path / "v4l/by-id/usb-maker");
-    const std::unique_ptr<MediaSourceCamera> camera(listed.CreateDevice());
+    std::unique_ptr<MediaSourceCamera> camera(listed.CreateDevice());
     EXPECT_TRUE(camera->Open());
+    camera->Close();
+    // A device that was plugged in again.
+    device->state->bus = "shim-1";
+    ShimCamera again(Node("video1"), formats);
+    camera.reset(listed.CreateDevice());
+    EXPECT_TRUE(camera->Open());
+    EXPECT_TRUE(camera->Play());
+    EXPECT_TRUE(again.IsStreaming());
 }
 
 // The device may be another program's.
