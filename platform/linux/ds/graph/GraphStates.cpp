@@ -105,6 +105,8 @@ HRESULT PauseGraph(GraphParts& parts) {
     if (parts.state == State_Stopped) {
         if (!parts.clock_set && !parts.clock) SetDefaultClock(parts);
         parts.events.ExpectEnds(Renderers(parts).size());
+        // The devices start anew. One that is still gone fails again.
+        parts.events.Drop(EC_DEVICE_LOST);
         RefreshDuration(parts);
     } else if (parts.state == State_Running) {
         parts.position.Pause();

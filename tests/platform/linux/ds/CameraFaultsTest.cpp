@@ -100,6 +100,24 @@ TEST_F(CameraFaults, ALostDeviceNeitherPlaysNorPauses) {
     }
 }
 
+// The host has not looked at its messages between the loss and the next attempt.
+TEST_F(CameraFaults, ALossOfAnEarlierRunIsNotReportedInTheNext) {
+    ShimCamera device(Node("video0"), {{V4L2_PIX_FMT_YUYV, {{320, 240, {fps30}}}}});
+    device.state->silent = true;
+    const std::size_t threads = ProcessCounts::Now().threads;
+    const auto camera = Play(0);
+    ASSERT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= threads; }));
+    {
+        const std::lock_guard guard(device.state->lock);
+        device.state->silent = false;
+    }
+    camera->Stop();
+    EXPECT_TRUE(camera->Play());
+    Pump();
+    EXPECT_TRUE(Arrives(device, Bytes(320 * 240 * 2, 128)));
+    EXPECT_EQ(camera->GetState(), State::Playing);
+}
+
 TEST_F(CameraFaults, ALossIsReportedWhenTheHostsMessagesFillTheQueue) {
     ShimCamera device(Node("video0"), {{V4L2_PIX_FMT_YUYV, {{320, 240, {fps30}}}}});
     const std::size_t threads = ProcessCounts::Now().threads;
