@@ -130,7 +130,6 @@ TEST_F(CameraFaults, ALossIsReportedWhenTheHostsMessagesFillTheQueue) {
     device.Unplug();
     ASSERT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= threads; }));
     EXPECT_TRUE(Stops());
-    busy.Destroy();
 }
 
 // Another camera gets the device file of one that is gone.
@@ -146,7 +145,6 @@ TEST_F(CameraFaults, AnotherDeviceUnderTheSameNumberIsNotOpened) {
                  {"Other camera", "shim-0", false},
                  {"Shim camera", "shim-0", true}};
     for (const auto& [card, bus, same] : cases) {
-        device.reset();
         device = std::make_unique<ShimCamera>(node, formats);
         device->state->card = card;
         device->state->bus = bus;
@@ -160,9 +158,7 @@ TEST_F(CameraFaults, AnotherDeviceUnderTheSameNumberIsNotOpened) {
             EXPECT_EQ(warnings[1], "IMoniker BindToObject failed - 0x80070490");
         }
     }
-    device.reset();
     // udev makes its links a moment after the device file.
-    device = std::make_unique<ShimCamera>(node, formats);
     std::filesystem::create_directories(folder.path / "v4l/by-id");
     std::filesystem::create_symlink("../../video0", folder.path / "v4l/by-id/usb-maker");
     std::unique_ptr<MediaSourceCamera> camera(listed.CreateDevice());
@@ -172,8 +168,7 @@ TEST_F(CameraFaults, AnotherDeviceUnderTheSameNumberIsNotOpened) {
     device->state->bus = "shim-1";
     ShimCamera again(Node("video1"), formats);
     camera.reset(listed.CreateDevice());
-    EXPECT_TRUE(camera->Open());
-    EXPECT_TRUE(camera->Play());
+    EXPECT_TRUE(camera->Open() && camera->Play());
     EXPECT_TRUE(again.IsStreaming());
 }
 
