@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Audio/RelaxedOrder.h"
 #include "base/Clock.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 
 namespace {
-
-constexpr auto relaxed = std::memory_order_relaxed;
 
 // Units of 100 ns.
 constexpr std::int64_t tolerance = 10'000;

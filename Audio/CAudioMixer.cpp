@@ -8,13 +8,12 @@
 #include <utility>
 
 #include "Audio/BlockMath.h"
+#include "Audio/RelaxedOrder.h"
 #include "base/Clock.h"
 
 namespace Vimbrel {
 
 namespace {
-
-constexpr auto relaxed = std::memory_order_relaxed;
 
 std::int32_t NextId() {
     static std::atomic<std::int32_t> last{0};

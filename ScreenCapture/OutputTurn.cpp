@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ScreenCapture/PixelSize.h"
+
 namespace Vimbrel {
 
 namespace {
-
-constexpr std::int64_t pixel_size = 4;
 
 // Source pixel of target pixel (x, y): start + x * across + y * down, in pixels.
 struct Walk {

@@ -7,7 +7,7 @@ namespace Vimbrel {
 
 namespace {
 
-constexpr std::size_t pixel_size = 4;
+constexpr std::size_t shape_pixel_size = 4;
 
 std::uint32_t Load(const BYTE* pixel) {
     std::uint32_t value = 0;
@@ -21,7 +21,8 @@ void DrawColor(const PointerInfo& pointer, GdiPlus& gdiplus, BYTE* target, LONG 
                INT width, INT height) {
     const INT shape_width = static_cast<INT>(pointer.shapeInfo.Width);
     const INT shape_height = static_cast<INT>(pointer.shapeInfo.Height);
-    if (pointer.size < std::size_t{pointer.shapeInfo.Width} * pointer.shapeInfo.Height * pixel_size)
+    if (pointer.size <
+        std::size_t{pointer.shapeInfo.Width} * pointer.shapeInfo.Height * shape_pixel_size)
         return;
     constexpr INT format = GdiPlus::pixel_format_32bpp_argb;
     GdiPlus::Image* canvas = nullptr;
@@ -78,23 +79,24 @@ void DrawPointer(const PointerInfo& pointer, GdiPlus& gdiplus, BYTE* target, con
 
     const std::size_t pitch = info.Pitch;
     const std::size_t needed = pitch * info.Height;
-    const std::size_t row_bytes = monochrome ? (info.Width + 7) / 8 : info.Width * pixel_size;
+    const std::size_t row_bytes = monochrome ? (info.Width + 7) / 8 : info.Width * shape_pixel_size;
     if (pointer.size < needed || pitch < row_bytes) return;
     for (LONG row = source.top; row < source.bottom; ++row) {
         BYTE* to = target + (static_cast<std::size_t>(destination.top + row - source.top) *
                                  static_cast<std::size_t>(row_length) +
                              static_cast<std::size_t>(destination.left)) *
-                                pixel_size;
+                                shape_pixel_size;
         const BYTE* from = pointer.shape.get() + static_cast<std::size_t>(row) * pitch;
         const BYTE* xor_plane = from + static_cast<std::size_t>(height) * pitch;
-        for (LONG column = source.left; column < source.right; ++column, to += pixel_size) {
+        for (LONG column = source.left; column < source.right; ++column, to += shape_pixel_size) {
             if (monochrome) {
                 const BYTE mask = static_cast<BYTE>(128 >> (column % 8));
                 Store(to,
                       Monochrome(from[column / 8] & mask, xor_plane[column / 8] & mask, Load(to)));
             } else {
-                Store(to, MaskedColor(Load(from + static_cast<std::size_t>(column) * pixel_size),
-                                      Load(to)));
+                Store(to,
+                      MaskedColor(Load(from + static_cast<std::size_t>(column) * shape_pixel_size),
+                                  Load(to)));
             }
         }
     }

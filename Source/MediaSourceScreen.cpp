@@ -10,6 +10,7 @@
 #include "ScreenCapture/DXCapture.h"
 #include "ScreenCapture/DXGICapture.h"
 #include "ScreenCapture/GdiCapture.h"
+#include "ScreenCapture/PixelSize.h"
 #include "ScreenCapture/WindowCapture.h"
 #include "ScreenCapture/system/CaptureSystem.h"
 #include "base/Clock.h"
@@ -32,7 +33,6 @@ enum Method : std::uint32_t {
 
 constexpr INT all_outputs = 3;
 constexpr std::int64_t pixel_limit = std::int64_t{1} << 28;
-constexpr std::int64_t pixel_size = 4;
 
 std::int64_t Length(LONG from, LONG to) { return std::llabs(std::int64_t{to} - from); }
 

@@ -9,6 +9,9 @@
 
 namespace Vimbrel {
 
+// Units of a frame's times.
+constexpr std::int64_t ticks_per_ms = 10'000;
+
 struct encoded_frame {
     enum frame_type : std::uint32_t {
         type_aac = 0,

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Audio/CAudioMixer.h"
+#include "Audio/RelaxedOrder.h"
 #include "com/ComObject.h"
 #include "vimbrel/AudioFactory2.h"
 
@@ -13,7 +14,6 @@ namespace {
 constexpr CLSID processing_class{
     0xCEFE394D, 0x9260, 0x44AD, {0x9F, 0x6C, 0x5D, 0x0C, 0xF1, 0xA7, 0x60, 0x7C}};
 
-constexpr auto relaxed = std::memory_order_relaxed;
 constexpr int neutral_pitch = 100;
 constexpr int least_pitch = 10;
 

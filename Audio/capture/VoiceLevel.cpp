@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "Audio/RelaxedOrder.h"
+
 namespace Vimbrel {
 
 namespace {
-
-constexpr auto relaxed = std::memory_order_relaxed;
 
 std::int16_t SampleAt(const unsigned char* data, int index) {
     std::int16_t sample = 0;

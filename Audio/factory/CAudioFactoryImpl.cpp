@@ -7,13 +7,13 @@
 #include <utility>
 
 #include "Audio/BlockMath.h"
+#include "Audio/RelaxedOrder.h"
 
 namespace Vimbrel {
 
 namespace {
 
 constexpr int block_bytes = 4096;
-constexpr auto relaxed = std::memory_order_relaxed;
 
 }  // namespace
 

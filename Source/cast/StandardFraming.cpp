@@ -7,7 +7,6 @@ namespace Vimbrel {
 namespace {
 
 constexpr std::uint32_t chunk_size = 4096;
-constexpr std::int64_t ticks_per_ms = 10'000;
 
 }  // namespace
 

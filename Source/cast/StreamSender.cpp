@@ -9,11 +9,6 @@
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
-namespace {
-
-constexpr std::int64_t ticks_per_ms = 10'000;
-
-}  // namespace
 
 StreamSender::StreamSender(CastEncoders& sources, const RTMPCastOptions& options,
                            std::shared_ptr<RTMPCastProgress> counters,

@@ -59,8 +59,8 @@ bool LiveSound::OpenMicrophone(const MicrophoneDescription& description, double 
         error = Missing("microphone", description.device);
         return false;
     }
-    constexpr double full_volume = 100;
-    factory->SetMicrophoneVolume(static_cast<int>(std::lround(volume * full_volume)));
+    constexpr double per_cent = 100;
+    factory->SetMicrophoneVolume(static_cast<int>(std::lround(volume * per_cent)));
     factory->SetMicrophonePitch(description.pitch);
     factory->SetMicrophoneMute(description.mute);
     if (factory->Open(false, {}, true, name)) return true;

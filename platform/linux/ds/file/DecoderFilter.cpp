@@ -2,14 +2,13 @@
 
 #include <cstring>
 
+#include "platform/linux/ds/file/ReferenceTime.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
 
 namespace {
-
-constexpr AVRational hundreds{1, 10'000'000};
 
 // A packet with the sample's data and times. Other sources' samples have no padding behind their
 // data, which decoders read beyond, and so are copied.

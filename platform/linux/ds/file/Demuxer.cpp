@@ -7,6 +7,7 @@
 #include "com/Utf8.h"
 #include "platform/linux/ds/file/KeyPictureSearch.h"
 #include "platform/linux/ds/file/Languages.h"
+#include "platform/linux/ds/file/ReferenceTime.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
 #include "platform/linux/ffmpeg/FfmpegLog.h"
 #include "platform/linux/ffmpeg/QuietFormat.h"
@@ -20,7 +21,6 @@ namespace Vimbrel {
 
 namespace {
 
-constexpr AVRational hundreds{1, 10'000'000};
 // A network address that does not reply must not hold the application for ever, nor a file whose
 // size is pretended.
 constexpr std::chrono::seconds network_patience(10);

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
+#include "platform/linux/ds/file/ReferenceTime.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
 
 namespace Vimbrel {
 
 namespace {
 
-constexpr AVRational hundreds{1, 10'000'000};
 constexpr LONGLONG second = 10'000'000;
 // Pictures, which is more than encoders use.
 constexpr LONGLONG most_reordered = 16;

@@ -6,6 +6,7 @@
 
 #include "com/Utf8.h"
 #include "platform/linux/ds/file/Languages.h"
+#include "platform/linux/ds/file/ReferenceTime.h"
 #include "platform/linux/ffmpeg/FfmpegError.h"
 #include "platform/linux/ffmpeg/FfmpegLog.h"
 #include "platform/linux/ffmpeg/QuietFormat.h"
@@ -17,7 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr AVRational hundreds{1, 10'000'000};
 constexpr std::size_t most_files = 32;
 constexpr std::uintmax_t most_bytes = std::uintmax_t{64} << 20;
 

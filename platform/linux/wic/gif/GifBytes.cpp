@@ -11,7 +11,7 @@ namespace {
 
 constexpr int color_resolution = 8;  // bits a channel
 
-constexpr std::uint8_t trailer = ';';
+constexpr std::uint8_t trailer_mark = ';';
 
 }  // namespace
 
@@ -96,7 +96,7 @@ HRESULT GifBytes::PutImage(std::uint16_t width, std::uint16_t height,
 
 HRESULT GifBytes::PutTrailer() {
     try {
-        bytes_.push_back(trailer);
+        bytes_.push_back(trailer_mark);
     } catch (const std::bad_alloc&) {
         failed_ = true;
     }
