@@ -24,7 +24,6 @@ constexpr std::uint32_t buffer_count = 4;
 constexpr int silence_milliseconds = 10'000;
 // So many failed attempts in a row are no passing trouble of the signal.
 constexpr int most_failures = 50;
-constexpr v4l2_buf_type capture = V4L2_BUF_TYPE_VIDEO_CAPTURE;
 
 std::string Text(const std::uint8_t* bytes, std::size_t capacity) {
     const auto* const text = reinterpret_cast<const char*>(bytes);

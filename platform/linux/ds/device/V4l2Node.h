@@ -41,6 +41,8 @@ public:
     const std::string& Bus() const { return bus_; }
 
 private:
+    static constexpr v4l2_buf_type capture = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+
     V4l2Node(int descriptor, int wake, const v4l2_capability& capability);
 
     void AddSizes(std::uint32_t pixel_format, std::vector<V4l2Format>& formats);

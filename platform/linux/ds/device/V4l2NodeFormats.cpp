@@ -5,8 +5,6 @@ namespace Vimbrel {
 
 namespace {
 
-constexpr v4l2_buf_type capture = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-
 // Sizes and rates that are offered of a driver that takes any.
 constexpr struct {
     std::uint32_t width, height;
