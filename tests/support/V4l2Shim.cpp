@@ -113,6 +113,7 @@ static int OpenCamera(State& state) {
     }
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return -1;
+    ++state.opened;
     if (state.peer >= 0) close(state.peer);
     TakeFile(&state, ends[0]);
     state.peer = ends[1];
@@ -130,14 +131,20 @@ int __real_poll(pollfd* watched, nfds_t count, int milliseconds);
 int __wrap_poll(pollfd* watched, nfds_t count, int milliseconds) {
     const auto camera = count > 0 ? FindByFile(watched[0].fd) : nullptr;
     if (!camera) return __real_poll(watched, count, milliseconds);
+    bool interrupted = false;
     {
         const std::lock_guard guard(camera->lock);
         if (camera->silent) {
-            camera->waited = milliseconds;
-            milliseconds = 0;
+            camera->waits.push_back(milliseconds);
+            interrupted = camera->interrupts > 0;
+            camera->interrupts -= interrupted ? 1 : 0;
+            milliseconds = interrupted ? 20 : 0;
         }
     }
-    return __real_poll(watched, count, milliseconds);
+    const int ready = __real_poll(watched, count, milliseconds);
+    if (!interrupted || ready != 0) return ready;
+    errno = EINTR;
+    return -1;
 }
 
 int __wrap_open(const char* path, int flags, ...) {

@@ -53,9 +53,13 @@ struct ShimCamera::State {
     v4l2_fract rate{1, 30};
     std::uint32_t padding = 0;  // of each row
     bool refuses = false;       // every new format
+    bool adjusts = false;       // every new size, to the first of its pixels
+    unsigned long fails = 0;    // the request that is answered with an error
+    int opened = 0;             // so many times
     bool unplugged = false;
-    bool silent = false;  // it has no picture, and waits for one are over at once
-    int waited = 0;       // milliseconds, of a wait for a silent device
+    bool silent = false;     // it has no picture, and waits for one are over at once
+    int interrupts = 0;      // waits of a silent device that a signal ends, each after a moment
+    std::vector<int> waits;  // milliseconds, of those for a silent device
     bool streaming = false;
     std::atomic<int> file{-1};  // the last one, the test's end of which is `peer`
     int peer = -1;

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <tuple>
 
 #include "tests/support/V4l2Shim.h"
 
@@ -65,20 +66,27 @@ int ListRates(const State& state, v4l2_frmivalenum& rate) {
     return Fail(EINVAL);
 }
 
-int SetFormat(State& state, v4l2_pix_format& wanted) {
-    if (state.streaming) return Fail(EBUSY);
+// A driver answers with what it sets, or would set, instead.
+int SetFormat(State& state, v4l2_pix_format& wanted, bool keep) {
+    if (state.streaming && keep) return Fail(EBUSY);
+    auto current = std::tie(state.pixel_format, state.width, state.height, state.bytes_per_line,
+                            state.image_size);
+    const std::tuple before = {state.pixel_format, state.width, state.height, state.bytes_per_line,
+                               state.image_size};
     const ShimFormat* const format = FindFormat(state, wanted.pixelformat);
     if (format && !state.refuses) {
         for (const ShimSize& each : format->sizes) {
-            if (each.width != wanted.width || each.height != wanted.height) continue;
+            if (!state.adjusts && (each.width != wanted.width || each.height != wanted.height))
+                continue;
             state.pixel_format = wanted.pixelformat;
-            state.width = wanted.width;
-            state.height = wanted.height;
+            state.width = each.width;
+            state.height = each.height;
             FitShim(state);
+            break;
         }
     }
-    // A driver answers with what it sets instead.
     WriteFormat(state, wanted);
+    if (!keep) current = before;
     return 0;
 }
 
@@ -96,6 +104,7 @@ int TakeBuffer(State& state, v4l2_buffer& buffer) {
 int AnswerShim(State& state, unsigned long request, void* argument) {
     const std::lock_guard guard(state.lock);
     if (state.unplugged) return Fail(ENODEV);
+    if (request == state.fails) return Fail(EIO);
     switch (request) {
         case VIDIOC_QUERYCAP: {
             auto& answer = *static_cast<v4l2_capability*>(argument);
@@ -119,7 +128,9 @@ int AnswerShim(State& state, unsigned long request, void* argument) {
             WriteFormat(state, static_cast<v4l2_format*>(argument)->fmt.pix);
             return 0;
         case VIDIOC_S_FMT:
-            return SetFormat(state, static_cast<v4l2_format*>(argument)->fmt.pix);
+            return SetFormat(state, static_cast<v4l2_format*>(argument)->fmt.pix, true);
+        case VIDIOC_TRY_FMT:
+            return SetFormat(state, static_cast<v4l2_format*>(argument)->fmt.pix, false);
         case VIDIOC_G_PARM:
             static_cast<v4l2_streamparm*>(argument)->parm.capture.timeperframe = state.rate;
             return 0;

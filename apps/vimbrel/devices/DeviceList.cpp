@@ -18,7 +18,7 @@ void PrintCameras(const nlohmann::json& cameras) {
     for (const auto& camera : cameras) {
         std::printf("%s\n    %s\n", TextOf(camera["name"]).c_str(), TextOf(camera["path"]).c_str());
         for (const auto& format : camera["formats"])
-            std::printf("  %c %s\n", format["current"].get<bool>() ? '*' : ' ',
+            std::printf("  %c %s\n", format["default"].get<bool>() ? '*' : ' ',
                         TextOf(format["format"]).c_str());
     }
 }

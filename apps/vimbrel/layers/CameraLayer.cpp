@@ -4,7 +4,8 @@
 
 #include <chrono>
 #include <cstdio>
-#include "layers/CameraList.h"
+
+#include "scene/WideText.h"
 
 namespace studio {
 
@@ -18,7 +19,10 @@ constexpr std::chrono::seconds between_attempts(1);
 }  // namespace
 
 CameraLayer::CameraLayer(const LayerDescription& layer, const CameraDescription& content)
-    : SourceLayer(layer, content.fit), place(layer.place), description(content) {}
+    : SourceLayer(layer, content.fit),
+      place(layer.place),
+      description(content),
+      choice{content.device, {}} {}
 
 CameraLayer::~CameraLayer() {
     thread.request_stop();
@@ -40,12 +44,21 @@ std::unique_ptr<Layer> CameraLayer::Open(const LayerDescription& layer,
 
 std::string CameraLayer::OpenCamera() {
     std::string wrong;
-    camera = FindCamera(description.device, description.format, wrong);
+    camera = FindCamera(choice, description.format, wrong);
     if (!camera) return wrong;
     camera->SetDispatcher(this);
-    if (camera->Open() && camera->Play()) return {};
-    CloseCamera();
-    return "the camera does not open; the log says why";
+    if (!camera->Open() || !camera->Play()) {
+        CloseCamera();
+        return "the camera does not open; the log says why";
+    }
+    choice = {Narrow(camera->GetFriendlyName()), Narrow(camera->GetDevicePath())};
+    if (description.format.find('@') != std::string::npos && !HasChosenRate(*camera)) {
+        std::fprintf(
+            stderr,
+            "vimbrel: %s: the camera delivers %g pictures per second, not those of \"%s\"\n",
+            place.c_str(), camera->GetMediaInfo().frameRate, description.format.c_str());
+    }
+    return {};
 }
 
 void CameraLayer::CloseCamera() {

@@ -4,6 +4,7 @@
 #include <future>
 #include <thread>
 
+#include "layers/CameraList.h"
 #include "layers/SourceLayer.h"
 #include "vimbrel/MediaSourceCamera.h"
 
@@ -27,7 +28,9 @@ private:
 
     const std::string place;
     const CameraDescription description;
-    std::unique_ptr<Vimbrel::MediaSourceCamera> camera;  // of the layer's thread
+    // Of the layer's thread. The choice is the very device from the first opening on.
+    CameraChoice choice;
+    std::unique_ptr<Vimbrel::MediaSourceCamera> camera;
 
     std::jthread thread;  // last, so that it ends first
 };

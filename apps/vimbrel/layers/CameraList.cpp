@@ -1,5 +1,6 @@
 #include "layers/CameraList.h"
 
+#include <cmath>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -23,6 +24,13 @@ const std::vector<std::unique_ptr<MediaSourceCamera>>& ListDevices() {
     enumerator->GetVideoDevices().clear();
     enumerator->EnumerateVideoDS();
     return enumerator->GetVideoDevices();
+}
+
+bool IsChosen(const MediaSourceCamera& camera, const CameraChoice& choice) {
+    const std::string name = Narrow(camera.GetFriendlyName());
+    const std::string path = Narrow(camera.GetDevicePath());
+    if (!choice.path.empty()) return name == choice.device && path == choice.path;
+    return choice.device.empty() || name == choice.device || path == choice.device;
 }
 
 // The label's first word, which names the pixels.
@@ -55,13 +63,22 @@ int FindFormat(const MediaSourceCamera& camera, const std::string& text) {
     return -1;
 }
 
-std::unique_ptr<MediaSourceCamera> FindCamera(const std::string& device, const std::string& format,
+bool HasChosenRate(MediaSourceCamera& camera) {
+    const auto index = static_cast<std::size_t>(camera.GetOutputFormat());
+    const double rate = camera.GetMediaInfo().frameRate;
+    if (index >= camera.GetOutputFormats().size() || rate <= 0) return true;
+    // Whole milliseconds per picture, cut off, against a rounded number of pictures per second.
+    const int frame_time = camera.GetOutputFormats()[index].frameTime;
+    return frame_time <= 0 || (rate >= std::round(1000.0 / (frame_time + 1)) &&
+                               rate <= std::round(1000.0 / frame_time));
+}
+
+std::unique_ptr<MediaSourceCamera> FindCamera(const CameraChoice& choice, const std::string& format,
                                               std::string& error) {
+    const std::string& device = choice.device;
     const std::lock_guard guard(list_lock);
     for (const auto& each : ListDevices()) {
-        if (!device.empty() && Narrow(each->GetFriendlyName()) != device &&
-            Narrow(each->GetDevicePath()) != device)
-            continue;
+        if (!IsChosen(*each, choice)) continue;
         std::unique_ptr<MediaSourceCamera> camera(each->CreateDevice());
         if (format.empty()) return camera;
         camera->SetOutputFormat(FindFormat(*camera, format));
@@ -85,7 +102,7 @@ nlohmann::json ListCameras() {
             nlohmann::json formats = nlohmann::json::array();
             for (std::size_t i = 0; i < each->GetOutputFormats().size(); ++i) {
                 formats.push_back({{"format", TextOf(each->GetOutputFormats()[i])},
-                                   {"current", each->GetOutputFormat() == static_cast<int>(i)}});
+                                   {"default", each->GetOutputFormat() == static_cast<int>(i)}});
             }
             list.push_back({{"name", Narrow(each->GetFriendlyName())},
                             {"path", Narrow(each->GetDevicePath())},

@@ -9,10 +9,16 @@
 
 namespace studio {
 
-// A camera of its own on the device of that name or path, set to that format; an empty text is the
-// first device, or its current format. Null with `error` set to what is wrong. Any thread that has
-// started COM.
-std::unique_ptr<Vimbrel::MediaSourceCamera> FindCamera(const std::string& device,
+// Which device is meant: that of the name or path, or the first one if it is empty. With `path`
+// only the device that has both that name and that path.
+struct CameraChoice {
+    std::string device;
+    std::string path;
+};
+
+// A camera of its own on the device, set to that format; an empty text is its default one. Null
+// with `error` set to what is wrong. Any thread that has started COM.
+std::unique_ptr<Vimbrel::MediaSourceCamera> FindCamera(const CameraChoice& choice,
                                                        const std::string& format,
                                                        std::string& error);
 
@@ -20,7 +26,12 @@ std::unique_ptr<Vimbrel::MediaSourceCamera> FindCamera(const std::string& device
 // none.
 int FindFormat(const Vimbrel::MediaSourceCamera& camera, const std::string& text);
 
-// Each as {"name", "path", "formats"}, a format as {"format", "current"}. Starts COM for itself.
+// Whether an open camera has the rate of the format that was chosen, as exactly as both are known.
+// The library sets the first rate of the size, and devices have wills of their own.
+bool HasChosenRate(Vimbrel::MediaSourceCamera& camera);
+
+// Each as {"name", "path", "formats"}, a format as {"format", "default"}. The default format is the
+// one that a camera is set to without a choice. Starts COM for itself.
 nlohmann::json ListCameras();
 
 }  // namespace studio

@@ -82,7 +82,7 @@ struct MediaDescription {
 
 struct CameraDescription {
     std::string device;  // its name or path in UTF-8; empty for the first one
-    std::string format;  // as "1280x720@30 MJPG"; empty for the device's current one
+    std::string format;  // as "1280x720@30 MJPG"; empty for the device's default one
     Fit fit = Fit::Contain;
 };
 

@@ -15,6 +15,9 @@ namespace {
 
 // As much as the published system takes by default.
 constexpr std::size_t message_limit = 10'000;
+// Room beyond it for registered messages: nobody repeats the library's own, such as the loss of a
+// device, when the host's messages fill the queue.
+constexpr std::size_t registered_room = 1'000;
 
 // The queues by the ids of their threads.
 struct Registry {
@@ -78,7 +81,8 @@ std::shared_ptr<MessageQueue> MessageQueue::OfThread(DWORD thread) {
 
 bool MessageQueue::Post(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
     const MutexLock guard(lock);
-    if (messages.size() >= message_limit) return false;
+    const std::size_t room = message >= WindowTable::first_registered ? registered_room : 0;
+    if (messages.size() >= message_limit + room) return false;
     messages.push_back({window, message, wparam, lparam, timeGetTime(), {0, 0}});
     UpdateWakeup();
     posted.NotifyOne();

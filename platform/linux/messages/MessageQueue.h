@@ -23,7 +23,7 @@ public:
     // Readable while there is a message.
     int Descriptor() const { return wakeup.Descriptor(); }
 
-    // False if the queue is full.
+    // False if the queue is full, which it is later for registered messages.
     bool Post(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
     void PostQuit(int exit_code);
     // Drops what waits for `window`.

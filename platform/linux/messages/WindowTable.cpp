@@ -12,7 +12,6 @@ namespace Vimbrel {
 
 namespace {
 
-constexpr UINT first_registered = 0xC000;
 constexpr UINT last_registered = 0xFFFF;
 
 // Names of classes and messages differ by more than case.

@@ -19,6 +19,7 @@ class MessageQueue;
 class WindowTable {
 public:
     static WindowTable& Get();
+    static constexpr UINT first_registered = 0xC000;  // of the messages by their texts
 
     // See RegisterWindowMessageW and RegisterClassW.
     UINT RegisterMessage(std::wstring_view text);

@@ -9,36 +9,46 @@ PacketQueue::PacketQueue(std::uint32_t bytes_per_frame, std::uint32_t most_frame
     : frame_bytes_(bytes_per_frame),
       capacity_(std::size_t{bytes_per_frame} * most_frames),
       bytes_(std::make_unique_for_overwrite<unsigned char[]>(capacity_)),
-      packets_(most_packets) {}
+      packets_(most_packets + 1) {}
 
-bool PacketQueue::FindRoom(std::size_t bytes) {
+unsigned char* PacketQueue::FindRoom(std::size_t bytes) {
+    if (count_ + 1 >= packets_.size()) return nullptr;
     if (used_ == 0) {
         // The same bytes again are in the cache.
         read_ = 0;
         write_ = 0;
     }
     const bool wrapped = used_ > 0 && write_ <= read_;
-    if (wrapped) return bytes <= read_ - write_;
-    if (bytes <= capacity_ - write_) return true;
-    if (bytes > read_) return false;
+    if (wrapped) return bytes <= read_ - write_ ? bytes_.get() + write_ : nullptr;
+    if (bytes <= capacity_ - write_) return bytes_.get() + write_;
+    if (bytes > read_) return nullptr;
     write_ = 0;
-    return true;
+    return bytes_.get();
+}
+
+void PacketQueue::PushHole(std::uint32_t frames) {
+    if (count_ > 0 && !Last().data) {
+        Last().frames += frames;
+        return;
+    }
+    ++count_;
+    Last() = {nullptr, frames};
 }
 
 bool PacketQueue::Push(const void* data, std::uint32_t frames) {
-    if (frames == 0 || count_ == packets_.size()) return false;
-    Packet& packet = packets_[(first_ + count_) % packets_.size()];
-    packet = {nullptr, frames};
-    if (data) {
-        const std::size_t bytes = std::size_t{frames} * frame_bytes_;
-        if (!FindRoom(bytes)) return false;
-        std::memcpy(bytes_.get() + write_, data, bytes);
-        packet.data = bytes_.get() + write_;
-        write_ += bytes;
-        ++used_;
-    }
-    ++count_;
+    if (frames == 0) return true;
     frames_ += frames;
+    const std::size_t bytes = std::size_t{frames} * frame_bytes_;
+    unsigned char* const place = data ? FindRoom(bytes) : nullptr;
+    if (!place) {
+        PushHole(frames);
+        return !data;
+    }
+    std::memcpy(place, data, bytes);
+    write_ += bytes;
+    ++used_;
+    ++count_;
+    Last() = {place, frames};
     return true;
 }
 

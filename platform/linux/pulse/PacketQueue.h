@@ -19,7 +19,7 @@ public:
 
     PacketQueue(std::uint32_t bytes_per_frame, std::uint32_t most_frames, std::size_t most_packets);
 
-    // Copies `data`; null is a hole. False for a packet that finds no room: it is lost.
+    // Copies `data`; null is a hole. False for a packet that finds no room: it leaves a hole.
     bool Push(const void* data, std::uint32_t frames);
     // Null if there is none.
     const Packet* Front() const { return count_ > 0 ? &packets_[first_] : nullptr; }
@@ -30,8 +30,11 @@ public:
     std::uint64_t Frames() const { return frames_; }
 
 private:
-    // Whole packets only, so that a reader gets each in one piece.
-    bool FindRoom(std::size_t bytes);
+    // Null without room. Whole packets only, so that a reader gets each in one piece.
+    unsigned char* FindRoom(std::size_t bytes);
+    // Neighbouring holes are one.
+    void PushHole(std::uint32_t frames);
+    Packet& Last() { return packets_[(first_ + count_ - 1) % packets_.size()]; }
 
     const std::uint32_t frame_bytes_;
     const std::size_t capacity_;
@@ -39,6 +42,7 @@ private:
     std::size_t read_ = 0;   // the first byte in use
     std::size_t write_ = 0;  // where the next packet goes
     std::size_t used_ = 0;   // packets with sound
+    // One more than sound may fill, for the hole after it.
     std::vector<Packet> packets_;
     std::size_t first_ = 0;
     std::size_t count_ = 0;

@@ -65,7 +65,7 @@ private:
     static void OnState(pa_stream* stream, void* self) NO_THREAD_SAFETY_ANALYSIS;
     static void OnPacket(pa_stream*, size_t, void* self) NO_THREAD_SAFETY_ANALYSIS;
     static void OnSuspended(pa_stream*, void* self) NO_THREAD_SAFETY_ANALYSIS;
-    // False if nothing was kept.
+    // False if there was nothing.
     bool Collect() REQUIRES(connection_->Loop());
 
     const std::shared_ptr<PulseConnection> connection_;
@@ -111,22 +111,23 @@ void PulseRecordStream::OnState(pa_stream* stream, void* self) {
 void PulseRecordStream::OnPacket(pa_stream*, size_t, void* self) {
     auto& stream = *static_cast<PulseRecordStream*>(self);
     const LONGLONG now = Now();
-    // Else the packets that wait would be taken for those that found no room.
     if (stream.Collect()) stream.arrival_ = now;
 }
 
 // Here and not in Peek: the server gets each packet's memory back, for which another thread would
 // have to wake this one.
 bool PulseRecordStream::Collect() {
-    bool kept = false;
+    bool some = false;
     const void* data = nullptr;
     size_t bytes = 0;
     while (pa_stream_peek(stream_, &data, &bytes) >= 0 && bytes > 0) {
-        if (running_ && queue_.Push(data, static_cast<std::uint32_t>(bytes / frame_bytes_)))
-            kept = true;
+        if (running_) {
+            queue_.Push(data, static_cast<std::uint32_t>(bytes / frame_bytes_));
+            some = true;
+        }
         pa_stream_drop(stream_);
     }
-    return kept;
+    return some;
 }
 
 // What follows was recorded after a pause that nothing else reports.

@@ -18,7 +18,8 @@ void* CaptureFilter::FindInterface(REFIID iid) {
 
 HRESULT STDMETHODCALLTYPE CaptureFilter::Pause() {
     output_.Pause();
-    return CBaseFilter::Pause();
+    const HRESULT hr = CBaseFilter::Pause();
+    return FAILED(hr) ? hr : output_.Lost();
 }
 
 HRESULT STDMETHODCALLTYPE CaptureFilter::Run(REFERENCE_TIME start) {
@@ -28,6 +29,7 @@ HRESULT STDMETHODCALLTYPE CaptureFilter::Run(REFERENCE_TIME start) {
 
 HRESULT STDMETHODCALLTYPE CaptureFilter::GetState(DWORD milliseconds, FILTER_STATE* state) {
     const HRESULT hr = CBaseFilter::GetState(milliseconds, state);
+    if (SUCCEEDED(hr) && FAILED(output_.Lost())) return output_.Lost();
     return hr == S_OK && *state == State_Paused ? VFW_S_CANT_CUE : hr;
 }
 

@@ -11,7 +11,8 @@ namespace Vimbrel {
 // An interface has no virtual destructor: it would take slots of the published table.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-// Live: nothing comes in Pause.
+// Live: nothing comes in Pause. After the loss of the device Pause, Run and GetState fail with its
+// reason until the filter stops.
 class CaptureFilter final : public CBaseFilter {
 public:
     explicit CaptureFilter(std::unique_ptr<V4l2Device> device);

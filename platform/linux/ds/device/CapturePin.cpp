@@ -31,6 +31,9 @@ const BITMAPINFOHEADER* HeaderOf(const AM_MEDIA_TYPE& type, REFERENCE_TIME& fram
     return &info.bmiHeader;
 }
 
+// Whether somebody takes the pixels that the device is set to.
+bool IsUsable(const V4l2Layout& layout) { return SubtypeOf(layout.format.pixel_format) != nullptr; }
+
 }  // namespace
 
 CapturePin::CapturePin(CBaseFilter& filter, std::unique_ptr<V4l2Device> device)
@@ -41,11 +44,9 @@ CapturePin::CapturePin(CBaseFilter& filter, std::unique_ptr<V4l2Device> device)
     for (const V4l2Format& each : device_->Formats()) {
         if (SubtypeOf(each.pixel_format)) formats_.push_back(each);
     }
-    LogIfFailed(device_->GetCurrent(layout_), "Camera - GetCurrent");
-    // A device that stands at pixels that nobody takes is set to what it offers first.
-    if (!SubtypeOf(layout_.format.pixel_format) && !formats_.empty() &&
-        SUCCEEDED(device_->SetFormat(formats_.front())))
-        device_->GetCurrent(layout_);
+    // A failure leaves no current format. Listing makes this object as well: it neither logs nor
+    // changes the device, which another program may use.
+    device_->GetCurrent(layout_);
 }
 
 CapturePin::~CapturePin() { Inactive(); }
@@ -57,13 +58,22 @@ void* CapturePin::FindInterface(REFIID iid) {
 }
 
 std::vector<CMediaType> CapturePin::OfferedTypes() {
-    if (!SubtypeOf(layout_.format.pixel_format)) return {};
+    if (!IsUsable(layout_)) return {};
     return {TypeOf(layout_.format)};
 }
 
 HRESULT CapturePin::CheckMediaType(const CMediaType* type) {
     const std::vector<CMediaType> offered = OfferedTypes();
     return !offered.empty() && *type == offered.front() ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+}
+
+HRESULT STDMETHODCALLTYPE CapturePin::Connect(IPin* receiver, const AM_MEDIA_TYPE* type) {
+    if (!IsUsable(layout_) && !formats_.empty()) {
+        HRESULT hr = device_->SetFormat(formats_.front());
+        if (SUCCEEDED(hr)) hr = device_->GetCurrent(layout_);
+        if (FAILED(LogIfFailed(hr, "Camera - SetFormat"))) return hr;
+    }
+    return CBaseOutputPin::Connect(receiver, type);
 }
 
 HRESULT CapturePin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) {
@@ -79,6 +89,7 @@ HRESULT CapturePin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERT
 }
 
 HRESULT CapturePin::Run(REFERENCE_TIME start) {
+    if (const HRESULT lost = Lost(); FAILED(lost)) return lost;
     REFERENCE_TIME zero = MonotonicTime();
     REFERENCE_TIME now = 0;
     const ComPtr<IReferenceClock> clock = Filter().Clock();
@@ -113,6 +124,7 @@ void CapturePin::Inactive() {
     device_->Wake();
     thread_.join();
     device_->Stop();
+    lost_ = S_OK;
     last_end_ = 0;
 }
 
@@ -162,6 +174,7 @@ HRESULT CapturePin::Carry(const V4l2Picture& picture) {
 
 void CapturePin::Report(HRESULT reason) {
     LogIfFailed(reason, "Camera - Wait");
+    lost_ = reason;
     Filter().NotifyEvent(
         EC_DEVICE_LOST,
         reinterpret_cast<LONG_PTR>(static_cast<IUnknown*>(static_cast<IBaseFilter*>(&Filter()))),
@@ -197,9 +210,9 @@ HRESULT STDMETHODCALLTYPE CapturePin::Config::SetFormat(AM_MEDIA_TYPE* type) {
 
 HRESULT STDMETHODCALLTYPE CapturePin::Config::GetFormat(AM_MEDIA_TYPE** type) {
     if (!type) return E_POINTER;
-    const std::vector<CMediaType> offered = pin_.OfferedTypes();
-    *type = offered.empty() ? nullptr : CreateMediaType(offered.front());
-    if (offered.empty()) return VFW_E_INVALIDMEDIATYPE;
+    *type = nullptr;
+    if (!IsUsable(pin_.layout_)) return VFW_E_INVALIDMEDIATYPE;
+    *type = CreateMediaType(TypeOf(pin_.layout_.format));
     return *type ? S_OK : E_OUTOFMEMORY;
 }
 

@@ -25,15 +25,19 @@ public:
     ~CapturePin();
 
     HRESULT CheckMediaType(const CMediaType* type) override;
+    // A device that stands at pixels that nobody takes is set to the first format that it offers.
+    HRESULT STDMETHODCALLTYPE Connect(IPin* receiver, const AM_MEDIA_TYPE* type) override;
     // The device's current format alone.
     std::vector<CMediaType> OfferedTypes() override;
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
     void Inactive() override;
 
     // `start` is the graph's time of stream time 0; without a clock the stream's time goes on from
-    // its last picture.
+    // its last picture. Fails for a device that is lost.
     HRESULT Run(REFERENCE_TIME start);
     void Pause() { delivering_ = false; }
+    // Why the device is lost, until the filter stops; S_OK for one that is not. Any thread.
+    HRESULT Lost() const { return lost_; }
 
 protected:
     void* FindInterface(REFIID iid) override;
@@ -44,6 +48,7 @@ private:
         explicit Config(CapturePin& pin) : Face(static_cast<IPin&>(pin)), pin_(pin) {}
         // While not connected.
         HRESULT STDMETHODCALLTYPE SetFormat(AM_MEDIA_TYPE* type) override;
+        // VFW_E_INVALIDMEDIATYPE if nobody takes the device's current pixels.
         HRESULT STDMETHODCALLTYPE GetFormat(AM_MEDIA_TYPE** type) override;
         HRESULT STDMETHODCALLTYPE GetNumberOfCapabilities(int* count, int* size) override;
         HRESULT STDMETHODCALLTYPE GetStreamCaps(int index, AM_MEDIA_TYPE** type,
@@ -76,6 +81,7 @@ private:
 
     std::thread thread_;  // of the control thread
     std::atomic<bool> delivering_{false};
+    std::atomic<HRESULT> lost_{S_OK};
     // Monotonic time of the Run after a pause: earlier pictures are of the pause.
     std::atomic<REFERENCE_TIME> resumed_{0};
     // Monotonic time of stream time 0, and the end of the last picture.

@@ -45,6 +45,13 @@ int NumberOf(const fs::path& node) {
 
 }  // namespace
 
+V4l2Name NameOf(const V4l2Node& device, const std::string& node, const std::string& folder) {
+    std::string path = LinkTo(node, fs::path(folder) / "v4l/by-id");
+    if (path.empty()) path = LinkTo(node, fs::path(folder) / "v4l/by-path");
+    if (path.empty()) path = device.Bus();
+    return {node, device.Card(), path, device.Bus()};
+}
+
 std::vector<V4l2Name> ListV4l2Nodes(const std::string& folder) {
     std::vector<fs::path> nodes = FilesOf(folder);
     std::erase_if(nodes, [](const fs::path& node) { return NumberOf(node) < 0; });
@@ -54,11 +61,7 @@ std::vector<V4l2Name> ListV4l2Nodes(const std::string& folder) {
     for (const fs::path& node : nodes) {
         HRESULT hr = S_OK;
         const auto device = V4l2Node::Open(node.string(), hr);
-        if (!device) continue;
-        std::string path = LinkTo(node, fs::path(folder) / "v4l/by-id");
-        if (path.empty()) path = LinkTo(node, fs::path(folder) / "v4l/by-path");
-        if (path.empty()) path = device->Bus();
-        names.push_back({node.string(), device->Card(), path});
+        if (device) names.push_back(NameOf(*device, node.string(), folder));
     }
     return names;
 }

@@ -41,6 +41,8 @@ public:
     const std::string& Bus() const { return bus_; }
 
 private:
+    static constexpr v4l2_buf_type capture = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+
     V4l2Node(int descriptor, int wake, const v4l2_capability& capability);
 
     void AddSizes(std::uint32_t pixel_format, std::vector<V4l2Format>& formats);
@@ -69,9 +71,12 @@ struct V4l2Name {
     std::string node;
     std::string name;
     std::string path;  // by-id or by-path below the folder, else the bus
+    std::string bus;
 };
 
 // The capture devices below a folder of device files, in the order of their numbers.
 std::vector<V4l2Name> ListV4l2Nodes(const std::string& folder);
+// Of one that is open, as it is now.
+V4l2Name NameOf(const V4l2Node& device, const std::string& node, const std::string& folder);
 
 }  // namespace Vimbrel

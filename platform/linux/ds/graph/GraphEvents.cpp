@@ -53,7 +53,16 @@ void EventQueue::ExpectEnds(std::size_t renderers) {
     const MutexLock guard(lock_);
     renderers_ = renderers;
     ended_.clear();
-    std::erase_if(events_, [](const Event& each) { return each.code == EC_COMPLETE; });
+    DropLocked(EC_COMPLETE);
+}
+
+void EventQueue::Drop(LONG code) {
+    const MutexLock guard(lock_);
+    DropLocked(code);
+}
+
+void EventQueue::DropLocked(LONG code) {
+    std::erase_if(events_, [code](const Event& each) { return each.code == code; });
 }
 
 HRESULT STDMETHODCALLTYPE GraphEvents::GetEvent(LONG* code, LONG_PTR* first, LONG_PTR* second,

@@ -25,8 +25,12 @@ public:
     void SetWindow(HWND window, UINT message, LONG_PTR instance);
     // So many renderers have to end, from now on.
     void ExpectEnds(std::size_t renderers);
+    // Nobody is told any more of such events that wait.
+    void Drop(LONG code);
 
 private:
+    void DropLocked(LONG code) REQUIRES(lock_);
+
     Mutex lock_;
     Condition queued_;
     std::deque<Event> events_ GUARDED_BY(lock_);

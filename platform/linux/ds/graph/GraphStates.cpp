@@ -105,6 +105,8 @@ HRESULT PauseGraph(GraphParts& parts) {
     if (parts.state == State_Stopped) {
         if (!parts.clock_set && !parts.clock) SetDefaultClock(parts);
         parts.events.ExpectEnds(Renderers(parts).size());
+        // The devices start anew. One that is still gone fails again.
+        parts.events.Drop(EC_DEVICE_LOST);
         RefreshDuration(parts);
     } else if (parts.state == State_Running) {
         parts.position.Pause();
@@ -127,7 +129,8 @@ HRESULT WaitForSamples(const Filters& filters, DWORD milliseconds) {
     // which come first, do not know.
     for (const ComPtr<IBaseFilter>& filter : filters) {
         FILTER_STATE state = State_Stopped;
-        if (filter->GetState(0, &state) == VFW_S_CANT_CUE) return VFW_S_CANT_CUE;
+        const HRESULT hr = filter->GetState(0, &state);
+        if (FAILED(hr) || hr == VFW_S_CANT_CUE) return hr;
     }
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     HRESULT result = S_OK;
@@ -146,11 +149,17 @@ HRESULT WaitForSamples(const Filters& filters, DWORD milliseconds) {
 }
 
 HRESULT RunGraph(GraphParts& parts) {
-    if (parts.state == State_Running) return S_OK;
+    const bool runs = parts.state == State_Running;
     HRESULT hr = S_OK;
     if (parts.state == State_Stopped) hr = PauseGraph(parts);
     if (FAILED(hr)) return hr;
-    const HRESULT cued = WaitForSamples(FiltersUpstream(parts), cue_milliseconds);
+    // A graph that runs may have lost a device.
+    const HRESULT cued = WaitForSamples(FiltersUpstream(parts), runs ? 0 : cue_milliseconds);
+    if (FAILED(cued)) {
+        StopGraph(parts);
+        return cued;
+    }
+    if (runs) return S_OK;
     hr = Start(parts);
     return hr == S_OK && cued != S_OK ? S_FALSE : hr;
 }

@@ -37,11 +37,11 @@ std::vector<ComPtr<IBaseFilter>> Renderers(GraphParts& parts) REQUIRES(parts.con
 // S_FALSE if a renderer has no sample yet.
 HRESULT PauseGraph(GraphParts& parts) REQUIRES(parts.control);
 // Waits for the first samples; S_FALSE if they do not come in time, and the graph runs all the
-// same.
+// same. A failure, also that of a filter which runs already, stops the graph.
 HRESULT RunGraph(GraphParts& parts) REQUIRES(parts.control);
 HRESULT StopGraph(GraphParts& parts) REQUIRES(parts.control);
-// VFW_S_STATE_INTERMEDIATE if the time comes before the samples. Needs no lock, so that others may
-// control the graph meanwhile.
+// VFW_S_STATE_INTERMEDIATE if the time comes before the samples; the failure of a filter that can
+// no longer stream. Needs no lock, so that others may control the graph meanwhile.
 HRESULT WaitForSamples(const std::vector<ComPtr<IBaseFilter>>& filters, DWORD milliseconds);
 // Null: no clock.
 HRESULT SetGraphClock(GraphParts& parts, IReferenceClock* clock) REQUIRES(parts.control);

@@ -40,7 +40,8 @@ std::vector<std::string> LogTexts(int lowest) {
 
 class CameraSource : public testing::Test {
 protected:
-    CameraSource() {
+    explicit CameraSource(std::chrono::seconds patience = std::chrono::seconds(90))
+        : watchdog("camera source", patience) {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         setup->capabilities = {Rgb(640, 480, 333'333), Rgb(320, 240, 400'000),
                                Rgb(320, 240, 333'333)};
@@ -60,7 +61,7 @@ protected:
         if (!camera.GetMoniker()) camera.SetMoniker(MakeCom<FakeCameraMoniker>(setup).Detach());
     }
 
-    const Watchdog watchdog{"camera source"};
+    const Watchdog watchdog;
     const std::shared_ptr<CameraSetup> setup = std::make_shared<CameraSetup>();
     RecordingDispatcher seen;
     MediaSourceCamera camera;
@@ -220,11 +221,18 @@ TEST_F(CameraSource, ACopyHasItsOwnReferenceAndTheSameChoice) {
     EXPECT_TRUE(camera.Open());
 }
 
+class CameraSourceRounds : public CameraSource {
+protected:
+    // Each round has a watchdog of its own.
+    CameraSourceRounds() : CameraSource(std::chrono::hours(1)) {}
+};
+
 // The device comes out of the list each time, as after a start of the program.
-TEST_F(CameraSource, OpeningAndClosingIsFlat) {
+TEST_F(CameraSourceRounds, OpeningAndClosingIsFlat) {
     const int rounds = Rounds(50);
     ProcessCounts before;
     for (int round = 0; round < rounds; ++round) {
+        const Watchdog hang("opening and closing", std::chrono::seconds(90));
         if (round == 10) before = ProcessCounts::Now();
         const FakeCameras devices({setup});
         auto& list = MediaSourceEnumerator::GetInstance()->GetVideoDevices();

@@ -70,12 +70,15 @@ protected:
         std::ofstream(path).put('x');
         return path.string();
     }
-    std::vector<std::unique_ptr<MediaSourceCamera>>& Enumerate() {
+    static ScopedClassOverride SystemCameras() {
         static constexpr DeviceCategory categories[] = {
             {CLSID_VideoInputDeviceCategory, [] { return ListCamerasBelow(folder_name); }}};
-        const ScopedClassOverride devices(CLSID_SystemDeviceEnum, [](REFIID iid, void** object) {
-            return CreateDeviceEnumerator(categories, iid, object);
-        });
+        return {CLSID_SystemDeviceEnum, [](REFIID iid, void** object) {
+                    return CreateDeviceEnumerator(categories, iid, object);
+                }};
+    }
+    std::vector<std::unique_ptr<MediaSourceCamera>>& Enumerate() {
+        const ScopedClassOverride devices = SystemCameras();
         enumerator.EnumerateVideoDS();
         return enumerator.GetVideoDevices();
     }
