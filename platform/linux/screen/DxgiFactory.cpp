@@ -6,13 +6,24 @@
 #include <vector>
 
 #include "com/ComObject.h"
+#include "platform/linux/screen/CastDuplication.h"
 #include "platform/linux/screen/OutputDuplication.h"
+#include "platform/linux/screen/ScreenChoice.h"
+#include "platform/linux/screen/ScreenOutputs.h"
 #include "platform/linux/x11/XConnection.h"
-#include "platform/linux/x11/XOutputs.h"
 
 namespace Vimbrel {
 
 namespace {
+
+void Describe(const XOutput& output, DXGI_OUTPUT_DESC& description) {
+    description = {};
+    output.name.copy(description.DeviceName, std::size(description.DeviceName) - 1);
+    description.DesktopCoordinates = output.place;
+    description.AttachedToDesktop = output.attached ? TRUE : FALSE;
+    description.Rotation = output.rotation;
+    description.Monitor = reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(output.id));
+}
 
 class DxgiOutput final : public ComObject<Implements<IDXGIOutput1, IDXGIOutput>> {
 public:
@@ -20,12 +31,7 @@ public:
 
     HRESULT STDMETHODCALLTYPE GetDesc(DXGI_OUTPUT_DESC* description) override {
         if (!description) return E_INVALIDARG;
-        *description = {};
-        output_.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
-        description->DesktopCoordinates = output_.place;
-        description->AttachedToDesktop = output_.attached ? TRUE : FALSE;
-        description->Rotation = output_.rotation;
-        description->Monitor = reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(output_.id));
+        Describe(output_, *description);
         return S_OK;
     }
 
@@ -40,25 +46,53 @@ private:
     const XOutput output_;
 };
 
+// The desktop on Wayland. Its size is not known before the user has granted it.
+class CastOutput final : public ComObject<Implements<IDXGIOutput1, IDXGIOutput>> {
+public:
+    HRESULT STDMETHODCALLTYPE GetDesc(DXGI_OUTPUT_DESC* description) override {
+        if (!description) return E_INVALIDARG;
+        std::vector<XOutput> outputs = ListScreenOutputs();
+        if (outputs.empty()) {
+            outputs.resize(1);
+            outputs[0].id = cast_output;
+            outputs[0].name = L"Wayland";
+            outputs[0].attached = true;
+        }
+        Describe(outputs[0], *description);
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE DuplicateOutput(IUnknown* device,
+                                              IDXGIOutputDuplication** duplication) override {
+        if (!duplication) return E_INVALIDARG;
+        *duplication = nullptr;
+        return device ? CastDuplication::Create(duplication) : E_INVALIDARG;
+    }
+};
+
 class DxgiAdapter final : public ComObject<Implements<IDXGIAdapter1, IDXGIAdapter>> {
 public:
-    explicit DxgiAdapter(std::vector<XOutput> outputs) : outputs_(std::move(outputs)) {}
+    // Null for the desktop on Wayland.
+    explicit DxgiAdapter(const XConnection* server) : wayland_(!server) {
+        if (server) outputs_ = ListOutputs(*server);
+    }
 
     HRESULT STDMETHODCALLTYPE EnumOutputs(UINT index, IDXGIOutput** output) override {
         if (!output) return E_INVALIDARG;
         *output = nullptr;
+        if (wayland_ && index == 0) return CreateCom<CastOutput>(output);
         if (index >= outputs_.size()) return DXGI_ERROR_NOT_FOUND;
         return CreateCom<DxgiOutput>(output, outputs_[index]);
     }
 
 private:
-    const std::vector<XOutput> outputs_;
+    const bool wayland_;
+    std::vector<XOutput> outputs_;
 };
 
 class DxgiFactory final : public ComObject<Implements<IDXGIFactory1>> {
 public:
-    explicit DxgiFactory(std::vector<XOutput> outputs)
-        : adapter_(MakeCom<DxgiAdapter>(std::move(outputs))) {}
+    explicit DxgiFactory(const XConnection* server) : adapter_(MakeCom<DxgiAdapter>(server)) {}
 
     HRESULT STDMETHODCALLTYPE EnumAdapters1(UINT index, IDXGIAdapter1** adapter) override {
         if (!adapter) return E_INVALIDARG;
@@ -81,9 +115,10 @@ extern "C" HRESULT WINAPI CreateDXGIFactory1(REFIID iid, void** factory) try {
     using namespace Vimbrel;
     if (!factory) return E_INVALIDARG;
     *factory = nullptr;
+    if (IsWaylandChosen()) return MakeCom<DxgiFactory>(nullptr)->QueryInterface(iid, factory);
     const std::shared_ptr<XConnection> connection = XConnection::Shared();
     if (!connection) return E_FAIL;
-    return MakeCom<DxgiFactory>(ListOutputs(*connection))->QueryInterface(iid, factory);
+    return MakeCom<DxgiFactory>(connection.get())->QueryInterface(iid, factory);
 } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
 }
