@@ -474,6 +474,8 @@ void Obey(const std::string& line) {
         portal.picture = true;
     } else if (command == "closed") {
         sd_bus_emit_signal(portal.bus, portal.session.c_str(), session_name, "Closed", "a{sv}", 0);
+    } else if (command == "stop") {
+        DropStream();
     } else if (command == "asked") {
         Reply(portal.asked + "starts=" + std::to_string(portal.starts));
         return;

@@ -27,15 +27,22 @@ struct CastCursor {
     int hot_y = 0;
 };
 
+// What one buffer brings.
+struct CastFrame {
+    // The picture that counts from now on, or null. Its pixels are valid until the next frame with
+    // a picture, or OnPictureGone, returns.
+    const CastPicture* picture = nullptr;
+    // What changed since the last picture, within this one; none stands for everything.
+    const RECT* damage = nullptr;
+    std::size_t damage_count = 0;
+    // Null if nothing is said of it. The shape's pixels are valid during the call.
+    const CastCursor* cursor = nullptr;
+};
+
 class CastEvents {
 public:
-    // The picture that counts from now on. Its pixels are valid until the next OnPicture or
-    // OnPictureGone returns. `damage` is what changed since the last picture, within this one;
-    // none stands for everything.
-    virtual void OnPicture(const CastPicture& picture, const RECT* damage, std::size_t count) = 0;
+    virtual void OnFrame(const CastFrame& frame) = 0;
     virtual void OnPictureGone() = 0;
-    // The pixels are valid during the call.
-    virtual void OnCursor(const CastCursor& cursor) = 0;
     // The stream delivers nothing any more.
     virtual void OnLost() = 0;
 

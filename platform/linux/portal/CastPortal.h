@@ -80,7 +80,6 @@ private:
     std::unique_ptr<sd_bus, BusDeleter> bus_;
     Slot owner_watch_;
     Slot end_watch_;
-    int requests_ = 0;
     std::string request_path_;
     bool responded_ = false;
     std::uint32_t response_ = 0;

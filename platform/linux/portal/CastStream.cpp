@@ -53,6 +53,36 @@ bool IsRedFirst(std::uint32_t format) {
     return format == SPA_VIDEO_FORMAT_RGBx || format == SPA_VIDEO_FORMAT_RGBA;
 }
 
+// False if nothing is reported of it.
+bool ReadCursor(const spa_buffer& buffer, CastCursor& cursor) {
+    const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_Cursor);
+    if (!meta || meta->size < sizeof(spa_meta_cursor)) return false;
+    const auto* const reported = static_cast<const spa_meta_cursor*>(meta->data);
+    cursor.visible = spa_meta_cursor_is_valid(reported);
+    cursor.x = reported->position.x;
+    cursor.y = reported->position.y;
+    const std::size_t offset = reported->bitmap_offset;
+    if (!cursor.visible || offset < sizeof(spa_meta_cursor) ||
+        offset + sizeof(spa_meta_bitmap) > meta->size)
+        return true;
+    const auto* const bitmap = SPA_PTROFF(reported, offset, const spa_meta_bitmap);
+    const std::uint64_t end = offset + bitmap->offset +
+                              std::uint64_t{bitmap->size.height} *
+                                  static_cast<std::uint64_t>(std::max(bitmap->stride, 0));
+    const bool whole = bitmap->size.width > 0 && bitmap->size.width <= largest_cursor &&
+                       bitmap->size.height > 0 && bitmap->size.height <= largest_cursor &&
+                       bitmap->stride >= static_cast<std::int32_t>(bitmap->size.width * 4) &&
+                       end <= meta->size;
+    // Without pixels the last shape stays.
+    if (bitmap->format == 0 || bitmap->offset < sizeof(spa_meta_bitmap) || !whole) return true;
+    cursor.shape = {SPA_PTROFF(bitmap, bitmap->offset, const std::uint8_t), bitmap->stride,
+                    static_cast<int>(bitmap->size.width), static_cast<int>(bitmap->size.height),
+                    IsRedFirst(bitmap->format)};
+    cursor.hot_x = reported->hotspot.x;
+    cursor.hot_y = reported->hotspot.y;
+    return true;
+}
+
 RECT ToRect(const spa_region& region) {
     const auto x = static_cast<LONG>(region.position.x);
     const auto y = static_cast<LONG>(region.position.y);
@@ -229,7 +259,25 @@ void CastStream::Process() {
 }
 
 bool CastStream::Take(const spa_buffer& buffer) {
-    TakeCursor(buffer);
+    CastFrame frame;
+    CastCursor cursor;
+    if (ReadCursor(buffer, cursor)) frame.cursor = &cursor;
+    CastPicture picture;
+    RECT visible{};
+    if (ReadPicture(buffer, picture, visible)) {
+        frame.picture = &picture;
+        std::size_t count = 0;
+        const bool known = ReadDamage(buffer, visible, count) && !everything_changed_;
+        everything_changed_ = false;
+        frame.damage = damage_.data();
+        frame.damage_count = known ? count : 0;
+    }
+    if (frame.picture || frame.cursor) events_.OnFrame(frame);
+    return frame.picture != nullptr;
+}
+
+// False if the buffer has none, as those that only report the pointer.
+bool CastStream::ReadPicture(const spa_buffer& buffer, CastPicture& picture, RECT& visible) {
     if (buffer.n_datas < 1) return false;
     const spa_data& data = buffer.datas[0];
     const auto* header = FindMeta<spa_meta_header>(buffer, SPA_META_Header);
@@ -241,23 +289,18 @@ bool CastStream::Take(const spa_buffer& buffer) {
     const bool corrupted = (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0 ||
                            (header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0);
     if (corrupted || data.chunk->size == 0 || !data.data) return false;
-    const RECT visible = VisibleArea(buffer);
+    visible = VisibleArea(buffer);
     const std::int64_t stride = data.chunk->stride ? data.chunk->stride : std::int64_t{width_} * 4;
     const std::int64_t end = std::int64_t{data.chunk->offset} + stride * (visible.bottom - 1) +
                              std::int64_t{visible.right} * 4;
     if (IsRectEmpty(&visible) || stride < std::int64_t{width_} * 4 || end > data.maxsize)
         return false;
-    CastPicture picture;
     picture.stride = static_cast<std::ptrdiff_t>(stride);
     picture.pixels = static_cast<const std::uint8_t*>(data.data) + data.chunk->offset +
                      visible.top * picture.stride + std::ptrdiff_t{visible.left} * 4;
     picture.width = visible.right - visible.left;
     picture.height = visible.bottom - visible.top;
     picture.red_first = red_first_;
-    std::size_t count = 0;
-    const bool known = ReadDamage(buffer, visible, count) && !everything_changed_;
-    everything_changed_ = false;
-    events_.OnPicture(picture, damage_.data(), known ? count : 0);
     return true;
 }
 
@@ -285,36 +328,6 @@ bool CastStream::ReadDamage(const spa_buffer& buffer, const RECT& visible, std::
         damage_[count++] = area;
     }
     return count > 0;
-}
-
-void CastStream::TakeCursor(const spa_buffer& buffer) {
-    const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_Cursor);
-    if (!meta || meta->size < sizeof(spa_meta_cursor)) return;
-    const auto* const reported = static_cast<const spa_meta_cursor*>(meta->data);
-    CastCursor cursor;
-    cursor.visible = spa_meta_cursor_is_valid(reported);
-    cursor.x = reported->position.x;
-    cursor.y = reported->position.y;
-    const std::size_t offset = reported->bitmap_offset;
-    if (cursor.visible && offset >= sizeof(spa_meta_cursor) &&
-        offset + sizeof(spa_meta_bitmap) <= meta->size) {
-        const auto* const bitmap = SPA_PTROFF(reported, offset, const spa_meta_bitmap);
-        const std::uint64_t end = offset + bitmap->offset +
-                                  std::uint64_t{bitmap->size.height} *
-                                      static_cast<std::uint64_t>(std::max(bitmap->stride, 0));
-        const bool whole = bitmap->size.width > 0 && bitmap->size.width <= largest_cursor &&
-                           bitmap->size.height > 0 && bitmap->size.height <= largest_cursor &&
-                           bitmap->stride >= static_cast<std::int32_t>(bitmap->size.width * 4) &&
-                           end <= meta->size;
-        if (bitmap->format != 0 && bitmap->offset >= sizeof(spa_meta_bitmap) && whole) {
-            cursor.shape = {SPA_PTROFF(bitmap, bitmap->offset, const std::uint8_t), bitmap->stride,
-                            static_cast<int>(bitmap->size.width),
-                            static_cast<int>(bitmap->size.height), IsRedFirst(bitmap->format)};
-            cursor.hot_x = reported->hotspot.x;
-            cursor.hot_y = reported->hotspot.y;
-        }
-    }
-    events_.OnCursor(cursor);
 }
 
 }  // namespace Vimbrel

@@ -41,7 +41,7 @@ private:
     void Process();
     // Whether the buffer is to be kept as the newest one.
     bool Take(const spa_buffer& buffer);
-    void TakeCursor(const spa_buffer& buffer);
+    bool ReadPicture(const spa_buffer& buffer, CastPicture& picture, RECT& visible);
     bool ReadDamage(const spa_buffer& buffer, const RECT& visible, std::size_t& count);
     RECT VisibleArea(const spa_buffer& buffer) const;
     void TakeFormat(const spa_pod* format);

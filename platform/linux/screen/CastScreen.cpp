@@ -262,37 +262,40 @@ void CastScreen::Copy(const RECT& area, const PixelBuffer& target, int x, int y)
     }
 }
 
-void CastScreen::OnPicture(const CastPicture& picture, const RECT* damage, std::size_t count) {
+void CastScreen::OnFrame(const CastFrame& frame) {
     const MutexLock guard(mutex_);
-    if (picture.width != size_.cx || picture.height != size_.cy) {
-        size_ = {picture.width, picture.height};
+    if (frame.picture) TakePicture(frame);
+    if (frame.cursor) TakeCursor(*frame.cursor);
+    changed_.NotifyAll();
+}
+
+void CastScreen::TakePicture(const CastFrame& frame) {
+    picture_ = *frame.picture;
+    if (picture_.width != size_.cx || picture_.height != size_.cy) {
+        size_ = {picture_.width, picture_.height};
         ++sizes_;
     }
-    picture_ = picture;
     for (CastReader* const reader : readers_) {
         ++reader->pictures;
-        if (count == 0) reader->everything = true;
-        for (std::size_t i = 0; i < count && !reader->everything; ++i) reader->dirty.Add(damage[i]);
+        if (frame.damage_count == 0) reader->everything = true;
+        for (std::size_t i = 0; i < frame.damage_count && !reader->everything; ++i)
+            reader->dirty.Add(frame.damage[i]);
     }
-    changed_.NotifyAll();
+}
+
+void CastScreen::TakeCursor(const CastCursor& cursor) {
+    const CastPointer pointer{cursor.visible, cursor.x, cursor.y};
+    if (!cursor.shape.pixels && pointer == pointer_) return;
+    pointer_ = pointer;
+    ++moves_;
+    if (!cursor.shape.pixels) return;
+    TakeShape(cursor, shape_);
+    ++shapes_;
 }
 
 void CastScreen::OnPictureGone() {
     const MutexLock guard(mutex_);
     picture_ = {};
-}
-
-void CastScreen::OnCursor(const CastCursor& cursor) {
-    const MutexLock guard(mutex_);
-    const CastPointer pointer{cursor.visible, cursor.x, cursor.y};
-    if (!cursor.shape.pixels && pointer == pointer_) return;
-    pointer_ = pointer;
-    ++moves_;
-    if (cursor.shape.pixels) {
-        TakeShape(cursor, shape_);
-        ++shapes_;
-    }
-    changed_.NotifyAll();
 }
 
 void CastScreen::OnLost() {

@@ -89,9 +89,11 @@ private:
     bool IsGoneFor(const CastReader& reader) const REQUIRES(mutex_);
     void Copy(const RECT& area, const PixelBuffer& target, int x, int y) const REQUIRES(mutex_);
 
-    void OnPicture(const CastPicture& picture, const RECT* damage, std::size_t count) override;
+    void TakePicture(const CastFrame& frame) REQUIRES(mutex_);
+    void TakeCursor(const CastCursor& cursor) REQUIRES(mutex_);
+
+    void OnFrame(const CastFrame& frame) override;
     void OnPictureGone() override;
-    void OnCursor(const CastCursor& cursor) override;
     void OnLost() override;
 
     HWND window_ = nullptr;

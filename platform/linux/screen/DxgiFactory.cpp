@@ -16,22 +16,18 @@ namespace Vimbrel {
 
 namespace {
 
-void Describe(const XOutput& output, DXGI_OUTPUT_DESC& description) {
-    description = {};
-    output.name.copy(description.DeviceName, std::size(description.DeviceName) - 1);
-    description.DesktopCoordinates = output.place;
-    description.AttachedToDesktop = output.attached ? TRUE : FALSE;
-    description.Rotation = output.rotation;
-    description.Monitor = reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(output.id));
-}
-
 class DxgiOutput final : public ComObject<Implements<IDXGIOutput1, IDXGIOutput>> {
 public:
     explicit DxgiOutput(const XOutput& output) : output_(output) {}
 
     HRESULT STDMETHODCALLTYPE GetDesc(DXGI_OUTPUT_DESC* description) override {
         if (!description) return E_INVALIDARG;
-        Describe(output_, *description);
+        *description = {};
+        output_.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
+        description->DesktopCoordinates = output_.place;
+        description->AttachedToDesktop = output_.attached ? TRUE : FALSE;
+        description->Rotation = output_.rotation;
+        description->Monitor = reinterpret_cast<HMONITOR>(static_cast<std::uintptr_t>(output_.id));
         return S_OK;
     }
 
@@ -51,14 +47,15 @@ class CastOutput final : public ComObject<Implements<IDXGIOutput1, IDXGIOutput>>
 public:
     HRESULT STDMETHODCALLTYPE GetDesc(DXGI_OUTPUT_DESC* description) override {
         if (!description) return E_INVALIDARG;
-        std::vector<XOutput> outputs = ListScreenOutputs();
-        if (outputs.empty()) {
-            outputs.resize(1);
-            outputs[0].id = cast_output;
-            outputs[0].name = L"Wayland";
-            outputs[0].attached = true;
+        *description = {};
+        cast_output_name.copy(description->DeviceName, cast_output_name.size());
+        description->AttachedToDesktop = TRUE;
+        description->Rotation = DXGI_MODE_ROTATION_IDENTITY;
+        description->Monitor = reinterpret_cast<HMONITOR>(std::uintptr_t{cast_output});
+        if (const auto screen = CastScreen::Desktop()) {
+            const SIZE size = screen->Size();
+            description->DesktopCoordinates = {0, 0, size.cx, size.cy};
         }
-        Describe(outputs[0], *description);
         return S_OK;
     }
 

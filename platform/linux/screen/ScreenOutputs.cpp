@@ -13,7 +13,7 @@ std::vector<XOutput> ListScreenOutputs() {
         const SIZE size = screen->Size();
         XOutput output;
         output.id = cast_output;
-        output.name = L"Wayland";
+        output.name = cast_output_name;
         output.place = {0, 0, size.cx, size.cy};
         output.attached = true;
         output.primary = true;

@@ -1,6 +1,7 @@
 // The outputs of the screen, whichever windowing system shows them.
 #pragma once
 
+#include <string_view>
 #include <vector>
 
 #include "platform/linux/x11/XOutputs.h"
@@ -11,7 +12,8 @@ namespace Vimbrel {
 // open, since nothing is known of it then.
 std::vector<XOutput> ListScreenOutputs();
 
-// The number of the only output that Wayland has.
+// The only output that Wayland has.
 constexpr std::uint32_t cast_output = 1;
+constexpr std::wstring_view cast_output_name = L"Wayland";
 
 }  // namespace Vimbrel
