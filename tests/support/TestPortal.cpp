@@ -353,17 +353,21 @@ void AnswerStart() {
     portal.request.clear();
 }
 
-int Start(sd_bus_message* message, void*, sd_bus_error*) {
-    sd_bus_message_skip(message, "os");
-    portal.request = PathOf(message, "request", Find(ReadOptions(message), "handle_token"));
-    ++portal.starts;
-    const int sent = sd_bus_reply_method_return(message, "o", portal.request.c_str());
-    if (portal.answer == "grant") {
+void Answer() {
+    if (portal.answer == "grant" && !portal.request.empty()) {
         DropStream();
         MakeStream();  // its node is known in OnState
     } else {
         AnswerStart();
     }
+}
+
+int Start(sd_bus_message* message, void*, sd_bus_error*) {
+    sd_bus_message_skip(message, "os");
+    portal.request = PathOf(message, "request", Find(ReadOptions(message), "handle_token"));
+    ++portal.starts;
+    const int sent = sd_bus_reply_method_return(message, "o", portal.request.c_str());
+    Answer();
     return sent;
 }
 
@@ -429,7 +433,7 @@ void Obey(const std::string& line) {
     };
     if (command == "answer") {
         words >> portal.answer;
-        AnswerStart();
+        Answer();
     } else if (command == "version") {
         words >> portal.version;
     } else if (command == "cursors") {
