@@ -23,12 +23,14 @@ public:
     std::string Tell(const std::string& line);
     // Paints a part and sends the picture with that part as its damage.
     void Show(int x, int y, int width, int height, unsigned color);
+    // A program beside the portal, until the desktop ends.
+    void Serve(const std::vector<std::string>& command);
+    std::string Folder() const { return folder.path.string(); }
     // At once, as if it had crashed.
     void KillPortal();
     void KillPipeWire();
 
 private:
-    void Serve(const std::vector<std::string>& command);
     bool StartPortal();
     std::string ReadLine() const;
 

@@ -41,6 +41,7 @@ struct Portal {
     std::string token_given;
     std::string asked;  // the options of the last SelectSources
     int starts = 0;
+    std::uint32_t compositor_node = 0;  // of the stream that a compositor sends; 0 for none
     int tokens = 0;
     bool has_damage = true;
     std::string session;
@@ -337,10 +338,12 @@ void AnswerStart() {
     const std::string path = portal.request;
     if (portal.answer == "refuse" || portal.answer == "end") {
         SendResponse(NewResponse(path, portal.answer == "refuse" ? 1 : 2));
-    } else if (portal.answer == "grant" && portal.stream) {
+    } else if ((portal.answer == "grant" && portal.stream) || portal.compositor_node) {
         sd_bus_message* const response = NewResponse(path, 0);
-        sd_bus_message_append(response, "{sv}", "streams", "a(ua{sv})", 1,
-                              pw_stream_get_node_id(portal.stream), 0);
+        sd_bus_message_append(
+            response, "{sv}", "streams", "a(ua{sv})", 1,
+            portal.compositor_node ? portal.compositor_node : pw_stream_get_node_id(portal.stream),
+            0);
         if (portal.version >= 4) {
             portal.token_given = "token" + std::to_string(++portal.tokens);
             sd_bus_message_append(response, "{sv}", "restore_token", "s",
@@ -353,8 +356,48 @@ void AnswerStart() {
     portal.request.clear();
 }
 
+// ---- A real compositor in the painter's place ----
+
+int OnCompositorStream(sd_bus_message* message, void*, sd_bus_error*) {
+    sd_bus_message_read(message, "u", &portal.compositor_node);
+    AnswerStart();
+    return 0;
+}
+
+// Of the only monitor of a mutter, by its own interface.
+bool CastCompositor() {
+    constexpr char service[] = "org.gnome.Mutter.ScreenCast";
+    sd_bus_message* session = nullptr;
+    sd_bus_message* stream = nullptr;
+    const char* path = nullptr;
+    if (sd_bus_call_method(portal.bus, service, "/org/gnome/Mutter/ScreenCast", service,
+                           "CreateSession", nullptr, &session, "a{sv}", 0) < 0 ||
+        sd_bus_message_read(session, "o", &path) < 0)
+        return false;
+    constexpr std::uint32_t cursor_apart = 2;
+    const char* stream_path = nullptr;
+    const bool cast =
+        sd_bus_call_method(portal.bus, service, path, "org.gnome.Mutter.ScreenCast.Session",
+                           "RecordMonitor", nullptr, &stream, "sa{sv}", "", 1, "cursor-mode", "u",
+                           cursor_apart) >= 0 &&
+        sd_bus_message_read(stream, "o", &stream_path) >= 0 &&
+        sd_bus_match_signal(portal.bus, nullptr, nullptr, stream_path,
+                            "org.gnome.Mutter.ScreenCast.Stream", "PipeWireStreamAdded",
+                            OnCompositorStream, nullptr) >= 0 &&
+        sd_bus_call_method(portal.bus, service, path, "org.gnome.Mutter.ScreenCast.Session",
+                           "Start", nullptr, nullptr, "") >= 0;
+    sd_bus_message_unref(session);
+    sd_bus_message_unref(stream);
+    return cast;
+}
+
 void Answer() {
-    if (portal.answer == "grant" && !portal.request.empty()) {
+    if (portal.answer == "compositor" && !portal.request.empty()) {
+        if (!CastCompositor()) {
+            SendResponse(NewResponse(portal.request, 2));
+            portal.request.clear();
+        }
+    } else if (portal.answer == "grant" && !portal.request.empty()) {
         DropStream();
         MakeStream();  // its node is known in OnState
     } else {
@@ -373,6 +416,7 @@ int Start(sd_bus_message* message, void*, sd_bus_error*) {
 
 void OnState(void*, pw_stream_state, pw_stream_state state, const char*) {
     portal.streaming = state == PW_STREAM_STATE_STREAMING;
+    portal.first = portal.first || portal.streaming;
     if (state == PW_STREAM_STATE_PAUSED) AnswerStart();
 }
 

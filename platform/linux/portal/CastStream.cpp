@@ -104,6 +104,7 @@ CastStream::CastStream(std::unique_ptr<CastPortal> portal, CastEvents& events)
 CastStream::~CastStream() {
     if (!loop_) return;
     pw_thread_loop_stop(loop_);
+    if (reminder_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), reminder_);
     if (bus_watch_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), bus_watch_);
     if (stream_) {
         spa_hook_remove(&hooks_->stream);
@@ -165,11 +166,12 @@ bool CastStream::Connect() {
         PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_DONT_RECONNECT);
     if (pw_stream_connect(stream_, PW_DIRECTION_INPUT, portal_->Node(), flags, offers, 1) < 0)
         return false;
+    reminder_ = pw_loop_add_timer(loop, OnReminder, this);
     // What the bus connection has read already makes no descriptor readable.
     if (!portal_->Process()) return false;
     bus_watch_ = pw_loop_add_io(loop, portal_->Descriptor(), SPA_IO_IN | SPA_IO_HUP | SPA_IO_ERR,
                                 false, OnBusReadable, this);
-    return bus_watch_ != nullptr;
+    return bus_watch_ && reminder_;
 }
 
 void CastStream::Lose(const char* reason) {
@@ -183,12 +185,32 @@ void CastStream::OnStateChanged(void* self, int, int state, const char* error) {
     auto& stream = *static_cast<CastStream*>(self);
     if (state == PW_STREAM_STATE_STREAMING) {
         stream.has_streamed_ = true;
+        stream.Remind();
     } else if (state == PW_STREAM_STATE_ERROR) {
         stream.Lose(error ? error : "error");
+    } else if (stream.reminding_) {
+        stream.reminding_ = false;
+        pw_stream_set_active(stream.stream_, true);
     } else if (stream.has_streamed_) {
         // Nothing here pauses the stream. When its producer dies, this is all that is seen.
         stream.Lose("its producer has stopped");
     }
+}
+
+// A producer sends its first picture as soon as it runs, and PipeWire drops it if this side does
+// not run yet. Nothing else comes from a screen that is still, but a pause makes the producer begin
+// again.
+void CastStream::Remind() {
+    timespec patience{0, newest_ ? 0 : 300'000'000};
+    pw_loop_update_timer(pw_thread_loop_get_loop(loop_), reminder_, &patience, nullptr, false);
+}
+
+void CastStream::OnReminder(void* self, std::uint64_t) {
+    auto& stream = *static_cast<CastStream*>(self);
+    if (stream.newest_ || stream.lost_) return;
+    APPLOG_STREAM(LOG_LEVEL_TRACE, "PipeWire - no picture has come, the stream is begun again");
+    stream.reminding_ = true;
+    pw_stream_set_active(stream.stream_, false);
 }
 
 void CastStream::OnCoreError(void* self, std::uint32_t id, int, int, const char* message) {

@@ -45,6 +45,7 @@ private:
     bool ReadDamage(const spa_buffer& buffer, const RECT& visible, std::size_t& count);
     RECT VisibleArea(const spa_buffer& buffer) const;
     void TakeFormat(const spa_pod* format);
+    void Remind();
     void Lose(const char* reason);
 
     static void OnStateChanged(void* self, int before, int state, const char* error);
@@ -52,6 +53,7 @@ private:
     static void OnRemoveBuffer(void* self, pw_buffer* buffer);
     static void OnCoreError(void* self, std::uint32_t id, int sequence, int result,
                             const char* message);
+    static void OnReminder(void* self, std::uint64_t);
     static void OnBusReadable(void* self, int descriptor, std::uint32_t mask);
 
     const std::unique_ptr<CastPortal> portal_;
@@ -61,6 +63,7 @@ private:
     pw_core* core_ = nullptr;
     pw_stream* stream_ = nullptr;
     spa_source* bus_watch_ = nullptr;
+    spa_source* reminder_ = nullptr;
     std::unique_ptr<Hooks> hooks_;
 
     pw_buffer* newest_ = nullptr;
@@ -68,6 +71,7 @@ private:
     int height_ = 0;
     bool red_first_ = false;
     bool has_streamed_ = false;
+    bool reminding_ = false;  // the stream is being paused on purpose
     bool everything_changed_ = true;
     std::uint64_t last_sequence_ = 0;
     std::array<RECT, damage_limit> damage_{};
