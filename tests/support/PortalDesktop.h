@@ -19,7 +19,7 @@ public:
     PortalDesktop(const PortalDesktop&) = delete;
     PortalDesktop& operator=(const PortalDesktop&) = delete;
 
-    // What the portal answers to one of its commands, which TestPortal.cpp has.
+    // What the portal answers to one of its commands, which portal/TestPortal.cpp has.
     std::string Tell(const std::string& line);
     // Paints a part and sends the picture with that part as its damage.
     void Show(int x, int y, int width, int height, unsigned color);
