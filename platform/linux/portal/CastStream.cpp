@@ -103,9 +103,24 @@ CastStream::CastStream(std::unique_ptr<CastPortal> portal, CastEvents& events)
 
 CastStream::~CastStream() {
     if (!loop_) return;
+    // On the loop's thread: without one PipeWire's data thread would call the events itself.
+    const auto end = [](spa_loop*, bool, std::uint32_t, const void*, std::size_t, void* self) {
+        static_cast<CastStream*>(self)->Disconnect();
+        return 0;
+    };
+    // A call that is waited for gives up the lock meanwhile.
+    pw_thread_loop_lock(loop_);
+    pw_loop_invoke(pw_thread_loop_get_loop(loop_), end, 0, nullptr, 0, true, this);
+    pw_thread_loop_unlock(loop_);
     pw_thread_loop_stop(loop_);
-    if (reminder_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), reminder_);
-    if (bus_watch_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), bus_watch_);
+    if (context_) pw_context_destroy(context_);
+    pw_thread_loop_destroy(loop_);
+}
+
+void CastStream::Disconnect() {
+    pw_loop* const loop = pw_thread_loop_get_loop(loop_);
+    if (reminder_) pw_loop_destroy_source(loop, reminder_);
+    if (bus_watch_) pw_loop_destroy_source(loop, bus_watch_);
     if (stream_) {
         spa_hook_remove(&hooks_->stream);
         pw_stream_destroy(stream_);
@@ -114,8 +129,6 @@ CastStream::~CastStream() {
         spa_hook_remove(&hooks_->core);
         pw_core_disconnect(core_);
     }
-    if (context_) pw_context_destroy(context_);
-    pw_thread_loop_destroy(loop_);
 }
 
 bool CastStream::Start() {
@@ -201,13 +214,13 @@ void CastStream::OnStateChanged(void* self, int, int state, const char* error) {
 // not run yet. Nothing else comes from a screen that is still, but a pause makes the producer begin
 // again.
 void CastStream::Remind() {
-    timespec patience{0, newest_ ? 0 : 300'000'000};
+    timespec patience{0, 300'000'000};
     pw_loop_update_timer(pw_thread_loop_get_loop(loop_), reminder_, &patience, nullptr, false);
 }
 
 void CastStream::OnReminder(void* self, std::uint64_t) {
     auto& stream = *static_cast<CastStream*>(self);
-    if (stream.newest_ || stream.lost_) return;
+    if (!stream.awaits_picture_ || stream.lost_) return;
     APPLOG_STREAM(LOG_LEVEL_TRACE, "PipeWire - no picture has come, the stream is begun again");
     stream.reminding_ = true;
     pw_stream_set_active(stream.stream_, false);
@@ -232,6 +245,7 @@ void CastStream::OnParamChanged(void* self, std::uint32_t id, const spa_pod* par
 void CastStream::TakeFormat(const spa_pod* format) {
     spa_video_info_raw info{};
     if (spa_format_video_raw_parse(format, &info) < 0) return;
+    awaits_picture_ = true;
     width_ = static_cast<int>(info.size.width);
     height_ = static_cast<int>(info.size.height);
     red_first_ = IsRedFirst(info.format);
@@ -262,6 +276,7 @@ void CastStream::TakeFormat(const spa_pod* format) {
             SPA_POD_CHOICE_RANGE_Int(CursorBytes(64), CursorBytes(1),
                                      CursorBytes(largest_cursor))))};
     pw_stream_update_params(stream_, params, std::size(params));
+    if (has_streamed_) Remind();
 }
 
 void CastStream::OnRemoveBuffer(void* self, pw_buffer* buffer) {
@@ -291,6 +306,7 @@ bool CastStream::Take(const spa_buffer& buffer) {
         std::size_t count = 0;
         const bool known = ReadDamage(buffer, visible, count) && !everything_changed_;
         everything_changed_ = false;
+        awaits_picture_ = false;
         frame.damage = damage_.data();
         frame.damage_count = known ? count : 0;
     }

@@ -38,6 +38,7 @@ private:
     static constexpr std::size_t damage_limit = 16;
 
     bool Connect();
+    void Disconnect();
     void Process();
     // Whether the buffer is to be kept as the newest one.
     bool Take(const spa_buffer& buffer);
@@ -71,7 +72,8 @@ private:
     int height_ = 0;
     bool red_first_ = false;
     bool has_streamed_ = false;
-    bool reminding_ = false;  // the stream is being paused on purpose
+    bool awaits_picture_ = true;  // none has come in this format
+    bool reminding_ = false;      // the stream is being paused on purpose
     bool everything_changed_ = true;
     std::uint64_t last_sequence_ = 0;
     std::array<RECT, damage_limit> damage_{};
