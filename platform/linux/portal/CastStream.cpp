@@ -103,32 +103,29 @@ CastStream::CastStream(std::unique_ptr<CastPortal> portal, CastEvents& events)
 
 CastStream::~CastStream() {
     if (!loop_) return;
-    // On the loop's thread: without one PipeWire's data thread would call the events itself.
+    pw_loop* const loop = pw_thread_loop_get_loop(loop_);
+    // The stream ends on the loop's thread, because without that thread PipeWire's data thread
+    // would call the events itself. A call that is waited for gives up the lock meanwhile.
     const auto end = [](spa_loop*, bool, std::uint32_t, const void*, std::size_t, void* self) {
-        static_cast<CastStream*>(self)->Disconnect();
+        auto& stream = *static_cast<CastStream*>(self);
+        if (!stream.stream_) return 0;
+        spa_hook_remove(&stream.hooks_->stream);
+        pw_stream_destroy(stream.stream_);
         return 0;
     };
-    // A call that is waited for gives up the lock meanwhile.
     pw_thread_loop_lock(loop_);
-    pw_loop_invoke(pw_thread_loop_get_loop(loop_), end, 0, nullptr, 0, true, this);
+    pw_loop_invoke(loop, end, 0, nullptr, 0, true, this);
     pw_thread_loop_unlock(loop_);
+    // The rest ends after it, because the loop may be about to call the connection.
     pw_thread_loop_stop(loop_);
-    if (context_) pw_context_destroy(context_);
-    pw_thread_loop_destroy(loop_);
-}
-
-void CastStream::Disconnect() {
-    pw_loop* const loop = pw_thread_loop_get_loop(loop_);
     if (reminder_) pw_loop_destroy_source(loop, reminder_);
     if (bus_watch_) pw_loop_destroy_source(loop, bus_watch_);
-    if (stream_) {
-        spa_hook_remove(&hooks_->stream);
-        pw_stream_destroy(stream_);
-    }
     if (core_) {
         spa_hook_remove(&hooks_->core);
         pw_core_disconnect(core_);
     }
+    if (context_) pw_context_destroy(context_);
+    pw_thread_loop_destroy(loop_);
 }
 
 bool CastStream::Start() {

@@ -38,7 +38,6 @@ private:
     static constexpr std::size_t damage_limit = 16;
 
     bool Connect();
-    void Disconnect();
     void Process();
     // Whether the buffer is to be kept as the newest one.
     bool Take(const spa_buffer& buffer);

@@ -86,6 +86,9 @@ void Obey(const std::string& line) {
     } else if (command == "asked") {
         Reply(portal.asked + "starts=" + std::to_string(portal.starts));
         return;
+    } else if (command == "node") {
+        Reply(std::to_string(pw_stream_get_node_id(portal.stream)));
+        return;
     } else if (command == "session") {
         Reply(portal.session.empty() ? "none" : "open");
         return;

@@ -137,6 +137,13 @@ static bool Send() {
     if (auto* cursor = static_cast<spa_meta_cursor*>(
             spa_buffer_find_meta_data(&content, SPA_META_Cursor, sizeof(spa_meta_cursor))))
         FillCursor(*cursor);
+    if (portal.runs && portal.picture) {
+        // The time in microseconds, 24 bits in each of two pixels.
+        auto* const pixels = static_cast<std::uint32_t*>(data.data);
+        const auto stamp = static_cast<std::uint64_t>(Now() / 1000);
+        pixels[0] = static_cast<std::uint32_t>(stamp & 0xFFFFFF);
+        pixels[1] = static_cast<std::uint32_t>(stamp >> 24 & 0xFFFFFF);
+    }
     pw_stream_queue_buffer(portal.stream, buffer);
     return true;
 }
