@@ -311,8 +311,8 @@ bool CastPortal::ReadStreams(sd_bus_message* results) {
         if (!has_node_) node_ = node;
         has_node_ = true;
     }
-    return sd_bus_message_exit_container(results) >= 0 &&
-           sd_bus_message_exit_container(results) >= 0;
+    const bool list_ended = sd_bus_message_exit_container(results) >= 0;
+    return sd_bus_message_exit_container(results) >= 0 && list_ended;
 }
 
 }  // namespace Vimbrel
