@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/linux/portal/CastEvents.h"
+#include "platform/linux/portal/CastOffers.h"
 #include "platform/linux/portal/CastPortal.h"
 
 struct pw_buffer;
@@ -35,8 +36,6 @@ private:
     struct Hooks;
 
     // Members without a comment belong to the thread while it runs.
-    static constexpr std::size_t damage_limit = 16;
-
     bool Connect();
     void Process();
     // Whether the buffer is to be kept as the newest one.
