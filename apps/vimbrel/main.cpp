@@ -12,6 +12,7 @@
 #include "Studio.h"
 #include "devices/DeviceList.h"
 #include "layers/Desktop.h"
+#include "layers/ScreenPermission.h"
 #include "scene/Scene.h"
 
 namespace {
@@ -145,7 +146,10 @@ int main(int argc, char** argv) {
     if (screens->parsed() || windows->parsed()) {
         if (screens->parsed() ? studio::PrintScreens() : studio::PrintWindows())
             return studio::exit_done;
-        return Complain("there is no screen: DISPLAY names no X server that answers");
+        return Complain(studio::IsPermissionNeeded()
+                            ? "on Wayland the desktop lists screens and windows only when it asks "
+                              "which one to show"
+                            : "there is no screen: DISPLAY names no X server that answers");
     }
     return Run(options, log);
 }

@@ -111,6 +111,7 @@ TEST(SceneReader, SaysWhereAndWhatIsWrong) {
         {"\"id\": \"0x1400003\"", "\"title\": \"a\", \"class\": \"b\"",
          "layers[5]: must have one of"},
         {"\"id\": \"0x1400003\", ", "", "layers[5]: must have one of"},
+        {"\"id\": \"0x1400003\"", "\"window\": \"any\"", "layers[5].window: must be \"choose\""},
         {"0.25", "1.5", "layers[0].opacity: must be a number from 0"},
         {"\"opacity\"", "\"opactiy\"", "layers[0].opactiy: is not a known name"},
         {"\"a.png\"", "\"\"", "layers[0].file: must not be empty"},

@@ -61,6 +61,9 @@ XServer::XServer(std::vector<std::string> command) {
     const char* before = std::getenv("DISPLAY");
     display_before = before ? before : "";
     setenv("DISPLAY", display.c_str(), 1);
+    // On a developer's desktop screens would be asked for in a dialog.
+    unsetenv("WAYLAND_DISPLAY");
+    unsetenv("XDG_SESSION_TYPE");
 }
 
 XServer::~XServer() {

@@ -41,12 +41,33 @@ std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description,
     std::unique_ptr<ScreenLayer> layer(new ScreenLayer(description, content.fit, fps));
     layer->screen = content;
     layer->settings.drawCursor = content.cursor;
+    if (!layer->permission.Ask(ScreenPermission::Kind::Desktop, content.cursor, description.place,
+                               error))
+        return nullptr;
     return layer->TakePart(error) && layer->Start(error) ? std::move(layer) : nullptr;
 }
 
 std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description,
                                          const WindowDescription& content, int fps,
                                          std::string& error) {
+    std::unique_ptr<ScreenLayer> layer(new ScreenLayer(description, content.fit, fps));
+    layer->settings.drawCursor = content.cursor;
+    if (content.choose != IsPermissionNeeded()) {
+        error =
+            description.place +
+            (content.choose ? ".window: nobody can be asked to choose here; name the window by "
+                              "its \"title\", \"class\" or \"id\""
+                            : ": windows cannot be found by name on Wayland; have one chosen by "
+                              "\"window\": \"choose\"");
+        return nullptr;
+    }
+    if (content.choose) {
+        if (!layer->permission.Ask(ScreenPermission::Kind::Window, content.cursor,
+                                   description.place, error))
+            return nullptr;
+        layer->settings.window = layer->permission.Window();
+        return layer->Start(error) ? std::move(layer) : nullptr;
+    }
     if (!DesktopArea()) {
         error = description.place + no_screen;
         return nullptr;
@@ -57,9 +78,7 @@ std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description,
                 ": there is no such window; \"vimbrel windows\" lists those that there are";
         return nullptr;
     }
-    std::unique_ptr<ScreenLayer> layer(new ScreenLayer(description, content.fit, fps));
     layer->settings.window = window->handle;
-    layer->settings.drawCursor = content.cursor;
     return layer->Start(error) ? std::move(layer) : nullptr;
 }
 
@@ -100,6 +119,16 @@ bool ScreenLayer::Start(std::string& error) {
 // The source shows what it was opened on. When the screen changes, or an output is off for a while,
 // it has to be opened again.
 void ScreenLayer::FollowDesktop() {
+    // The user has taken the permission back, and is not asked for it again.
+    if (permission.IsEnded()) {
+        if (!missing)
+            std::fprintf(stderr,
+                         "vimbrel: %s: the desktop has ended showing the screen; the last picture "
+                         "stays\n",
+                         place.c_str());
+        missing = true;
+        return;
+    }
     if (source.GetState() == Vimbrel::MediaSource::State::Playing && !source.IsLost() &&
         DesktopArea() == desktop)
         return;

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "layers/Layer.h"
+#include "layers/ScreenPermission.h"
 #include "vimbrel/MediaSourceScreen.h"
 
 namespace studio {
@@ -45,6 +46,7 @@ private:
     const double opacity;
     const Fit fit;
     const int fps;
+    ScreenPermission permission;  // while the layer lives, also when the source is opened anew
     std::optional<ScreenDescription> screen;  // null for a window
     // The members from here to the lock belong to the thread once it runs.
     Vimbrel::MediaSourceScreen::Settings settings;

@@ -56,9 +56,10 @@ struct ScreenDescription {
     Fit fit = Fit::Contain;
 };
 
-// Found by one of the three.
+// Found by one of the four.
 struct WindowDescription {
-    std::string title;  // UTF-8, as the class
+    bool choose = false;  // by the user, in a dialog of the desktop
+    std::string title;    // UTF-8, as the class
     std::string window_class;
     std::optional<std::uint32_t> number;
     bool cursor = true;

@@ -74,9 +74,9 @@ std::uint32_t ReadWindowNumber(const SceneNode& node) {
 }
 
 WindowDescription ReadWindow(const SceneNode& node) {
-    node.AllowOnly({"type", "title", "class", "id", "cursor", "rect", "fit", "opacity"});
-    if (node.Has("title") + node.Has("class") + node.Has("id") != 1)
-        FailScene(node.Place(), "must have one of \"title\", \"class\" and \"id\"");
+    node.AllowOnly({"type", "title", "class", "id", "window", "cursor", "rect", "fit", "opacity"});
+    if (node.Has("title") + node.Has("class") + node.Has("id") + node.Has("window") != 1)
+        FailScene(node.Place(), "must have one of \"title\", \"class\", \"id\" and \"window\"");
     WindowDescription window;
     const auto text = [&](const std::string& name) {
         std::string value = node.Text(name);
@@ -85,6 +85,9 @@ WindowDescription ReadWindow(const SceneNode& node) {
     };
     if (node.Has("title")) window.title = text("title");
     if (node.Has("class")) window.window_class = text("class");
+    if (node.Has("window") && node.Text("window") != "choose")
+        FailScene(node.PlaceOf("window"), "must be \"choose\"");
+    window.choose = node.Has("window");
     if (node.Has("id")) window.number = ReadWindowNumber(node);
     if (node.Has("cursor")) window.cursor = node.Flag("cursor");
     window.fit = ReadFit(node);

@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "platform/linux/screen/CastScreen.h"
 #include "platform/linux/x11/DrawableReader.h"
 #include "platform/linux/x11/PixelBuffer.h"
 
@@ -21,6 +22,9 @@ public:
     // `source_window` 0 makes one for a bitmap. The connection may be null there.
     DeviceContext(std::shared_ptr<XConnection> server, xcb_window_t source_window)
         : connection(std::move(server)), window(source_window), reader(connection) {}
+    // Of what the portal shows.
+    explicit DeviceContext(std::shared_ptr<CastScreen> shown)
+        : window(0), reader(nullptr), cast(std::move(shown)) {}
     ~DeviceContext() { StopRedirecting(); }
     DeviceContext(const DeviceContext&) = delete;
     DeviceContext& operator=(const DeviceContext&) = delete;
@@ -35,6 +39,7 @@ public:
     const xcb_window_t window;
     DibSection* selected = nullptr;
     DrawableReader reader;
+    const std::shared_ptr<CastScreen> cast;
 
 private:
     void StopRedirecting();

@@ -6,9 +6,11 @@
 #include <vector>
 
 #include "com/ComObject.h"
+#include "platform/linux/screen/CastDuplication.h"
 #include "platform/linux/screen/OutputDuplication.h"
+#include "platform/linux/screen/ScreenChoice.h"
+#include "platform/linux/screen/ScreenOutputs.h"
 #include "platform/linux/x11/XConnection.h"
-#include "platform/linux/x11/XOutputs.h"
 
 namespace Vimbrel {
 
@@ -40,25 +42,54 @@ private:
     const XOutput output_;
 };
 
+// The desktop on Wayland. Its size is not known before the user has granted it.
+class CastOutput final : public ComObject<Implements<IDXGIOutput1, IDXGIOutput>> {
+public:
+    HRESULT STDMETHODCALLTYPE GetDesc(DXGI_OUTPUT_DESC* description) override {
+        if (!description) return E_INVALIDARG;
+        *description = {};
+        cast_output_name.copy(description->DeviceName, cast_output_name.size());
+        description->AttachedToDesktop = TRUE;
+        description->Rotation = DXGI_MODE_ROTATION_IDENTITY;
+        description->Monitor = reinterpret_cast<HMONITOR>(std::uintptr_t{cast_output});
+        if (const auto screen = CastScreen::Desktop()) {
+            const SIZE size = screen->Size();
+            description->DesktopCoordinates = {0, 0, size.cx, size.cy};
+        }
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE DuplicateOutput(IUnknown* device,
+                                              IDXGIOutputDuplication** duplication) override {
+        if (!duplication) return E_INVALIDARG;
+        *duplication = nullptr;
+        return device ? CastDuplication::Create(duplication) : E_INVALIDARG;
+    }
+};
+
 class DxgiAdapter final : public ComObject<Implements<IDXGIAdapter1, IDXGIAdapter>> {
 public:
-    explicit DxgiAdapter(std::vector<XOutput> outputs) : outputs_(std::move(outputs)) {}
+    // Null for the desktop on Wayland.
+    explicit DxgiAdapter(const XConnection* server) : wayland_(!server) {
+        if (server) outputs_ = ListOutputs(*server);
+    }
 
     HRESULT STDMETHODCALLTYPE EnumOutputs(UINT index, IDXGIOutput** output) override {
         if (!output) return E_INVALIDARG;
         *output = nullptr;
+        if (wayland_ && index == 0) return CreateCom<CastOutput>(output);
         if (index >= outputs_.size()) return DXGI_ERROR_NOT_FOUND;
         return CreateCom<DxgiOutput>(output, outputs_[index]);
     }
 
 private:
-    const std::vector<XOutput> outputs_;
+    const bool wayland_;
+    std::vector<XOutput> outputs_;
 };
 
 class DxgiFactory final : public ComObject<Implements<IDXGIFactory1>> {
 public:
-    explicit DxgiFactory(std::vector<XOutput> outputs)
-        : adapter_(MakeCom<DxgiAdapter>(std::move(outputs))) {}
+    explicit DxgiFactory(const XConnection* server) : adapter_(MakeCom<DxgiAdapter>(server)) {}
 
     HRESULT STDMETHODCALLTYPE EnumAdapters1(UINT index, IDXGIAdapter1** adapter) override {
         if (!adapter) return E_INVALIDARG;
@@ -81,9 +112,10 @@ extern "C" HRESULT WINAPI CreateDXGIFactory1(REFIID iid, void** factory) try {
     using namespace Vimbrel;
     if (!factory) return E_INVALIDARG;
     *factory = nullptr;
+    if (IsWaylandChosen()) return MakeCom<DxgiFactory>(nullptr)->QueryInterface(iid, factory);
     const std::shared_ptr<XConnection> connection = XConnection::Shared();
     if (!connection) return E_FAIL;
-    return MakeCom<DxgiFactory>(ListOutputs(*connection))->QueryInterface(iid, factory);
+    return MakeCom<DxgiFactory>(connection.get())->QueryInterface(iid, factory);
 } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
 }

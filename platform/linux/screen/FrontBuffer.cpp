@@ -2,6 +2,7 @@
 #include <d3d9.h>
 
 #include "com/ComObject.h"
+#include "platform/linux/screen/ScreenChoice.h"
 #include "platform/linux/x11/DrawableReader.h"
 #include "platform/linux/x11/XConnection.h"
 
@@ -112,6 +113,8 @@ private:
 
 extern "C" IDirect3D9* WINAPI Direct3DCreate9(UINT version) {
     using namespace Vimbrel;
+    // An X server inside a Wayland session shows only some windows.
+    if (IsWaylandChosen()) return nullptr;
     const std::shared_ptr<XConnection> connection = XConnection::Shared();
     if (version != D3D_SDK_VERSION || !connection || !connection->RootFormat().Usable())
         return nullptr;

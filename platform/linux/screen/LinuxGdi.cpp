@@ -6,6 +6,7 @@
 
 #include "platform/linux/screen/Blend.h"
 #include "platform/linux/screen/DeviceContext.h"
+#include "platform/linux/screen/ScreenChoice.h"
 #include "platform/linux/x11/XPointer.h"
 #include "platform/linux/x11/XWindows.h"
 
@@ -71,11 +72,20 @@ XPointerShape* FromCursor(HICON icon) { return reinterpret_cast<XPointerShape*>(
 }  // namespace
 
 HWND LinuxGdi::GetDesktopWindow() {
+    // Null stands for the screen, too.
+    if (IsWaylandChosen()) return nullptr;
     const auto connection = XConnection::Shared();
     return connection ? Vimbrel::ToHandle(connection->Root()) : nullptr;
 }
 
 HDC LinuxGdi::GetDC(HWND window) {
+    if (auto cast = CastScreen::OfWindow(window))
+        return ToHandle(new (std::nothrow) DeviceContext(std::move(cast)));
+    if (!window && IsWaylandChosen()) {
+        // Nobody is asked here: a context without a screen reads nothing.
+        auto cast = CastScreen::Desktop();
+        return cast ? ToHandle(new (std::nothrow) DeviceContext(std::move(cast))) : nullptr;
+    }
     auto connection = XConnection::Shared();
     if (!connection) return nullptr;
     const xcb_window_t source = window ? ToXWindow(window) : connection->Root();
@@ -90,6 +100,7 @@ HDC LinuxGdi::GetWindowDC(HWND window) { return GetDC(window); }
 int LinuxGdi::ReleaseDC(HWND, HDC context) { return DeleteDC(context); }
 
 HDC LinuxGdi::CreateCompatibleDC(HDC) {
+    if (IsWaylandChosen()) return ToHandle(new (std::nothrow) DeviceContext(nullptr));
     return ToHandle(new (std::nothrow) DeviceContext(XConnection::Shared(), 0));
 }
 
@@ -111,7 +122,8 @@ HBITMAP LinuxGdi::CreateDIBSection(HDC, const BITMAPINFO* info, void** bits) {
     if (header.biBitCount != 32 || header.biPlanes != 1 || header.biCompression != BI_RGB ||
         header.biHeight >= 0)
         return nullptr;
-    auto pixels = PixelBuffer::Make(XConnection::Shared(), header.biWidth, -header.biHeight);
+    auto pixels = PixelBuffer::Make(IsWaylandChosen() ? nullptr : XConnection::Shared(),
+                                    header.biWidth, -header.biHeight);
     if (!pixels) return nullptr;
     auto* const section = new (std::nothrow) DibSection{std::move(pixels)};
     if (section) *bits = section->pixels->At(0, 0);
@@ -133,8 +145,12 @@ BOOL LinuxGdi::BitBlt(HDC to, int x, int y, int width, int height, HDC from, int
     if (!to || !from || (operation & ~CAPTUREBLT) != SRCCOPY) return FALSE;
     DeviceContext& source = *FromHandle(from);
     DeviceContext& target = *FromHandle(to);
-    if (!source.window || !target.selected) return FALSE;
-    if (!Fits({x, y, width, height}, *target.selected->pixels)) return FALSE;
+    if (!target.selected || !Fits({x, y, width, height}, *target.selected->pixels)) return FALSE;
+    if (source.cast) {
+        return source.cast->ReadArea({from_x, from_y, from_x + width, from_y + height},
+                                     *target.selected->pixels, x, y);
+    }
+    if (!source.window) return FALSE;
     return ReadWindow(source, {from_x, from_y, width, height}, *target.selected->pixels, x, y);
 }
 
@@ -144,10 +160,22 @@ int LinuxGdi::SetStretchBltMode(HDC, int) { return 0; }
 BOOL LinuxGdi::StretchBlt(HDC, int, int, int, int, HDC, int, int, int, int, DWORD) { return FALSE; }
 
 BOOL LinuxGdi::PrintWindow(HWND window, HDC to, UINT) {
+    if (const auto cast = CastScreen::OfWindow(window); cast && to) {
+        if (!FromHandle(to)->selected) return FALSE;
+        const PixelBuffer& target = *FromHandle(to)->selected->pixels;
+        return cast->ReadArea({0, 0, target.Width(), target.Height()}, target, 0, 0);
+    }
     return to && FromHandle(to)->Print(ToXWindow(window));
 }
 
 BOOL LinuxGdi::GetCursorPos(POINT* position) {
+    if (IsWaylandChosen()) {
+        CURSORINFO info{};
+        info.cbSize = sizeof info;
+        if (!GetCursorInfo(&info)) return FALSE;
+        *position = info.ptScreenPos;
+        return TRUE;
+    }
     const auto connection = XConnection::Shared();
     if (!connection) return FALSE;
     const XPointerPlace place = WaitPointerPlace(*connection, AskPointerPlace(*connection));
@@ -156,6 +184,15 @@ BOOL LinuxGdi::GetCursorPos(POINT* position) {
 }
 
 BOOL LinuxGdi::GetCursorInfo(CURSORINFO* info) {
+    if (info->cbSize == sizeof(CURSORINFO) && IsWaylandChosen()) {
+        const auto screen = CastScreen::Desktop();
+        if (!screen) return FALSE;
+        const CastPointer pointer = screen->ReadPointer(cursor_shape);
+        info->flags = pointer.visible && cursor_shape.visible ? CURSOR_SHOWING : 0;
+        info->hCursor = reinterpret_cast<HCURSOR>(&cursor_shape);
+        info->ptScreenPos = {pointer.x, pointer.y};
+        return TRUE;
+    }
     const auto connection = XConnection::Shared();
     if (info->cbSize != sizeof(CURSORINFO) || !connection ||
         !ReadPointerShape(*connection, cursor_shape))

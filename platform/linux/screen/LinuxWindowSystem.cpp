@@ -5,8 +5,9 @@
 #include <new>
 #include <string_view>
 
+#include "platform/linux/screen/CastScreen.h"
+#include "platform/linux/screen/ScreenOutputs.h"
 #include "platform/linux/x11/XConnection.h"
-#include "platform/linux/x11/XOutputs.h"
 #include "platform/linux/x11/XWindows.h"
 
 namespace Vimbrel {
@@ -18,9 +19,13 @@ constexpr DWORD stood_for_minor = 0;
 constexpr DWORD stood_for_build = 19045;
 constexpr DWORD stood_for_service_pack = 0;
 
+// Pictures of the portal are taken as they come.
+constexpr UINT cast_dpi = 96;
+
 // The server draws every window as large as its program asked for, so a window has no scale of its
 // own: it is the desktop's.
 UINT WINAPI DpiOfWindow(HWND window) {
+    if (CastScreen::OfWindow(window)) return cast_dpi;
     const auto connection = XConnection::Shared();
     XWindowPlace place;
     if (!connection || !ReadWindowPlace(*connection, ToXWindow(window), place)) return 0;
@@ -58,12 +63,15 @@ int ConditionShift(DWORD type) {
 }  // namespace
 
 BOOL LinuxWindowSystem::IsWindow(HWND window) {
+    // One that the desktop has ended is gone, as if it were closed.
+    if (const auto cast = CastScreen::OfWindow(window)) return !cast->IsLost();
     const auto connection = XConnection::Shared();
     XWindowPlace place;
     return connection && ReadWindowPlace(*connection, ToXWindow(window), place);
 }
 
 HWND LinuxWindowSystem::GetParent(HWND window) {
+    if (CastScreen::OfWindow(window)) return nullptr;
     const auto connection = XConnection::Shared();
     return connection ? ToHandle(ParentWindow(*connection, ToXWindow(window))) : nullptr;
 }
@@ -78,6 +86,7 @@ BOOL LinuxWindowSystem::GetClientRect(HWND window, RECT* rect) {
 }
 
 BOOL LinuxWindowSystem::GetWindowRect(HWND window, RECT* rect) {
+    if (CastScreen::OfWindow(window)) return ::GetClientRect(window, rect);
     const auto connection = XConnection::Shared();
     XWindowPlace place;
     if (!connection || !ReadWindowPlace(*connection, ToXWindow(window), place)) return FALSE;
@@ -86,13 +95,11 @@ BOOL LinuxWindowSystem::GetWindowRect(HWND window, RECT* rect) {
 }
 
 HMONITOR LinuxWindowSystem::MonitorFromRect(const RECT* rect, DWORD) try {
-    const auto connection = XConnection::Shared();
-    if (!connection) return nullptr;
     const POINT middle{rect->left + (rect->right - rect->left) / 2,
                        rect->top + (rect->bottom - rect->top) / 2};
     const XOutput* nearest = nullptr;
     LONGLONG nearest_distance = 0;
-    const std::vector<XOutput> outputs = ListOutputs(*connection);
+    const std::vector<XOutput> outputs = ListScreenOutputs();
     for (const XOutput& output : outputs) {
         if (!output.attached) continue;
         const LONGLONG x =

@@ -5,8 +5,10 @@
 #include <cstring>
 #include <new>
 
+#include "platform/linux/screen/CastScreen.h"
+#include "platform/linux/screen/ScreenChoice.h"
+#include "platform/linux/screen/ScreenOutputs.h"
 #include "platform/linux/x11/XConnection.h"
-#include "platform/linux/x11/XOutputs.h"
 #include "platform/linux/x11/XPointer.h"
 #include "platform/linux/x11/XWindows.h"
 
@@ -30,6 +32,8 @@ HMONITOR ToMonitor(std::uint32_t output) {
 extern "C" {
 
 BOOL WINAPI EnumWindows(WNDENUMPROC visit, LPARAM parameter) try {
+    // Only the user can choose one there.
+    if (IsWaylandChosen()) return FALSE;
     const auto connection = XConnection::Shared();
     if (!connection || !visit) return FALSE;
     for (const xcb_window_t window : ListWindows(*connection)) {
@@ -55,6 +59,11 @@ int WINAPI GetClassNameW(HWND window, LPWSTR text, int size) try {
 }
 
 BOOL WINAPI GetClientRect(HWND window, RECT* rect) {
+    if (const auto cast = CastScreen::OfWindow(window); cast && rect) {
+        const SIZE size = cast->Size();
+        *rect = {0, 0, size.cx, size.cy};
+        return TRUE;
+    }
     const auto connection = XConnection::Shared();
     XWindowPlace place;
     if (!rect || !connection || !ReadWindowPlace(*connection, ToXWindow(window), place))
@@ -64,16 +73,16 @@ BOOL WINAPI GetClientRect(HWND window, RECT* rect) {
 }
 
 BOOL WINAPI IsIconic(HWND window) {
+    if (CastScreen::OfWindow(window)) return FALSE;
     const auto connection = XConnection::Shared();
     return connection && IsMinimised(*connection, ToXWindow(window));
 }
 
 BOOL WINAPI EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC visit,
                                 LPARAM parameter) try {
-    const auto connection = XConnection::Shared();
-    if (!connection || !visit || context || clip) return FALSE;
+    if (!visit || context || clip) return FALSE;
     std::vector<RECT> visited;
-    for (XOutput& output : ListOutputs(*connection)) {
+    for (XOutput& output : ListScreenOutputs()) {
         const auto same = [&](const RECT& place) {
             return std::memcmp(&place, &output.place, sizeof place) == 0;
         };
@@ -89,9 +98,7 @@ BOOL WINAPI EnumDisplayMonitors(HDC context, const RECT* clip, MONITORENUMPROC v
 BOOL WINAPI GetMonitorInfoW(HMONITOR monitor, MONITORINFO* info) try {
     if (!info || (info->cbSize != sizeof(MONITORINFO) && info->cbSize != sizeof(MONITORINFOEXW)))
         return FALSE;
-    const auto connection = XConnection::Shared();
-    if (!connection) return FALSE;
-    for (const XOutput& output : ListOutputs(*connection)) {
+    for (const XOutput& output : ListScreenOutputs()) {
         if (ToMonitor(output.id) != monitor || !output.attached) continue;
         info->rcMonitor = info->rcWork = output.place;
         info->dwFlags = output.primary ? MONITORINFOF_PRIMARY : 0;
