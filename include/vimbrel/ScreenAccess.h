@@ -40,7 +40,7 @@ public:
         Granted,
         NotNeeded,  // X11 asks nobody
         Refused,    // by the user
-        GivenUp,    // by `still_wanted`
+        GivenUp,    // by `stillWanted`
         Failed,     // no portal, or no picture; the log has the reason
     };
     struct Request {
