@@ -47,12 +47,14 @@ HWY_INLINE SampleVec RoundUpAbove(SampleVec whole, SampleVec fraction, SampleVec
 #endif
 }
 
-// The factor is percent / 100 with 32 fractional bits, rounded up. The product with its upper half
-// has a whole part and a fraction of 16 bits. The threshold is the negated product with its lower
-// half: what a sample above 0 lacks for the next whole number, and what one below 0 has too much,
-// so that both are rounded towards 0. Its error is below 2 / 65536, while fractions are 1 / 100
-// away from it at least. Multiplications are signed: a half that is too large for that stands for
-// itself less 65536, which the sample makes up for.
+// The factor is percent / 100 with 32 fractional bits and one unit of the last more, so that its
+// lower half is never 0. The product with its upper half has a whole part and a fraction of 16
+// bits. The threshold is the negated product with its lower half, rounded down. It is unsigned: what
+// this second product lacks of a whole number where a sample is above 0, and how much it has below 0
+// where a sample is below 0, so that both are rounded towards 0. A sum of both products that is
+// whole lies just on the side that rounds to itself, and any other is 1 / 100 away from there, far
+// more than the threshold's error. Multiplications are signed: a half that is too large for that
+// stands for itself less 65536, which the sample makes up for.
 template <bool upper_wraps, bool lower_wraps>
 void ScaleBy(std::int16_t* samples, std::size_t count, std::uint32_t factor) {
     const auto upper = hn::Set(samples_tag, static_cast<std::int16_t>(factor >> 16));

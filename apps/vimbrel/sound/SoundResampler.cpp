@@ -11,7 +11,7 @@ namespace {
 
 constexpr double lobes = 16;       // of the filter to each side, at the lower rate
 constexpr double passband = 0.96;  // of what the lower rate can hold
-constexpr std::size_t channels = 2;
+constexpr std::size_t frame_samples = 2;
 
 double Sinc(double x) {
     return std::abs(x) < 1e-9 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x);
@@ -50,32 +50,32 @@ SoundResampler::SoundResampler(int from, int to) {
         for (std::size_t i = 0; i < taps; ++i) row[i] = static_cast<float>(exact[i] / sum);
     }
     // Silence in front, so that the first output stands where the first input does.
-    input.assign((half - 1) * channels, 0.0f);
+    input.assign((half - 1) * frame_samples, 0.0f);
     position = 0;
 }
 
 void SoundResampler::Read(SoundSource& source, float* stereo, std::size_t frames) {
     if (frames == 0) return;
-    const std::size_t have = input.size() / channels;
+    const std::size_t have = input.size() / frame_samples;
     const std::size_t need = (position + (frames - 1) * step) / phases + taps;
     if (need > have) {
-        input.resize(need * channels);
-        source.Read(input.data() + have * channels, need - have);
+        input.resize(need * frame_samples);
+        source.Read(input.data() + have * frame_samples, need - have);
     }
     for (std::size_t frame = 0; frame < frames; ++frame, position += step) {
-        const float* const from = input.data() + position / phases * channels;
+        const float* const from = input.data() + position / phases * frame_samples;
         const float* const row = weights.data() + position % phases * taps;
         float left = 0;
         float right = 0;
         for (std::size_t i = 0; i < taps; ++i) {
-            left += row[i] * from[i * channels];
-            right += row[i] * from[i * channels + 1];
+            left += row[i] * from[i * frame_samples];
+            right += row[i] * from[i * frame_samples + 1];
         }
         *stereo++ = left;
         *stereo++ = right;
     }
-    const std::size_t done = std::min(position / phases, input.size() / channels);
-    input.erase(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(done * channels));
+    const std::size_t done = std::min(position / phases, input.size() / frame_samples);
+    input.erase(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(done * frame_samples));
     position -= done * phases;
 }
 

@@ -10,8 +10,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/linux/pulse/CaptureQueue.h"
 #include "platform/linux/pulse/FrameClock.h"
-#include "platform/linux/pulse/PacketQueue.h"
 #include "platform/linux/pulse/PulseConnection.h"
 #include "platform/linux/pulse/PulseError.h"
 #include "platform/linux/pulse/StreamFormat.h"
@@ -76,7 +76,7 @@ private:
     bool running_ GUARDED_BY(connection_->Loop()) = false;
     LONGLONG arrival_ GUARDED_BY(connection_->Loop()) = 0;  // of the newest packet
     FrameClock clock_ GUARDED_BY(connection_->Loop());
-    PacketQueue queue_ GUARDED_BY(connection_->Loop());
+    CaptureQueue queue_ GUARDED_BY(connection_->Loop());
     bool peeked_ GUARDED_BY(connection_->Loop()) = false;  // the front of the queue
 };
 
@@ -248,7 +248,7 @@ HRESULT PulseRecordStream::SetVolume(double level) {
 HRESULT PulseRecordStream::Peek(Packet& packet) {
     packet = {};
     const PulseLock lock(connection_->Loop());
-    while (const PacketQueue::Packet* const front = queue_.Front()) {
+    while (const CaptureQueue::Packet* const front = queue_.Front()) {
         if (!peeked_) clock_.Arrived(arrival_, queue_.Frames());
         if (front->data) {
             peeked_ = true;

@@ -1,6 +1,7 @@
 #include "platform/linux/screen/ScreenChoice.h"
 
 #include <cstdlib>
+#include <new>
 #include <string_view>
 
 #include "base/ThreadSafety.h"
@@ -57,13 +58,17 @@ void SetScreenSystem(ScreenSystem system) {
 ScreenSystem CurrentScreenSystem() {
     Choice& choice = TheChoice();
     const MutexLock guard(choice.mutex);
-    if (choice.made == ScreenSystem::Automatic) {
+    if (choice.made != ScreenSystem::Automatic) return choice.made;
+    try {
         choice.made = choice.forced == ScreenSystem::Automatic ? ByEnvironment() : choice.forced;
         // The usual case is no news.
         APPLOG_STREAM(choice.made == ScreenSystem::Wayland ? LOG_LEVEL_INFO : LOG_LEVEL_TRACE,
                       "Screen - captured from "
                           << (choice.made == ScreenSystem::Wayland ? "Wayland by the desktop portal"
                                                                    : "X11"));
+    } catch (const std::bad_alloc&) {
+        // What could not be chosen is chosen another time; what could not be logged stands.
+        if (choice.made == ScreenSystem::Automatic) return ScreenSystem::X11;
     }
     return choice.made;
 }

@@ -5,7 +5,7 @@
 
 namespace Vimbrel {
 
-void EventQueue::Notify(const Event& event) {
+void GraphEventQueue::Notify(const Event& event) {
     HWND window = nullptr;
     UINT message = 0;
     LONG_PTR instance = 0;
@@ -27,7 +27,7 @@ void EventQueue::Notify(const Event& event) {
     if (window) PostMessageW(window, message, 0, instance);
 }
 
-bool EventQueue::Take(Event& event, DWORD milliseconds) {
+bool GraphEventQueue::Take(Event& event, DWORD milliseconds) {
     MutexLock guard(lock_);
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     while (events_.empty()) {
@@ -42,33 +42,33 @@ bool EventQueue::Take(Event& event, DWORD milliseconds) {
     return true;
 }
 
-void EventQueue::SetWindow(HWND window, UINT message, LONG_PTR instance) {
+void GraphEventQueue::SetWindow(HWND window, UINT message, LONG_PTR instance) {
     const MutexLock guard(lock_);
     window_ = window;
     message_ = message;
     instance_ = instance;
 }
 
-void EventQueue::ExpectEnds(std::size_t renderers) {
+void GraphEventQueue::ExpectEnds(std::size_t renderers) {
     const MutexLock guard(lock_);
     renderers_ = renderers;
     ended_.clear();
     DropLocked(EC_COMPLETE);
 }
 
-void EventQueue::Drop(LONG code) {
+void GraphEventQueue::Drop(LONG code) {
     const MutexLock guard(lock_);
     DropLocked(code);
 }
 
-void EventQueue::DropLocked(LONG code) {
+void GraphEventQueue::DropLocked(LONG code) {
     std::erase_if(events_, [code](const Event& each) { return each.code == code; });
 }
 
 HRESULT STDMETHODCALLTYPE GraphEvents::GetEvent(LONG* code, LONG_PTR* first, LONG_PTR* second,
                                                 LONG milliseconds) {
     if (!code || !first || !second) return E_POINTER;
-    EventQueue::Event event{};
+    GraphEventQueue::Event event{};
     const bool found = queue_.Take(event, static_cast<DWORD>(milliseconds));
     *code = event.code;
     *first = event.first;

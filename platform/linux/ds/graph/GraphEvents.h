@@ -11,7 +11,7 @@ namespace Vimbrel {
 
 // Collects the ends of the renderers into one, queues, and posts a message for each event. Its
 // lock is a leaf.
-class EventQueue {
+class GraphEventQueue {
 public:
     struct Event {
         LONG code;
@@ -47,7 +47,7 @@ private:
 
 class GraphEvents final : public DispatchFace<IMediaEventEx> {
 public:
-    GraphEvents(IUnknown& owner, EventQueue& queue) : DispatchFace(owner), queue_(queue) {}
+    GraphEvents(IUnknown& owner, GraphEventQueue& queue) : DispatchFace(owner), queue_(queue) {}
 
     // E_ABORT if the time comes first.
     HRESULT STDMETHODCALLTYPE GetEvent(LONG* code, LONG_PTR* first, LONG_PTR* second,
@@ -57,17 +57,17 @@ public:
                                               LONG_PTR instance) override;
 
 private:
-    EventQueue& queue_;
+    GraphEventQueue& queue_;
 };
 
 class GraphEventSink final : public Face<IMediaEventSink> {
 public:
-    GraphEventSink(IUnknown& owner, EventQueue& queue) : Face(owner), queue_(queue) {}
+    GraphEventSink(IUnknown& owner, GraphEventQueue& queue) : Face(owner), queue_(queue) {}
 
     HRESULT STDMETHODCALLTYPE Notify(LONG code, LONG_PTR first, LONG_PTR second) override;
 
 private:
-    EventQueue& queue_;
+    GraphEventQueue& queue_;
 };
 #pragma GCC diagnostic pop
 

@@ -26,7 +26,7 @@ struct GraphParts {
     // The application has chosen the clock, or that there is none.
     bool clock_set GUARDED_BY(control) = false;
     StreamPosition position;
-    EventQueue events;
+    GraphEventQueue events;
 };
 
 // The filters from the renderers upstream, sources last.

@@ -1,17 +1,17 @@
-#include "platform/linux/pulse/PacketQueue.h"
+#include "platform/linux/pulse/CaptureQueue.h"
 
 #include <cstring>
 
 namespace Vimbrel {
 
-PacketQueue::PacketQueue(std::uint32_t bytes_per_frame, std::uint32_t most_frames,
-                         std::size_t most_packets)
+CaptureQueue::CaptureQueue(std::uint32_t bytes_per_frame, std::uint32_t most_frames,
+                           std::size_t most_packets)
     : frame_bytes_(bytes_per_frame),
       capacity_(std::size_t{bytes_per_frame} * most_frames),
       bytes_(std::make_unique_for_overwrite<unsigned char[]>(capacity_)),
       packets_(most_packets + 1) {}
 
-unsigned char* PacketQueue::FindRoom(std::size_t bytes) {
+unsigned char* CaptureQueue::FindRoom(std::size_t bytes) {
     if (count_ + 1 >= packets_.size()) return nullptr;
     if (used_ == 0) {
         // The same bytes again are in the cache.
@@ -26,7 +26,7 @@ unsigned char* PacketQueue::FindRoom(std::size_t bytes) {
     return bytes_.get();
 }
 
-void PacketQueue::PushHole(std::uint32_t frames) {
+void CaptureQueue::PushHole(std::uint32_t frames) {
     if (count_ > 0 && !Last().data) {
         Last().frames += frames;
         return;
@@ -35,7 +35,7 @@ void PacketQueue::PushHole(std::uint32_t frames) {
     Last() = {nullptr, frames};
 }
 
-bool PacketQueue::Push(const void* data, std::uint32_t frames) {
+bool CaptureQueue::Push(const void* data, std::uint32_t frames) {
     if (frames == 0) return true;
     frames_ += frames;
     const std::size_t bytes = std::size_t{frames} * frame_bytes_;
@@ -52,7 +52,7 @@ bool PacketQueue::Push(const void* data, std::uint32_t frames) {
     return true;
 }
 
-void PacketQueue::Pop() {
+void CaptureQueue::Pop() {
     if (count_ == 0) return;
     const Packet& packet = packets_[first_];
     frames_ -= packet.frames;
@@ -65,7 +65,7 @@ void PacketQueue::Pop() {
     --count_;
 }
 
-void PacketQueue::Clear() {
+void CaptureQueue::Clear() {
     while (count_ > 0) Pop();
 }
 

@@ -10,14 +10,15 @@ namespace Vimbrel {
 
 // Allocates nothing after its construction. The memory of a packet stays as it is from Front to
 // Pop, whatever is pushed. Not locked.
-class PacketQueue {
+class CaptureQueue {
 public:
     struct Packet {
         const unsigned char* data;  // null: so many frames are missing in the recording
         std::uint32_t frames;
     };
 
-    PacketQueue(std::uint32_t bytes_per_frame, std::uint32_t most_frames, std::size_t most_packets);
+    CaptureQueue(std::uint32_t bytes_per_frame, std::uint32_t most_frames,
+                 std::size_t most_packets);
 
     // Copies `data`; null is a hole. False for a packet that finds no room: it leaves a hole.
     bool Push(const void* data, std::uint32_t frames);

@@ -1,4 +1,4 @@
-#include "platform/linux/pulse/PacketQueue.h"
+#include "platform/linux/pulse/CaptureQueue.h"
 
 #include <gtest/gtest.h>
 
@@ -11,17 +11,17 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-Bytes Content(const PacketQueue::Packet& packet) {
+Bytes Content(const CaptureQueue::Packet& packet) {
     return packet.data ? Bytes(packet.data, packet.data + std::size_t{packet.frames} * 2) : Bytes();
 }
 
 // Packets come back whole and in order, holes included, at any fill, and those that are lost come
 // back as holes. They are lost only when the queue holds more than half of what it can: the other
 // part of it may be too short.
-TEST(PacketQueue, IsAQueue) {
+TEST(CaptureQueue, IsAQueue) {
     constexpr std::uint32_t most_frames = 100;
     constexpr std::size_t most_packets = 12;
-    PacketQueue queue(2, most_frames, most_packets);
+    CaptureQueue queue(2, most_frames, most_packets);
     struct Kept {
         Bytes content;
         std::uint32_t frames;
@@ -59,7 +59,7 @@ TEST(PacketQueue, IsAQueue) {
             queue.Pop();
         }
         ASSERT_EQ(queue.Frames(), frames);
-        const PacketQueue::Packet* const front = queue.Front();
+        const CaptureQueue::Packet* const front = queue.Front();
         ASSERT_EQ(front != nullptr, !model.empty());
         if (!front) continue;
         ASSERT_EQ(front->frames, model.front().frames);
