@@ -47,14 +47,14 @@ HWY_INLINE SampleVec RoundUpAbove(SampleVec whole, SampleVec fraction, SampleVec
 #endif
 }
 
-// The factor is percent / 100 with 32 fractional bits and one unit of the last more, so that its
-// lower half is never 0. The product with its upper half has a whole part and a fraction of 16
-// bits. The threshold is the negated product with its lower half, rounded down. It is unsigned: what
-// this second product lacks of a whole number where a sample is above 0, and how much it has below 0
-// where a sample is below 0, so that both are rounded towards 0. A sum of both products that is
-// whole lies just on the side that rounds to itself, and any other is 1 / 100 away from there, far
-// more than the threshold's error. Multiplications are signed: a half that is too large for that
-// stands for itself less 65536, which the sample makes up for.
+// The factor is percent / 100 with 32 fractional bits, plus one unit of the last, so that its lower
+// half is never 0. The product with the upper half has a whole part and a fraction of 16 bits. The
+// threshold is the negated product with the lower half, rounded down and read without a sign: what
+// that product lacks of a whole number for a sample above 0, and its size for one below 0. So both
+// are rounded towards 0. Where the true product is whole, the fraction lies just on the right side;
+// elsewhere it is 1 / 100 away, far more than the error of the threshold. Multiplications are
+// signed: a half that is too large for that stands for itself less 65536, which the sample makes up
+// for.
 template <bool upper_wraps, bool lower_wraps>
 void ScaleBy(std::int16_t* samples, std::size_t count, std::uint32_t factor) {
     const auto upper = hn::Set(samples_tag, static_cast<std::int16_t>(factor >> 16));
