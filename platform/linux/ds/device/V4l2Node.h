@@ -48,8 +48,8 @@ private:
     void AddSizes(std::uint32_t pixel_format, std::vector<V4l2Format>& formats);
     void AddRates(V4l2Format format, std::vector<V4l2Format>& formats);
     HRESULT MapBuffers();
+    // S_FALSE for nothing to take, a failure for a device that is gone.
     HRESULT Take(V4l2Picture& picture);
-    // S_OK once repaired, S_FALSE for nothing to take, a failure for a device that is gone.
     HRESULT Call(unsigned long request, void* argument) const;
     // The entry's place in a list of the driver, who may never say that the list is over.
     template <std::uint32_t most, class Entry>

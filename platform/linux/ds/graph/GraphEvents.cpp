@@ -18,6 +18,7 @@ void GraphEventQueue::Notify(const Event& event) {
             if (ended_.size() < renderers_) return;
             queued.second = 0;
         }
+        queued.number = ++newest_;
         events_.push_back(queued);
         queued_.NotifyOne();
         window = window_;
@@ -53,16 +54,23 @@ void GraphEventQueue::ExpectEnds(std::size_t renderers) {
     const MutexLock guard(lock_);
     renderers_ = renderers;
     ended_.clear();
-    DropLocked(EC_COMPLETE);
+    DropLocked(EC_COMPLETE, newest_);
 }
 
-void GraphEventQueue::Drop(LONG code) {
+std::uint64_t GraphEventQueue::Newest() {
     const MutexLock guard(lock_);
-    DropLocked(code);
+    return newest_;
 }
 
-void GraphEventQueue::DropLocked(LONG code) {
-    std::erase_if(events_, [code](const Event& each) { return each.code == code; });
+void GraphEventQueue::Drop(LONG code, std::uint64_t newest) {
+    const MutexLock guard(lock_);
+    DropLocked(code, newest);
+}
+
+void GraphEventQueue::DropLocked(LONG code, std::uint64_t newest) {
+    std::erase_if(events_, [code, newest](const Event& each) {
+        return each.code == code && each.number <= newest;
+    });
 }
 
 HRESULT STDMETHODCALLTYPE GraphEvents::GetEvent(LONG* code, LONG_PTR* first, LONG_PTR* second,

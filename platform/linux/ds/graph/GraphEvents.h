@@ -1,6 +1,7 @@
 // The events of a graph: from filters on any thread to the application.
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <vector>
 
@@ -17,6 +18,7 @@ public:
         LONG code;
         LONG_PTR first;
         LONG_PTR second;
+        std::uint64_t number = 0;  // given by the queue
     };
 
     void Notify(const Event& event);
@@ -25,15 +27,18 @@ public:
     void SetWindow(HWND window, UINT message, LONG_PTR instance);
     // So many renderers have to end, from now on.
     void ExpectEnds(std::size_t renderers);
-    // Nobody is told any more of such events that wait.
-    void Drop(LONG code);
+    // Of the newest event so far.
+    std::uint64_t Newest();
+    // Nobody is told any more of such events up to that number.
+    void Drop(LONG code, std::uint64_t newest);
 
 private:
-    void DropLocked(LONG code) REQUIRES(lock_);
+    void DropLocked(LONG code, std::uint64_t newest) REQUIRES(lock_);
 
     Mutex lock_;
     Condition queued_;
     std::deque<Event> events_ GUARDED_BY(lock_);
+    std::uint64_t newest_ GUARDED_BY(lock_) = 0;
     std::vector<LONG_PTR> ended_ GUARDED_BY(lock_);
     std::size_t renderers_ GUARDED_BY(lock_) = 0;
     HWND window_ GUARDED_BY(lock_) = nullptr;

@@ -105,8 +105,6 @@ HRESULT PauseGraph(GraphParts& parts) {
     if (parts.state == State_Stopped) {
         if (!parts.clock_set && !parts.clock) SetDefaultClock(parts);
         parts.events.ExpectEnds(Renderers(parts).size());
-        // The devices start anew. One that is still gone fails again.
-        parts.events.Drop(EC_DEVICE_LOST);
         RefreshDuration(parts);
     } else if (parts.state == State_Running) {
         parts.position.Pause();
@@ -150,6 +148,7 @@ HRESULT WaitForSamples(const Filters& filters, DWORD milliseconds) {
 
 HRESULT RunGraph(GraphParts& parts) {
     const bool runs = parts.state == State_Running;
+    const std::uint64_t earlier = parts.events.Newest();
     HRESULT hr = S_OK;
     if (parts.state == State_Stopped) hr = PauseGraph(parts);
     if (FAILED(hr)) return hr;
@@ -161,6 +160,8 @@ HRESULT RunGraph(GraphParts& parts) {
     }
     if (runs) return S_OK;
     hr = Start(parts);
+    // The devices stream anew. While one is still gone, its loss has to be reported.
+    if (SUCCEEDED(hr)) parts.events.Drop(EC_DEVICE_LOST, earlier);
     return hr == S_OK && cued != S_OK ? S_FALSE : hr;
 }
 

@@ -31,6 +31,18 @@ protected:
     MediaSourceEnumerator& enumerator = *MediaSourceEnumerator::GetInstance();
 };
 
+// A machine without cameras has an empty list, for which the system has a result of its own.
+TEST_F(CameraList, IsAsLongAsTheSystemsOwn) {
+    ComPtr<ICreateDevEnum> system;
+    ASSERT_EQ(CreateObject(CLSID_SystemDeviceEnum, system), S_OK);
+    ComPtr<IEnumMoniker> devices;
+    const HRESULT hr =
+        system->CreateClassEnumerator(CLSID_VideoInputDeviceCategory, devices.Put(), 0);
+    ASSERT_TRUE(hr == S_OK || hr == S_FALSE) << std::hex << hr;
+    enumerator.EnumerateVideoDS();
+    EXPECT_EQ(enumerator.GetVideoDevices().empty(), hr == S_FALSE);
+}
+
 TEST_F(CameraList, KeepsFormatsOnceLargeEnoughAndMarksTheCurrentOne) {
     const auto setup = std::make_shared<CameraSetup>();
     CMediaType other = Type(MEDIASUBTYPE_YUY2, 640, 480, 333'333);

@@ -118,6 +118,16 @@ TEST_F(CameraFaults, ALossOfAnEarlierRunIsNotReportedInTheNext) {
     EXPECT_EQ(camera->GetState(), State::Playing);
 }
 
+TEST_F(CameraFaults, ALossIsReportedHoweverOftenTheHostHasTriedMeanwhile) {
+    ShimCamera device(Node("video0"), {{V4L2_PIX_FMT_YUYV, {{320, 240, {fps30}}}}});
+    const std::size_t threads = ProcessCounts::Now().threads;
+    const auto camera = Play(0);
+    device.Unplug();
+    ASSERT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= threads; }));
+    for (int i = 0; i < 3; ++i) EXPECT_FALSE(camera->Play()) << i;
+    EXPECT_TRUE(Stops());
+}
+
 TEST_F(CameraFaults, ALossIsReportedWhenTheHostsMessagesFillTheQueue) {
     ShimCamera device(Node("video0"), {{V4L2_PIX_FMT_YUYV, {{320, 240, {fps30}}}}});
     const std::size_t threads = ProcessCounts::Now().threads;
