@@ -14,7 +14,7 @@
 
 namespace Vimbrel {
 
-// One thread at a time, with COM started. Nothing is allocated between Initialize and Shutdown.
+// One thread at a time, with COM started. Nothing is allocated once the largest block has passed.
 class AudioResampler {
 public:
     AudioResampler() = default;
