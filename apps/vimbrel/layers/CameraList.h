@@ -9,8 +9,8 @@
 
 namespace studio {
 
-// Which device is meant: that of the name or path, or the first one if it is empty. With `path`
-// only the device that has both that name and that path.
+// Selects a device by its name or path; an empty text selects the first one. With `path` it is the
+// device that has both that name and that path.
 struct CameraChoice {
     std::string device;
     std::string path;

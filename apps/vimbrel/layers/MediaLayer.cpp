@@ -57,7 +57,7 @@ std::string MediaLayer::OpenSource() {
     return source.Play() ? "" : ".file: " + file + ": does not play";
 }
 
-// The source takes the numbers of the other streams, too.
+// The source also accepts numbers of streams without sound, so its list decides.
 bool MediaLayer::ChooseSound() {
     if (description.audio_stream < 0) return true;
     for (const Vimbrel::StreamInfo& stream : source.GetMediaInfo().audioStreams) {

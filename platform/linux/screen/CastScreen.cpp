@@ -61,11 +61,6 @@ void CopyRedFirst(const std::uint8_t* from, std::ptrdiff_t from_stride, std::uin
     }
 }
 
-std::uint8_t Unpremultiply(std::uint32_t color, std::uint32_t alpha) {
-    return static_cast<std::uint8_t>(
-        alpha == 0 ? 0 : std::min(255U, (color * 255 + alpha / 2) / alpha));
-}
-
 void TakeShape(const CastCursor& cursor, XPointerShape& shape) {
     const CastPicture& given = cursor.shape;
     shape.width = given.width;

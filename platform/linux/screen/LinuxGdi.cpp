@@ -72,7 +72,7 @@ XPointerShape* FromCursor(HICON icon) { return reinterpret_cast<XPointerShape*>(
 }  // namespace
 
 HWND LinuxGdi::GetDesktopWindow() {
-    // Null stands for the screen, too.
+    // A null window also selects the screen.
     if (IsWaylandChosen()) return nullptr;
     const auto connection = XConnection::Shared();
     return connection ? Vimbrel::ToHandle(connection->Root()) : nullptr;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <new>
 
+#include "platform/linux/screen/PointerShapeReply.h"
 #include "platform/linux/screen/TurnedPicture.h"
 #include "vimbrel/AppLog.h"
 
@@ -267,21 +268,7 @@ void OutputDuplication::Describe(bool picture_changed, DXGI_OUTDUPL_FRAME_INFO& 
 
 HRESULT STDMETHODCALLTYPE OutputDuplication::GetFramePointerShape(
     UINT size, void* buffer, UINT* required, DXGI_OUTDUPL_POINTER_SHAPE_INFO* info) {
-    if (!required || !info) return E_INVALIDARG;
-    *required = 0;
-    *info = {};
-    if (!acquired_) return DXGI_ERROR_INVALID_CALL;
-    if (!shape_reported_) return S_OK;
-    *required = static_cast<UINT>(shape_.pixels.size());
-    if (size < *required) return DXGI_ERROR_MORE_DATA;
-    if (!buffer) return E_INVALIDARG;
-    std::memcpy(buffer, shape_.pixels.data(), shape_.pixels.size());
-    info->Type = DXGI_OUTDUPL_POINTER_SHAPE_TYPE_COLOR;
-    info->Width = static_cast<UINT>(shape_.width);
-    info->Height = static_cast<UINT>(shape_.height);
-    info->Pitch = info->Width * 4;
-    info->HotSpot = {shape_.hot_x, shape_.hot_y};
-    return S_OK;
+    return ReplyPointerShape(shape_, acquired_, shape_reported_, size, buffer, required, info);
 }
 
 HRESULT STDMETHODCALLTYPE OutputDuplication::ReleaseFrame() {

@@ -2,21 +2,11 @@
 
 #include <xcb/xfixes.h>
 
-#include <algorithm>
 #include <new>
 
 #include "platform/linux/x11/XReply.h"
 
 namespace Vimbrel {
-
-namespace {
-
-std::uint8_t Unpremultiply(std::uint32_t color, std::uint32_t alpha) {
-    return static_cast<std::uint8_t>(
-        alpha == 0 ? 0 : std::min(255U, (color * 255 + alpha / 2) / alpha));
-}
-
-}  // namespace
 
 xcb_query_pointer_cookie_t AskPointerPlace(const XConnection& connection) {
     return xcb_query_pointer(connection.Get(), connection.Root());

@@ -3,6 +3,7 @@
 
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -34,6 +35,12 @@ struct XPointerShape {
     // Bytes blue, green, red, alpha; not premultiplied, rows without gaps.
     std::vector<std::uint8_t> pixels;
 };
+
+// Of one premultiplied byte; 0 where nothing can be seen.
+inline std::uint8_t Unpremultiply(std::uint32_t color, std::uint32_t alpha) {
+    return static_cast<std::uint8_t>(
+        alpha == 0 ? 0 : std::min(255U, (color * 255 + alpha / 2) / alpha));
+}
 
 // False, with the shape unchanged, if the server does not tell it. The memory of `shape` is used
 // again.

@@ -29,7 +29,7 @@ public:
     void ExpectEnds(std::size_t renderers);
     // Of the newest event so far.
     std::uint64_t Newest();
-    // Nobody is told any more of such events up to that number.
+    // Removes the waiting events of that code with numbers up to `newest`.
     void Drop(LONG code, std::uint64_t newest);
 
 private:
