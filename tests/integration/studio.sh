@@ -269,13 +269,16 @@ rtmp {
     }
 }
 END
-/usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/error.log" &
-server=$!
-tries=0
-until (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || [ $tries = 100 ]; do
-    sleep 0.1
-    tries=$((tries + 1))
-done
+start_server() {
+    /usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/error.log" &
+    server=$!
+    local tries=0
+    until (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || [ $tries = 100 ]; do
+        sleep 0.1
+        tries=$((tries + 1))
+    done
+}
+start_server
 ffmpeg -v quiet -y -f lavfi -i sine=440:duration=5 tone.wav
 echo '{"canvas": {"width": 160, "height": 120, "fps": 10}, "layers": ['"$(picture photo.jpg)"'],
        "sound": [{"type": "file", "file": "tone.wav"}],
@@ -305,6 +308,13 @@ grep -q "the link was lost" output && grep -q "wrote .*out.mp4: 40 frames" outpu
     complain "a lost link is not reported, or holds up the rest: $(cat output)"
 wait $server 2>/dev/null
 expect 3 "no connection to the server" run scene.json --seconds 1 --url "$live/key"
+start_server
+(sleep 1.5; kill -9 $server; sleep 0.3; start_server; echo $server >again) &
+timeout 60 "$vimbrel" run scene.json --seconds 6 --url "$live/other" --reconnect 9 >output 2>&1
+[ $? = 0 ] && grep -q "connected again once" output ||
+    complain "a stream does not come back to its server: $(cat output)"
+wait
+kill "$(cat again)"
 
 echo "A disk that is full"
 if unshare -m true 2>/dev/null; then
@@ -377,6 +387,24 @@ expect 2 "layers[0].region: is not within the screen, which is 320x240 at 0,0" \
     run scene.json --seconds 1
 scene '{"type": "window", "title": "no such", "rect": [0, 0, 80, 60]}'
 expect 2 "layers[0]: there is no such window" run scene.json --seconds 1
+expect 2 "layers[0]: there is no such window" run scene.json --dry-run
+expect 2 "there is no window" record out.mp4 --window "no such"
+expect 2 "is not X,Y,WIDTH,HEIGHT" record out.mp4 --region 1,2
+expect 0 "wrote" record out.mp4 --region 270,0,41,31 --seconds 1 --progress json
+grep -q '"event":"finished","frames":30,"name":"out.mp4"' output ||
+    complain "not the documents of a run: $(cat output)"
+[ "$(ffprobe -v error -show_entries stream=width,height,nb_frames -of csv=p=0 out.mp4)" \
+    = "40,30,30" ] || complain "another recording of a part of the screen"
+# A closed terminal and a reader that goes away cost no file.
+"$vimbrel" record out.mp4 --no-sound >output 2>&1 &
+run=$!
+sleep 1.5
+kill -HUP $run
+wait $run || complain "a closed terminal fails the run: $(cat output)"
+"$vimbrel" record piped.mp4 --no-sound --seconds 2 | head -1 >/dev/null
+for file in out.mp4 piped.mp4; do
+    ffprobe -v error $file || complain "$file is not whole"
+done
 scene '{"type": "window", "title": "Blue clock", "rect": [0, 0, 80, 60]}'
 (sleep 0.7; kill $clock) &
 expect 0 "layers[0]: the window was closed" run scene.json --seconds 1.5
