@@ -37,6 +37,7 @@ CommandLine::CommandLine()
     AddStream();
     AddLists();
     AddMediaFile();
+    AddTexts();
     app.footer(
         "Exit codes: 0 done, 1 an output failed, 2 the arguments or the scene are wrong, 3 a "
         "stream found no server or lost it, 4 its "
@@ -149,6 +150,11 @@ void CommandLine::AddMediaFile() {
     CLI::App* const info = app.add_subcommand("info", "Tell what a media file holds");
     info->add_option("FILE", media_file, "The media file")->required();
     info->add_flag("--json", json, "As a JSON document");
+}
+
+void CommandLine::AddTexts() {
+    app.add_subcommand("completion", "Print the completion for bash, to be sourced by it");
+    app.add_subcommand("man", "Print the manual page, for man -l -");
 }
 
 }  // namespace studio

@@ -20,6 +20,7 @@ public:
     // False if the program is to end with `code`: the help was asked for, or an option is wrong.
     bool Parse(int argc, char** argv, int& code);
     bool Is(const char* command) const { return app.got_subcommand(command); }
+    const CLI::App& Options() const { return app; }
 
     LogOptions log;
     RunSettings settings;
@@ -43,6 +44,7 @@ private:
     void AddStream();
     void AddLists();
     void AddMediaFile();
+    void AddTexts();
     void AddTime(CLI::App* command);
     CLI::Option* AddServer(CLI::App* command);
     void AddScreen(CLI::App* command);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CommandLine.h"
+#include "CommandText.h"
 #include "MediaFile.h"
 #include "SceneCheck.h"
 #include "devices/DeviceList.h"
@@ -80,6 +81,12 @@ int main(int argc, char** argv) {
     CommandLine line;
     int code = 0;
     if (!line.Parse(argc, argv, code)) return code;
+    if (line.Is("man") || line.Is("completion")) {
+        const std::string text = line.Is("man") ? studio::ManPage(line.Options())
+                                                : studio::BashCompletion(line.Options());
+        std::fputs(text.c_str(), stdout);
+        return studio::exit_done;
+    }
     std::string error;
     studio::Log log;
     if (!log.Start(line.log, error)) return Complain(error);
