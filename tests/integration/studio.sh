@@ -8,6 +8,7 @@ unset DISPLAY
 work=$(mktemp -d)
 server=
 trap '[ -z "$server" ] || kill $server 2>/dev/null; rm -rf "$work"' EXIT
+examples=$(cd "$(dirname "$0")/../../examples" && pwd)
 cd "$work" || exit 1
 failures=0
 
@@ -269,6 +270,21 @@ expect 2 "is not a picture that can be read" \
 expect 2 "--log-level loud: there are trace" --log-level loud run scene.json
 expect 2 "--log-config nothere: cannot be read" run scene.json --log-config nothere
 [ ! -e log ] || complain "a log folder came of itself"
+
+echo "The examples"
+mkdir -p build/out
+cp -r "$examples" examples
+for name in titles:mp4 animation:gif film:mp4; do
+    file=build/out/${name/:/.}
+    expect 0 "wrote $work/$file" run "examples/scenes/${name%:*}.json" --seconds 1
+    ffprobe -v error "$file" || complain "$file is not whole"
+done
+for name in tutorial welcome; do
+    expect 2 "layers[" run examples/scenes/$name.json --dry-run
+done
+# Whether there is a camera is the machine's own matter.
+timeout 60 "$vimbrel" run examples/scenes/camera.json --dry-run >output 2>&1
+grep -q "stream to rtmp://127.0.0.1/live/\.\.\." output || complain "no dry run: $(cat output)"
 
 echo "Casts"
 port=$((20000 + $$ % 20000))
