@@ -24,19 +24,18 @@ public:
 
     LogOptions log;
     RunSettings settings;
-    bool dry_run = false;
     std::string scene;
     std::vector<std::string> outputs;
-    bool streams = false;  // a URL was given, if only an empty one
     StreamOptions stream;
     ScreenOptions screen;
     std::string file;  // of record; empty for one named by date
-    int quality = 1;
-
     std::string media_file;
     std::string thumbnail_file;
     double thumbnail_time = 0;
-    bool json = false;  // of lists
+    int quality = 1;
+    bool dry_run = false;
+    bool streams = false;  // a URL was given, if only an empty one
+    bool json = false;     // of lists
 
 private:
     void AddRun();
@@ -49,8 +48,8 @@ private:
     CLI::Option* AddServer(CLI::App* command);
     void AddScreen(CLI::App* command);
 
-    std::string progress;
     bool silent = false;
+    std::string progress;
     CLI::App app;
 };
 

@@ -4,6 +4,8 @@
 #include <ctime>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <string_view>
 
 #include "devices/SoundDevices.h"
 #include "layers/Desktop.h"
@@ -25,11 +27,13 @@ struct Shown {
 };
 
 std::optional<Rect> ParseRegion(const std::string& text) {
+    std::istringstream numbers(text);
     Rect region;
-    char rest = 0;
-    if (std::sscanf(text.c_str(), "%d,%d,%d,%d%c", &region.x, &region.y, &region.width,
-                    &region.height, &rest) != 4 ||
-        region.width < 2 || region.height < 2)
+    char separators[3] = {};
+    numbers >> region.x >> separators[0] >> region.y >> separators[1] >> region.width >>
+        separators[2] >> region.height;
+    const bool separated = std::string_view(separators, 3) == ",,,";
+    if (!numbers || !separated || numbers.peek() != EOF || region.width < 2 || region.height < 2)
         return std::nullopt;
     return region;
 }
