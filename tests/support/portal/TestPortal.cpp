@@ -46,6 +46,10 @@ void Obey(const std::string& line) {
         if (command == "resize") OfferFormat(true);
     } else if (command == "rgb") {
         portal.red_first = true;
+    } else if (command == "pooled") {
+        portal.pooled = true;
+    } else if (command == "buffers") {
+        words >> portal.buffers;
     } else if (command == "nodamage") {
         portal.has_damage = false;
     } else if (command == "crop") {

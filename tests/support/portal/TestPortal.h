@@ -38,6 +38,8 @@ struct Portal {
     int width = 64;
     int height = 48;
     bool red_first = false;
+    bool pooled = false;  // the buffers' memory is PipeWire's
+    int buffers = 4;
     std::vector<std::uint32_t> canvas = std::vector<std::uint32_t>(64 * 48);
     std::vector<Area> damage;
     Area crop{0, 0, 0, 0};
