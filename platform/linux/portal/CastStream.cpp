@@ -9,6 +9,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/linux/portal/CastMetadata.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -21,57 +22,11 @@ constexpr std::size_t buffer_limit = 64;  // of PipeWire
 // How often a buffer that somebody reads is looked after once a newer one has come.
 constexpr timespec giving_interval{0, 2'000'000};
 
-template <class Meta>
-const Meta* FindMeta(const spa_buffer& buffer, std::uint32_t type) {
-    return static_cast<const Meta*>(spa_buffer_find_meta_data(&buffer, type, sizeof(Meta)));
-}
-
-bool IsRedFirst(std::uint32_t format) {
-    return format == SPA_VIDEO_FORMAT_RGBx || format == SPA_VIDEO_FORMAT_RGBA;
-}
-
-// False if nothing is reported of it.
-bool ReadCursor(const spa_buffer& buffer, CastCursor& cursor) {
-    const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_Cursor);
-    if (!meta || meta->size < sizeof(spa_meta_cursor)) return false;
-    const auto* const reported = static_cast<const spa_meta_cursor*>(meta->data);
-    cursor.visible = spa_meta_cursor_is_valid(reported);
-    cursor.x = reported->position.x;
-    cursor.y = reported->position.y;
-    const std::size_t offset = reported->bitmap_offset;
-    if (!cursor.visible || offset < sizeof(spa_meta_cursor) ||
-        offset + sizeof(spa_meta_bitmap) > meta->size)
-        return true;
-    const auto* const bitmap = SPA_PTROFF(reported, offset, const spa_meta_bitmap);
-    const std::uint64_t end = offset + bitmap->offset +
-                              std::uint64_t{bitmap->size.height} *
-                                  static_cast<std::uint64_t>(std::max(bitmap->stride, 0));
-    const bool whole = bitmap->size.width > 0 && bitmap->size.width <= largest_cursor &&
-                       bitmap->size.height > 0 && bitmap->size.height <= largest_cursor &&
-                       bitmap->stride >= static_cast<std::int32_t>(bitmap->size.width * 4) &&
-                       end <= meta->size;
-    // Without pixels the last shape stays.
-    if (bitmap->format == 0 || bitmap->offset < sizeof(spa_meta_bitmap) || !whole) return true;
-    cursor.shape = {SPA_PTROFF(bitmap, bitmap->offset, const std::uint8_t), bitmap->stride,
-                    static_cast<int>(bitmap->size.width), static_cast<int>(bitmap->size.height),
-                    IsRedFirst(bitmap->format)};
-    cursor.hot_x = reported->hotspot.x;
-    cursor.hot_y = reported->hotspot.y;
-    return true;
-}
-
 // Whether anybody else holds it. If not, what they have read happened before.
 bool IsShared(const std::shared_ptr<CastMemory>& memory) {
     // The count alone orders nothing, giving a reference up does.
     const auto probe = memory;
     return probe.use_count() > 2;
-}
-
-RECT ToRect(const spa_region& region) {
-    const auto x = static_cast<LONG>(region.position.x);
-    const auto y = static_cast<LONG>(region.position.y);
-    return {x, y, x + static_cast<LONG>(region.size.width),
-            y + static_cast<LONG>(region.size.height)};
 }
 
 }  // namespace
@@ -317,7 +272,7 @@ bool CastStream::Take(const Buffer& taken) {
     if (ReadPicture(taken, picture, visible)) {
         frame.picture = &picture;
         std::size_t count = 0;
-        const bool known = ReadDamage(buffer, visible, count) && !everything_changed_;
+        const bool known = ReadDamage(buffer, visible, damage_, count) && !everything_changed_;
         everything_changed_ = false;
         awaits_picture_ = false;
         frame.damage = damage_.data();
@@ -340,7 +295,7 @@ bool CastStream::ReadPicture(const Buffer& taken, CastPicture& picture, RECT& vi
     const bool corrupted = (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0 ||
                            (header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0);
     if (corrupted || data.chunk->size == 0 || !taken.memory) return false;
-    visible = VisibleArea(buffer);
+    visible = ReadVisibleArea(buffer, width_, height_);
     const std::int64_t stride = data.chunk->stride ? data.chunk->stride : std::int64_t{width_} * 4;
     const std::int64_t end = std::int64_t{data.chunk->offset} + stride * (visible.bottom - 1) +
                              std::int64_t{visible.right} * 4;
@@ -359,32 +314,6 @@ bool CastStream::ReadPicture(const Buffer& taken, CastPicture& picture, RECT& vi
     picture.red_first = red_first_;
     picture.memory = taken.memory;
     return true;
-}
-
-RECT CastStream::VisibleArea(const spa_buffer& buffer) const {
-    const RECT whole{0, 0, width_, height_};
-    const auto* crop = FindMeta<spa_meta_region>(buffer, SPA_META_VideoCrop);
-    if (!crop || !spa_meta_region_is_valid(crop)) return whole;
-    const RECT wanted = ToRect(crop->region);
-    RECT visible{};
-    return IntersectRect(&visible, &whole, &wanted) ? visible : whole;
-}
-
-// False if the buffer does not say what changed.
-bool CastStream::ReadDamage(const spa_buffer& buffer, const RECT& visible, std::size_t& count) {
-    const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_VideoDamage);
-    if (!meta) return false;
-    count = 0;
-    const spa_meta_region* region = nullptr;
-    spa_meta_for_each(region, meta) {
-        if (!spa_meta_region_is_valid(region)) break;
-        if (count == damage_.size()) return false;
-        RECT area = ToRect(region->region);
-        if (!IntersectRect(&area, &area, &visible)) continue;
-        OffsetRect(&area, -visible.left, -visible.top);
-        damage_[count++] = area;
-    }
-    return count > 0;
 }
 
 }  // namespace Vimbrel

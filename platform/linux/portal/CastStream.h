@@ -15,7 +15,6 @@ struct pw_context;
 struct pw_core;
 struct pw_stream;
 struct pw_thread_loop;
-struct spa_buffer;
 struct spa_pod;
 struct spa_source;
 
@@ -51,8 +50,6 @@ private:
     void GiveBack();
     std::vector<Buffer>::iterator Find(const pw_buffer* buffer);
     bool ReadPicture(const Buffer& taken, CastPicture& picture, RECT& visible);
-    bool ReadDamage(const spa_buffer& buffer, const RECT& visible, std::size_t& count);
-    RECT VisibleArea(const spa_buffer& buffer) const;
     void TakeFormat(const spa_pod* format);
     void Remind();
     void Lose(const char* reason);

@@ -49,4 +49,13 @@ struct Screen {
     std::vector<std::string> opening;
 };
 
+// Requests until the picture has arrived, which takes its time on a busy machine.
+inline bool SeesAt(Screen& screen, int x, int y, std::uint32_t color) {
+    for (int i = 0; i < 100; ++i) {
+        screen.source.RequestSample();
+        if (screen.At(x, y) == color) return true;
+    }
+    return false;
+}
+
 }  // namespace Vimbrel::test

@@ -83,6 +83,11 @@ void Obey(const std::string& line) {
         portal.runs = rate > 0;
         portal.picture = true;
         SetInterval(rate ? 1'000'000'000 / rate : usual_interval_ns);
+    } else if (command == "pointer") {
+        double x = 0;
+        double y = 0;
+        words >> x >> y;
+        if (!MovePointer(x, y)) command = "no";
     } else if (command == "closed") {
         EmitClosed();
     } else if (command == "stop") {
@@ -100,7 +105,7 @@ void Obey(const std::string& line) {
         Reply("no");
         return;
     }
-    Reply("ok");
+    Reply(command == "no" ? "no" : "ok");
 }
 
 void OnInput(void*, int descriptor, std::uint32_t) {

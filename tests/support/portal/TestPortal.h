@@ -76,5 +76,7 @@ void EmitClosed();
 
 // Asks a real compositor for the stream, whose node it later answers with. False without one.
 bool CastCompositor();
+// In the picture of that stream.
+bool MovePointer(double x, double y);
 
 }  // namespace test_portal
