@@ -11,6 +11,7 @@
 #include "tests/fakes/CapturingLog.h"
 #include "tests/fakes/RecordingDispatcher.h"
 #include "tests/support/CapturedPicture.h"
+#include "tests/support/WaitUntil.h"
 #include "vimbrel/MediaSourceScreen.h"
 
 namespace Vimbrel::test {
@@ -51,11 +52,10 @@ struct Screen {
 
 // Requests until the picture has arrived, which takes its time on a busy machine.
 inline bool SeesAt(Screen& screen, int x, int y, std::uint32_t color) {
-    for (int i = 0; i < 100; ++i) {
+    return WaitUntil([&] {
         screen.source.RequestSample();
-        if (screen.At(x, y) == color) return true;
-    }
-    return false;
+        return screen.At(x, y) == color;
+    });
 }
 
 }  // namespace Vimbrel::test

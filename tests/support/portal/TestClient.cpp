@@ -1,5 +1,6 @@
 // A Wayland program that fills its screen with four colours and has a yellow pointer, until it is
 // killed.
+#include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <wayland-client.h>
@@ -25,6 +26,8 @@ struct Client {
     wl_pointer* pointer = nullptr;
     wl_surface* surface = nullptr;
     wl_surface* pointer_surface = nullptr;
+    wl_buffer* buffer = nullptr;  // of the surface
+    std::uint32_t enter_serial = 0;
     int width = 0;
     int height = 0;
 } client;
@@ -42,9 +45,10 @@ void Show(wl_surface* surface, int width, int height, Color color) {
         for (int x = 0; x < width; ++x) pixels[y * width + x] = color(x, y);
     }
     wl_shm_pool* const pool = wl_shm_create_pool(client.shm, file, size);
-    wl_surface_attach(
-        surface,
-        wl_shm_pool_create_buffer(pool, 0, width, height, width * 4, WL_SHM_FORMAT_XRGB8888), 0, 0);
+    wl_buffer* const buffer =
+        wl_shm_pool_create_buffer(pool, 0, width, height, width * 4, WL_SHM_FORMAT_XRGB8888);
+    if (surface == client.surface) client.buffer = buffer;
+    wl_surface_attach(surface, buffer, 0, 0);
     wl_surface_damage(surface, 0, 0, width, height);
     wl_surface_commit(surface);
 }
@@ -72,11 +76,15 @@ void OnConfigure(void*, xdg_surface* shell_surface, std::uint32_t serial) {
     });
 }
 
-void OnEnter(void*, wl_pointer* pointer, std::uint32_t serial, wl_surface*, wl_fixed_t,
-             wl_fixed_t) {
+void ShowPointer() {
     // Its hot spot is its second pixel in both directions.
-    wl_pointer_set_cursor(pointer, serial, client.pointer_surface, 1, 1);
+    wl_pointer_set_cursor(client.pointer, client.enter_serial, client.pointer_surface, 1, 1);
     Show(client.pointer_surface, pointer_side, pointer_side, [](int, int) { return 0xFFFF00U; });
+}
+
+void OnEnter(void*, wl_pointer*, std::uint32_t serial, wl_surface*, wl_fixed_t, wl_fixed_t) {
+    client.enter_serial = serial;
+    ShowPointer();
 }
 
 void OnCapabilities(void*, wl_seat* seat, std::uint32_t capabilities) {
@@ -127,7 +135,17 @@ int main() {
     xdg_toplevel_add_listener(toplevel, &toplevel_listener, nullptr);
     xdg_toplevel_set_fullscreen(toplevel, nullptr);
     wl_surface_commit(client.surface);
-    while (wl_display_dispatch(display) >= 0) {
+    // A compositor drops a frame that finds no free buffer: all is sent again and again.
+    pollfd readable{wl_display_get_fd(display), POLLIN, 0};
+    while (wl_display_dispatch_pending(display) >= 0 && wl_display_flush(display) >= 0) {
+        if (poll(&readable, 1, 100) > 0) {
+            if (wl_display_dispatch(display) < 0) return 1;
+        } else if (client.buffer) {
+            wl_surface_attach(client.surface, client.buffer, 0, 0);
+            wl_surface_damage(client.surface, 0, 0, client.width, client.height);
+            wl_surface_commit(client.surface);
+            if (client.enter_serial) ShowPointer();
+        }
     }
     return 1;
 }
