@@ -37,6 +37,11 @@ for header in $(cd "$prefix/include" && find vimbrel -name '*.h'); do
         -I"$prefix/include" -I"$prefix/include/vimbrel/platform" "$work/alone.cpp"
 done
 
+echo "The manual page and the completion"
+grep -q 'dry.-run' "$prefix/share/man/man1/vimbrel.1"
+[ "$(bash -c '. "$1" && COMP_WORDS=(vimbrel run --dr) COMP_CWORD=2 && _vimbrel &&
+    echo "$COMPREPLY"' sh "$prefix/share/bash-completion/completions/vimbrel")" = --dry-run ]
+
 printf 'P6 4 2 255\n%s%s' 'abcdefghijkl' 'mnopqrstuvwx' >"$work/picture.ppm"
 ffmpeg -v error -y -i "$work/picture.ppm" "$work/picture.png"
 
