@@ -14,7 +14,7 @@ std::shared_ptr<CastMemory> CastMemory::Map(int file, std::size_t offset, std::s
     if (size == 0 || fstat(file, &state) != 0 || state.st_size < 0 ||
         offset + size > static_cast<std::size_t>(state.st_size))
         return nullptr;
-    const std::shared_ptr<CastMemory> made(new CastMemory);
+    std::shared_ptr<CastMemory> made(new CastMemory);
     const std::size_t ahead = offset % static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     void* const mapped = mmap(nullptr, size + ahead, PROT_READ, MAP_SHARED, file,
                               static_cast<off_t>(offset - ahead));
@@ -28,7 +28,7 @@ std::shared_ptr<CastMemory> CastMemory::Map(int file, std::size_t offset, std::s
 }
 
 std::shared_ptr<CastMemory> CastMemory::Make(std::size_t size) try {
-    const std::shared_ptr<CastMemory> made(new CastMemory);
+    std::shared_ptr<CastMemory> made(new CastMemory);
     void* const mapped =
         mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED) return nullptr;

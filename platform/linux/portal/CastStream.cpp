@@ -25,8 +25,10 @@ constexpr timespec giving_interval{0, 2'000'000};
 // Whether anybody else holds it. If not, what they have read happened before.
 bool IsShared(const std::shared_ptr<CastMemory>& memory) {
     // The count alone orders nothing, giving a reference up does.
-    const auto probe = memory;
-    return probe.use_count() > 2;
+    auto probe = memory;
+    const bool shared = probe.use_count() > 2;
+    probe.reset();
+    return shared;
 }
 
 }  // namespace
