@@ -180,7 +180,8 @@ HRESULT DXGICapture::GetOutputBits(BYTE* buffer, const RECT* frame) {
         surface->Map(&mapped, DXGI_MAP_READ);
         RECT place = description.DesktopCoordinates;
         OffsetRect(&place, -desktop.left, -desktop.top);
-        TurnOutput({mapped.pBits, mapped.Pitch / 4, texture.Width, texture.Height},
+        TurnOutput({mapped.pBits, mapped.Pitch / 4, texture.Width, texture.Height,
+                    texture.Format == DXGI_FORMAT_B8G8R8X8_UNORM},
                    description.Rotation, place, target);
         surface->Unmap();
         output->duplication->ReleaseFrame();

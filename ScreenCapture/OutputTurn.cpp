@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "ScreenCapture/PixelSize.h"
+#include "pixel/PixelOperations.h"
 
 namespace Vimbrel {
 
@@ -55,17 +56,30 @@ void TurnOutput(const MappedPicture& source, int rotation, const RECT& place,
         default:
             return;
     }
+    const auto target_row = [&](std::int64_t y) {
+        return target.pixels +
+               ((place.top + y) * target.row_length + place.left + first_x) * pixel_size;
+    };
+    const bool by_rows = walk.across == 1;
+    if (source.opaque && by_rows && first_y < end_y) {
+        CopyBgrxAsOpaque(source.pixels + (first_x + first_y * pitch) * pixel_size,
+                         static_cast<std::int32_t>(pitch * pixel_size), target_row(first_y),
+                         static_cast<std::int32_t>(target.row_length * pixel_size),
+                         {static_cast<std::int32_t>(end_x - first_x),
+                          static_cast<std::int32_t>(end_y - first_y)});
+        return;
+    }
     for (std::int64_t y = first_y; y < end_y; ++y) {
         const BYTE* from =
             source.pixels + (walk.start + first_x * walk.across + y * walk.down) * pixel_size;
-        BYTE* to = target.pixels +
-                   ((place.top + y) * target.row_length + place.left + first_x) * pixel_size;
-        if (walk.across == 1) {
+        BYTE* to = target_row(y);
+        if (by_rows) {
             std::memcpy(to, from, static_cast<std::size_t>((end_x - first_x) * pixel_size));
             continue;
         }
         for (std::int64_t x = first_x; x < end_x; ++x) {
             std::memcpy(to, from, pixel_size);
+            if (source.opaque) to[3] = 255;
             to += pixel_size;
             from += walk.across * pixel_size;
         }

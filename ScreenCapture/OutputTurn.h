@@ -8,12 +8,13 @@
 namespace Vimbrel {
 
 // A mapped picture of an output: `width` x `height` pixels of 4 bytes in the output's own
-// orientation.
+// orientation. If `opaque`, their fourth bytes are undefined and become 255.
 struct MappedPicture {
     const BYTE* pixels;
     std::int64_t pitch;  // pixels
     std::int64_t width;
     std::int64_t height;
+    bool opaque = false;
 };
 
 // Where the turned picture goes: rows of `row_length` pixels, `rows` of them.

@@ -79,6 +79,7 @@ struct Kernels {
     PixelRow copy;
     PixelRow expand;
     PixelRow premultiply;
+    PixelRow copy_as_opaque;
     void (*fill_alpha)(std::uint8_t value, std::uint8_t* first, std::int32_t width);
     ResizeFloats resize;
     ResizeSixteenths resize_sixteenths;  // this and the next are empty in the reference

@@ -141,6 +141,13 @@ std::int32_t ExpandBgrToBgra(const std::uint8_t* source, std::int32_t source_ste
                       pixel::SelectedKernels().expand);
 }
 
+std::int32_t CopyBgrxAsOpaque(const std::uint8_t* source, std::int32_t source_step,
+                              std::uint8_t* destination, std::int32_t destination_step,
+                              PixelSize size) {
+    return ForEachRow(source, source_step, 4, destination, destination_step, size,
+                      pixel::SelectedKernels().copy_as_opaque);
+}
+
 std::int32_t PremultiplyBgra(const std::uint8_t* source, std::int32_t source_step,
                              std::uint8_t* destination, std::int32_t destination_step,
                              PixelSize size) {

@@ -67,6 +67,11 @@ std::int32_t ExpandBgrToBgra(const std::uint8_t* source, std::int32_t source_ste
                              std::uint8_t* destination, std::int32_t destination_step,
                              PixelSize size);
 
+// The fourth bytes of the destination become 255.
+std::int32_t CopyBgrxAsOpaque(const std::uint8_t* source, std::int32_t source_step,
+                              std::uint8_t* destination, std::int32_t destination_step,
+                              PixelSize size);
+
 std::int32_t PremultiplyBgra(const std::uint8_t* source, std::int32_t source_step,
                              std::uint8_t* destination, std::int32_t destination_step,
                              PixelSize size);

@@ -100,6 +100,12 @@ void CopyRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t
         std::copy_n(source, 3, destination);
 }
 
+void CopyAsOpaqueRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width) {
+    CopyRow(source, destination, width);
+    for (std::int32_t x = 0; x < width; ++x)
+        destination[4 * static_cast<std::ptrdiff_t>(x) + 3] = 255;
+}
+
 void ExpandRow(const std::uint8_t* source, std::uint8_t* destination, std::int32_t width) {
     for (std::int32_t x = 0; x < width; ++x, source += 3, destination += 4)
         std::copy_n(source, 3, destination);
@@ -171,6 +177,7 @@ const Kernels reference_kernels{
     .copy = CopyRow,
     .expand = ExpandRow,
     .premultiply = PremultiplyRow,
+    .copy_as_opaque = CopyAsOpaqueRow,
     .fill_alpha = FillAlphaRow,
     .resize = {ResizeColumns, ResizeBetweenRows},
     .resize_sixteenths = {nullptr, nullptr},

@@ -159,6 +159,30 @@ inline void PremultiplyRow(const std::uint8_t* source, std::uint8_t* destination
     if (x < width) PremultiplySome(source, destination, width - x);
 }
 
+inline void CopyAsOpaqueRow(const std::uint8_t* source, std::uint8_t* destination,
+                            std::int32_t width) {
+    const auto some = [&](std::int32_t count) {
+        for (; count > 0; --count, source += 4, destination += 4) {
+            std::memcpy(destination, source, 3);
+            destination[3] = 255;
+        }
+    };
+    std::int32_t x = PixelsToAlignment(destination, width);
+    some(x);
+    const DwordVec alpha = hn::Set(dwords, 0xFF000000U);
+    const auto opaque = [&](const std::uint8_t* place) HWY_ATTR {
+        return hn::Or(hn::BitCast(dwords, LoadByHalves(place)), alpha);
+    };
+    for (; x + 2 * packed_pixels <= width;
+         x += 2 * packed_pixels, source += 2 * vector_bytes, destination += 2 * vector_bytes) {
+        const DwordVec pixels = opaque(source);
+        const DwordVec next_pixels = opaque(source + vector_bytes);
+        StorePixels(pixels, destination);
+        StorePixels(next_pixels, destination + vector_bytes);
+    }
+    some(width - x);
+}
+
 inline void FillAlphaRow(std::uint8_t value, std::uint8_t* first, std::int32_t width) {
     // Bytes before the first alpha byte must not change, so whole pixels begin after it.
     *first = value;

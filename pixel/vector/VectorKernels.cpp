@@ -33,6 +33,7 @@ constexpr Kernels VectorVariant(const char* name) {
         .copy = CopyRow,
         .expand = ExpandRow,
         .premultiply = PremultiplyRow,
+        .copy_as_opaque = CopyAsOpaqueRow,
         .fill_alpha = FillAlphaRow,
         .resize = {FloatColumns, FloatRows},
         .resize_sixteenths = {SixteenthColumns, SixteenthRows},

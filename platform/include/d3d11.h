@@ -57,7 +57,7 @@ VIMBREL_INTERFACE_ID(ID3D11DeviceContext, 0xc0bfa96c, 0xe089, 0x44fb, 0x8e, 0xaf
                      0x61, 0x90, 0xda);
 
 struct ID3D11Device : IUnknown {
-    // A staging texture of DXGI_FORMAT_B8G8R8A8_UNORM without initial data, else E_INVALIDARG. The
+    // A staging texture of DXGI_FORMAT_B8G8R8X8_UNORM without initial data, else E_INVALIDARG. The
     // texture that was made before comes again if it has been released and has the same
     // description.
     virtual HRESULT STDMETHODCALLTYPE CreateTexture2D(const D3D11_TEXTURE2D_DESC* description,

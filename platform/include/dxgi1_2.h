@@ -34,7 +34,8 @@ struct DXGI_OUTDUPL_FRAME_INFO {
 };
 
 // Frames of one output: the first at once, then one when something on it or the pointer has
-// changed. The texture is in the output's own orientation, opaque, DXGI_FORMAT_B8G8R8A8_UNORM.
+// changed. The texture is in the output's own orientation, DXGI_FORMAT_B8G8R8X8_UNORM: the fourth
+// bytes are undefined. Its pixels are valid until the frame is released; copies keep them.
 // Objects belong to one thread at a time.
 struct IDXGIOutputDuplication : IUnknown {
     // Waits up to `timeout_ms`; DXGI_ERROR_WAIT_TIMEOUT if nothing changed, DXGI_ERROR_INVALID_CALL

@@ -23,12 +23,13 @@ TEST(OutputTurnTest, FourAnglesOnOddSizes) {
     Pixels lying{1, 2, 3, 99, 4, 5, 6, 99};
     // 2 x 3.
     Pixels standing{1, 2, 99, 3, 4, 99, 5, 6, 99};
-    const auto turn = [](Pixels& source, LONG pitch, int width, int height, int rotation) {
+    const auto turn = [](Pixels& source, LONG pitch, int width, int height, int rotation,
+                         bool opaque = false) {
         Pixels target(5 * 4, 0);
         const bool upright = rotation == 1 || rotation == 3;
         const int w = upright ? width : height;
         const int h = upright ? height : width;
-        TurnOutput({Bytes(source), pitch, width, height}, rotation, {1, 1, 1 + w, 1 + h},
+        TurnOutput({Bytes(source), pitch, width, height, opaque}, rotation, {1, 1, 1 + w, 1 + h},
                    {Bytes(target), 5, 4});
         Pixels inside;
         for (int y = 0; y < h; ++y)
@@ -44,6 +45,13 @@ TEST(OutputTurnTest, FourAnglesOnOddSizes) {
     EXPECT_THAT(turn(standing, 3, 2, 3, 4), ElementsAre(2, 4, 6, 1, 3, 5));
     EXPECT_THAT(turn(lying, 4, 3, 2, 2), ElementsAre(4, 1, 5, 2, 6, 3));
     EXPECT_THAT(turn(lying, 4, 3, 2, 0), Each(0u));
+    // Undefined fourth bytes.
+    constexpr std::uint32_t alpha = 0xFF000000;
+    lying[0] = 0x37000001;
+    for (const int rotation : {1, 2, 3, 4})
+        EXPECT_THAT(turn(lying, 4, 3, 2, rotation, true),
+                    testing::UnorderedElementsAre(alpha + 1, alpha + 2, alpha + 3, alpha + 4,
+                                                  alpha + 5, alpha + 6));
 }
 
 TEST(OutputTurnTest, StaysInsideWhatThereIs) {

@@ -98,6 +98,9 @@ TEST(Conversion, CopiesSpareTheFourthByte) {
     Bytes destination(8, 0xEE);
     EXPECT_EQ(CopyBgrxToBgra(pixels.data(), 8, destination.data(), 8, {2, 1}), pixel_done);
     EXPECT_THAT(destination, ElementsAre(1, 2, 3, 0xEE, 5, 6, 7, 0xEE));
+    EXPECT_EQ(CopyBgrxAsOpaque(pixels.data(), 8, destination.data(), 8, {2, 1}), pixel_done);
+    EXPECT_THAT(destination, ElementsAre(1, 2, 3, 255, 5, 6, 7, 255));
+    destination.assign(8, 0xEE);
     EXPECT_EQ(ExpandBgrToBgra(pixels.data(), 6, destination.data(), 8, {2, 1}), pixel_done);
     EXPECT_THAT(destination, ElementsAre(1, 2, 3, 0xEE, 4, 5, 6, 0xEE));
     EXPECT_EQ(FillAlpha(255, destination.data() + 3, 8, {2, 1}), pixel_done);

@@ -171,6 +171,12 @@ inline const std::vector<Conversion>& AllConversions() {
             PixelSize size,
             std::uint8_t) { return PremultiplyBgra(planes[0], steps[0], destination, step, size); },
          false},
+        {"opaque copy", DwordLayout,
+         [](const Planes& planes, const Steps& steps, std::uint8_t* destination, std::int32_t step,
+            PixelSize size, std::uint8_t) {
+             return CopyBgrxAsOpaque(planes[0], steps[0], destination, step, size);
+         },
+         false},
         // Its row is only as long as from the first alpha byte to the last one.
         {"alpha", DwordLayout,
          [](const Planes&, const Steps&, std::uint8_t* destination, std::int32_t step,

@@ -5,6 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+
+#include "platform/linux/portal/CastMemory.h"
 
 namespace Vimbrel {
 
@@ -15,6 +18,8 @@ struct CastPicture {
     int width = 0;
     int height = 0;
     bool red_first = false;  // red, green, blue rather than blue, green, red
+    // The producer does not get the pixels back, to draw anew, while somebody holds this.
+    std::shared_ptr<const CastMemory> memory{};
 };
 
 struct CastCursor {
@@ -29,8 +34,7 @@ struct CastCursor {
 
 // What one buffer brings.
 struct CastFrame {
-    // The picture that counts from now on, or null. Its pixels are valid until the next frame with
-    // a picture, or OnPictureGone, returns.
+    // The picture that counts from now on, or null.
     const CastPicture* picture = nullptr;
     // What changed since the last picture, within this one; none stands for everything.
     const RECT* damage = nullptr;
@@ -42,7 +46,6 @@ struct CastFrame {
 class CastEvents {
 public:
     virtual void OnFrame(const CastFrame& frame) = 0;
-    virtual void OnPictureGone() = 0;
     // The stream delivers nothing any more.
     virtual void OnLost() = 0;
 

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/linux/portal/CastMetadata.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -17,50 +18,17 @@ namespace {
 
 using HalvorixAppLog::LOG_LEVEL_TRACE;
 
-template <class Meta>
-const Meta* FindMeta(const spa_buffer& buffer, std::uint32_t type) {
-    return static_cast<const Meta*>(spa_buffer_find_meta_data(&buffer, type, sizeof(Meta)));
-}
+constexpr std::size_t buffer_limit = 64;  // of PipeWire
+// How often a buffer that somebody reads is looked after once a newer one has come.
+constexpr timespec giving_interval{0, 2'000'000};
 
-bool IsRedFirst(std::uint32_t format) {
-    return format == SPA_VIDEO_FORMAT_RGBx || format == SPA_VIDEO_FORMAT_RGBA;
-}
-
-// False if nothing is reported of it.
-bool ReadCursor(const spa_buffer& buffer, CastCursor& cursor) {
-    const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_Cursor);
-    if (!meta || meta->size < sizeof(spa_meta_cursor)) return false;
-    const auto* const reported = static_cast<const spa_meta_cursor*>(meta->data);
-    cursor.visible = spa_meta_cursor_is_valid(reported);
-    cursor.x = reported->position.x;
-    cursor.y = reported->position.y;
-    const std::size_t offset = reported->bitmap_offset;
-    if (!cursor.visible || offset < sizeof(spa_meta_cursor) ||
-        offset + sizeof(spa_meta_bitmap) > meta->size)
-        return true;
-    const auto* const bitmap = SPA_PTROFF(reported, offset, const spa_meta_bitmap);
-    const std::uint64_t end = offset + bitmap->offset +
-                              std::uint64_t{bitmap->size.height} *
-                                  static_cast<std::uint64_t>(std::max(bitmap->stride, 0));
-    const bool whole = bitmap->size.width > 0 && bitmap->size.width <= largest_cursor &&
-                       bitmap->size.height > 0 && bitmap->size.height <= largest_cursor &&
-                       bitmap->stride >= static_cast<std::int32_t>(bitmap->size.width * 4) &&
-                       end <= meta->size;
-    // Without pixels the last shape stays.
-    if (bitmap->format == 0 || bitmap->offset < sizeof(spa_meta_bitmap) || !whole) return true;
-    cursor.shape = {SPA_PTROFF(bitmap, bitmap->offset, const std::uint8_t), bitmap->stride,
-                    static_cast<int>(bitmap->size.width), static_cast<int>(bitmap->size.height),
-                    IsRedFirst(bitmap->format)};
-    cursor.hot_x = reported->hotspot.x;
-    cursor.hot_y = reported->hotspot.y;
-    return true;
-}
-
-RECT ToRect(const spa_region& region) {
-    const auto x = static_cast<LONG>(region.position.x);
-    const auto y = static_cast<LONG>(region.position.y);
-    return {x, y, x + static_cast<LONG>(region.size.width),
-            y + static_cast<LONG>(region.size.height)};
+// Whether anybody else holds it. If not, what they have read happened before.
+bool IsShared(const std::shared_ptr<CastMemory>& memory) {
+    // The count alone orders nothing, giving a reference up does.
+    auto probe = memory;
+    const bool shared = probe.use_count() > 2;
+    probe.reset();
+    return shared;
 }
 
 }  // namespace
@@ -72,7 +40,9 @@ struct CastStream::Hooks {
 };
 
 CastStream::CastStream(std::unique_ptr<CastPortal> portal, CastEvents& events)
-    : portal_(std::move(portal)), events_(events), hooks_(std::make_unique<Hooks>()) {}
+    : portal_(std::move(portal)), events_(events), hooks_(std::make_unique<Hooks>()) {
+    buffers_.reserve(buffer_limit);
+}
 
 CastStream::~CastStream() {
     if (!loop_) return;
@@ -84,6 +54,9 @@ CastStream::~CastStream() {
         if (!stream.stream_) return 0;
         spa_hook_remove(&stream.hooks_->stream);
         pw_stream_destroy(stream.stream_);
+        // Timers that fire until the loop stops find nothing to do.
+        stream.lost_ = true;
+        stream.buffers_.clear();
         return 0;
     };
     pw_thread_loop_lock(loop_);
@@ -92,6 +65,7 @@ CastStream::~CastStream() {
     // The rest ends after it, because the loop may be about to call the connection.
     pw_thread_loop_stop(loop_);
     if (reminder_) pw_loop_destroy_source(loop, reminder_);
+    if (giver_) pw_loop_destroy_source(loop, giver_);
     if (bus_watch_) pw_loop_destroy_source(loop, bus_watch_);
     if (core_) {
         spa_hook_remove(&hooks_->core);
@@ -125,6 +99,7 @@ bool CastStream::Connect() {
             OnStateChanged(self, before, state, error);
         };
         events.param_changed = OnParamChanged;
+        events.add_buffer = OnAddBuffer;
         events.remove_buffer = OnRemoveBuffer;
         events.process = [](void* self) { static_cast<CastStream*>(self)->Process(); };
         return events;
@@ -145,16 +120,18 @@ bool CastStream::Connect() {
     spa_pod_builder builder;
     spa_pod_builder_init(&builder, memory, sizeof memory);
     const spa_pod* offers[] = {OfferFormats(builder)};
-    const auto flags = static_cast<pw_stream_flags>(
-        PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_DONT_RECONNECT);
+    const auto flags =
+        static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_DONT_RECONNECT);
     if (pw_stream_connect(stream_, PW_DIRECTION_INPUT, portal_->Node(), flags, offers, 1) < 0)
         return false;
     reminder_ = pw_loop_add_timer(loop, OnReminder, this);
+    giver_ = pw_loop_add_timer(
+        loop, [](void* self, std::uint64_t) { static_cast<CastStream*>(self)->GiveBack(); }, this);
     // What the bus connection has read already makes no descriptor readable.
     if (!portal_->Process()) return false;
     bus_watch_ = pw_loop_add_io(loop, portal_->Descriptor(), SPA_IO_IN | SPA_IO_HUP | SPA_IO_ERR,
                                 false, OnBusReadable, this);
-    return bus_watch_ && reminder_;
+    return bus_watch_ && reminder_ && giver_;
 }
 
 void CastStream::Lose(const char* reason) {
@@ -228,32 +205,76 @@ void CastStream::TakeFormat(const spa_pod* format) {
     if (has_streamed_) Remind();
 }
 
+// Mapped here rather than by PipeWire: a picture is read on other threads without a lock, also
+// while the producer goes away.
+void CastStream::OnAddBuffer(void* self, pw_buffer* buffer) {
+    auto& stream = *static_cast<CastStream*>(self);
+    if (stream.buffers_.size() == buffer_limit || buffer->buffer->n_datas < 1) return;
+    const spa_data& data = buffer->buffer->datas[0];
+    Buffer added{buffer, nullptr};
+    if (data.type == SPA_DATA_MemFd) {
+        added.memory = CastMemory::Map(static_cast<int>(data.fd), data.mapoffset, data.maxsize);
+    } else if (data.type == SPA_DATA_MemPtr && data.data) {
+        added.pooled = static_cast<const std::uint8_t*>(data.data);
+        added.memory = CastMemory::Make(data.maxsize);
+    }
+    stream.buffers_.push_back(std::move(added));
+}
+
 void CastStream::OnRemoveBuffer(void* self, pw_buffer* buffer) {
     auto& stream = *static_cast<CastStream*>(self);
+    if (const auto found = stream.Find(buffer); found != stream.buffers_.end())
+        stream.buffers_.erase(found);
     if (stream.newest_ != buffer) return;
-    stream.events_.OnPictureGone();
     stream.newest_ = nullptr;
     stream.everything_changed_ = true;
 }
 
+std::vector<CastStream::Buffer>::iterator CastStream::Find(const pw_buffer* buffer) {
+    return std::find_if(buffers_.begin(), buffers_.end(),
+                        [&](const Buffer& known) { return known.buffer == buffer; });
+}
+
 void CastStream::Process() {
     while (pw_buffer* const buffer = pw_stream_dequeue_buffer(stream_)) {
-        pw_buffer* unneeded = buffer;
-        if (Take(*buffer->buffer)) unneeded = std::exchange(newest_, buffer);
-        if (unneeded) pw_stream_queue_buffer(stream_, unneeded);
+        const auto taken = Find(buffer);
+        if (taken != buffers_.end() && Take(*taken)) {
+            taken->kept = true;
+            newest_ = buffer;
+        } else {
+            pw_stream_queue_buffer(stream_, buffer);
+        }
+        GiveBack();
     }
 }
 
-bool CastStream::Take(const spa_buffer& buffer) {
+void CastStream::GiveBack() {
+    bool some_are_read = false;
+    for (Buffer& known : buffers_) {
+        if (!known.kept || known.buffer == newest_) continue;
+        if (IsShared(known.memory)) {
+            some_are_read = true;
+            continue;
+        }
+        known.kept = false;
+        pw_stream_queue_buffer(stream_, known.buffer);
+    }
+    if (!some_are_read) return;
+    timespec patience = giving_interval;
+    pw_loop_update_timer(pw_thread_loop_get_loop(loop_), giver_, &patience, nullptr, false);
+}
+
+bool CastStream::Take(const Buffer& taken) {
+    const spa_buffer& buffer = *taken.buffer->buffer;
     CastFrame frame;
     CastCursor cursor;
     if (ReadCursor(buffer, cursor)) frame.cursor = &cursor;
     CastPicture picture;
     RECT visible{};
-    if (ReadPicture(buffer, picture, visible)) {
+    if (ReadPicture(taken, picture, visible)) {
         frame.picture = &picture;
         std::size_t count = 0;
-        const bool known = ReadDamage(buffer, visible, count) && !everything_changed_;
+        const bool known = ReadDamage(buffer, visible, damage_, count) && !everything_changed_;
         everything_changed_ = false;
         awaits_picture_ = false;
         frame.damage = damage_.data();
@@ -264,8 +285,8 @@ bool CastStream::Take(const spa_buffer& buffer) {
 }
 
 // False if the buffer has none, as those that only report the pointer.
-bool CastStream::ReadPicture(const spa_buffer& buffer, CastPicture& picture, RECT& visible) {
-    if (buffer.n_datas < 1) return false;
+bool CastStream::ReadPicture(const Buffer& taken, CastPicture& picture, RECT& visible) {
+    const spa_buffer& buffer = *taken.buffer->buffer;
     const spa_data& data = buffer.datas[0];
     const auto* header = FindMeta<spa_meta_header>(buffer, SPA_META_Header);
     if (header && header->seq != 0) {
@@ -275,46 +296,26 @@ bool CastStream::ReadPicture(const spa_buffer& buffer, CastPicture& picture, REC
     }
     const bool corrupted = (data.chunk->flags & SPA_CHUNK_FLAG_CORRUPTED) != 0 ||
                            (header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0);
-    if (corrupted || data.chunk->size == 0 || !data.data) return false;
-    visible = VisibleArea(buffer);
+    if (corrupted || data.chunk->size == 0 || !taken.memory) return false;
+    visible = ReadVisibleArea(buffer, width_, height_);
     const std::int64_t stride = data.chunk->stride ? data.chunk->stride : std::int64_t{width_} * 4;
     const std::int64_t end = std::int64_t{data.chunk->offset} + stride * (visible.bottom - 1) +
                              std::int64_t{visible.right} * 4;
-    if (IsRectEmpty(&visible) || stride < std::int64_t{width_} * 4 || end > data.maxsize)
+    if (IsRectEmpty(&visible) || stride < std::int64_t{width_} * 4 ||
+        end > static_cast<std::int64_t>(taken.memory->Size()))
         return false;
+    const std::int64_t begin = data.chunk->offset + visible.top * stride;
+    if (taken.pooled) {
+        std::memcpy(taken.memory->Bytes() + begin, taken.pooled + begin,
+                    static_cast<std::size_t>(end - begin));
+    }
     picture.stride = static_cast<std::ptrdiff_t>(stride);
-    picture.pixels = static_cast<const std::uint8_t*>(data.data) + data.chunk->offset +
-                     visible.top * picture.stride + std::ptrdiff_t{visible.left} * 4;
+    picture.pixels = taken.memory->Bytes() + begin + std::ptrdiff_t{visible.left} * 4;
     picture.width = visible.right - visible.left;
     picture.height = visible.bottom - visible.top;
     picture.red_first = red_first_;
+    picture.memory = taken.memory;
     return true;
-}
-
-RECT CastStream::VisibleArea(const spa_buffer& buffer) const {
-    const RECT whole{0, 0, width_, height_};
-    const auto* crop = FindMeta<spa_meta_region>(buffer, SPA_META_VideoCrop);
-    if (!crop || !spa_meta_region_is_valid(crop)) return whole;
-    const RECT wanted = ToRect(crop->region);
-    RECT visible{};
-    return IntersectRect(&visible, &whole, &wanted) ? visible : whole;
-}
-
-// False if the buffer does not say what changed.
-bool CastStream::ReadDamage(const spa_buffer& buffer, const RECT& visible, std::size_t& count) {
-    const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_VideoDamage);
-    if (!meta) return false;
-    count = 0;
-    const spa_meta_region* region = nullptr;
-    spa_meta_for_each(region, meta) {
-        if (!spa_meta_region_is_valid(region)) break;
-        if (count == damage_.size()) return false;
-        RECT area = ToRect(region->region);
-        if (!IntersectRect(&area, &area, &visible)) continue;
-        OffsetRect(&area, -visible.left, -visible.top);
-        damage_[count++] = area;
-    }
-    return count > 0;
 }
 
 }  // namespace Vimbrel

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "platform/linux/portal/CastEvents.h"
 #include "platform/linux/portal/CastOffers.h"
@@ -14,14 +15,13 @@ struct pw_context;
 struct pw_core;
 struct pw_stream;
 struct pw_thread_loop;
-struct spa_buffer;
 struct spa_pod;
 struct spa_source;
 
 namespace Vimbrel {
 
-// Keeps the newest buffer and gives older ones back at once, so that the producer never waits. The
-// thread also watches the portal's session.
+// Keeps the newest buffer. Older ones go back as soon as nobody reads them, so that the producer
+// does not wait. The thread also watches the portal's session.
 class CastStream {
 public:
     CastStream(std::unique_ptr<CastPortal> portal, CastEvents& events);
@@ -34,21 +34,29 @@ public:
 
 private:
     struct Hooks;
+    struct Buffer {
+        pw_buffer* buffer;
+        std::shared_ptr<CastMemory> memory;
+        // Memory that PipeWire unmaps with the buffer; each picture is copied from there.
+        const std::uint8_t* pooled = nullptr;
+        bool kept = false;  // taken from the producer and not given back
+    };
 
     // Members without a comment belong to the thread while it runs.
     bool Connect();
     void Process();
     // Whether the buffer is to be kept as the newest one.
-    bool Take(const spa_buffer& buffer);
-    bool ReadPicture(const spa_buffer& buffer, CastPicture& picture, RECT& visible);
-    bool ReadDamage(const spa_buffer& buffer, const RECT& visible, std::size_t& count);
-    RECT VisibleArea(const spa_buffer& buffer) const;
+    bool Take(const Buffer& taken);
+    void GiveBack();
+    std::vector<Buffer>::iterator Find(const pw_buffer* buffer);
+    bool ReadPicture(const Buffer& taken, CastPicture& picture, RECT& visible);
     void TakeFormat(const spa_pod* format);
     void Remind();
     void Lose(const char* reason);
 
     static void OnStateChanged(void* self, int before, int state, const char* error);
     static void OnParamChanged(void* self, std::uint32_t id, const spa_pod* param);
+    static void OnAddBuffer(void* self, pw_buffer* buffer);
     static void OnRemoveBuffer(void* self, pw_buffer* buffer);
     static void OnCoreError(void* self, std::uint32_t id, int sequence, int result,
                             const char* message);
@@ -63,9 +71,11 @@ private:
     pw_stream* stream_ = nullptr;
     spa_source* bus_watch_ = nullptr;
     spa_source* reminder_ = nullptr;
+    spa_source* giver_ = nullptr;
     std::unique_ptr<Hooks> hooks_;
 
-    pw_buffer* newest_ = nullptr;
+    std::vector<Buffer> buffers_;
+    const pw_buffer* newest_ = nullptr;
     int width_ = 0;
     int height_ = 0;
     bool red_first_ = false;

@@ -3,10 +3,9 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 
-#include "pixel/PixelOperations.h"
+#include "platform/linux/screen/CastPixels.h"
 #include "platform/linux/screen/PointerShapeReply.h"
 
 namespace Vimbrel {
@@ -14,16 +13,6 @@ namespace Vimbrel {
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
-
-// Opaque black: copies leave the alpha bytes as they are.
-std::shared_ptr<PixelBuffer> MakePicture(int width, int height) {
-    auto picture = PixelBuffer::Make(nullptr, width, height);
-    if (picture) {
-        FillAlpha(255, picture->At(0, 0) + 3, static_cast<std::int32_t>(picture->Stride()),
-                  {width, height});
-    }
-    return picture;
-}
 
 }  // namespace
 
@@ -33,22 +22,18 @@ HRESULT CastDuplication::Create(IDXGIOutputDuplication** duplication) try {
     const HRESULT hr = CastScreen::OpenDesktop({}, screen);
     if (FAILED(hr)) return hr;
     ComPtr<CastDuplication> created = MakeCom<CastDuplication>(std::move(screen));
-    if (!created->Start()) return E_OUTOFMEMORY;
+    created->Start();
     *duplication = created.Detach();
     return S_OK;
 } catch (const std::bad_alloc&) {
     return E_OUTOFMEMORY;
 }
 
-bool CastDuplication::Start() {
+void CastDuplication::Start() {
     // Before the size is read: a change between the two is a loss.
     screen_->Attach(reader_);
     const SIZE size = screen_->Size();
-    picture_ = MakePicture(size.cx, size.cy);
-    if (!picture_) return false;
     texture_ = MakeCom<Texture>(TextureDescription(size.cx, size.cy, D3D11_USAGE_DEFAULT));
-    texture_->SetPixels(picture_);
-    return true;
 }
 
 CastDuplication::~CastDuplication() { screen_->Detach(reader_); }
@@ -63,11 +48,11 @@ HRESULT STDMETHODCALLTYPE CastDuplication::AcquireNextFrame(UINT timeout_ms,
     for (;;) {
         HRESULT hr = screen_->Wait(reader_, deadline);
         if (FAILED(hr)) return hr;
-        if (!EnsureSingleUse()) return DXGI_ERROR_ACCESS_LOST;
         CastNews news;
-        hr = screen_->Read(reader_, *picture_, shape_, news);
+        hr = screen_->Read(reader_, shape_, news);
         if (FAILED(hr)) return hr;
         if (!Describe(news, *info)) continue;
+        if (!Show(news)) return DXGI_ERROR_ACCESS_LOST;
         texture_->AddRef();
         *resource = static_cast<IDXGIResource*>(texture_.Get());
         acquired_ = true;
@@ -77,16 +62,29 @@ HRESULT STDMETHODCALLTYPE CastDuplication::AcquireNextFrame(UINT timeout_ms,
     return DXGI_ERROR_ACCESS_LOST;
 }
 
+// The stream's own buffer is shown where its pixels are of the texture's kind: the only copy is
+// then the one that the frame's user makes.
+bool CastDuplication::Show(const CastNews& news) {
+    const CastPicture& picture = news.picture;
+    if (picture.red_first || picture.stride % 4 != 0) return Convert(news);
+    converted_.reset();
+    texture_->SetPixels({picture.pixels, picture.stride, picture.memory});
+    return true;
+}
+
 // Pixels that a copy shares are never written into: who holds the copy sees what was copied.
-bool CastDuplication::EnsureSingleUse() {
-    constexpr long own_uses = 2;  // this object's and the texture's
-    if (picture_.use_count() <= own_uses) return true;
-    auto fresh = PixelBuffer::Make(nullptr, picture_->Width(), picture_->Height());
-    if (!fresh) return false;
-    std::memcpy(fresh->At(0, 0), picture_->At(0, 0),
-                picture_->Stride() * static_cast<std::size_t>(picture_->Height()));
-    picture_ = std::move(fresh);
-    texture_->SetPixels(picture_);
+bool CastDuplication::Convert(const CastNews& news) {
+    const CastPicture& picture = news.picture;
+    const bool fresh = !converted_ || converted_.use_count() > 1;
+    if (fresh) converted_ = PixelBuffer::Make(nullptr, picture.width, picture.height);
+    if (!converted_) return false;
+    if (fresh) {
+        CopyCastPixels(picture, {0, 0, picture.width, picture.height}, *converted_, 0, 0);
+    } else {
+        for (const RECT& area : news.dirty)
+            CopyCastPixels(picture, area, *converted_, area.left, area.top);
+    }
+    texture_->SetPixels(PixelsOf(converted_));
     return true;
 }
 
@@ -124,6 +122,7 @@ HRESULT STDMETHODCALLTYPE CastDuplication::ReleaseFrame() {
     if (!acquired_) return DXGI_ERROR_INVALID_CALL;
     acquired_ = false;
     shape_reported_ = false;
+    texture_->SetPixels({});
     return S_OK;
 }
 

@@ -27,14 +27,15 @@ public:
 private:
     ~CastDuplication() override;
 
-    bool Start();
-    bool EnsureSingleUse();
+    void Start();
+    bool Show(const CastNews& news);
+    bool Convert(const CastNews& news);
     bool Describe(const CastNews& news, DXGI_OUTDUPL_FRAME_INFO& info);
 
     const std::shared_ptr<CastScreen> screen_;
     CastReader reader_;
-    std::shared_ptr<PixelBuffer> picture_;
     ComPtr<Texture> texture_;
+    std::shared_ptr<PixelBuffer> converted_;  // only if the stream's pixels are of another kind
     XPointerShape shape_;
     bool shape_unreported_ = false;  // read and not yet reported by a frame
     bool shape_reported_ = false;    // by the acquired frame

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "pixel/PixelOperations.h"
+#include "platform/linux/screen/CastPixels.h"
 #include "vimbrel/AppLog.h"
 
 namespace Vimbrel {
@@ -46,41 +47,6 @@ HRESULT ToResult(CastAnswer answer) {
             return E_ABORT;
         default:
             return E_FAIL;
-    }
-}
-
-// Exchanges red and blue on the way; the target's alpha bytes stay.
-void CopyRedFirst(const std::uint8_t* from, std::ptrdiff_t from_stride, std::uint8_t* to,
-                  std::size_t to_stride, int width, int height) {
-    for (int y = 0; y < height; ++y, from += from_stride, to += to_stride) {
-        for (int x = 0; x < width; ++x) {
-            to[x * 4] = from[x * 4 + 2];
-            to[x * 4 + 1] = from[x * 4 + 1];
-            to[x * 4 + 2] = from[x * 4];
-        }
-    }
-}
-
-void TakeShape(const CastCursor& cursor, XPointerShape& shape) {
-    const CastPicture& given = cursor.shape;
-    shape.width = given.width;
-    shape.height = given.height;
-    shape.hot_x = cursor.hot_x;
-    shape.hot_y = cursor.hot_y;
-    shape.visible = false;
-    shape.pixels.resize(static_cast<std::size_t>(given.width) *
-                        static_cast<std::size_t>(given.height) * 4);
-    std::uint8_t* to = shape.pixels.data();
-    for (int y = 0; y < given.height; ++y) {
-        const std::uint8_t* from = given.pixels + y * given.stride;
-        for (int x = 0; x < given.width; ++x, from += 4, to += 4) {
-            const std::uint32_t alpha = from[3];
-            shape.visible |= alpha != 0;
-            to[0] = Unpremultiply(from[given.red_first ? 2 : 0], alpha);
-            to[1] = Unpremultiply(from[1], alpha);
-            to[2] = Unpremultiply(from[given.red_first ? 0 : 2], alpha);
-            to[3] = static_cast<std::uint8_t>(alpha);
-        }
     }
 }
 
@@ -206,11 +172,11 @@ HRESULT CastScreen::Wait(CastReader& reader, SteadyClock::time_point deadline) c
     return IsGoneFor(reader) ? DXGI_ERROR_ACCESS_LOST : S_OK;
 }
 
-HRESULT CastScreen::Read(CastReader& reader, const PixelBuffer& picture, XPointerShape& shape,
-                         CastNews& news) {
+HRESULT CastScreen::Read(CastReader& reader, XPointerShape& shape, CastNews& news) {
     const MutexLock guard(mutex_);
     if (IsGoneFor(reader)) return DXGI_ERROR_ACCESS_LOST;
     news = {};
+    news.picture = picture_;
     news.pointer = pointer_;
     reader.moves = moves_;
     if (reader.shapes != shapes_) {
@@ -218,10 +184,9 @@ HRESULT CastScreen::Read(CastReader& reader, const PixelBuffer& picture, XPointe
         reader.shapes = shapes_;
         news.shape = true;
     }
-    // While the stream's buffers are exchanged there is no picture; what changed waits.
-    if (!picture_.pixels || (!reader.everything && reader.pictures == 0)) return S_OK;
+    if (!reader.everything && reader.pictures == 0) return S_OK;
     if (reader.everything) reader.dirty.Set({0, 0, size_.cx, size_.cy});
-    for (const RECT& area : reader.dirty) Copy(area, picture, area.left, area.top);
+    news.dirty = reader.dirty;
     news.pictures = std::max(reader.pictures, 1U);
     reader.dirty.Clear();
     reader.pictures = 0;
@@ -230,11 +195,15 @@ HRESULT CastScreen::Read(CastReader& reader, const PixelBuffer& picture, XPointe
 }
 
 bool CastScreen::ReadArea(const RECT& area, const PixelBuffer& target, int x, int y) const {
-    const MutexLock guard(mutex_);
-    const RECT whole{0, 0, size_.cx, size_.cy};
+    // Copied without the lock: the stream's thread must not wait for it.
+    const CastPicture picture = [this] {
+        const MutexLock guard(mutex_);
+        return picture_;
+    }();
+    const RECT whole{0, 0, picture.width, picture.height};
     RECT inside{};
-    if (!picture_.pixels || !IntersectRect(&inside, &whole, &area)) return false;
-    Copy(inside, target, x + inside.left - area.left, y + inside.top - area.top);
+    if (!IntersectRect(&inside, &whole, &area)) return false;
+    CopyCastPixels(picture, inside, target, x + inside.left - area.left, y + inside.top - area.top);
     return true;
 }
 
@@ -242,19 +211,6 @@ CastPointer CastScreen::ReadPointer(XPointerShape& shape) const {
     const MutexLock guard(mutex_);
     shape = shape_;
     return pointer_;
-}
-
-void CastScreen::Copy(const RECT& area, const PixelBuffer& target, int x, int y) const {
-    const std::uint8_t* const from =
-        picture_.pixels + area.top * picture_.stride + std::ptrdiff_t{area.left} * 4;
-    const int width = area.right - area.left;
-    const int height = area.bottom - area.top;
-    if (picture_.red_first) {
-        CopyRedFirst(from, picture_.stride, target.At(x, y), target.Stride(), width, height);
-    } else {
-        CopyBgrxToBgra(from, static_cast<std::int32_t>(picture_.stride), target.At(x, y),
-                       static_cast<std::int32_t>(target.Stride()), {width, height});
-    }
 }
 
 void CastScreen::OnFrame(const CastFrame& frame) {
@@ -284,13 +240,8 @@ void CastScreen::TakeCursor(const CastCursor& cursor) {
     pointer_ = pointer;
     ++moves_;
     if (!cursor.shape.pixels) return;
-    TakeShape(cursor, shape_);
+    ReadCastShape(cursor, shape_);
     ++shapes_;
-}
-
-void CastScreen::OnPictureGone() {
-    const MutexLock guard(mutex_);
-    picture_ = {};
 }
 
 void CastScreen::OnLost() {

@@ -37,7 +37,9 @@ struct CastPointer {
 
 // What a read has brought.
 struct CastNews {
-    UINT pictures = 0;  // 0: the picture is as it was
+    CastPicture picture;  // the newest
+    UINT pictures = 0;    // 0: it is as it was
+    DirtyAreas dirty;     // since the last read
     CastPointer pointer;
     bool shape = false;
 };
@@ -71,9 +73,8 @@ public:
     // S_OK as soon as there is something to read, DXGI_ERROR_WAIT_TIMEOUT, or
     // DXGI_ERROR_ACCESS_LOST if the screen has another size or is gone.
     HRESULT Wait(CastReader& reader, std::chrono::steady_clock::time_point deadline) const;
-    // Brings `picture`, of the size when the reader was made, and `shape` up to date.
-    HRESULT Read(CastReader& reader, const PixelBuffer& picture, XPointerShape& shape,
-                 CastNews& news);
+    // Brings `shape` up to date. The picture has the size when the reader was made.
+    HRESULT Read(CastReader& reader, XPointerShape& shape, CastNews& news);
 
     // Copies a part of the picture, cut at its borders, to (x, y) of the target, where it fits;
     // the alpha bytes there stay. False without a picture.
@@ -87,13 +88,10 @@ private:
     bool AwaitPicture();
     bool HasNews(const CastReader& reader) const REQUIRES(mutex_);
     bool IsGoneFor(const CastReader& reader) const REQUIRES(mutex_);
-    void Copy(const RECT& area, const PixelBuffer& target, int x, int y) const REQUIRES(mutex_);
-
     void TakePicture(const CastFrame& frame) REQUIRES(mutex_);
     void TakeCursor(const CastCursor& cursor) REQUIRES(mutex_);
 
     void OnFrame(const CastFrame& frame) override;
-    void OnPictureGone() override;
     void OnLost() override;
 
     HWND window_ = nullptr;

@@ -102,7 +102,7 @@ bool OutputDuplication::MakePictures() {
     const PixelBuffer& shown = turned_ ? *turned_ : *picture_;
     texture_ =
         MakeCom<Texture>(TextureDescription(shown.Width(), shown.Height(), D3D11_USAGE_DEFAULT));
-    texture_->SetPixels(turned_ ? turned_ : picture_);
+    texture_->SetPixels(PixelsOf(turned_ ? turned_ : picture_));
     return true;
 }
 
@@ -203,7 +203,7 @@ bool OutputDuplication::EnsureSingleUse() {
     std::memcpy(fresh->At(0, 0), shown->At(0, 0),
                 shown->Stride() * static_cast<std::size_t>(shown->Height()));
     shown = std::move(fresh);
-    texture_->SetPixels(shown);
+    texture_->SetPixels(PixelsOf(shown));
     return true;
 }
 
@@ -225,8 +225,8 @@ bool OutputDuplication::ReadArea(const RECT& dirty) {
     if (area.width > picture_->Width() / 2) area = {0, area.y, picture_->Width(), area.height};
     const XRectangle on_root{area.x + output_.place.left, area.y + output_.place.top, area.width,
                              area.height};
-    if (!reader_->Read(connection_->Root(), format_, on_root, DrawableReader::Alpha::Opaque,
-                       *picture_, area.x, area.y))
+    if (!reader_->Read(connection_->Root(), format_, on_root, DrawableReader::Alpha::Any, *picture_,
+                       area.x, area.y))
         return false;
     if (turned_) TurnBack(*picture_, area, output_.rotation, *turned_);
     return true;

@@ -3,12 +3,23 @@
 
 #include <d3d11.h>
 
+#include <cstddef>
 #include <memory>
+#include <utility>
 
 #include "com/ComObject.h"
 #include "platform/linux/x11/PixelBuffer.h"
 
 namespace Vimbrel {
+
+// Rows of blue, green, red and an undefined byte.
+struct TexturePixels {
+    const std::uint8_t* bytes = nullptr;
+    std::ptrdiff_t stride = 0;            // a multiple of 4
+    std::shared_ptr<const void> owner{};  // of the bytes, which do not change while it is held
+};
+
+TexturePixels PixelsOf(const std::shared_ptr<PixelBuffer>& buffer);
 
 class Texture final : public ComObject<Implements<ID3D11Texture2D, ID3D11Resource>,
                                        Implements<IDXGISurface1>, Implements<IDXGIResource>> {
@@ -25,19 +36,19 @@ public:
     // A texture that its maker keeps for reuse frees its pixels when no one else holds it.
     ULONG STDMETHODCALLTYPE Release() override {
         const ULONG left = ComObject::Release();
-        if (left == 1 && kept_by_maker_) pixels_.reset();
+        if (left == 1 && kept_by_maker_) pixels_ = {};
         return left;
     }
     void SetKeptByMaker() { kept_by_maker_ = true; }
 
-    // Whoever writes into pixels sees to it that no other texture holds them (their use count).
-    void SetPixels(std::shared_ptr<PixelBuffer> pixels) { pixels_ = std::move(pixels); }
-    const std::shared_ptr<PixelBuffer>& Pixels() const { return pixels_; }
+    // Whoever writes into pixels first makes sure that no other texture holds their owner.
+    void SetPixels(TexturePixels pixels) { pixels_ = std::move(pixels); }
+    const TexturePixels& Pixels() const { return pixels_; }
     const D3D11_TEXTURE2D_DESC& Description() const { return description_; }
 
 private:
     D3D11_TEXTURE2D_DESC description_;
-    std::shared_ptr<PixelBuffer> pixels_;
+    TexturePixels pixels_;
     bool mapped_ = false;
     bool kept_by_maker_ = false;
 };

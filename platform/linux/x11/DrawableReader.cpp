@@ -35,7 +35,7 @@ bool DrawableReader::Read(xcb_drawable_t drawable, const XPixelFormat& format,
         }
         image_.reset();
     }
-    if (!format.has_alpha) {
+    if (!format.has_alpha && alpha != Alpha::Any) {
         FillAlpha(static_cast<std::uint8_t>(alpha), target.At(x, y) + 3,
                   static_cast<std::int32_t>(target.Stride()), {area.width, area.height});
     }

@@ -18,7 +18,7 @@ struct XRectangle {
 class DrawableReader {
 public:
     // What becomes of the alpha byte of pixels without alpha.
-    enum class Alpha : std::uint8_t { Clear = 0, Opaque = 255 };
+    enum class Alpha : std::uint8_t { Clear = 0, Any = 1, Opaque = 255 };
 
     explicit DrawableReader(std::shared_ptr<XConnection> connection)
         : connection_(std::move(connection)) {}

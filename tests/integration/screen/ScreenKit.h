@@ -11,6 +11,7 @@
 #include "tests/fakes/CapturingLog.h"
 #include "tests/fakes/RecordingDispatcher.h"
 #include "tests/support/CapturedPicture.h"
+#include "tests/support/WaitUntil.h"
 #include "vimbrel/MediaSourceScreen.h"
 
 namespace Vimbrel::test {
@@ -48,5 +49,13 @@ struct Screen {
     int method = -1;
     std::vector<std::string> opening;
 };
+
+// Requests until the picture has arrived, which takes its time on a busy machine.
+inline bool SeesAt(Screen& screen, int x, int y, std::uint32_t color) {
+    return WaitUntil([&] {
+        screen.source.RequestSample();
+        return screen.At(x, y) == color;
+    });
+}
 
 }  // namespace Vimbrel::test

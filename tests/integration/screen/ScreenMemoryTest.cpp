@@ -35,7 +35,7 @@ TEST_F(ScreenMemoryTest, Duplication) {
     D3D11_TEXTURE2D_DESC staging{};
     staging.Width = width;
     staging.Height = height;
-    staging.Format = DXGI_FORMAT_B8G8R8A8_UNORM;
+    staging.Format = DXGI_FORMAT_B8G8R8X8_UNORM;
     staging.MipLevels = staging.ArraySize = staging.SampleDesc.Count = 1;
     staging.Usage = D3D11_USAGE_STAGING;
     staging.CPUAccessFlags = D3D11_CPU_ACCESS_READ;

@@ -46,6 +46,10 @@ void Obey(const std::string& line) {
         if (command == "resize") OfferFormat(true);
     } else if (command == "rgb") {
         portal.red_first = true;
+    } else if (command == "pooled") {
+        portal.pooled = true;
+    } else if (command == "buffers") {
+        words >> portal.buffers;
     } else if (command == "nodamage") {
         portal.has_damage = false;
     } else if (command == "crop") {
@@ -79,6 +83,11 @@ void Obey(const std::string& line) {
         portal.runs = rate > 0;
         portal.picture = true;
         SetInterval(rate ? 1'000'000'000 / rate : usual_interval_ns);
+    } else if (command == "pointer") {
+        double x = 0;
+        double y = 0;
+        words >> x >> y;
+        if (!MovePointer(x, y)) command = "no";
     } else if (command == "closed") {
         EmitClosed();
     } else if (command == "stop") {
@@ -96,7 +105,7 @@ void Obey(const std::string& line) {
         Reply("no");
         return;
     }
-    Reply("ok");
+    Reply(command == "no" ? "no" : "ok");
 }
 
 void OnInput(void*, int descriptor, std::uint32_t) {

@@ -38,6 +38,8 @@ struct Portal {
     int width = 64;
     int height = 48;
     bool red_first = false;
+    bool pooled = false;  // the buffers' memory is PipeWire's
+    int buffers = 4;
     std::vector<std::uint32_t> canvas = std::vector<std::uint32_t>(64 * 48);
     std::vector<Area> damage;
     Area crop{0, 0, 0, 0};
@@ -74,5 +76,7 @@ void EmitClosed();
 
 // Asks a real compositor for the stream, whose node it later answers with. False without one.
 bool CastCompositor();
+// In the picture of that stream.
+bool MovePointer(double x, double y);
 
 }  // namespace test_portal

@@ -1,5 +1,8 @@
 #include <spa/param/video/format-utils.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <ctime>
 #include <utility>
 
@@ -26,7 +29,9 @@ void OfferFormat(bool update) {
     } else {
         pw_stream_connect(
             portal.stream, PW_DIRECTION_OUTPUT, PW_ID_ANY,
-            static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS),
+            static_cast<pw_stream_flags>(
+                PW_STREAM_FLAG_DRIVER |
+                (portal.pooled ? PW_STREAM_FLAG_MAP_BUFFERS : PW_STREAM_FLAG_ALLOC_BUFFERS)),
             params, 1);
     }
 }
@@ -44,10 +49,10 @@ static void OnParam(void*, std::uint32_t id, const spa_pod* param) {
     };
     params.push_back(static_cast<const spa_pod*>(spa_pod_builder_add_object(
         &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
-        SPA_POD_CHOICE_RANGE_Int(4, 2, 8), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1),
+        SPA_POD_CHOICE_RANGE_Int(portal.buffers, 2, 8), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1),
         SPA_PARAM_BUFFERS_size, SPA_POD_Int(portal.width * portal.height * 4),
         SPA_PARAM_BUFFERS_stride, SPA_POD_Int(portal.width * 4), SPA_PARAM_BUFFERS_dataType,
-        SPA_POD_CHOICE_FLAGS_Int(1 << SPA_DATA_MemFd))));
+        SPA_POD_CHOICE_FLAGS_Int(1 << (portal.pooled ? SPA_DATA_MemPtr : SPA_DATA_MemFd)))));
     meta(SPA_META_Header, sizeof(spa_meta_header));
     meta(SPA_META_VideoCrop, sizeof(spa_meta_region));
     if (portal.has_damage) meta(SPA_META_VideoDamage, sizeof(spa_meta_region) * 4);
@@ -164,6 +169,28 @@ void TrySends(void*, std::uint64_t) {
     }
 }
 
+// The buffers' memory is this side's own, as that of compositors.
+static void OnAddBuffer(void*, pw_buffer* buffer) {
+    spa_data& data = buffer->buffer->datas[0];
+    if (portal.pooled) return;
+    data.type = SPA_DATA_MemFd;
+    data.flags = SPA_DATA_FLAG_READWRITE;
+    data.mapoffset = 0;
+    data.maxsize = static_cast<std::uint32_t>(portal.canvas.size() * 4);
+    data.fd = memfd_create("test-portal", MFD_CLOEXEC);
+    const bool sized = ftruncate(static_cast<int>(data.fd), data.maxsize) == 0;
+    data.data = mmap(nullptr, data.maxsize, PROT_READ | PROT_WRITE, MAP_SHARED,
+                     static_cast<int>(data.fd), 0);
+    if (!sized || data.data == MAP_FAILED) std::abort();
+}
+
+static void OnRemoveBuffer(void*, pw_buffer* buffer) {
+    const spa_data& data = buffer->buffer->datas[0];
+    if (portal.pooled) return;
+    munmap(data.data, data.maxsize);
+    close(static_cast<int>(data.fd));
+}
+
 static void OnState(void*, pw_stream_state, pw_stream_state state, const char*) {
     portal.streaming = state == PW_STREAM_STATE_STREAMING;
     portal.first = portal.first || portal.streaming;
@@ -176,6 +203,8 @@ void MakeStream() {
         made.version = PW_VERSION_STREAM_EVENTS;
         made.state_changed = OnState;
         made.param_changed = OnParam;
+        made.add_buffer = OnAddBuffer;
+        made.remove_buffer = OnRemoveBuffer;
         return made;
     }();
     portal.first = true;
