@@ -3,6 +3,7 @@
 
 #include <pulse/channelmap.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -87,6 +88,48 @@ TEST(Streams, EveryChannelComesBackInItsPlace) {
         ASSERT_EQ(heard.size(), frame.size());
         for (WORD i = 0; i < channels; ++i)
             EXPECT_NEAR(heard[i], frame[i], 2) << "channel " << i << " of " << channels;
+    }
+}
+
+// The reader handles the connection's messages, also those that answer other threads.
+TEST(Streams, RequestsAreAnsweredWhileAReaderPolls) {
+    for (const SoundServerKind kind : {SoundServerKind::pulse_audio, SoundServerKind::pipe_wire}) {
+        const SoundServer server(kind);
+        std::shared_ptr<PulseConnection> connection;
+        ASSERT_EQ(PulseConnection::Open(connection), S_OK);
+        const auto streams = [&] {
+            const std::string listed = server.Control("list short source-outputs");
+            return std::count(listed.begin(), listed.end(), '\n');
+        };
+        const auto before = streams();
+        std::unique_ptr<RecordStream> record;
+        ASSERT_EQ(RecordStream::Open(connection, "speakers.monitor", Pcm(2), record), S_OK);
+        ASSERT_EQ(record->Start(), S_OK);
+        EXPECT_GT(streams(), before);
+        std::atomic<bool> ended{false};
+        std::atomic<unsigned> packets{0};
+        std::thread reader([&] {
+            RecordStream::Packet packet{};
+            while (!ended) {
+                if (record->Peek(packet) != S_OK || packet.frames == 0) {
+                    std::this_thread::sleep_for(1ms);
+                    continue;
+                }
+                record->Drop();
+                ++packets;
+            }
+        });
+        for (int round = 0; round < 10; ++round) {
+            const unsigned taken = packets;
+            EXPECT_TRUE(WaitUntil([&] { return packets > taken; })) << round;
+            EXPECT_EQ(record->SetVolume(round / 10.0), S_OK) << round;
+            EXPECT_EQ(record->Stop(), S_OK) << round;
+            EXPECT_EQ(record->Start(), S_OK) << round;
+        }
+        ended = true;
+        reader.join();
+        record.reset();
+        EXPECT_TRUE(WaitUntil([&] { return streams() == before; }));
     }
 }
 
