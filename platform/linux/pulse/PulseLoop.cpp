@@ -3,6 +3,8 @@
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <system_error>
 
@@ -32,17 +34,23 @@ private:
 
 }  // namespace
 
-PulseLoop::PulseLoop() : events_([this] { Interrupt(); }) {
-    const auto woken = [](pa_mainloop_api*, pa_io_event*, int, pa_io_event_flags_t, void* self) {
-        static_cast<const PulseLoop*>(self)->wakeup_.Clear();
+PulseLoop::PulseLoop()
+    : wakeup_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), events_([this] { Interrupt(); }) {
+    const auto woken = [](pa_mainloop_api*, pa_io_event*, int descriptor, pa_io_event_flags_t,
+                          void*) {
+        eventfd_t count = 0;
+        eventfd_read(descriptor, &count);
     };
-    Api()->io_new(Api(), wakeup_.Descriptor(), PA_IO_EVENT_INPUT, woken, this);
+    Api()->io_new(Api(), wakeup_, PA_IO_EVENT_INPUT, woken, nullptr);
 }
 
-PulseLoop::~PulseLoop() { Stop(); }
+PulseLoop::~PulseLoop() {
+    Stop();
+    if (wakeup_ >= 0) close(wakeup_);
+}
 
 bool PulseLoop::Start() try {
-    if (wakeup_.Descriptor() < 0) return false;
+    if (wakeup_ < 0) return false;
     const SignalsBlocked blocked;
     thread_ = std::thread(&PulseLoop::Run, this);
     return true;
@@ -61,7 +69,7 @@ void PulseLoop::Stop() {
 }
 
 void PulseLoop::Interrupt() {
-    if (polling_) wakeup_.Set();
+    if (polling_) eventfd_write(wakeup_, 1);
 }
 
 template <class Wait>

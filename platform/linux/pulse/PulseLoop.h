@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "base/ThreadSafety.h"
-#include "platform/linux/kernel/Wakeup.h"
 #include "platform/linux/pulse/PulseEvents.h"
 
 namespace Vimbrel {
@@ -61,7 +60,7 @@ private:
     std::condition_variable changed_;
     std::condition_variable roused_;
     std::thread thread_;
-    const Wakeup wakeup_;
+    const int wakeup_;  // an event that ends the wait of a step; -1: no descriptor is left
     PulseEvents events_;
     int waiting_ GUARDED_BY(this) = 0;      // threads in WaitUntil
     bool turned_ GUARDED_BY(this) = false;  // since the thread last rested
