@@ -1,6 +1,7 @@
 #include "Audio/BlockMath.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "Audio/BlockMathVectors.h"
 
@@ -23,6 +24,20 @@ void Scale(std::int16_t* samples, std::size_t count, std::int32_t percent) {
     }
 }
 
+constexpr float full_scale = 32'768.0F;
+
+void ToFloats(const std::int16_t* samples, std::size_t count, float* floats) {
+    for (std::size_t i = 0; i < count; ++i) floats[i] = samples[i] / full_scale;
+}
+
+void ToSamples(const float* floats, std::size_t count, std::int16_t* samples) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const float sample = floats[i] * full_scale;
+        const float limited = sample > INT16_MIN ? std::min<float>(sample, INT16_MAX) : INT16_MIN;
+        samples[i] = static_cast<std::int16_t>(std::lrint(limited));
+    }
+}
+
 struct Runnable {
     const BlockMath* variants[max_block_math_vectors + 1];
     std::size_t count = 0;
@@ -37,7 +52,7 @@ struct Runnable {
 
 }  // namespace
 
-constexpr BlockMath plain_block_math = {"plain", Add, Scale};
+constexpr BlockMath plain_block_math = {"plain", Add, Scale, ToFloats, ToSamples};
 
 std::span<const BlockMath* const> RunnableBlockMath() {
     static const Runnable runnable;

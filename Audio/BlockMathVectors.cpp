@@ -82,6 +82,35 @@ void Scale(std::int16_t* samples, std::size_t count, std::int32_t percent) {
     plain_block_math.scale(samples + whole, count - whole, percent);
 }
 
+constexpr hn::ScalableTag<float> floats_tag;
+constexpr std::size_t float_lanes = HWY_LANES(float);
+
+void ToFloats(const std::int16_t* samples, std::size_t count, float* floats) {
+    constexpr hn::Rebind<std::int16_t, hn::ScalableTag<float>> halves_tag;
+    constexpr hn::Rebind<std::int32_t, hn::ScalableTag<float>> words_tag;
+    const auto unit = hn::Set(floats_tag, 1 / 32'768.0F);
+    std::size_t i = 0;
+    for (; i + float_lanes <= count; i += float_lanes) {
+        const auto words = hn::PromoteTo(words_tag, hn::LoadU(halves_tag, samples + i));
+        hn::StoreU(hn::Mul(hn::ConvertTo(floats_tag, words), unit), floats_tag, floats + i);
+    }
+    plain_block_math.to_floats(samples + i, count - i, floats + i);
+}
+
+void ToSamples(const float* floats, std::size_t count, std::int16_t* samples) {
+    constexpr hn::Rebind<std::int16_t, hn::ScalableTag<float>> halves_tag;
+    const auto scale = hn::Set(floats_tag, 32'768.0F);
+    const auto least = hn::Set(floats_tag, -32'768.0F);
+    const auto most = hn::Set(floats_tag, 32'767.0F);
+    std::size_t i = 0;
+    for (; i + float_lanes <= count; i += float_lanes) {
+        const auto sample = hn::Mul(hn::LoadU(floats_tag, floats + i), scale);
+        const auto limited = hn::Min(hn::IfThenElse(hn::Gt(sample, least), sample, least), most);
+        hn::StoreU(hn::DemoteTo(halves_tag, hn::NearestInt(limited)), halves_tag, samples + i);
+    }
+    plain_block_math.to_samples(floats + i, count - i, samples + i);
+}
+
 }  // namespace Vimbrel::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -95,9 +124,12 @@ namespace {
 
 #if HWY_ARCH_X86
 
-constexpr BlockMath avx512 = {"avx512", N_AVX3::Add, N_AVX3::Scale};
-constexpr BlockMath avx2 = {"avx2", N_AVX2::Add, N_AVX2::Scale};
-constexpr BlockMath sse4 = {"sse4", N_SSE4::Add, N_SSE4::Scale};
+constexpr BlockMath avx512 = {"avx512", N_AVX3::Add, N_AVX3::Scale, N_AVX3::ToFloats,
+                              N_AVX3::ToSamples};
+constexpr BlockMath avx2 = {"avx2", N_AVX2::Add, N_AVX2::Scale, N_AVX2::ToFloats,
+                            N_AVX2::ToSamples};
+constexpr BlockMath sse4 = {"sse4", N_SSE4::Add, N_SSE4::Scale, N_SSE4::ToFloats,
+                            N_SSE4::ToSamples};
 
 constexpr BlockMathVectors compiled[] = {{&avx512, HasAvx512}, {&avx2, HasAvx2}, {&sse4, HasSse4}};
 static_assert(std::size(compiled) <= max_block_math_vectors);

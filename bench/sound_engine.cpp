@@ -2,6 +2,7 @@
 // CPU of whole processes that record packets of 10 ms, and when a click arrives. Then what a
 // recording of microphone and system sound into MP4 costs beside the encoder, and the pitch filter
 // against the bare library. Usage: sound_engine [seconds] [rounds]
+// or, for the last alone, sound_engine --pitch rounds
 #include <SoundTouch.h>
 #include <objbase.h>
 #include <poll.h>
@@ -265,6 +266,7 @@ int main(int count, char** arguments) {
     if (count == 2 && words[0] == "--capture") return Capture();
     if (count == 3 && words[0] == "--live") return RecordMp4(words[1], true);
     if (count == 3 && words[0] == "--fed") return RecordMp4(words[1], false);
+    if (count == 3 && words[0] == "--pitch") return ComparePitch(std::atoi(arguments[2])), 0;
     const int seconds = count > 1 ? std::atoi(arguments[1]) : 20;
     const int rounds = count > 2 ? std::atoi(arguments[2]) : 3;
     ComparePitch(100 * rounds);

@@ -4,16 +4,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <limits>
 #include <stdexcept>
 #include <type_traits>
+
+#include "Audio/BlockMath.h"
 
 namespace Vimbrel {
 
 namespace {
-
-constexpr float full_scale = 32'768.0F;
 
 // Takes the library's types as parameters, because its build decides what a sample is.
 template <class Sample, class Touch>
@@ -29,8 +27,7 @@ struct Edge {
             const std::size_t block_frames = block_samples / channels;
             do {
                 const std::size_t part = std::min(frames, block_frames);
-                std::transform(samples, samples + part * channels, block.begin(),
-                               [](std::int16_t sample) { return sample / full_scale; });
+                SelectedBlockMath().to_floats(samples, part * channels, block.data());
                 touch.putSamples(block.data(), static_cast<unsigned>(part));
                 samples += part * channels;
                 frames -= part;
@@ -49,19 +46,11 @@ struct Edge {
             do {
                 const std::size_t part = std::min(frames, block_frames);
                 got = touch.receiveSamples(block.data(), static_cast<unsigned>(part));
-                samples = std::transform(block.begin(), block.begin() + got * channels, samples,
-                                         &Edge::Rounded);
+                SelectedBlockMath().to_samples(block.data(), got * channels, samples);
+                samples += got * channels;
                 frames -= got;
             } while (frames > 0 && got > 0);
         }
-    }
-
-    static std::int16_t Rounded(Sample sample) {
-        using Limits = std::numeric_limits<std::int16_t>;
-        constexpr auto least = static_cast<Sample>(Limits::min());
-        constexpr auto most = static_cast<Sample>(Limits::max());
-        return static_cast<std::int16_t>(
-            std::lrint(std::clamp(static_cast<Sample>(sample * full_scale), least, most)));
     }
 };
 

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <vector>
 
 namespace Vimbrel::test {
@@ -59,6 +62,41 @@ TEST(BlockMathTest, EveryVariantClipsSums) {
             expected.front() = expected.back() = 1000;
             ASSERT_EQ(samples, expected) << math->name << " " << count;
         }
+    }
+}
+
+TEST(BlockMathTest, EveryVariantConvertsAsThePlainLoop) {
+    const Samples all = AllSamples();
+    std::vector<float> exact(all.size());
+    plain_block_math.to_floats(all.data(), all.size(), exact.data());
+    EXPECT_EQ(exact.front(), -1.0F);
+    EXPECT_EQ(exact[32769], 1 / 32'768.0F);
+    // Halves, quarters and beyond the ends.
+    const float infinite = std::numeric_limits<float>::infinity();
+    std::vector<float> floats = {1.0F, 1e9F, -1e9F, infinite, -infinite, -NAN, NAN, 0.0F};
+    for (int i = -4 * 32'770; i <= 4 * 32'770; ++i)
+        floats.push_back(static_cast<float>(i) / (4 * 32'768.0F));
+    Samples rounded(floats.size());
+    plain_block_math.to_samples(floats.data(), floats.size(), rounded.data());
+    EXPECT_EQ(Samples(rounded.begin(), rounded.begin() + 8),
+              (Samples{32767, 32767, -32768, 32767, -32768, -32768, -32768, 0}));
+    for (int half = 0; half < 4; ++half)
+        EXPECT_EQ(rounded[8u + 4 * 32'770 + 4u * half + 2], half + half % 2) << "to the even one";
+    for (const BlockMath* math : RunnableBlockMath()) {
+        for (const std::size_t count : {all.size(), std::size_t{37}, std::size_t{1}}) {
+            std::vector<float> there(count + 1, 7);
+            math->to_floats(all.data(), count, there.data());
+            ASSERT_TRUE(std::equal(exact.begin(), exact.begin() + count, there.begin()))
+                << math->name;
+            EXPECT_EQ(there[count], 7);
+            Samples back(count + 1, 7);
+            math->to_samples(there.data(), count, back.data());
+            ASSERT_TRUE(std::equal(all.begin(), all.begin() + count, back.begin())) << math->name;
+            EXPECT_EQ(back[count], 7);
+        }
+        Samples same(floats.size());
+        math->to_samples(floats.data(), floats.size(), same.data());
+        EXPECT_EQ(same, rounded) << math->name;
     }
 }
 

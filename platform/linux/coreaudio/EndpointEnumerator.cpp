@@ -43,12 +43,16 @@ ComPtr<IMMDevice> MakeEndpoint(const std::shared_ptr<PulseConnection>& connectio
 
 HRESULT EndpointEnumerator::Read(std::shared_ptr<PulseConnection>& connection,
                                  PulseDevices& devices) {
+    constexpr HRESULT no_answer = HRESULT_FROM_WIN32(ERROR_TIMEOUT);
     const MutexLock lock(mutex_);
+    if (std::chrono::steady_clock::now() < not_before_) return no_answer;
     HRESULT hr = connection_ ? devices.Read(*connection_) : AUDCLNT_E_SERVICE_NOT_RUNNING;
     if (hr == AUDCLNT_E_SERVICE_NOT_RUNNING) {
         hr = PulseConnection::Open(connection_);
         if (SUCCEEDED(hr)) hr = devices.Read(*connection_);
     }
+    if (hr == no_answer)
+        not_before_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
     connection = connection_;
     return hr;
 }

@@ -3,6 +3,7 @@
 
 #include <mmdeviceapi.h>
 
+#include <chrono>
 #include <memory>
 
 #include "base/ThreadSafety.h"
@@ -26,6 +27,9 @@ private:
 
     Mutex mutex_;
     std::shared_ptr<PulseConnection> connection_ GUARDED_BY(mutex_);
+    // A server that does not answer is not asked before: a caller that falls back from one list to
+    // another would wait for each.
+    std::chrono::steady_clock::time_point not_before_ GUARDED_BY(mutex_){};
 };
 
 HRESULT CreateEndpointEnumerator(REFIID iid, void** object);

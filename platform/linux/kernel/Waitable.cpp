@@ -15,17 +15,17 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // For poll: never less than what is left, so that a wait does not end early.
-int PollTime(DWORD milliseconds, Clock::time_point deadline) {
+int PollTime(DWORD milliseconds, Clock::duration left) {
     if (milliseconds == INFINITE) return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT32_MAX));
+    const auto whole = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+    return static_cast<int>(std::clamp<std::int64_t>(whole, 0, INT32_MAX));
 }
 
 }  // namespace
 
 Waitable* Waitable::Of(HANDLE handle) {
     if (!handle || handle == INVALID_HANDLE_VALUE) return nullptr;
-    return dynamic_cast<Waitable*>(static_cast<KernelObject*>(handle));
+    return static_cast<KernelObject*>(handle)->AsWaitable();
 }
 
 DWORD WaitForFirst(Waitable* const* objects, DWORD count, int descriptor, DWORD milliseconds) {
@@ -36,19 +36,22 @@ DWORD WaitForFirst(Waitable* const* objects, DWORD count, int descriptor, DWORD 
         watched[i] = {objects[i]->Descriptor(), POLLIN, 0};
     }
     watched[count] = {descriptor, POLLIN, 0};
-    const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
-    for (;;) {
-        const int ready = poll(watched, count + 1, PollTime(milliseconds, deadline));
+    const auto start = Clock::now();
+    const auto deadline = start + std::chrono::milliseconds(milliseconds);
+    // The clock is read again only after a wait that another thread or a signal ended.
+    auto now = start;
+    for (;; now = Clock::now()) {
+        const int ready = poll(watched, count + 1, PollTime(milliseconds, deadline - now));
         if (ready < 0) {
             if (errno == EINTR) continue;
             return WAIT_FAILED;
         }
+        if (ready == 0 && (milliseconds <= INT32_MAX || now >= deadline)) return WAIT_TIMEOUT;
         for (DWORD i = 0; i < count; ++i) {
             // Another thread may have taken the signal since.
             if (watched[i].revents != 0 && objects[i]->TryTake()) return WAIT_OBJECT_0 + i;
         }
         if (watched[count].revents != 0) return WAIT_OBJECT_0 + count;
-        if (milliseconds != INFINITE && Clock::now() >= deadline) return WAIT_TIMEOUT;
     }
 }
 

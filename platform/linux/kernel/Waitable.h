@@ -9,6 +9,8 @@ namespace Vimbrel {
 
 class Waitable : public KernelObject {
 public:
+    Waitable* AsWaitable() final { return this; }
+
     // Readable while the object is signalled.
     virtual int Descriptor() const = 0;
     // Whether the object is signalled, without waiting. Takes the signal if waiting for the object

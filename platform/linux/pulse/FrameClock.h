@@ -16,9 +16,10 @@ public:
     // The next frames are recorded after a pause of unknown length.
     void Restart() { anchored_ = false; }
     // `waiting` frames were recorded and not yet taken; the newest of them arrived at `arrival`.
-    // Counts anew from there after Restart, and when the count is off by more than the latency
-    // wanders. The newest frame is judged rather than the oldest one, which is late whenever the
-    // reader was.
+    // Counts anew from there after Restart, and when the count was off by more than the latency
+    // wanders for 0.3 s. The newest frame is judged rather than the oldest one, which is late
+    // whenever the reader was. After a reader's stall even the newest one is late for some
+    // milliseconds, until the server has sent what its socket had no room for.
     void Arrived(LONGLONG arrival, std::uint64_t waiting);
     // The next frames are taken, or are missing in the recording.
     void Take(std::uint64_t frames) { taken_ += frames; }
@@ -33,6 +34,8 @@ private:
     bool anchored_ = false;
     LONGLONG anchor_ = 0;      // the time of frame 0
     std::uint64_t taken_ = 0;  // since the anchor
+    bool doubted_ = false;
+    LONGLONG doubted_since_ = 0;
 };
 
 }  // namespace Vimbrel

@@ -185,7 +185,7 @@ HRESULT PulsePlaybackStream::WaitForRoom(std::size_t& room) {
         if (room > 0) return S_OK;
         if (corked_) {
             // It has no room until it starts or is interrupted.
-            pa_threaded_mainloop_wait(connection_->Loop().Get());
+            connection_->Loop().WaitUntil(PulseLoop::Clock::now() + std::chrono::hours(1));
             continue;
         }
         // A sink that is suspended, and a server that is frozen, never make room.

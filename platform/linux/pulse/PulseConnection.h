@@ -3,45 +3,13 @@
 
 #include <pulse/context.h>
 #include <pulse/operation.h>
-#include <pulse/thread-mainloop.h>
 #include <windows.h>
 
 #include <memory>
 
-#include "base/ThreadSafety.h"
+#include "platform/linux/pulse/PulseLoop.h"
 
 namespace Vimbrel {
-
-// The lock of libpulse's loop thread. Callbacks run with it held, on that thread. It is taken last:
-// nothing is called out of the sound bridge and no other lock of the engine is taken with it held,
-// but for leaves.
-class CAPABILITY("mutex") PulseLoop {
-public:
-    PulseLoop() : loop_(pa_threaded_mainloop_new()) {}
-    ~PulseLoop() {
-        if (loop_) pa_threaded_mainloop_free(loop_);
-    }
-    PulseLoop(const PulseLoop&) = delete;
-    PulseLoop& operator=(const PulseLoop&) = delete;
-
-    void Lock() ACQUIRE() { pa_threaded_mainloop_lock(loop_); }
-    void Unlock() RELEASE() { pa_threaded_mainloop_unlock(loop_); }
-    pa_threaded_mainloop* Get() const { return loop_; }
-
-private:
-    pa_threaded_mainloop* loop_;
-};
-
-class SCOPED_CAPABILITY PulseLock {
-public:
-    explicit PulseLock(PulseLoop& loop) ACQUIRE(loop) : loop_(loop) { loop_.Lock(); }
-    ~PulseLock() RELEASE() { loop_.Unlock(); }
-    PulseLock(const PulseLock&) = delete;
-    PulseLock& operator=(const PulseLock&) = delete;
-
-private:
-    PulseLoop& loop_;
-};
 
 // How long a request waits for a server that does not answer. libpulse itself would wait for half a
 // minute.
@@ -53,7 +21,7 @@ class PulseConnection {
 public:
     // To the server of the environment. Never starts one.
     static HRESULT Open(std::shared_ptr<PulseConnection>& connection);
-    // Not on the loop's own thread.
+    // Not in a callback.
     ~PulseConnection();
     PulseConnection(const PulseConnection&) = delete;
     PulseConnection& operator=(const PulseConnection&) = delete;
@@ -72,8 +40,8 @@ public:
     // result of the request itself reaches its callback.
     HRESULT Finish(pa_operation* operation, const char* step, Patience patience = Patience::usual)
         REQUIRES(loop_);
-    // On the loop's thread: ends waiting, to look again.
-    void Signal() { pa_threaded_mainloop_signal(loop_.Get(), 0); }
+    // In callbacks, and with the lock held: ends waiting, to look again.
+    void Signal() { loop_.Signal(); }
     // The last error of the context as a result code.
     HRESULT LastError(const char* step) REQUIRES(loop_);
 
@@ -82,7 +50,6 @@ private:
     HRESULT Connect();
 
     PulseLoop loop_;
-    bool running_ = false;
     pa_context* context_ PT_GUARDED_BY(loop_) = nullptr;
 };
 

@@ -61,7 +61,7 @@ private:
     HRESULT Request(pa_operation* operation, const bool& succeeded, const char* step,
                     Patience patience = Patience::usual) REQUIRES(connection_->Loop());
 
-    // The loop's thread holds the lock that the analysis misses here.
+    // libpulse's callbacks have the lock, which the analysis misses here.
     static void OnState(pa_stream* stream, void* self) NO_THREAD_SAFETY_ANALYSIS;
     static void OnPacket(pa_stream*, size_t, void* self) NO_THREAD_SAFETY_ANALYSIS;
     static void OnSuspended(pa_stream*, void* self) NO_THREAD_SAFETY_ANALYSIS;
@@ -77,7 +77,8 @@ private:
     LONGLONG arrival_ GUARDED_BY(connection_->Loop()) = 0;  // of the newest packet
     FrameClock clock_ GUARDED_BY(connection_->Loop());
     CaptureQueue queue_ GUARDED_BY(connection_->Loop());
-    bool peeked_ GUARDED_BY(connection_->Loop()) = false;  // the front of the queue
+    bool peeked_ GUARDED_BY(connection_->Loop()) = false;   // the front of the queue
+    bool dropped_ GUARDED_BY(connection_->Loop()) = false;  // a packet, since the last Peek
 };
 
 void OnSucceeded(pa_stream*, int success, void* succeeded) {
@@ -114,8 +115,7 @@ void PulseRecordStream::OnPacket(pa_stream*, size_t, void* self) {
     if (stream.Collect()) stream.arrival_ = now;
 }
 
-// Here and not in Peek: the server gets each packet's memory back, for which another thread would
-// have to wake this one.
+// Copies, since the server is to have its memory back while the reader has the packet.
 bool PulseRecordStream::Collect() {
     bool some = false;
     const void* data = nullptr;
@@ -171,6 +171,7 @@ PulseRecordStream::~PulseRecordStream() {
     pa_stream_set_suspended_callback(stream_, nullptr, nullptr);
     pa_stream_disconnect(stream_);
     pa_stream_unref(stream_);
+    connection_->Loop().Rouse();
 }
 
 HRESULT PulseRecordStream::State() {
@@ -248,6 +249,8 @@ HRESULT PulseRecordStream::SetVolume(double level) {
 HRESULT PulseRecordStream::Peek(Packet& packet) {
     packet = {};
     const PulseLock lock(connection_->Loop());
+    // Nothing has come since the reader took the last packet a moment ago.
+    if (!queue_.Front() && !std::exchange(dropped_, false)) connection_->Loop().Turn();
     while (const CaptureQueue::Packet* const front = queue_.Front()) {
         if (!peeked_) clock_.Arrived(arrival_, queue_.Frames());
         if (front->data) {
@@ -268,12 +271,14 @@ HRESULT PulseRecordStream::Drop() {
     if (!std::exchange(peeked_, false)) return S_OK;
     clock_.Take(queue_.Front()->frames);
     queue_.Pop();
+    dropped_ = true;
     return S_OK;
 }
 
 HRESULT PulseRecordStream::Waiting(std::uint32_t& frames) {
     frames = 0;
     const PulseLock lock(connection_->Loop());
+    connection_->Loop().Turn();
     const HRESULT hr = State();
     if (FAILED(hr)) return hr;
     frames = static_cast<std::uint32_t>(queue_.Frames());

@@ -209,6 +209,8 @@ std::ptrdiff_t Entries(const char* folder) {
 }
 
 TEST_P(SharedEngine, RoundsLeaveNothing) {
+    // What a slow round hears would be kept.
+    engine.SetDispatcher(nullptr);
     const auto round = [&] {
         engine.SetOutputDevice(L"Speakers");
         engine.SetInputDevice(L"Microphone");

@@ -16,7 +16,10 @@ namespace {
 constexpr CLSID microphone_class{
     0x5D6A2E4B, 0x2C5B, 0x4A63, {0x9F, 0x0C, 0x61, 0xB7, 0xA1, 0xC8, 0xE0, 0xD3}};
 
-constexpr std::chrono::milliseconds turn{10};
+// A thread that wakes seldom costs least. What came too late for its sample is not long in coming,
+// and a device that goes away is noticed soon.
+constexpr std::chrono::microseconds shortest_wait{10'000};
+constexpr std::chrono::microseconds longest_wait{50'000};
 constexpr LONGLONG units_per_second = 10'000'000;
 
 LONGLONG Now() {
@@ -127,8 +130,8 @@ bool Microphone::IsStopping() {
 }
 
 // False at the end.
-bool Microphone::WaitForSound() {
-    const auto end = std::chrono::steady_clock::now() + turn;
+bool Microphone::WaitForSound(std::chrono::microseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
     MutexLock guard(thread_lock_);
     while (!stopping_) {
         if (!stopped_.WaitUntil(guard, end)) return true;
@@ -136,9 +139,17 @@ bool Microphone::WaitForSound() {
     return false;
 }
 
+// Nothing is delivered before a sample is full.
+std::chrono::microseconds Microphone::TimeToFill() const {
+    if (!filling_) return shortest_wait;
+    const std::int64_t lacking = (filling_->GetSize() - filled_) / pin_.Format().nBlockAlign;
+    return std::clamp(std::chrono::microseconds(lacking * 1'000'000 / pin_.Format().nSamplesPerSec),
+                      shortest_wait, longest_wait);
+}
+
 void Microphone::Capture(const std::shared_ptr<RecordStream>& stream, LONGLONG run_start) {
     pin_.DeliverNewSegment(run_start, LLONG_MAX, 1.0);
-    while (WaitForSound()) {
+    while (WaitForSound(TimeToFill())) {
         const HRESULT hr = Drain(*stream, run_start);
         if (hr == S_OK) continue;
         // The receiver's refusals are the graph's matter.

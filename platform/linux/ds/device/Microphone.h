@@ -1,6 +1,7 @@
 // A source of the sound server as a filter.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
@@ -48,7 +49,8 @@ private:
     void EndThread() EXCLUDES(thread_lock_);
     void StopThread() EXCLUDES(thread_lock_);
     bool IsStopping() EXCLUDES(thread_lock_);
-    bool WaitForSound() EXCLUDES(thread_lock_);
+    bool WaitForSound(std::chrono::microseconds time) EXCLUDES(thread_lock_);
+    std::chrono::microseconds TimeToFill() const;
     LONGLONG RunStart(REFERENCE_TIME start);
     void Capture(const std::shared_ptr<RecordStream>& stream, LONGLONG run_start);
     HRESULT Drain(RecordStream& stream, LONGLONG run_start);

@@ -30,7 +30,7 @@ TEST(FrameClock, CountsFramesWhateverTheServersLatencyDoes) {
 TEST(FrameClock, MovesForPausesAndForWhatIsMissing) {
     struct Row {
         const char* what;
-        LONGLONG late;  // of the newest frame against its count
+        LONGLONG late;  // of the newest frames against their count, for 0.4 s
         bool restarted;
         std::uint64_t hole;  // frames
         LONGLONG moved;
@@ -50,18 +50,29 @@ TEST(FrameClock, MovesForPausesAndForWhatIsMissing) {
         clock.Take(rate / 10);
         if (row.restarted) clock.Restart();
         clock.Take(row.hole);
-        clock.Arrived(next + second / 10 + row.late, rate / 10);
+        for (int tenth = 1; tenth <= 4; ++tenth)
+            clock.Arrived(next + tenth * (second / 10) + row.late, tenth * rate / 10);
         EXPECT_EQ(clock.After(0), next + row.moved) << row.what;
     }
 }
 
-// A reader that comes late finds many packets: the oldest is late, the newest is not.
+// A reader that comes late finds many packets: the oldest is late, the newest is not. The server
+// may have sent only a part of them, and catches up.
 TEST(FrameClock, AReadersStallMovesNothing) {
+    constexpr LONGLONG packet = second / 100;
     FrameClock clock(rate);
     clock.Arrived(second, 441);
     const LONGLONG end = clock.After(441);
     clock.Take(441);
-    clock.Arrived(second + 30 * (second / 100), 30 * 441);
+    clock.Arrived(second + 30 * packet, 30 * 441);
+    EXPECT_EQ(clock.After(0), end);
+    for (int i = 0; i < 9; ++i) {
+        clock.Arrived(second + (130 + i) * packet, (30 + 11 * i) * 441);
+        EXPECT_EQ(clock.After(0), end) << i;
+    }
+    clock.Arrived(second + 140 * packet, 140 * 441);
+    // Doubts begin anew after that.
+    clock.Arrived(second + 170 * packet, 160 * 441);
     EXPECT_EQ(clock.After(0), end);
 }
 
