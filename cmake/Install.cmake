@@ -49,7 +49,7 @@ set(platform_headers
 set(VIMBREL_PC_PLATFORM_CFLAGS "")
 if(NOT WIN32)
     # Only here does something implement the cast's session and ask for the screen.
-    list(APPEND public_headers MediaRTMPCast.h ScreenAccess.h)
+    list(APPEND public_headers MediaRTMPCast.h ReconnectingCast.h ScreenAccess.h)
     list(TRANSFORM platform_headers PREPEND platform/include/)
     install(FILES ${platform_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vimbrel/platform)
     set(VIMBREL_PC_PLATFORM_CFLAGS " -I\${includedir}/vimbrel/platform")

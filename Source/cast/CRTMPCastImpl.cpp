@@ -146,7 +146,8 @@ void CRTMPCastImpl::SetVideoSample(unsigned char* data, unsigned width, unsigned
     auto packet = PicturePacket(data, width, height, row, static_cast<std::size_t>(stride), time);
     ++progress->taken;
     encoders.h264.post(packet);
-    progress->dropped = encoders.h264.dropped.load();
+    const std::uint64_t dropped = encoders.h264.dropped;
+    progress->dropped += dropped - counted_drops.exchange(dropped);
 } catch (const std::bad_alloc&) {
 }
 

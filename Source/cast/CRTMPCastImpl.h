@@ -51,6 +51,7 @@ public:
 
 private:
     const std::shared_ptr<RTMPCastProgress> progress;  // not null
+    std::atomic<std::uint64_t> counted_drops = 0;      // the encoder's, in `progress` already
     CastEncoders encoders;
     std::atomic<bool> audio_enabled = true;
     CastServer server;

@@ -1,7 +1,8 @@
-// The cast on the platform's publishing sessions.
+// The casts on the platform's publishing sessions.
 #include <new>
 
 #include "Source/cast/CRTMPCastImpl.h"
+#include "Source/cast/CReconnectingCast.h"
 #include "vimbrel/MediaRTMPCast.h"
 
 namespace Vimbrel {
@@ -10,6 +11,13 @@ std::unique_ptr<CMediaRTMPCast> CreateRTMPCast() { return CreateRTMPCast(RTMPCas
 
 std::unique_ptr<CMediaRTMPCast> CreateRTMPCast(const RTMPCastOptions& options) try {
     return std::make_unique<CRTMPCastImpl>(options, CreatePublishingSession);
+} catch (const std::bad_alloc&) {
+    return nullptr;
+}
+
+std::unique_ptr<CMediaRTMPCast> CreateReconnectingCast(const ReconnectingCastOptions& options) try {
+    return std::make_unique<CReconnectingCast>(
+        options, [](const RTMPCastOptions& cast) { return CreateRTMPCast(cast); });
 } catch (const std::bad_alloc&) {
     return nullptr;
 }

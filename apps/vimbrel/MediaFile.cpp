@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <thread>
 
 #include "PngFile.h"
@@ -86,6 +87,27 @@ void Print(const MediaSource::MEDIA_INFO& info, bool json) {
     PrintStreams("subtitles", info.subtitleStreams);
 }
 
+// Null with `error` set if it does not open.
+std::optional<MediaSource::MEDIA_INFO> OpenMedia(const std::filesystem::path& file,
+                                                 std::string& error) {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    std::optional<MediaSource::MEDIA_INFO> info;
+    {
+        Vimbrel::MediaSourceDS source;
+        source.SetFileName(Widen(file).c_str(), true);
+        bool opened = source.Open();
+        if (!opened) {
+            // Sound alone opens only with an output.
+            source.SetAudioRenderDevice(L"Default DirectSound Device");
+            opened = source.Open();
+        }
+        if (opened) info = source.GetMediaInfo();
+    }
+    CoUninitialize();
+    if (!info) error = file.string() + ": is not a media file that can be played";
+    return info;
+}
+
 }  // namespace
 
 bool WriteThumbnail(const std::filesystem::path& file, double seconds,
@@ -113,22 +135,13 @@ bool WriteThumbnail(const std::filesystem::path& file, double seconds,
 }
 
 bool PrintMediaInfo(const std::filesystem::path& file, bool json, std::string& error) {
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    bool opened = false;
-    {
-        Vimbrel::MediaSourceDS source;
-        source.SetFileName(Widen(file).c_str(), true);
-        opened = source.Open();
-        if (!opened) {
-            // Sound alone opens only with an output.
-            source.SetAudioRenderDevice(L"Default DirectSound Device");
-            opened = source.Open();
-        }
-        if (opened) Print(source.GetMediaInfo(), json);
-    }
-    CoUninitialize();
-    if (!opened) error = file.string() + ": is not a media file that can be played";
-    return opened;
+    const auto info = OpenMedia(file, error);
+    if (info) Print(*info, json);
+    return info.has_value();
+}
+
+bool CanPlayMedia(const std::filesystem::path& file, std::string& error) {
+    return OpenMedia(file, error).has_value();
 }
 
 }  // namespace studio

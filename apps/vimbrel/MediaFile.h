@@ -11,6 +11,9 @@ namespace studio {
 bool WriteThumbnail(const std::filesystem::path& file, double seconds,
                     const std::filesystem::path& out, std::string& error);
 
+// Whether it opens; otherwise `error` says what is wrong.
+bool CanPlayMedia(const std::filesystem::path& file, std::string& error);
+
 // Prints duration, size, rate and streams. False with `error` set if the file does not open.
 bool PrintMediaInfo(const std::filesystem::path& file, bool json, std::string& error);
 

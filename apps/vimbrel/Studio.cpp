@@ -1,7 +1,6 @@
 #include "Studio.h"
 
 #include <objbase.h>
-#include <wincodec.h>
 
 #include <chrono>
 #include <cmath>
@@ -10,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "ImagingFactory.h"
 #include "Interrupt.h"
 #include "Keys.h"
 #include "layers/Layer.h"
@@ -36,18 +36,6 @@ public:
 private:
     bool started;
 };
-
-struct Release {
-    void operator()(IWICImagingFactory* factory) const { factory->Release(); }
-};
-using Factory = std::unique_ptr<IWICImagingFactory, Release>;
-
-Factory MakeFactory() {
-    IWICImagingFactory* factory = nullptr;
-    CoCreateInstance(CLSID_WICImagingFactory2, nullptr, CLSCTX_INPROC_SERVER,
-                     IID_PPV_ARGS(&factory));
-    return Factory(factory);
-}
 
 // The moments at which frames are due.
 class Metronome {
@@ -91,7 +79,7 @@ public:
     SoundFeed(SoundMixer* mixer, int frames_per_second)
         : source(mixer), fps(static_cast<unsigned>(frames_per_second)) {}
 
-    void PushUpTo(std::uint64_t frame, const std::vector<std::unique_ptr<Output>>& outputs) {
+    void PushUpTo(std::uint64_t frame, const Outputs& outputs) {
         if (!source) return;
         const auto rate = static_cast<std::uint64_t>(source->Rate());
         const std::uint64_t end = frame * rate / fps;
@@ -112,8 +100,7 @@ private:
 };
 
 // Streams first: a server that does not answer is not to cost a file.
-bool StartOutputs(const Scene& scene, int sound_rate, std::vector<std::unique_ptr<Output>>& outputs,
-                  OutputFailure& failure) {
+bool StartOutputs(const Scene& scene, int sound_rate, Outputs& outputs, OutputFailure& failure) {
     outputs.resize(scene.outputs.size());
     for (const bool streams : {true, false}) {
         for (std::size_t i = 0; i < outputs.size(); ++i) {
@@ -125,25 +112,20 @@ bool StartOutputs(const Scene& scene, int sound_rate, std::vector<std::unique_pt
     return true;
 }
 
-struct Totals {
-    std::uint64_t frames = 0;   // composed
-    std::uint64_t skipped = 0;  // not composed, since the run was too far behind
-};
-
-Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, SoundMixer* sound,
-               std::vector<std::unique_ptr<Output>>& outputs, double seconds) {
+RunState Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, SoundMixer* sound,
+                 Outputs& outputs, double seconds, Progress& progress) {
     const int fps = scene.canvas.fps;
     // A short hold-up is made good by composing faster; beyond a second the lost time is given up.
     const std::uint64_t backlog_limit = static_cast<std::uint64_t>(fps);
     const std::uint64_t end =
         seconds > 0 ? static_cast<std::uint64_t>(std::llround(seconds * fps)) : UINT64_MAX;
     Raster canvas(scene.canvas.width, scene.canvas.height);
-    Progress progress;
-    Totals totals;
+    RunState state;
     SoundFeed feed(sound, fps);
     const auto show = [&](std::uint64_t frames) {
-        progress.Show(static_cast<double>(frames) / fps, totals.frames, totals.skipped, outputs,
-                      sound ? sound->Levels() : std::string());
+        state.seconds = static_cast<double>(frames) / fps;
+        if (sound) state.levels = sound->Levels();
+        progress.Show(state, outputs);
     };
     Keys keys;
     const Metronome metronome(fps);
@@ -154,7 +136,7 @@ Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, 
         if (key == 'q') break;
         if (key == 'm' && sound) sound->ToggleMicrophones();
         if (due > frame + backlog_limit) {
-            totals.skipped += due - frame;
+            state.skipped += due - frame;
             frame = due;
         }
         Clear(canvas, scene.canvas.background);
@@ -166,18 +148,18 @@ Totals Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, 
         for (const auto& output : outputs)
             output->Push(
                 canvas, static_cast<std::int64_t>(frame * 10'000'000 / static_cast<unsigned>(fps)));
-        ++totals.frames;
-        if (progress.IsDue(false)) show(frame + 1);
+        ++state.frames;
+        if (progress.IsDue()) show(frame + 1);
     }
     show(frame);
-    return totals;
+    return state;
 }
 
 }  // namespace
 
-ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seconds) {
+ExitCode RunScene(const Scene& scene, const std::string& scene_name, const RunSettings& settings) {
     const Com com;
-    const Factory factory = MakeFactory();
+    const ImagingFactory factory = MakeImagingFactory();
     if (!factory) {
         std::fprintf(stderr, "vimbrel: the imaging component cannot be created\n");
         return exit_output_failed;
@@ -200,7 +182,7 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
             return exit_bad_input;
         }
     }
-    std::vector<std::unique_ptr<Output>> outputs;
+    Outputs outputs;
     OutputFailure failure;
     if (!StartOutputs(scene, sound ? sound->Rate() : 0, outputs, failure)) {
         std::fprintf(stderr, "vimbrel: %s: %s\n", scene_name.c_str(), failure.error.c_str());
@@ -208,16 +190,17 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seco
     }
 
     WatchForInterrupt();
-    const Totals totals = Compose(scene, layers, sound.get(), outputs, seconds);
-    if (Interrupted()) std::printf("interrupted; finishing what was begun\n");
+    Progress progress(settings.json);
+    const RunState end = Compose(scene, layers, sound.get(), outputs, settings.seconds, progress);
+    if (Interrupted() && !settings.json) std::printf("interrupted; finishing what was begun\n");
     ExitCode code = exit_done;
     for (const auto& output : outputs) {
-        if (!output->Finish(error)) {
-            std::fprintf(stderr, "vimbrel: %s\n", error.c_str());
+        if (output->Finish(error)) {
+            progress.ShowEnd(*output, end.skipped);
+        } else {
+            progress.ShowFailure(*output, error);
             code = output->FailureCode();
-            continue;
         }
-        std::printf("%s\n", output->Summary(totals.skipped).c_str());
     }
     return code;
 }

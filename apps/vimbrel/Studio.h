@@ -14,8 +14,13 @@ enum ExitCode {
     exit_stream_refused = 4,
 };
 
-// Runs the scene by the clock until `seconds` have passed (0: for ever) or the user interrupts.
-// Messages and progress go to the terminal.
-ExitCode RunScene(const Scene& scene, const std::string& scene_name, double seconds);
+struct RunSettings {
+    double seconds = 0;  // 0: for ever
+    bool json = false;   // progress and ends of outputs as a JSON document per line
+};
+
+// Runs the scene by the clock until the seconds have passed or the user interrupts. Messages and
+// progress go to the terminal.
+ExitCode RunScene(const Scene& scene, const std::string& scene_name, const RunSettings& settings);
 
 }  // namespace studio

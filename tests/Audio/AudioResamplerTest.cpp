@@ -239,6 +239,12 @@ TEST_F(AudioResamplerCallsTest, CallsAndResultsPassThrough) {
     fake->type_result = MF_E_INVALIDMEDIATYPE;
     EXPECT_EQ(resampler.Initialize(&input, &engine_format), MF_E_INVALIDMEDIATYPE);
     fake->type_result = S_OK;
+    // Samples of 2 seconds hold less than 4 GiB.
+    WAVEFORMATEX endless = input;
+    endless.nAvgBytesPerSec = 0x8000'0000;
+    EXPECT_EQ(resampler.Initialize(&endless, &engine_format), E_OUTOFMEMORY);
+    EXPECT_EQ(resampler.Feed(block.data(), 100), E_FAIL);
+    EXPECT_TRUE(fake->messages.empty());
     fake->start_result = MF_E_NOTACCEPTING;
     EXPECT_EQ(resampler.Initialize(&input, &engine_format), MF_E_NOTACCEPTING);
     EXPECT_EQ(fake->messages, (std::vector<MFT_MESSAGE_TYPE>{MFT_MESSAGE_COMMAND_FLUSH,

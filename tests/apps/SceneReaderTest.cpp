@@ -197,7 +197,8 @@ TEST(SceneReader, TakesUrlsOfStreamsAlone) {
     };
     for (const auto& row : cases) {
         std::string error;
-        EXPECT_EQ(OutputFromUrl(row.url, "", "", error).has_value(), row.good) << row.url;
+        EXPECT_EQ(OutputFromUrl(StreamOptions{row.url, "", "", 0}, error).has_value(), row.good)
+            << row.url;
         EXPECT_EQ(error.empty(), row.good) << row.url;
     }
 }

@@ -33,6 +33,20 @@ expect() {
     fi
 }
 
+# Waits until the run has composed a frame.
+await_run() {
+    for _ in $(seq 200); do
+        grep -q frames output && break
+        sleep 0.1
+    done
+}
+
+# once_running COMMAND...: runs it beside the next run, when that has begun.
+once_running() {
+    : >output
+    (await_run; "$@") &
+}
+
 # scene LAYERS [CANVAS]: writes scene.json.
 scene() {
     local canvas=${2:-'"width": 160, "height": 120, "fps": 10, "background": "#203040"'}
@@ -180,9 +194,10 @@ grep -q "code 1" output2 &&
 echo "An interrupt ends it well"
 scene ""
 rm -f out.gif
+: >output
 "$vimbrel" run scene.json >output 2>&1 &
 pid=$!
-sleep 1
+await_run
 kill -INT $pid
 wait $pid || complain "an interrupted run gives $?"
 gifsicle --info out.gif 2>&1 | grep -q "logical screen 160x120" ||
@@ -269,13 +284,16 @@ rtmp {
     }
 }
 END
-/usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/error.log" &
-server=$!
-tries=0
-until (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || [ $tries = 100 ]; do
-    sleep 0.1
-    tries=$((tries + 1))
-done
+start_server() {
+    /usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/error.log" &
+    server=$!
+    local tries=0
+    until (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || [ $tries = 100 ]; do
+        sleep 0.1
+        tries=$((tries + 1))
+    done
+}
+start_server
 ffmpeg -v quiet -y -f lavfi -i sine=440:duration=5 tone.wav
 echo '{"canvas": {"width": 160, "height": 120, "fps": 10}, "layers": ['"$(picture photo.jpg)"'],
        "sound": [{"type": "file", "file": "tone.wav"}],
@@ -298,13 +316,26 @@ expect 4 "does not take the stream" \
 expect 2 "is no URL of a stream" run scene.json --seconds 1 --url nonsense
 expect 2 "is no URL of a stream" run scene.json --seconds 1 --url ""
 expect 2 "options, behind its blank, are not known" run scene.json --seconds 1 --url "$live/key a=b"
-(sleep 1.5; kill $server) &
+once_running kill $server
 timeout 60 "$vimbrel" run scene.json --seconds 4 --url "$live/other" >output 2>&1
 [ $? = 3 ] || complain "a lost link gives another exit code than 3: $(cat output)"
 grep -q "the link was lost" output && grep -q "wrote .*out.mp4: 40 frames" output ||
     complain "a lost link is not reported, or holds up the rest: $(cat output)"
 wait $server 2>/dev/null
 expect 3 "no connection to the server" run scene.json --seconds 1 --url "$live/key"
+start_server
+restart_server() {
+    kill -9 $server
+    sleep 0.3
+    start_server
+    echo $server >again
+}
+once_running restart_server
+timeout 60 "$vimbrel" run scene.json --seconds 6 --url "$live/other" --reconnect 9 >output 2>&1
+[ $? = 0 ] && grep -q "connected again once" output ||
+    complain "a stream does not come back to its server: $(cat output)"
+wait
+kill "$(cat again)"
 
 echo "A disk that is full"
 if unshare -m true 2>/dev/null; then
@@ -377,8 +408,27 @@ expect 2 "layers[0].region: is not within the screen, which is 320x240 at 0,0" \
     run scene.json --seconds 1
 scene '{"type": "window", "title": "no such", "rect": [0, 0, 80, 60]}'
 expect 2 "layers[0]: there is no such window" run scene.json --seconds 1
+expect 2 "layers[0]: there is no such window" run scene.json --dry-run
+expect 2 "there is no window" record out.mp4 --window "no such"
+expect 2 "is not X,Y,WIDTH,HEIGHT" record out.mp4 --region 1,2
+expect 0 "wrote" record out.mp4 --region 270,0,41,31 --seconds 1 --progress json
+grep -q '"event":"finished","frames":30,"name":"out.mp4"' output ||
+    complain "not the documents of a run: $(cat output)"
+[ "$(ffprobe -v error -show_entries stream=width,height,nb_frames -of csv=p=0 out.mp4)" \
+    = "40,30,30" ] || complain "another recording of a part of the screen"
+# A closed terminal and a reader that goes away cost no file.
+: >output
+"$vimbrel" record out.mp4 --no-sound >output 2>&1 &
+run=$!
+await_run
+kill -HUP $run
+wait $run || complain "a closed terminal fails the run: $(cat output)"
+"$vimbrel" record piped.mp4 --no-sound --seconds 2 | head -1 >/dev/null
+for file in out.mp4 piped.mp4; do
+    ffprobe -v error $file || complain "$file is not whole"
+done
 scene '{"type": "window", "title": "Blue clock", "rect": [0, 0, 80, 60]}'
-(sleep 0.7; kill $clock) &
+once_running kill $clock
 expect 0 "layers[0]: the window was closed" run scene.json --seconds 1.5
 # A screen that is turned during the run goes on; one that goes away is told.
 Xephyr -screen 160x120 -noreset -displayfd 3 3>turned 2>xephyr.log &
@@ -390,7 +440,11 @@ done
 scene '{"type": "screen", "cursor": false, "fit": "stretch", "rect": [0, 0, 80, 60]}'
 outer=$DISPLAY
 export DISPLAY=":$(cat turned)"
-(sleep 0.7; xrandr -o left; xsetroot -solid '#00ff00') &
+turn() {
+    xrandr -o left
+    xsetroot -solid '#00ff00'
+}
+once_running turn
 expect 0 "35 frames" run scene.json --seconds 3.5
 ffmpeg -v error -y -i out.gif -vf 'select=eq(n\,32)' -frames:v 1 shot4.png
 for at in 5,5 70,50; do close $at shot4.png 0 255 0; done
@@ -399,7 +453,7 @@ xrandr -o normal
 export DISPLAY=$outer
 kill $xephyr
 wait $xephyr
-(sleep 0.7; kill $server) &
+once_running kill $server
 gone="there is no screen to show: DISPLAY names no X server that answers; the last picture stays"
 expect 0 "layers[0]: $gone" run scene.json --seconds 3
 wait $server 2>/dev/null

@@ -38,6 +38,12 @@ public:
                          "/hls; hls_fragment 1s; hls_playlist_length 60s; hls_cleanup off; }\n"
                          "  application closed { live on; deny publish all; }\n"
                          "} }\n");
+        Start();
+    }
+
+    // Also once more, after Stop.
+    void Start() {
+        const std::string place = folder.path.string();
         process = std::make_unique<ChildProcess>(
             std::vector<std::string>{"/usr/sbin/nginx", "-p", place, "-c", place + "/nginx.conf",
                                      "-e", place + "/error.log"},

@@ -13,7 +13,7 @@ namespace {
 
 using Vimbrel::MediaSource;
 
-constexpr DWORD message_milliseconds = 50;
+constexpr DWORD camera_look_ms = 50;
 constexpr std::chrono::seconds between_attempts(1);
 
 }  // namespace
@@ -73,7 +73,7 @@ void CameraLayer::Run(const std::stop_token& stop, std::promise<std::string>& op
     opened.set_value(wrong);
     auto looked = std::chrono::steady_clock::now();
     while (wrong.empty() && !stop.stop_requested()) {
-        DispatchMessages(message_milliseconds);
+        DispatchMessages(camera_look_ms);
         if (camera && camera->GetState() == MediaSource::State::Stopped) {
             std::fprintf(stderr,
                          "vimbrel: %s: the camera is gone; the last picture stays until it is "

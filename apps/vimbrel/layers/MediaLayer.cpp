@@ -10,7 +10,7 @@ namespace {
 
 using Vimbrel::MediaSource;
 
-constexpr DWORD look_milliseconds = 20;
+constexpr DWORD message_wait_ms = 20;
 
 }  // namespace
 
@@ -73,7 +73,7 @@ void MediaLayer::Run(const std::stop_token& stop, std::promise<std::string>& ope
     // From here on the promise may be gone.
     opened.set_value(wrong);
     while (good && !stop.stop_requested()) {
-        DispatchMessages(look_milliseconds);
+        DispatchMessages(message_wait_ms);
         // The graph runs on at its end: a seek is enough.
         if (source.GetState() == MediaSource::State::Ended && description.loop) {
             source.Seek(description.start);

@@ -16,6 +16,9 @@ public:
     bool Ask(Kind kind, bool cursor, const std::string& place, std::string& error);
     // The chosen window.
     HWND Window() const { return access.Window(); }
+    // Of the picture that is shown; 0 where nobody is asked.
+    int Width() const { return access.Width(); }
+    int Height() const { return access.Height(); }
     // The user or the desktop has taken it back.
     bool IsEnded() const { return access.IsLost(); }
 

@@ -33,10 +33,6 @@ WAVEFORMATEX Format(int sound_rate) {
     return format;
 }
 
-std::string SizeName(int width, int height) {
-    return std::to_string(width) + "x" + std::to_string(height);
-}
-
 }  // namespace
 
 Mp4Output::Mp4Output(const OutputDescription& description, const CanvasDescription& canvas,
@@ -62,13 +58,6 @@ Mp4Output::~Mp4Output() {
 std::unique_ptr<Output> Mp4Output::Start(const OutputDescription& description,
                                          const CanvasDescription& canvas, int sound_rate,
                                          std::string& error) {
-    if (canvas.width % 2 != 0 || canvas.height % 2 != 0) {
-        error = description.place + ": an MP4 needs a canvas of even width and height: not " +
-                SizeName(canvas.width, canvas.height) + ", but " +
-                SizeName(canvas.width + canvas.width % 2, canvas.height + canvas.height % 2) +
-                " would do";
-        return nullptr;
-    }
     std::unique_ptr<Mp4Output> output(new Mp4Output(description, canvas, sound_rate));
     if (!output->recorder->Create(Widen(output->file))) {
         error = description.place + ".file: " + output->file.string() +

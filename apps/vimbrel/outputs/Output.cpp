@@ -30,9 +30,23 @@ std::string FileSummary(const std::filesystem::path& file, const OutputStatus& s
            std::to_string(status.dropped + skipped) + " dropped, " + SizeText(status.bytes);
 }
 
+std::string OddCanvas(const OutputDescription& description, const CanvasDescription& canvas) {
+    if (description.type == OutputType::Gif || (canvas.width % 2 == 0 && canvas.height % 2 == 0))
+        return {};
+    const auto size = [](int width, int height) {
+        return std::to_string(width) + "x" + std::to_string(height);
+    };
+    const std::string what = description.type == OutputType::Mp4 ? "an MP4" : "a stream";
+    return description.place + ": " + what + " needs a canvas of even width and height: not " +
+           size(canvas.width, canvas.height) + ", but " +
+           size(canvas.width + canvas.width % 2, canvas.height + canvas.height % 2) + " would do";
+}
+
 std::unique_ptr<Output> StartOutput(const OutputDescription& description,
                                     const CanvasDescription& canvas, int sound_rate,
                                     OutputFailure& failure) {
+    failure.error = OddCanvas(description, canvas);
+    if (!failure.error.empty()) return nullptr;
     switch (description.type) {
         case OutputType::Gif:
             return GifOutput::Start(description, canvas, failure.error);

@@ -54,6 +54,9 @@ std::string FileSummary(const std::filesystem::path& file, const OutputStatus& s
 // "12345 B", "1.2 MB".
 std::string SizeText(std::uint64_t bytes);
 
+// What is wrong with a canvas of that size for that output; empty if nothing is.
+std::string OddCanvas(const OutputDescription& description, const CanvasDescription& canvas);
+
 struct OutputFailure {
     std::string error;  // "place: what is wrong"
     ExitCode code = exit_bad_input;

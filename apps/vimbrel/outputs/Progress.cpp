@@ -3,39 +3,101 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace studio {
 
-Progress::Progress() : terminal(isatty(STDOUT_FILENO) != 0) {}
+namespace {
 
-Progress::~Progress() {
-    if (line_open) std::printf("\n");
+using Json = nlohmann::json;
+
+double Decibels(float peak) { return 20 * std::log10(static_cast<double>(peak)); }
+
+// As in "  mic -12 dB".
+std::string LevelText(const SoundLevel& level) {
+    char text[32] = "silent";
+    if (level.peak > 0) std::snprintf(text, sizeof text, "%.0f dB", Decibels(level.peak));
+    return "  " + level.name + " " + (level.muted ? "muted" : text);
 }
 
-bool Progress::IsDue(bool last) {
+// Names are those of files and devices, in which any byte may be.
+void PrintLine(const Json& document) {
+    std::printf("%s\n", document.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+    std::fflush(stdout);
+}
+
+Json StateOf(const Output& output) {
+    const OutputStatus status = output.Status();
+    return {{"name", output.ShortName()},
+            {"state", output.State()},
+            {"frames", status.written},
+            {"dropped", status.dropped},
+            {"bytes", status.bytes}};
+}
+
+Json StateOf(const SoundLevel& level) {
+    const Json peak = level.peak > 0 ? Json(Decibels(level.peak)) : Json(nullptr);
+    return {{"name", level.name}, {"peak", peak}, {"muted", level.muted}};
+}
+
+template <class List>
+Json StatesOf(const List& list) {
+    Json states = Json::array();
+    for (const auto& each : list) {
+        if constexpr (requires { *each; }) {
+            states.push_back(StateOf(*each));
+        } else {
+            states.push_back(StateOf(each));
+        }
+    }
+    return states;
+}
+
+}  // namespace
+
+Progress::Progress(bool as_json)
+    : json(as_json), terminal(!as_json && isatty(STDOUT_FILENO) != 0) {}
+
+Progress::~Progress() { EndLine(); }
+
+void Progress::EndLine() {
+    if (line_open) std::printf("\n");
+    line_open = false;
+}
+
+bool Progress::IsDue() {
     const auto now = std::chrono::steady_clock::now();
-    if (now < next && !last) return false;
-    next = now + (terminal ? std::chrono::milliseconds(200) : std::chrono::milliseconds(1000));
+    if (now < next) return false;
+    next = now + std::chrono::milliseconds(terminal || json ? 200 : 1000);
     return true;
 }
 
-void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t skipped,
-                    const std::vector<std::unique_ptr<Output>>& outputs,
-                    const std::string& levels) {
-    std::uint64_t dropped = skipped;
-    std::string sizes;
+void Progress::Show(const RunState& state, const Outputs& outputs) {
+    if (!json) return ShowText(state, outputs);
+    PrintLine({{"event", "progress"},
+               {"seconds", state.seconds},
+               {"frames", state.frames},
+               {"skipped", state.skipped},
+               {"outputs", StatesOf(outputs)},
+               {"sound", StatesOf(state.levels)}});
+}
+
+void Progress::ShowText(const RunState& state, const Outputs& outputs) {
+    std::uint64_t dropped = state.skipped;
+    std::string rest;
     for (const auto& output : outputs) {
-        const OutputStatus status = output->Status();
-        dropped += status.dropped;
-        sizes += "  " + output->ShortName() + " " + output->State();
+        dropped += output->Status().dropped;
+        rest += "  " + output->ShortName() + " " + output->State();
     }
-    const int minutes = static_cast<int>(scene_seconds / 60);
+    for (const SoundLevel& level : state.levels) rest += LevelText(level);
+    const int minutes = static_cast<int>(state.seconds / 60);
     char counts[96];
     std::snprintf(counts, sizeof counts, "%02d:%04.1f  frames %llu  dropped %llu", minutes,
-                  scene_seconds - minutes * 60, static_cast<unsigned long long>(frames),
+                  state.seconds - minutes * 60, static_cast<unsigned long long>(state.frames),
                   static_cast<unsigned long long>(dropped));
-    std::string line = counts + sizes + levels;
+    std::string line = counts + rest;
     if (terminal) {
         // The blanks cover what a longer line before may have left.
         longest = std::max(longest, line.size());
@@ -44,6 +106,25 @@ void Progress::Show(double scene_seconds, std::uint64_t frames, std::uint64_t sk
     std::printf(terminal ? "\r%s" : "%s\n", line.c_str());
     std::fflush(stdout);
     line_open = terminal;
+}
+
+void Progress::ShowEnd(const Output& output, std::uint64_t skipped) {
+    EndLine();
+    const std::string summary = output.Summary(skipped);
+    if (!json) {
+        std::printf("%s\n", summary.c_str());
+        return;
+    }
+    Json document = StateOf(output);
+    document["event"] = "finished";
+    document["summary"] = summary;
+    PrintLine(document);
+}
+
+void Progress::ShowFailure(const Output& output, const std::string& error) {
+    EndLine();
+    std::fprintf(stderr, "vimbrel: %s\n", error.c_str());
+    if (json) PrintLine({{"event", "failed"}, {"name", output.ShortName()}, {"error", error}});
 }
 
 }  // namespace studio

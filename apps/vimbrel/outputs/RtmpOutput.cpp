@@ -57,9 +57,13 @@ RtmpOutput::RtmpOutput(const OutputDescription& description, const CanvasDescrip
                        int rate_of_sound)
     : target(PublicUrl(description.stream.url)), sound_rate(rate_of_sound) {
     using Framing = Vimbrel::RTMPCastOptions::Framing;
-    cast = Vimbrel::CreateRTMPCast(
-        {.framing = description.stream.standard_framing ? Framing::Standard : Framing::Native,
-         .progress = progress});
+    const auto framing = description.stream.standard_framing ? Framing::Standard : Framing::Native;
+    cast = Vimbrel::CreateReconnectingCast({.cast = {.framing = framing, .progress = progress},
+                                            .attempts = description.stream.reconnect,
+                                            .on_change = [this](bool connected) {
+                                                away = !connected;
+                                                if (connected) ++returns;
+                                            }});
     if (!cast) throw std::bad_alloc();
     cast->SetServer(description.stream.url, description.stream.user, description.stream.password);
     cast->SetVideoOutputFormat(canvas.width, canvas.height, canvas.fps, 1);
@@ -74,14 +78,6 @@ RtmpOutput::~RtmpOutput() { cast->Stop(); }
 std::unique_ptr<Output> RtmpOutput::Start(const OutputDescription& description,
                                           const CanvasDescription& canvas, int sound_rate,
                                           OutputFailure& failure) {
-    if (canvas.width % 2 != 0 || canvas.height % 2 != 0) {
-        failure.error = description.place +
-                        ": a stream needs a canvas of even width and height: not " +
-                        std::to_string(canvas.width) + "x" + std::to_string(canvas.height) +
-                        ", but " + std::to_string(canvas.width + canvas.width % 2) + "x" +
-                        std::to_string(canvas.height + canvas.height % 2) + " would do";
-        return nullptr;
-    }
     std::unique_ptr<RtmpOutput> output(new RtmpOutput(description, canvas, sound_rate));
     const int status = output->cast->Start();
     if (status == Vimbrel::RTMPCAST_OK) return output;
@@ -119,7 +115,8 @@ void RtmpOutput::WaitUntilSent() const {
     constexpr auto longest_still = 3s;
     const auto start = Clock::now();
     auto still_since = start;
-    for (std::uint64_t last = 0; !lost && progress->sent + progress->dropped < progress->taken;) {
+    for (std::uint64_t last = 0;
+         !lost && !away && progress->sent + progress->dropped < progress->taken;) {
         const auto now = Clock::now();
         if (progress->sent != last) still_since = now;
         last = progress->sent;
@@ -127,13 +124,14 @@ void RtmpOutput::WaitUntilSent() const {
         std::this_thread::sleep_for(10ms);
     }
     // Nothing counts the sound: the last of it gets some time.
-    if (!lost) std::this_thread::sleep_for(100ms);
+    if (!lost && !away) std::this_thread::sleep_for(100ms);
 }
 
 bool RtmpOutput::Finish(std::string& error) {
     WaitUntilSent();
+    const bool ended_away = away;
     cast->Stop();
-    if (!lost) return true;
+    if (!lost && !ended_away) return true;
     error = target + ": the link was lost after " + std::to_string(progress->sent) + " frames";
     return false;
 }
@@ -143,14 +141,21 @@ OutputStatus RtmpOutput::Status() const {
 }
 
 std::string RtmpOutput::State() const {
-    return lost ? "lost" : RateText(cast->GetCurrentBitRate());
+    if (lost) return "lost";
+    return away ? "reconnecting" : RateText(cast->GetCurrentBitRate());
+}
+
+std::string RtmpOutput::Returns() const {
+    if (returns == 0) return {};
+    return returns == 1 ? ", connected again once"
+                        : ", connected again " + std::to_string(returns) + " times";
 }
 
 std::string RtmpOutput::Summary(std::uint64_t skipped) const {
     const std::uint64_t sent = progress->sent;
     return "cast to " + target + ": " + std::to_string(sent) + " frames, " +
            std::to_string(pushed - sent + skipped) + " dropped, " +
-           RateText(cast->GetAverageBitRate());
+           RateText(cast->GetAverageBitRate()) + Returns();
 }
 
 }  // namespace studio

@@ -7,11 +7,12 @@
 #include <vector>
 
 #include "outputs/Output.h"
-#include "vimbrel/MediaRTMPCast.h"
+#include "vimbrel/ReconnectingCast.h"
 
 namespace studio {
 
-// A lost link ends this output, and the run goes on with the others.
+// A lost link is made anew as often as the description says, or ends this output; the run goes on
+// with the others.
 class RtmpOutput final : public Output {
 public:
     static std::unique_ptr<Output> Start(const OutputDescription& description,
@@ -32,10 +33,13 @@ private:
     RtmpOutput(const OutputDescription& description, const CanvasDescription& canvas,
                int rate_of_sound);
     void WaitUntilSent() const;
+    std::string Returns() const;
 
     const std::string target;  // without the key, which gives access like a password
     const int sound_rate;
-    std::atomic<bool> lost{false};
+    std::atomic<bool> lost{false};  // for good
+    std::atomic<bool> away{false};
+    std::atomic<int> returns{0};
     std::uint64_t pushed = 0;
     const std::shared_ptr<Vimbrel::RTMPCastProgress> progress =
         std::make_shared<Vimbrel::RTMPCastProgress>();

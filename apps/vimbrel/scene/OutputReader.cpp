@@ -56,11 +56,13 @@ bool IsStreamUrl(std::string_view url) {
     return key != target.npos && key > application + 1 && target.back() != '/';
 }
 
+constexpr int most_attempts = 1'000'000;
+
 constexpr const char* no_url =
     "this is no URL of a stream; one is rtmp://HOST[:PORT]/APPLICATION/KEY, or rtmps";
 
 StreamDescription ReadStream(const SceneNode& node, const std::filesystem::path& folder) {
-    node.AllowOnly({"type", "url", "quality", "user", "password-file", "framing"});
+    node.AllowOnly({"type", "url", "quality", "user", "password-file", "framing", "reconnect"});
     StreamDescription stream;
     stream.url = node.Text("url");
     if (!IsStreamUrl(stream.url)) FailScene(node.PlaceOf("url"), no_url);
@@ -79,6 +81,7 @@ StreamDescription ReadStream(const SceneNode& node, const std::filesystem::path&
         }
         stream.standard_framing = framing == "standard";
     }
+    if (node.Has("reconnect")) stream.reconnect = node.Integer("reconnect", 0, most_attempts);
     return stream;
 }
 
@@ -121,20 +124,19 @@ std::optional<OutputDescription> OutputFromFileName(const std::string& name, std
     return output;
 }
 
-std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user,
-                                               const std::string& password_file,
-                                               std::string& error) {
-    if (!IsStreamUrl(url)) {
+std::optional<OutputDescription> OutputFromUrl(const StreamOptions& options, std::string& error) {
+    if (!IsStreamUrl(options.url)) {
         error = std::string("--url: ") + no_url;
         return std::nullopt;
     }
     OutputDescription output;
     output.place = "--url";
     output.type = OutputType::Rtmp;
-    output.stream.url = url;
-    output.stream.user = user;
-    if (!password_file.empty()) {
-        const auto password = ReadPassword(password_file, error);
+    output.stream.url = options.url;
+    output.stream.user = options.user;
+    output.stream.reconnect = options.reconnect;
+    if (!options.password_file.empty()) {
+        const auto password = ReadPassword(options.password_file, error);
         if (!password) return std::nullopt;
         output.stream.password = *password;
     }

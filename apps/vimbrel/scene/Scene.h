@@ -130,6 +130,15 @@ struct StreamDescription {
     std::string user;
     std::string password;
     bool standard_framing = true;
+    int reconnect = 0;  // attempts in a row that may fail after the link was lost
+};
+
+// A stream as the command line names it.
+struct StreamOptions {
+    std::string url;
+    std::string user;
+    std::string password_file;
+    int reconnect = 0;
 };
 
 struct OutputDescription {
@@ -168,9 +177,7 @@ std::optional<OutputDescription> OutputFromFileName(const std::string& name, std
 // An output named on the command line by its URL. The password is the first line of
 // `password_file`, if that is not empty. Null with `error` set if that cannot be read, or if this
 // is no URL.
-std::optional<OutputDescription> OutputFromUrl(const std::string& url, const std::string& user,
-                                               const std::string& password_file,
-                                               std::string& error);
+std::optional<OutputDescription> OutputFromUrl(const StreamOptions& options, std::string& error);
 
 // Whether two outputs would write one file or one stream; then `error` says which.
 bool OutputsCollide(const std::vector<OutputDescription>& outputs, std::string& error);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <utility>
 
 #include "sound/MediaSound.h"
@@ -56,15 +55,11 @@ std::unique_ptr<SoundMixer> SoundMixer::Open(const std::vector<SoundDescription>
     return mixer;
 }
 
-std::string SoundMixer::Levels() {
-    std::string levels;
-    for (Track& track : tracks) {
-        const bool muted = track.live && track.live->IsMuted();
-        char text[32] = "silent";
-        if (const float peak = std::exchange(track.peak, 0.0F); peak > 0)
-            std::snprintf(text, sizeof text, "%.0f dB", 20 * std::log10(peak));
-        levels += "  " + track.name + " " + (muted ? "muted" : text);
-    }
+std::vector<SoundLevel> SoundMixer::Levels() {
+    std::vector<SoundLevel> levels;
+    for (Track& track : tracks)
+        levels.push_back(
+            {track.name, std::exchange(track.peak, 0.0F), track.live && track.live->IsMuted()});
     return levels;
 }
 

@@ -12,6 +12,12 @@
 
 namespace studio {
 
+struct SoundLevel {
+    std::string name;  // of the source
+    float peak = 0;    // 1 is full scale
+    bool muted = false;
+};
+
 class SoundMixer {
 public:
     static constexpr int channels = 2;
@@ -28,8 +34,8 @@ public:
     // next call.
     const std::int16_t* Read(std::size_t frames);
 
-    // The loudest sample of each source since the last call, as in "mic -12 dB".
-    std::string Levels();
+    // The loudest sample of each source since the last call.
+    std::vector<SoundLevel> Levels();
     // Of all microphones at once: silent, unless all are, which are heard again then.
     void ToggleMicrophones();
 

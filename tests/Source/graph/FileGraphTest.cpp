@@ -13,42 +13,48 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// What is not there, or does not do what it should.
-enum Fault : unsigned {
+// What is not there, or not as usual.
+enum Condition : unsigned {
     no_graph = 1,
     no_splitter_source = 2,
     no_splitter = 4,
     no_video_decoder = 8,
     no_audio_decoder = 16,
     no_subtitle_filter = 32,
-    no_loader = 64,     // the splitter source cannot load files
-    refuses = 128,      // nor this one
-    no_outputs = 256,   // its streams are of unknown kinds
-    wide_samples = 512  // which the pitch filter does not take
+    no_loader = 64,       // the splitter source cannot load files
+    refuses = 128,        // nor this one
+    no_outputs = 256,     // its streams are of unknown kinds
+    wide_samples = 512,   // which the pitch filter does not take
+    no_pictures = 1024,   // in the file
+    no_sound = 2048,      // in the file
+    no_device = 4096,     // is set
+    other_device = 8192,  // is set, which there is not
+    sound_wanted = 16384  // and no pictures
 };
+
+enum Outcome : unsigned { fails = 0, has_video = 1, has_audio = 2, has_both = 3 };
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 class Splitter final : public TestSource {
 public:
-    Splitter(unsigned faults, bool pictures, bool sound) : TestSource(2), fault(faults) {
-        const bool wide = (faults & wide_samples) != 0;
+    explicit Splitter(unsigned value) : TestSource(2), conditions(value) {
         WAVEFORMATEX format{WAVE_FORMAT_PCM, 2, 44'100, 176'400, 4, 16, 0};
-        if (wide) format = {WAVE_FORMAT_PCM, 2, 44'100, 352'800, 8, 32, 0};
+        if (Is(wide_samples)) format = {WAVE_FORMAT_PCM, 2, 44'100, 352'800, 8, 32, 0};
         CMediaType pcm;
         pcm.majortype = MEDIATYPE_Audio;
         pcm.subtype = MEDIASUBTYPE_PCM;
         pcm.SetFormat(FORMAT_WaveFormatEx, &format, sizeof format);
         CMediaType unknown;
         unknown.majortype = CLSID_FilterGraph;
-        const bool known = (faults & no_outputs) == 0;
-        Output(0).types = {known && pictures ? VideoType(MEDIASUBTYPE_RGB32, 8, -4, 128) : unknown};
-        Output(1).types = {known && sound ? pcm : unknown};
+        const CMediaType pictures = VideoType(MEDIASUBTYPE_RGB32, 8, -4, 128);
+        Output(0).types = {Is(no_outputs | no_pictures) ? unknown : pictures};
+        Output(1).types = {Is(no_outputs | no_sound) ? unknown : pcm};
     }
 
 protected:
     void* FindInterface(REFIID iid) override {
-        if (iid == __uuidof(IFileSourceFilter) && (fault & no_loader) == 0)
+        if (iid == __uuidof(IFileSourceFilter) && !Is(no_loader))
             return static_cast<IFileSourceFilter*>(&loader);
         return TestSource::FindInterface(iid);
     }
@@ -58,7 +64,7 @@ private:
     public:
         explicit Loader(Splitter& splitter) : Face(splitter), owner(splitter) {}
         HRESULT STDMETHODCALLTYPE Load(LPCOLESTR, const AM_MEDIA_TYPE*) override {
-            return (owner.fault & refuses) != 0 ? VFW_E_CANNOT_RENDER : S_OK;
+            return owner.Is(refuses) ? VFW_E_CANNOT_RENDER : S_OK;
         }
         HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR*, AM_MEDIA_TYPE*) override {
             return E_NOTIMPL;
@@ -68,7 +74,9 @@ private:
         Splitter& owner;
     };
 
-    const unsigned fault;
+    bool Is(unsigned any) const { return (conditions & any) != 0; }
+
+    const unsigned conditions;
     Loader loader{*this};
 };
 
@@ -88,14 +96,8 @@ private:
 
 struct Case {
     const char* name;
-    unsigned faults;
-    bool pictures;  // in the file
-    bool sound;
-    const wchar_t* device;
-    bool with_video;
-    bool opens;
-    bool has_video;
-    bool has_audio;
+    unsigned conditions;
+    unsigned outcome;
     Lines log;  // levels and texts
 };
 
@@ -105,7 +107,8 @@ class FileGraphs : public testing::TestWithParam<Case> {
 protected:
     FileGraphs() {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        Override(class_splitter_source, no_splitter_source, [] { return MakeSplitter(); });
+        Override(class_splitter_source, no_splitter_source,
+                 [] { return new Splitter(GetParam().conditions); });
         // A splitter without a source has nothing to connect to.
         Override(class_splitter, no_splitter, [] { return new PassingDecoder(GUID_NULL); });
         Override(class_video_decoder, no_video_decoder,
@@ -114,7 +117,7 @@ protected:
                  [] { return new PassingDecoder(MEDIATYPE_Audio); });
         Override(class_subtitle_filter, no_subtitle_filter,
                  [] { return new PassingDecoder(MEDIATYPE_Video); });
-        if ((GetParam().faults & no_graph) != 0)
+        if ((GetParam().conditions & no_graph) != 0)
             overrides.push_back(std::make_unique<ScopedClassOverride>(
                 CLSID_FilterGraph, [](REFIID, void**) { return REGDB_E_CLASSNOTREG; }));
         lists.outputs.push_back({L"DirectSound: Speakers", [](REFIID iid, void** object) {
@@ -128,17 +131,14 @@ protected:
         CoUninitialize();
     }
     template <class Make>
-    void Override(REFCLSID clsid, unsigned fault, Make make) {
+    void Override(REFCLSID clsid, unsigned absent, Make make) {
         overrides.push_back(std::make_unique<ScopedClassOverride>(
-            clsid, [fault, make](REFIID iid, void** object) -> HRESULT {
-                if ((GetParam().faults & fault) != 0) return REGDB_E_CLASSNOTREG;
+            clsid, [absent, make](REFIID iid, void** object) -> HRESULT {
+                if ((GetParam().conditions & absent) != 0) return REGDB_E_CLASSNOTREG;
                 ComPtr<CBaseFilter> made;
                 made.Attach(make());
                 return made->QueryInterface(iid, object);
             }));
-    }
-    static Splitter* MakeSplitter() {
-        return new Splitter(GetParam().faults, GetParam().pictures, GetParam().sound);
     }
     static Lines Log() {
         Lines lines;
@@ -165,19 +165,20 @@ protected:
 };
 
 TEST_P(FileGraphs, AreBuiltStepByStep) {
-    const Case& each = GetParam();
+    const auto& [name, conditions, outcome, log] = GetParam();
     MediaSourceDS source;
-    source.SetFileName(L"film.mkv", each.with_video);
-    source.SetAudioRenderDevice(each.device);
+    source.SetFileName(L"film.mkv", (conditions & sound_wanted) == 0);
+    if ((conditions & no_device) == 0)
+        source.SetAudioRenderDevice((conditions & other_device) != 0 ? L"Horn" : L"Speakers");
     source.SetAutoloadSubtitle(true);
     TakeLog();
-    EXPECT_EQ(source.Open(), each.opens);
+    EXPECT_EQ(source.Open(), outcome != fails);
     EXPECT_EQ(source.GetState(),
-              each.opens ? MediaSource::State::Opened : MediaSource::State::Closed);
-    EXPECT_EQ(Comparable(Log()), Comparable(each.log));
-    if (each.opens) {
-        EXPECT_EQ(source.GetMediaInfo().hasVideo, each.has_video);
-        EXPECT_EQ(source.GetMediaInfo().hasAudio, each.has_audio);
+              outcome != fails ? MediaSource::State::Opened : MediaSource::State::Closed);
+    EXPECT_EQ(Comparable(Log()), Comparable(log));
+    if (outcome != fails) {
+        EXPECT_EQ(source.GetMediaInfo().hasVideo, (outcome & has_video) != 0);
+        EXPECT_EQ(source.GetMediaInfo().hasAudio, (outcome & has_audio) != 0);
     }
     source.Close();
     EXPECT_EQ(TestSource::alive, 0) << "nobody holds the graph any more";
@@ -198,178 +199,72 @@ const std::string no_sink_left = "0 Remove video renderer (not connected)";
 const std::string no_renderer_left = "0 Remove audio renderer (not connected)";
 const std::string nothing_rendered = "4 No pins could be renderered!";
 
-INSTANTIATE_TEST_SUITE_P(
-    All, FileGraphs,
-    testing::Values(
-        Case{"Whole",
-             0,
-             true,
-             true,
-             L"Speakers",
-             true,
-             true,
-             true,
-             true,
-             {source_file, video_file, audio_file, speakers}},
-        Case{"NoDevice",
-             0,
-             true,
-             true,
-             L"",
-             true,
-             true,
-             true,
-             false,
-             {source_file, video_file, audio_file, no_audio_left}},
-        Case{"UnknownDevice",
-             0,
-             true,
-             true,
-             L"Horn",
-             true,
-             true,
-             true,
-             false,
-             {source_file, video_file, audio_file, "4 Get audio renderer failed: Horn",
-              no_audio_left}},
-        Case{"PicturesOnly",
-             0,
-             true,
-             false,
-             L"Speakers",
-             true,
-             true,
-             true,
-             false,
-             {source_file, video_file, audio_file, speakers, no_renderer_left, no_audio_left}},
-        Case{"SoundOnly",
-             0,
-             false,
-             true,
-             L"Speakers",
-             true,
-             true,
-             false,
-             true,
-             {source_file, video_file, audio_file, speakers, no_video_left, no_sink_left}},
-        Case{"SoundWanted",
-             0,
-             true,
-             true,
-             L"Speakers",
-             false,
-             true,
-             false,
-             true,
-             {source_file, video_file, audio_file, speakers, no_video_left}},
-        Case{"SoundWantedWithoutDevice",
-             0,
-             true,
-             true,
-             L"",
-             false,
-             false,
-             false,
-             false,
-             {source_file, video_file, audio_file}},
-        Case{"NoGraph",
-             no_graph,
-             true,
-             true,
-             L"Speakers",
-             true,
-             false,
-             false,
-             false,
-             {"4 Create IGraphBuilder failed - 0x80040154"}},
-        Case{"NoSplitterSource",
-             no_splitter_source,
-             true,
-             true,
-             L"Speakers",
-             true,
-             false,
-             false,
-             false,
-             {source_file, "4 Create splitter source failed - 0x80040154", splitter_file,
-              splitter_added, video_file, audio_file, "4 AddSourceFilter failed - 0x80040154"}},
-        Case{"NoSplitterAtAll",
-             no_splitter_source | no_splitter,
-             true,
-             true,
-             L"Speakers",
-             true,
-             false,
-             false,
-             false,
-             {source_file, "4 Create splitter source failed - 0x80040154", splitter_file,
-              "4 Create splitter filter failed - 0x80040154", video_file, audio_file,
-              "4 AddSourceFilter failed - 0x80040154"}},
-        Case{"SplitterSourceRefuses",
-             refuses,
-             true,
-             true,
-             L"Speakers",
-             true,
-             false,
-             false,
-             false,
-             {source_file, "3 Splitter source failed to load file - 0x80040218", splitter_file,
-              splitter_added, video_file, audio_file, "4 AddSourceFilter failed - 0x80040218"}},
-        Case{"SplitterSourceLoadsNothing",
-             no_loader,
-             true,
-             true,
-             L"Speakers",
-             true,
-             false,
-             false,
-             false,
-             {source_file, "3 Splitter source failed to load file - 0x80004002", splitter_file,
-              splitter_added, video_file, audio_file, "4 AddSourceFilter failed - 0x80004002"}},
-        Case{"NoDecoders",
-             no_video_decoder | no_audio_decoder,
-             true,
-             true,
-             L"Speakers",
-             true,
-             true,
-             true,
-             true,
-             {source_file, video_file, "4 Create video decoder failed - 0x80040154", audio_file,
-              "4 Create audio decoder failed - 0x80040154", speakers}},
-        Case{"NoSubtitleFilter",
-             no_subtitle_filter,
-             true,
-             true,
-             L"Speakers",
-             true,
-             true,
-             true,
-             true,
-             {source_file, video_file, audio_file, speakers, "3 Add vsfilter failed!"}},
-        Case{"NoPitchFilter",
-             wide_samples,
-             true,
-             true,
-             L"Speakers",
-             true,
-             true,
-             true,
-             true,
-             {source_file, video_file, audio_file, speakers,
-              "4 Connect to audio processor failed - 0x80040217"}},
-        Case{"NothingKnown",
-             no_outputs,
-             true,
-             true,
-             L"Speakers",
-             true,
-             false,
-             false,
-             false,
-             {source_file, video_file, audio_file, speakers, nothing_rendered}}),
-    testing::PrintToStringParamName());
+const Case cases[] = {
+    {"Whole", 0, has_both, {source_file, video_file, audio_file, speakers}},
+    {"NoDevice", no_device, has_video, {source_file, video_file, audio_file, no_audio_left}},
+    {"UnknownDevice",
+     other_device,
+     has_video,
+     {source_file, video_file, audio_file, "4 Get audio renderer failed: Horn", no_audio_left}},
+    {"PicturesOnly",
+     no_sound,
+     has_video,
+     {source_file, video_file, audio_file, speakers, no_renderer_left, no_audio_left}},
+    {"SoundOnly",
+     no_pictures,
+     has_audio,
+     {source_file, video_file, audio_file, speakers, no_video_left, no_sink_left}},
+    {"SoundWanted",
+     sound_wanted,
+     has_audio,
+     {source_file, video_file, audio_file, speakers, no_video_left}},
+    {"SoundWantedWithoutDevice",
+     no_device | sound_wanted,
+     fails,
+     {source_file, video_file, audio_file}},
+    {"NoGraph", no_graph, fails, {"4 Create IGraphBuilder failed - 0x80040154"}},
+    {"NoSplitterSource",
+     no_splitter_source,
+     fails,
+     {source_file, "4 Create splitter source failed - 0x80040154", splitter_file, splitter_added,
+      video_file, audio_file, "4 AddSourceFilter failed - 0x80040154"}},
+    {"NoSplitterAtAll",
+     no_splitter_source | no_splitter,
+     fails,
+     {source_file, "4 Create splitter source failed - 0x80040154", splitter_file,
+      "4 Create splitter filter failed - 0x80040154", video_file, audio_file,
+      "4 AddSourceFilter failed - 0x80040154"}},
+    {"SplitterSourceRefuses",
+     refuses,
+     fails,
+     {source_file, "3 Splitter source failed to load file - 0x80040218", splitter_file,
+      splitter_added, video_file, audio_file, "4 AddSourceFilter failed - 0x80040218"}},
+    {"SplitterSourceLoadsNothing",
+     no_loader,
+     fails,
+     {source_file, "3 Splitter source failed to load file - 0x80004002", splitter_file,
+      splitter_added, video_file, audio_file, "4 AddSourceFilter failed - 0x80004002"}},
+    {"NoDecoders",
+     no_video_decoder | no_audio_decoder,
+     has_both,
+     {source_file, video_file, "4 Create video decoder failed - 0x80040154", audio_file,
+      "4 Create audio decoder failed - 0x80040154", speakers}},
+    {"NoSubtitleFilter",
+     no_subtitle_filter,
+     has_both,
+     {source_file, video_file, audio_file, speakers, "3 Add vsfilter failed!"}},
+    {"NoPitchFilter",
+     wide_samples,
+     has_both,
+     {source_file, video_file, audio_file, speakers,
+      "4 Connect to audio processor failed - 0x80040217"}},
+    {"NothingKnown",
+     no_outputs,
+     fails,
+     {source_file, video_file, audio_file, speakers, nothing_rendered}}};
+
+INSTANTIATE_TEST_SUITE_P(All, FileGraphs, testing::ValuesIn(cases),
+                         testing::PrintToStringParamName());
 
 }  // namespace
 }  // namespace Vimbrel::test

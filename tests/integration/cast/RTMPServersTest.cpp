@@ -3,6 +3,7 @@
 
 #include "tests/support/CastSession.h"
 #include "tests/support/RtmpServer.h"
+#include "vimbrel/ReconnectingCast.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -24,6 +25,39 @@ TEST(RTMPServers, AServerThatDiesIsALostLink) {
     cast->Stop();
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(status, RTMPCAST_CONNECTION_FAILED);
+}
+
+TEST(RTMPServers, AStreamComesBackToAServerThatDied) {
+    RtmpServer server;
+    std::atomic<int> losses{0};
+    std::atomic<int> returns{0};
+    const auto progress = std::make_shared<RTMPCastProgress>();
+    const auto cast = CreateReconnectingCast(
+        {.cast = {.framing = Framing::Standard, .progress = progress},
+         .first_wait = 50ms,
+         .on_change = [&](bool connected) { ++(connected ? returns : losses); }});
+    ASSERT_TRUE(cast);
+    cast->SetServer(server.Url("live", "key"), "", "");
+    cast->SetVideoOutputFormat(width, height, 30, 1);
+    ASSERT_EQ(cast->Start(), 0);
+    Play(*cast, 15);
+    server.Stop();
+    for (int i = 0; i < 40 && losses == 0; ++i) Play(*cast, 5);
+    EXPECT_EQ(returns, 0);
+    const std::uint64_t before = progress->sent;
+    std::filesystem::remove(server.Recording("key"));
+    server.Start();
+    for (int i = 0; i < 40 && returns == 0; ++i) Play(*cast, 5);
+    Play(*cast, 30);
+    EXPECT_TRUE(WaitUntil([&] { return progress->taken == progress->sent + progress->dropped; }));
+    cast->Stop();
+    EXPECT_EQ(losses, 1);
+    EXPECT_EQ(returns, 1);
+    ASSERT_TRUE(server.WaitForFiles());
+    EXPECT_EQ(server.folder.Run("ffprobe -v quiet -select_streams v -count_frames -show_entries "
+                                "stream=nb_read_frames -of csv=p=0 " +
+                                server.Recording("key").string()),
+              std::to_string(progress->sent - before) + "\n");
 }
 
 // With a certificate that nobody vouches for: it is not looked at, and so the cast stands.
