@@ -175,8 +175,12 @@ protected:
         ASSERT_FALSE(heard.empty()) << what;
         std::sort(heard.begin(), heard.end());
         const double median = heard[heard.size() / 2];
-        std::printf("%s: %zu beeps, %.1f to %.1f ms after their flashes, median %.1f ms\n",
-                    what.c_str(), heard.size(), heard.front(), heard.back(), median);
+        const auto close = std::count_if(heard.begin(), heard.end(),
+                                         [](double each) { return std::abs(each) < 20; });
+        std::printf(
+            "%s: %zu beeps, %.1f to %.1f ms after their flashes, median %.1f ms, %td within 20 "
+            "ms\n",
+            what.c_str(), heard.size(), heard.front(), heard.back(), median, close);
         if (is_long) {
             EXPECT_LT(std::abs(median), 20.0) << what;
         }
