@@ -1,6 +1,5 @@
 #include "MediaFile.h"
 
-#include <cairo/cairo.h>
 #include <objbase.h>
 
 #include <chrono>
@@ -13,7 +12,7 @@
 #include <optional>
 #include <thread>
 
-#include "scene/Raster.h"
+#include "PngFile.h"
 #include "scene/WideText.h"
 #include "vimbrel/DSGetVideoFrame.h"
 #include "vimbrel/MediaSourceDS.h"
@@ -53,14 +52,6 @@ void RunRequest(const std::shared_ptr<Request>& request) {
     Vimbrel::DSGetVideoFrame(request->file.c_str(), request->seconds, request.get(), TakePicture);
     CoUninitialize();
     std::call_once(request->once, [&] { request->picture.set_value(Raster()); });
-}
-
-bool WritePng(Raster& picture, const std::filesystem::path& out) {
-    cairo_surface_t* const surface = cairo_image_surface_create_for_data(
-        picture.pixels.data(), CAIRO_FORMAT_RGB24, picture.width, picture.height, picture.Stride());
-    const cairo_status_t status = cairo_surface_write_to_png(surface, out.c_str());
-    cairo_surface_destroy(surface);
-    return status == CAIRO_STATUS_SUCCESS;
 }
 
 nlohmann::json ListOf(const std::vector<Vimbrel::StreamInfo>& streams) {
@@ -132,15 +123,15 @@ bool WriteThumbnail(const std::filesystem::path& file, double seconds,
         std::fflush(nullptr);
         std::_Exit(1);
     }
-    thread.join();
-    Raster picture = result.get();
+    const Raster picture = result.get();
     if (picture.width == 0) {
         error = file.string() + ": there is no picture in it";
-        return false;
+    } else if (!WritePng(picture, out)) {
+        error = out.string() + ": cannot be written";
     }
-    if (WritePng(picture, out)) return true;
-    error = out.string() + ": cannot be written";
-    return false;
+    // The graph has been taken down meanwhile.
+    thread.join();
+    return error.empty();
 }
 
 bool PrintMediaInfo(const std::filesystem::path& file, bool json, std::string& error) {

@@ -65,22 +65,27 @@ bool ShowScreen(const std::string& region, ScreenPermission& permission, Shown& 
         }
     }
     shown.content = description;
-    std::optional<Rect> area = description.region;
+    // No optional, which g++ 12 takes for uninitialised in the batches of the sanitizers.
+    bool found = description.region.has_value();
+    Rect area = description.region.value_or(Rect());
     if (IsPermissionNeeded()) {
         if (!permission.Ask(ScreenPermission::Kind::Desktop, true, "screen", error)) return false;
-        if (!area && permission.Width() > 0)
+        if (!found && permission.Width() > 0) {
             area = Rect{0, 0, permission.Width(), permission.Height()};
-    } else if (const auto primary = PrimaryArea(); !area) {
-        area = primary;
-    } else if (!primary) {
-        area.reset();
+            found = true;
+        }
+    } else if (const auto primary = PrimaryArea(); !primary) {
+        found = false;
+    } else if (!found) {
+        area = *primary;
+        found = true;
     }
-    if (!area) {
+    if (!found) {
         error = no_screen;
         return false;
     }
-    shown.width = area->width;
-    shown.height = area->height;
+    shown.width = area.width;
+    shown.height = area.height;
     return true;
 }
 

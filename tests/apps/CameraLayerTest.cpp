@@ -95,6 +95,8 @@ TEST_F(CameraLayerTest, TheListMarksTheFormatThatALayerWithoutOneGets) {
         return formats;
     };
     EXPECT_EQ(marked(), "320x240@30 YUY2");
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), RPC_E_CHANGED_MODE)
+        << "the test's own start of COM stands";
     // None of those that are listed.
     device->state->rate = {1, 5};
     EXPECT_EQ(marked(), "320x240@60 YUY2");

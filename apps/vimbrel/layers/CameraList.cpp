@@ -94,7 +94,7 @@ std::unique_ptr<MediaSourceCamera> FindCamera(const CameraChoice& choice, const 
 }
 
 nlohmann::json ListCameras() {
-    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    const bool started = SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED));
     nlohmann::json list = nlohmann::json::array();
     {
         const std::lock_guard guard(list_lock);
@@ -109,7 +109,7 @@ nlohmann::json ListCameras() {
                             {"formats", formats}});
         }
     }
-    CoUninitialize();
+    if (started) CoUninitialize();
     return list;
 }
 

@@ -1,14 +1,18 @@
-// Both sinks behind the system's own filters: an AVI file and a WAV file that the test writes.
+// Both sinks, and media sources, behind the system's own filters: an AVI file and a WAV file that
+// the test writes.
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "filters/Enumerators.h"
+#include "tests/fakes/FakeDeviceLists.h"
 #include "tests/support/GraphKit.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Watchdog.h"
+#include "tests/support/Wine.h"
 #include "vimbrel/DSRenderAudio.h"
 #include "vimbrel/DSRenderVideo.h"
+#include "vimbrel/MediaSourceDS.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -151,6 +155,97 @@ TEST_F(ForeignSource, AWavFileIsHeardWhole) {
     PlayToTheEnd();
     EXPECT_EQ(seen.count, 88200);
     Close(sink);
+}
+
+using State = MediaSource::State;
+
+// A whole source, with the test's own sound output. The outside splitter and decoders are not
+// there, so that the system's own filters read the file.
+class ForeignFile : public testing::Test, public MediaSource::Dispatcher {
+protected:
+    ForeignFile() {
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        lists.outputs.push_back({L"DirectSound: Speakers", [this](REFIID iid, void** object) {
+                                     renderer = MakeCom<TestRenderer>(MEDIASUBTYPE_PCM);
+                                     return renderer->QueryInterface(iid, object);
+                                 }});
+        source.SetDispatcher(this);
+        source.SetAudioRenderDevice(L"Speakers");
+    }
+    ~ForeignFile() override {
+        source.Close();
+        renderer.Reset();
+        CoUninitialize();
+    }
+    void OnStateChanged(MediaSource*, State, State to) override { ends += to == State::Ended; }
+    void OnVideoSample(MediaSource*, unsigned char* pixels, int, int, int, std::int64_t time,
+                       std::int64_t duration) override {
+        seen.OnVideoSample(pixels, 0, 0, 0, time, duration);
+    }
+    void OnAudioSample(MediaSource*, unsigned char*, int, std::int64_t, std::int64_t) override {}
+    bool Open(const char* name, const std::string& contents, bool pictures_too) {
+        source.SetFileName(folder.Write(name, contents).wstring().c_str(), pictures_too);
+        return source.Open();
+    }
+    bool PlayToTheEnd() {
+        return source.Play() && WaitUntil([&] {
+                   MSG message;
+                   while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+                       DispatchMessageW(&message);
+                   return source.GetState() == State::Ended;
+               });
+    }
+
+    const Watchdog watchdog{"foreign file"};
+    TempFolder folder;
+    FakeDeviceLists lists;
+    ComPtr<TestRenderer> renderer;
+    Seen seen;
+    int ends = 0;
+    MediaSourceDS source;
+};
+
+TEST_F(ForeignFile, AnAviFileIsPlayedAndSought) {
+    ASSERT_TRUE(Open("numbers.avi", AviFile(), true));
+    const MediaSource::MEDIA_INFO& info = source.GetMediaInfo();
+    EXPECT_TRUE(info.hasVideo);
+    EXPECT_FALSE(info.hasAudio);
+    EXPECT_EQ(info.width, width);
+    EXPECT_EQ(info.height, height);
+    EXPECT_EQ(info.frameRate, 25.0);
+    EXPECT_NEAR(info.duration, 1000.0, 1.0);
+    ASSERT_TRUE(PlayToTheEnd());
+    EXPECT_EQ(seen.count, pictures);
+    EXPECT_EQ(ends, 1);
+    source.Stop();
+    EXPECT_TRUE(source.Seek(0.6));
+    seen.count = 0;
+    ASSERT_TRUE(PlayToTheEnd());
+    EXPECT_EQ(seen.count, pictures - 15);
+    EXPECT_EQ(seen.last_grey, (pictures - 1) * 10);
+}
+
+TEST_F(ForeignFile, AnAviFileEndsAtTheStopTime) {
+    if (RunsUnderWine()) GTEST_SKIP() << "Wine's graph accepts a stop time and ignores it";
+    ASSERT_TRUE(Open("numbers.avi", AviFile(), true));
+    EXPECT_TRUE(source.SetStopTime(0.4));
+    ASSERT_TRUE(PlayToTheEnd());
+    EXPECT_EQ(seen.count, 10);
+}
+
+TEST_F(ForeignFile, AWavFileIsPlayedThroughThePitchFilter) {
+    ASSERT_TRUE(Open("climb.wav", WavFile(), false));
+    EXPECT_FALSE(source.GetMediaInfo().hasVideo);
+    EXPECT_TRUE(source.GetMediaInfo().hasAudio);
+    EXPECT_NEAR(source.GetMediaInfo().duration, 500.0, 1.0);
+    EXPECT_EQ(source.GetPitch(), 100);
+    EXPECT_TRUE(source.SetPitch(5));
+    EXPECT_FALSE(source.SetVolume(50)) << "the test's output has no level";
+    EXPECT_EQ(source.GetVolume(), 50);
+    ASSERT_TRUE(PlayToTheEnd());
+    EXPECT_GT(renderer->rendered, 0);
+    EXPECT_EQ(source.GetPitch(), 10);
+    EXPECT_EQ(ends, 1);
 }
 
 }  // namespace

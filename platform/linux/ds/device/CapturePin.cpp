@@ -185,16 +185,21 @@ const V4l2Format* CapturePin::FindFormat(const AM_MEDIA_TYPE& type) const {
     REFERENCE_TIME frame_time = 0;
     const BITMAPINFOHEADER* const header = HeaderOf(type, frame_time);
     if (!header || type.majortype != MEDIATYPE_Video) return nullptr;
-    const auto fits = [&](const V4l2Format& each) {
-        return *SubtypeOf(each.pixel_format) == type.subtype && each.width == header->biWidth &&
-               each.height == header->biHeight;
-    };
-    // A type without a rate, or with another one, takes the first of its size.
-    auto found = std::find_if(formats_.begin(), formats_.end(), [&](const V4l2Format& each) {
-        return fits(each) && each.frame_time == frame_time;
-    });
-    if (found == formats_.end()) found = std::find_if(formats_.begin(), formats_.end(), fits);
-    return found == formats_.end() ? nullptr : &*found;
+    const V4l2Format* best = nullptr;
+    int best_rank = -1;
+    for (const V4l2Format& each : formats_) {
+        if (*SubtypeOf(each.pixel_format) != type.subtype || each.width != header->biWidth ||
+            each.height != header->biHeight)
+            continue;
+        // A type without a rate, or with another one, takes the first of its size. Of two kinds of
+        // pixels that are one subtype, the device keeps the one that it has.
+        const int rank = (each.frame_time == frame_time ? 2 : 0) +
+                         (each.pixel_format == layout_.format.pixel_format ? 1 : 0);
+        if (rank <= best_rank) continue;
+        best = &each;
+        best_rank = rank;
+    }
+    return best;
 }
 
 HRESULT STDMETHODCALLTYPE CapturePin::Config::SetFormat(AM_MEDIA_TYPE* type) {

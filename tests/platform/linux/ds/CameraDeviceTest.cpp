@@ -42,6 +42,18 @@ TEST_F(CameraDevice, AreListedByNumberWithTheirLastingNames) {
     for (ShimCamera* each : {&second, &third, &output, &tenth}) EXPECT_EQ(each->OpenFiles(), 0);
 }
 
+TEST_F(CameraDevice, KeepsItsKindOfPixelsWhereTwoAreOneSubtype) {
+    const std::vector<ShimSize> sizes = {{320, 240, {fps30}}, {640, 480, {fps30}}};
+    ShimCamera device(Node("video0"), {{V4L2_PIX_FMT_BGR32, sizes}, {V4L2_PIX_FMT_XBGR32, sizes}});
+    for (const std::uint32_t pixels : {V4L2_PIX_FMT_XBGR32, V4L2_PIX_FMT_BGR32}) {
+        device.state->pixel_format = pixels;
+        const auto camera = Play(1);
+        EXPECT_EQ(device.state->pixel_format, pixels);
+        EXPECT_EQ(device.state->width, 640u);
+        enumerator.GetVideoDevices().clear();
+    }
+}
+
 // Rows of one value each, padded, in every way that pixels lie.
 TEST_F(CameraDevice, PicturesOfEveryLayoutArriveWithoutTheirPadding) {
     const struct {
