@@ -1,7 +1,8 @@
 #include "Source/cast/CReconnectingCast.h"
 
-#include <mmreg.h>
 #include <windows.h>
+
+#include <mmreg.h>
 
 #include <algorithm>
 #include <exception>

@@ -1,8 +1,9 @@
 #include "Source/cast/CReconnectingCast.h"
 
+#include <windows.h>
+
 #include <gtest/gtest.h>
 #include <mmreg.h>
-#include <windows.h>
 
 #include <climits>
 
