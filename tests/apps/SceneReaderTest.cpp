@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "apps/vimbrel/outputs/RtmpOutput.h"
 #include "apps/vimbrel/scene/Scene.h"
 #include "tests/support/TempFolder.h"
@@ -152,6 +154,9 @@ TEST(SceneReader, SaysWhereAndWhatIsWrong) {
         const auto file = folder.Write("scene.json", text);
         EXPECT_FALSE(ReadScene(file, error)) << item.instead;
         EXPECT_THAT(error, testing::StartsWith(file.string() + ": " + item.message));
+        if (error.find("parse error") != error.npos) continue;
+        const auto line = 1 + std::count(text.begin(), text.begin() + std::ptrdiff_t(at), '\n');
+        EXPECT_THAT(error, testing::EndsWith(" (line " + std::to_string(line) + ")"));
     }
 }
 

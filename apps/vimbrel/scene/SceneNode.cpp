@@ -7,7 +7,7 @@
 namespace studio {
 
 void FailScene(const std::string& place, const std::string& what) {
-    throw WrongScene{place.empty() ? what : place + ": " + what};
+    throw WrongScene{place, place.empty() ? what : place + ": " + what};
 }
 
 SceneNode::SceneNode(const Json& value, std::string place)

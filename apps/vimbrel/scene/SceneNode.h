@@ -11,7 +11,8 @@ namespace studio {
 
 // Carries the message out of the depth of the document; caught in ReadScene.
 struct WrongScene {
-    std::string message;
+    std::string place;
+    std::string message;  // with the place in front
 };
 
 // Throws WrongScene with the place in front of the message.

@@ -2,10 +2,12 @@
 #include <cctype>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "scene/OutputReader.h"
+#include "scene/SceneLines.h"
 #include "scene/SceneNode.h"
 
 namespace studio {
@@ -256,11 +258,13 @@ std::optional<Scene> ReadScene(const std::filesystem::path& document, std::strin
         error = name + ": cannot be read: " + std::generic_category().message(errno);
         return std::nullopt;
     }
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
     try {
-        const Json json = Json::parse(file, nullptr, true, true);
+        const Json json = Json::parse(text, nullptr, true, true);
         return ReadDocument(json, std::filesystem::absolute(document).parent_path());
     } catch (const WrongScene& wrong) {
-        error = name + ": " + wrong.message;
+        error = name + ": " + wrong.message + " (line " +
+                std::to_string(LineOf(text, wrong.place)) + ")";
     } catch (const Json::exception& exception) {
         // The library's messages begin with its own number in brackets.
         const std::string_view what = exception.what();
