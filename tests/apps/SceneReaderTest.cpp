@@ -2,6 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <valijson/adapters/nlohmann_json_adapter.hpp>
+#include <valijson/schema_parser.hpp>
+#include <valijson/validator.hpp>
 
 #include "apps/vimbrel/outputs/RtmpOutput.h"
 #include "apps/vimbrel/scene/Scene.h"
@@ -33,12 +38,28 @@ constexpr const char* whole_scene = R"({
                 {"type": "rtmp", "url": "rtmp://host/live/key", "user": "me",
                  "password-file": "word", "framing": "native"}]})";
 
+// Editors check by it.
+bool SchemaTakes(const std::string& text) {
+    using Adapter = valijson::adapters::NlohmannJsonAdapter;
+    static const auto schema = [] {
+        std::ifstream file(VIMBREL_SCENE_SCHEMA);
+        const auto document = nlohmann::json::parse(file);
+        auto parsed = std::make_unique<valijson::Schema>();
+        valijson::SchemaParser().populateSchema(Adapter(document), *parsed);
+        return parsed;
+    }();
+    const auto document = nlohmann::json::parse(text, nullptr, true, true);
+    valijson::Validator validator;
+    return validator.validate(*schema, Adapter(document), nullptr);
+}
+
 TEST(SceneReader, ReadsEveryName) {
     const TempFolder folder;
     std::string error;
     folder.Write("word", std::string("pass word\r\nmore"));
     const auto scene = ReadScene(folder.Write("scene.json", std::string(whole_scene)), error);
     ASSERT_TRUE(scene) << error;
+    EXPECT_TRUE(SchemaTakes(whole_scene));
     EXPECT_EQ(scene->canvas.background.green, 0x20);
     ASSERT_EQ(scene->layers.size(), 8u);
     EXPECT_EQ(std::get<PictureDescription>(scene->layers[0].content).fit, Fit::Cover);
@@ -155,6 +176,8 @@ TEST(SceneReader, SaysWhereAndWhatIsWrong) {
         EXPECT_FALSE(ReadScene(file, error)) << item.instead;
         EXPECT_THAT(error, testing::StartsWith(file.string() + ": " + item.message));
         if (error.find("parse error") != error.npos) continue;
+        // A schema knows nothing of files.
+        EXPECT_EQ(SchemaTakes(text), error.find("nothere") != error.npos) << item.message;
         const auto line = 1 + std::count(text.begin(), text.begin() + std::ptrdiff_t(at), '\n');
         EXPECT_THAT(error, testing::EndsWith(" (line " + std::to_string(line) + ")"));
     }

@@ -220,7 +220,7 @@ void PlayMedia(Scene& scene) {
 
 Scene ReadDocument(const Json& json, const std::filesystem::path& folder) {
     const SceneNode root(json, "");
-    root.AllowOnly({"canvas", "layers", "sound", "outputs"});
+    root.AllowOnly({"$schema", "canvas", "layers", "sound", "outputs"});
     Scene scene;
     scene.canvas = ReadCanvas(SceneNode(root.At("canvas"), "canvas"));
     const auto each = [&](const std::string& name, const auto& read) {
