@@ -36,7 +36,7 @@ constexpr const char* whole_scene = R"({
     "outputs": [{"type": "gif", "file": "../out.gif", "quality": 0},
                 {"type": "mp4", "file": "out.mp4", "quality": 2},
                 {"type": "rtmp", "url": "rtmp://host/live/key", "user": "me",
-                 "password-file": "word", "framing": "native"}]})";
+                 "password-file": "word", "framing": "native", "reconnect": 3}]})";
 
 // Editors check by it.
 bool SchemaTakes(const std::string& text) {
@@ -105,6 +105,7 @@ TEST(SceneReader, ReadsEveryName) {
     EXPECT_EQ(stream.user, "me");
     EXPECT_EQ(stream.password, "pass word");
     EXPECT_FALSE(stream.standard_framing);
+    EXPECT_EQ(stream.reconnect, 3);
 }
 
 TEST(SceneReader, SaysWhereAndWhatIsWrong) {
@@ -143,6 +144,7 @@ TEST(SceneReader, SaysWhereAndWhatIsWrong) {
         {"\"quality\": 0", "\"quality\": 3",
          "outputs[0].quality: must be a whole number from 0 to 2"},
         {"\"native\"", "\"other\"", "outputs[2].framing: unknown framing \"other\""},
+        {"\"reconnect\": 3", "\"reconnect\": -1", "outputs[2].reconnect: must be"},
         {"\"word\"", "\"nothere\"", "outputs[2].password-file: "},
         {"rtmp://host/live/key", "http://host/live/key",
          "outputs[2].url: this is no URL of a stream"},
