@@ -25,8 +25,9 @@ public:
     Writer& operator=(const Writer&) = delete;
 
     bool Write(const Raster& picture, std::FILE* file) {
-        // Where the library jumps to after a failure; nothing here is made between.
-        if (!info || setjmp(png_jmpbuf(png)) != 0) return false;
+        // Where the library jumps to after a failure, which is its only way to tell; nothing is
+        // made between.
+        if (!info || setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT(cert-err52-cpp)
         png_init_io(png, file);
         png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width),
                      static_cast<png_uint_32>(picture.height), 8, PNG_COLOR_TYPE_RGB,

@@ -89,7 +89,8 @@ private:
 
 TEST(RTMPSoak, FullHdLosesNothingAndHoldsItsMemory) {
     const char* const asked = std::getenv("VIMBREL_SOAK_SECONDS");
-    const int seconds = std::max(asked ? std::atoi(asked) : 30, 30);
+    const int seconds = asked ? static_cast<int>(std::strtol(asked, nullptr, 10)) : 30;
+    ASSERT_GE(seconds, 30);
     const int frames = seconds * 30;
     RtmpServer server;
     const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
