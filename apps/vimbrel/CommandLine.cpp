@@ -15,7 +15,6 @@ std::string CheckSeconds(const std::string& text) {
                : "must be a number above 0 and up to 1e9, not \"" + text + "\"";
 }
 
-constexpr int most_attempts = 1'000'000;
 constexpr int usual_attempts = 25;
 
 }  // namespace

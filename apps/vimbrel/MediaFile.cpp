@@ -25,8 +25,6 @@ using Vimbrel::MediaSource;
 
 constexpr std::chrono::seconds patience(10);
 
-std::string Narrow(const std::wstring& text) { return std::filesystem::path(text).string(); }
-
 // What the waiting thread and the one that makes the picture share.
 struct Request {
     std::wstring file;

@@ -42,19 +42,6 @@ Json StateOf(const SoundLevel& level) {
     return {{"name", level.name}, {"peak", peak}, {"muted", level.muted}};
 }
 
-template <class List>
-Json StatesOf(const List& list) {
-    Json states = Json::array();
-    for (const auto& each : list) {
-        if constexpr (requires { *each; }) {
-            states.push_back(StateOf(*each));
-        } else {
-            states.push_back(StateOf(each));
-        }
-    }
-    return states;
-}
-
 }  // namespace
 
 Progress::Progress(bool as_json)
@@ -76,12 +63,16 @@ bool Progress::IsDue() {
 
 void Progress::Show(const RunState& state, const Outputs& outputs) {
     if (!json) return ShowText(state, outputs);
+    Json output_states = Json::array();
+    for (const auto& output : outputs) output_states.push_back(StateOf(*output));
+    Json sound = Json::array();
+    for (const SoundLevel& level : state.levels) sound.push_back(StateOf(level));
     PrintLine({{"event", "progress"},
                {"seconds", state.seconds},
                {"frames", state.frames},
                {"skipped", state.skipped},
-               {"outputs", StatesOf(outputs)},
-               {"sound", StatesOf(state.levels)}});
+               {"outputs", output_states},
+               {"sound", sound}});
 }
 
 void Progress::ShowText(const RunState& state, const Outputs& outputs) {

@@ -56,8 +56,6 @@ bool IsStreamUrl(std::string_view url) {
     return key != target.npos && key > application + 1 && target.back() != '/';
 }
 
-constexpr int most_attempts = 1'000'000;
-
 constexpr const char* no_url =
     "this is no URL of a stream; one is rtmp://HOST[:PORT]/APPLICATION/KEY, or rtmps";
 

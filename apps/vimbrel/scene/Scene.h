@@ -124,6 +124,9 @@ struct SoundDescription {
 
 enum class OutputType { Gif, Mp4, Rtmp };
 
+// Of reconnections in a row.
+inline constexpr int most_attempts = 1'000'000;
+
 // A publishing target. The key at the end of its URL and the password are not to be shown.
 struct StreamDescription {
     std::string url;
