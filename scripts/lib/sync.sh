@@ -1,0 +1,67 @@
+# A film by which sound and picture can be compared, and the comparison, by ffmpeg alone. To be
+# sourced by bash.
+
+# beep FREQUENCY: a source for ffmpeg that sounds for the first tenth of each second.
+beep() { echo "aevalsrc=0.3*sin(2*PI*$1*t)*lt(mod(t\\,1)\\,0.1):s=44100:d=10"; }
+
+# make_clock FILE SECONDS FRAMES-PER-SECOND BACKGROUND DIAMETER: a dial in the middle of what
+# ffmpeg's source BACKGROUND shows, with a dot that goes around in a second. For the first tenth of
+# each second the dial is white and a tone of 1 kHz sounds.
+make_clock() {
+    local radius=$(($5 / 2)) white dot
+    white="lt(mod(T+0.001\\,1)\\,0.1)"
+    dot="lt(hypot(X-$radius*(1+0.72*sin(2*PI*T))\\,Y-$radius*(1-0.72*cos(2*PI*T)))\\,$radius/8)"
+    # shade COMPONENT-OF-THE-DIAL COMPONENT-OF-THE-DOT
+    shade() { echo "'if($white\\,255\\,if($dot\\,$2\\,$1))'"; }
+    local dial="geq=r=$(shade 15 255):g=$(shade 113 210):b=$(shade 115 63)"
+    dial+=":a='clip(255*($radius-hypot(X-$radius\\,Y-$radius))\\,0\\,255)'"
+    ffmpeg -v error -y -f lavfi -i "$4" -f lavfi -i "$(beep 1000)" \
+        -f lavfi -i "color=s=$5x$5:r=$3:d=1,format=gbrap,$dial" \
+        -filter_complex "[2:v]loop=-1:$3:0,setpts=N/$3/TB[dial];
+            [0:v][dial]overlay=(W-w)/2:(H-h)/2,format=yuv420p[picture];
+            [1:a]aloop=-1:441000[sound]" \
+        -map "[picture]" -map "[sound]" -t "$2" -r "$3" -c:v libx264 -preset veryfast \
+        -c:a aac -b:a 128k "$1"
+}
+
+# onsets FILE LEFT:TOP:SIDE FREQUENCY...: when the square within the dial turns white, as lines
+# "picture SECONDS", and when a beep of a frequency begins, as "FREQUENCY SECONDS". The last of each
+# may be cut off, and is left out.
+onsets() {
+    local file=$1 left top side frequency sound="" names="" i=0
+    IFS=: read -r left top side <<<"$2"
+    shift 2
+    for frequency in "$@"; do
+        names+="[s$i]"
+        sound+="[s$i]bandpass=f=$frequency:width_type=h:w=300,"
+        sound+="silencedetect@$frequency=noise=-34dB:d=0.3,anullsink;"
+        i=$((i + 1))
+    done
+    ffmpeg -hide_banner -nostats -v info -i "$file" -filter_complex "
+        [0:v]crop=$side:$side:$left:$top,blackdetect=d=0.3:pix_th=0.6[picture];
+        [0:a]asplit=$i$names;${sound%;}" -map "[picture]" -f null - 2>&1 |
+        sed -nE 's/.*silencedetect@([0-9]+) .*silence_end: ([0-9.]+).*/\1 \2/p
+            s/.*blackdetect.* black_end:([0-9.]+).*/picture \1/p' |
+        sort -s -k1,1 | awk '$1 == key {print line} {key = $1; line = $0}'
+}
+
+# delays FREQUENCY: of the onsets that it reads, how many milliseconds the beep nearest to each
+# flash comes after it, as lines "SECONDS-OF-THE-FLASH MILLISECONDS".
+delays() {
+    awk -v tone="$1" '
+        $1 == "picture" {flash[++flashes] = $2}
+        $1 == tone {beep[++beeps] = $2}
+        END {
+            for (i = 1; i <= flashes; ++i) {
+                best = 1e9
+                for (j = 1; j <= beeps; ++j) {
+                    d = beep[j] - flash[i]
+                    if (d * d < best * best) best = d
+                }
+                if (best * best < 0.25) printf "%.3f %.1f\n", flash[i], best * 1000
+            }
+        }'
+}
+
+# median COLUMN: of the lines that it reads, or "-" without any.
+median() { sort -n -k"$1,$1" | awk -v c="$1" '{v[NR] = $c} END {print NR ? v[int((NR + 1) / 2)] : "-"}'; }
