@@ -91,7 +91,7 @@ contact_sheet() {
     for name in mp4 gif flv; do
         inputs+=(-i "$out/welcome.$name")
         part=$((${#inputs[@]} / 2 - 1))
-        filters+="[$part:v]fps=25,select='eq(n,50)+eq(n,125)+eq(n,200)',setpts=N/TB,scale=480:270,"
+        filters+="[$part:v]fps=25,select='eq(n,60)+eq(n,135)+eq(n,215)',setpts=N/TB,scale=480:270,"
         filters+="tile=1x3:padding=6:color=#102030[$name];"
     done
     ffmpeg -v error -y "${inputs[@]}" -filter_complex \

@@ -28,21 +28,18 @@ make_clock() {
 # "picture SECONDS", and when a beep of a frequency begins, as "FREQUENCY SECONDS". The last of each
 # may be cut off, and is left out.
 onsets() {
-    local file=$1 left top side frequency sound="" names="" i=0
+    local file=$1 left top side frequency
     IFS=: read -r left top side <<<"$2"
     shift 2
+    ffmpeg -hide_banner -nostats -i "$file" -map 0:v \
+        -vf "crop=$side:$side:$left:$top,blackdetect=d=0.3:pix_th=0.6" -f null - 2>&1 |
+        sed -nE 's/.* black_end:([0-9.]+).*/picture \1/p' | head -n -1
     for frequency in "$@"; do
-        names+="[s$i]"
-        sound+="[s$i]bandpass=f=$frequency:width_type=h:w=300,"
-        sound+="silencedetect@$frequency=noise=-34dB:d=0.3,anullsink;"
-        i=$((i + 1))
+        ffmpeg -hide_banner -nostats -i "$file" -map 0:a \
+            -af "bandpass=f=$frequency:width_type=h:w=300,silencedetect=noise=-34dB:d=0.3" \
+            -f null - 2>&1 |
+            sed -nE "s/.*silence_end: ([0-9.]+).*/$frequency \1/p" | head -n -1
     done
-    ffmpeg -hide_banner -nostats -v info -i "$file" -filter_complex "
-        [0:v]crop=$side:$side:$left:$top,blackdetect=d=0.3:pix_th=0.6[picture];
-        [0:a]asplit=$i$names;${sound%;}" -map "[picture]" -f null - 2>&1 |
-        sed -nE 's/.*silencedetect@([0-9]+) .*silence_end: ([0-9.]+).*/\1 \2/p
-            s/.*blackdetect.* black_end:([0-9.]+).*/picture \1/p' |
-        sort -s -k1,1 | awk '$1 == key {print line} {key = $1; line = $0}'
 }
 
 # delays FREQUENCY: of the onsets that it reads, how many milliseconds the beep nearest to each
