@@ -14,8 +14,6 @@ namespace studio {
 
 namespace {
 
-constexpr const char* no_screen = "there is no screen: DISPLAY names no X server that answers";
-
 // What a desktop shows that does not tell its size before it is shown.
 constexpr int usual_width = 1920;
 constexpr int usual_height = 1080;

@@ -21,10 +21,12 @@ int Complain(const std::string& error) {
     return studio::exit_bad_input;
 }
 
-// The outputs that the command line names. False with `error` set if one of them is wrong.
+// The outputs that the command line names, by an option or as the file of a recording. False with
+// `error` set if one of them is wrong.
 bool AddOutputs(const CommandLine& line, Scene& scene, std::string& error) {
+    const char* const place = line.Is("record") ? "FILE" : "--out";
     for (const std::string& name : line.outputs) {
-        const auto output = studio::OutputFromFileName(name, error);
+        const auto output = studio::OutputFromFileName(name, place, error);
         if (!output) return false;
         scene.outputs.push_back(*output);
     }
@@ -72,7 +74,7 @@ int ListDesktop(bool screens) {
     return Complain(studio::IsPermissionNeeded()
                         ? "on Wayland the desktop lists screens and windows only when it asks "
                           "which one to show"
-                        : "there is no screen: DISPLAY names no X server that answers");
+                        : studio::no_screen);
 }
 
 }  // namespace

@@ -114,6 +114,7 @@ echo "{\"canvas\": {\"width\": 32, \"height\": 32, \"fps\": 20}}" >bare.json
 expect 0 "wrote $work/out.gif: 10 frames" run bare.json --seconds 0.5 --out out.gif
 expect 2 "there is no output" run bare.json --seconds 1
 expect 2 "is none of .gif and .mp4" run bare.json --seconds 1 --out out.avi
+expect 2 "FILE out.avi: the ending" record out.avi
 expect 2 "already written by" run bare.json --seconds 1 --out out.gif --out ./out.gif
 expect 2 "cannot be written: No such file or directory" \
     run bare.json --seconds 1 --out nowhere/out.gif

@@ -20,6 +20,9 @@ struct DesktopWindow {
     std::string window_class;
 };
 
+inline constexpr char no_screen[] =
+    "there is no screen to show: DISPLAY names no X server that answers";
+
 // Topmost first. Empty without a server.
 std::vector<DesktopWindow> ListWindows();
 

@@ -11,12 +11,6 @@
 
 namespace studio {
 
-namespace {
-
-constexpr char no_screen[] = ": there is no screen to show: DISPLAY names no X server that answers";
-
-}  // namespace
-
 ScreenLayer::ScreenLayer(const LayerDescription& description, Fit screen_fit, int frames_per_second)
     : place(description.place),
       rect(description.rect),
@@ -69,7 +63,7 @@ std::unique_ptr<Layer> ScreenLayer::Open(const LayerDescription& description,
         return layer->Start(error) ? std::move(layer) : nullptr;
     }
     if (!DesktopArea()) {
-        error = description.place + no_screen;
+        error = description.place + ": " + no_screen;
         return nullptr;
     }
     const auto window = FindWindow(content);
@@ -86,7 +80,7 @@ bool ScreenLayer::TakePart(std::string& error) {
     const auto whole = DesktopArea();
     const auto region = screen->region ? screen->region : PrimaryArea();
     if (!whole || !region) {
-        error = place + no_screen;
+        error = place + ": " + no_screen;
         return false;
     }
     const bool inside = region->x >= whole->x && region->y >= whole->y &&

@@ -105,18 +105,19 @@ OutputDescription ReadOutput(const SceneNode& node, const std::filesystem::path&
     return output;
 }
 
-std::optional<OutputDescription> OutputFromFileName(const std::string& name, std::string& error) {
+std::optional<OutputDescription> OutputFromFileName(const std::string& name, const char* place,
+                                                    std::string& error) {
     const std::filesystem::path path(std::u8string(name.begin(), name.end()));
     std::string ending = path.extension().string();
     std::transform(ending.begin(), ending.end(), ending.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (ending != ".gif" && ending != ".mp4") {
-        error = "--out " + name + ": the ending says what to write, and \"" + ending +
-                "\" is none of .gif and .mp4";
+        error = std::string(place) + " " + name + ": the ending says what to write, and \"" +
+                ending + "\" is none of .gif and .mp4";
         return std::nullopt;
     }
     OutputDescription output;
-    output.place = "--out";
+    output.place = place;
     output.type = ending == ".gif" ? OutputType::Gif : OutputType::Mp4;
     output.file = std::filesystem::absolute(path).lexically_normal();
     return output;
