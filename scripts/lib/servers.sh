@@ -109,7 +109,8 @@ start_pulseaudio() {
 
 # The session manager of PipeWire ends without a bus.
 start_pipewire() {
-    start_sound_part dbus-daemon --session --nofork --nopidfile --address="unix:path=$work/sound/bus"
+    start_sound_part dbus-daemon --session --nofork --nopidfile \
+        --address="unix:path=$work/sound/bus"
     until_true test -e "$work/sound/bus"
     start_sound_part pipewire
     until_true test -e "$work/sound/pipewire-0"

@@ -61,4 +61,7 @@ delays() {
 }
 
 # median COLUMN: of the lines that it reads, or "-" without any.
-median() { sort -n -k"$1,$1" | awk -v c="$1" '{v[NR] = $c} END {print NR ? v[int((NR + 1) / 2)] : "-"}'; }
+median() {
+    sort -n -k"$1,$1" |
+        awk -v c="$1" '{v[NR] = $c} END {print NR ? v[int((NR + 1) / 2)] : "-"}'
+}

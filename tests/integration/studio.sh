@@ -320,6 +320,7 @@ printf 'word\n' >password
 live=rtmp://127.0.0.1:$port/live
 expect 0 "cast to $live/...: 30 frames" run scene.json --seconds 3 --url "$live/key" --user me \
     --password-file password
+grep -q " 0 kbit/s$" output && complain "the summary has no bit rate: $(cat output)"
 grep -q "key\|word" output && complain "the key or the password is shown: $(cat output)"
 sleep 0.5
 counted=$(ffprobe -v quiet -select_streams v -count_frames -show_entries stream=nb_read_frames \

@@ -130,6 +130,7 @@ void RtmpOutput::WaitUntilSent() const {
 bool RtmpOutput::Finish(std::string& error) {
     WaitUntilSent();
     const bool ended_away = away;
+    average_rate = cast->GetAverageBitRate();
     cast->Stop();
     if (!lost && !ended_away) return true;
     error = target + ": the link was lost after " + std::to_string(progress->sent) + " frames";
@@ -154,8 +155,8 @@ std::string RtmpOutput::Returns() const {
 std::string RtmpOutput::Summary(std::uint64_t skipped) const {
     const std::uint64_t sent = progress->sent;
     return "cast to " + target + ": " + std::to_string(sent) + " frames, " +
-           std::to_string(pushed - sent + skipped) + " dropped, " +
-           RateText(cast->GetAverageBitRate()) + Returns();
+           std::to_string(pushed - sent + skipped) + " dropped, " + RateText(average_rate) +
+           Returns();
 }
 
 }  // namespace studio

@@ -41,6 +41,7 @@ private:
     std::atomic<bool> away{false};
     std::atomic<int> returns{0};
     std::uint64_t pushed = 0;
+    int average_rate = 0;  // of the whole cast, which a stopped one does not tell any more
     const std::shared_ptr<Vimbrel::RTMPCastProgress> progress =
         std::make_shared<Vimbrel::RTMPCastProgress>();
     std::vector<std::int16_t> sound;  // less than a block

@@ -173,7 +173,7 @@ bool ShowsDesktop(const Scene& scene);
 // scene. Whether the files it names are good is seen when they are opened.
 std::optional<Scene> ReadScene(const std::filesystem::path& document, std::string& error);
 
-// An output named on the command line, at `place` of it; its type follows from the ending. Null with
+// An output named at `place` of the command line; its type follows from the ending. Null with
 // `error` set if there is no such type.
 std::optional<OutputDescription> OutputFromFileName(const std::string& name, const char* place,
                                                     std::string& error);
