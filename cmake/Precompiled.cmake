@@ -1,7 +1,6 @@
 # Most of a file's time goes into the headers that it reads, so a unit of eight files takes a third
-# of theirs. Constants and functions of such files' own must have names of their own. Tests go
-# four to a unit.
-option(VIMBREL_BATCHES "Compile several files of a target as one unit" OFF)
+# of theirs. Constants and functions of such files' own must have names of their own.
+option(VIMBREL_BATCHES "Compile several files of the library as one unit" OFF)
 
 # Headers that nearly every test reads, compiled once: half of what a test costs to compile.
 option(VIMBREL_PRECOMPILE "Compile the headers that most tests share once" OFF)

@@ -11,7 +11,7 @@
 namespace Vimbrel::test {
 namespace {
 
-constexpr DWORD longest_wait = 20'000;
+constexpr DWORD long_time = 20'000;
 
 class EventTest : public testing::Test {
 protected:
@@ -59,7 +59,7 @@ TEST_F(EventTest, AWaitEndsWithTheEventOrWithItsTime) {
         written = 1;
         SetEvent(event);
     });
-    EXPECT_EQ(WaitForSingleObject(event, longest_wait), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(event, long_time), WAIT_OBJECT_0);
     EXPECT_EQ(written, 1);
     setter.join();
 }
@@ -73,7 +73,7 @@ TEST_F(EventTest, EachSignalOfAnAutomaticEventIsTakenOnce) {
     std::vector<std::thread> takers;
     for (int i = 0; i < 3; ++i) {
         takers.emplace_back([&] {
-            while (WaitForSingleObject(work, longest_wait) == WAIT_OBJECT_0 && !stop) {
+            while (WaitForSingleObject(work, long_time) == WAIT_OBJECT_0 && !stop) {
                 ++count;
                 SetEvent(taken);
             }
@@ -82,7 +82,7 @@ TEST_F(EventTest, EachSignalOfAnAutomaticEventIsTakenOnce) {
     }
     for (int i = 0; i < rounds; ++i) {
         SetEvent(work);
-        ASSERT_EQ(WaitForSingleObject(taken, longest_wait), WAIT_OBJECT_0);
+        ASSERT_EQ(WaitForSingleObject(taken, long_time), WAIT_OBJECT_0);
     }
     EXPECT_EQ(count, rounds);
     stop = true;

@@ -9,7 +9,7 @@
 namespace Vimbrel::test {
 namespace {
 
-constexpr UINT message_number = WM_APP + 7;
+constexpr UINT number = WM_APP + 7;
 
 struct Seen {
     HWND window;
@@ -27,7 +27,7 @@ LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam, LPARAM lpar
                           reinterpret_cast<LONG_PTR>(creation.lpCreateParams));
         return answer_to_creation;
     }
-    return message == message_number ? 42 : DefWindowProcW(window, message, wparam, lparam);
+    return message == number ? 42 : DefWindowProcW(window, message, wparam, lparam);
 }
 
 bool Saw(UINT message) {
@@ -69,11 +69,11 @@ TEST_F(WindowTest, MessagesReachTheProcedureInTheirOrderFromAnyThread) {
     EXPECT_EQ(SetWindowLongPtrW(window, GWLP_USERDATA, 5), reinterpret_cast<LONG_PTR>(&parameter));
     seen.clear();
     std::thread([window] {
-        for (WPARAM i = 0; i < 20; ++i) EXPECT_TRUE(PostMessageW(window, message_number, i, 0));
+        for (WPARAM i = 0; i < 20; ++i) EXPECT_TRUE(PostMessageW(window, number, i, 0));
         EXPECT_FALSE(DestroyWindow(window)) << "only the owner destroys";
     }).join();
     MSG message;
-    EXPECT_FALSE(PeekMessageW(&message, window, message_number + 1, message_number + 1, PM_REMOVE));
+    EXPECT_FALSE(PeekMessageW(&message, window, number + 1, number + 1, PM_REMOVE));
     for (WPARAM i = 0; i < 20; ++i) {
         ASSERT_EQ(GetMessageW(&message, nullptr, 0, 0), 1);
         EXPECT_EQ(message.hwnd, window);
@@ -91,15 +91,15 @@ TEST_F(WindowTest, WhatWaitsForADestroyedWindowIsLostAndNothingMorePosted) {
     const HWND first = Create();
     const HWND second = Create();
     ASSERT_NE(first, second);
-    for (const HWND window : {first, second, first}) PostMessageW(window, message_number, 1, 0);
+    for (const HWND window : {first, second, first}) PostMessageW(window, number, 1, 0);
     EXPECT_TRUE(DestroyWindow(first));
     EXPECT_FALSE(DestroyWindow(first));
-    EXPECT_FALSE(PostMessageW(first, message_number, 0, 0));
+    EXPECT_FALSE(PostMessageW(first, number, 0, 0));
     MSG message;
-    ASSERT_TRUE(PeekMessageW(&message, nullptr, message_number, message_number, PM_REMOVE));
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, number, number, PM_REMOVE));
     EXPECT_EQ(message.hwnd, second);
-    EXPECT_FALSE(PeekMessageW(&message, nullptr, message_number, message_number, PM_REMOVE));
-    message = {first, message_number, 0, 0, 0, {0, 0}};
+    EXPECT_FALSE(PeekMessageW(&message, nullptr, number, number, PM_REMOVE));
+    message = {first, number, 0, 0, 0, {0, 0}};
     EXPECT_EQ(DispatchMessageW(&message), 0);
     DestroyWindow(second);
     answer_to_creation = -1;
@@ -116,10 +116,10 @@ TEST_F(WindowTest, AThreadsWindowsEndWithIt) {
     HWND window = nullptr;
     std::thread([&] {
         window = Create();
-        EXPECT_TRUE(PostMessageW(window, message_number, 0, 0));
+        EXPECT_TRUE(PostMessageW(window, number, 0, 0));
     }).join();
     ASSERT_NE(window, nullptr);
-    EXPECT_FALSE(PostMessageW(window, message_number, 0, 0));
+    EXPECT_FALSE(PostMessageW(window, number, 0, 0));
     EXPECT_FALSE(DestroyWindow(window));
 }
 
