@@ -25,11 +25,12 @@ HRESULT SubtypeOf(const WAVEFORMATEX& format, GUID& subtype) {
         subtype = extensible.SubFormat;
         return subtype == MFAudioFormat_PCM || subtype == MFAudioFormat_Float ? S_OK : E_INVALIDARG;
     }
-    if (std::find(std::begin(plain_tags), std::end(plain_tags), format.wFormatTag) ==
-        std::end(plain_tags))
+    // A copy, because a format is packed: nothing may refer to a member at an odd address.
+    const WORD tag = format.wFormatTag;
+    if (std::find(std::begin(plain_tags), std::end(plain_tags), tag) == std::end(plain_tags))
         return E_INVALIDARG;
     subtype = MFAudioFormat_PCM;
-    subtype.Data1 = format.wFormatTag;
+    subtype.Data1 = tag;
     return S_OK;
 }
 

@@ -179,9 +179,14 @@ protected:
 };
 
 TEST_F(AudioResamplerCallsTest, TagsBecomeSubtypes) {
+    // A format is packed and may stand at an odd address.
+    struct alignas(2) {
+        char before;
+        WAVEFORMATEX format;
+    } odd{};
     for (const WORD tag : {1, 3, 8, 9, 10, 80, 85, 146, 353, 354, 355, 356, 5632, 5648}) {
-        const WAVEFORMATEX format = Pcm(2, 48000, 16, tag);
-        ASSERT_EQ(resampler.Initialize(&format, &engine_format), S_OK) << tag;
+        odd.format = Pcm(2, 48000, 16, tag);
+        ASSERT_EQ(resampler.Initialize(&odd.format, &engine_format), S_OK) << tag;
         ComPtr<IMFMediaType> type;
         ASSERT_EQ(fake->GetInputCurrentType(0, type.Put()), S_OK);
         GUID expected = MFAudioFormat_PCM;

@@ -1,11 +1,11 @@
 #include "Audio/CAudioMixer.h"
 
 #include <algorithm>
-#include <filesystem>
 
 #include "tests/Audio/AudioKit.h"
 #include "tests/fakes/ManualClock.h"
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/ProcessCounts.h"
 #include "tests/support/WaitUntil.h"
 
 namespace Vimbrel::test {
@@ -220,22 +220,12 @@ TEST(CAudioMixerThreadTest, ProducersComeAndGoWhileItMixes) {
     EXPECT_TRUE(WaitUntil([&] { return delivered > before; }));
 }
 
-// Threads and descriptors, where the system shows them as files.
-std::ptrdiff_t OpenThings() {
-    std::ptrdiff_t count = 0;
-    for (const char* folder : {"/proc/self/fd", "/proc/self/task"}) {
-        std::error_code error;
-        count += std::distance(std::filesystem::directory_iterator(folder, error), {});
-    }
-    return count;
-}
-
 TEST(CAudioMixerThreadTest, AThousandRoundsOfStartAndStopLeaveNothingBehind) {
     const ScopedCom com;
     const WAVEFORMATEX format = Pcm(2, 48000, 16);
-    std::ptrdiff_t before = 0;
+    ProcessCounts before;
     for (int round = 0; round < 1000; ++round) {
-        if (round == 1) before = OpenThings();
+        if (round == 1) before = ProcessCounts::Now();
         CAudioMixer mixer;
         mixer.AddChannel(round % 100 == 0 ? &format : &engine_format);
         mixer.Start();
@@ -243,7 +233,8 @@ TEST(CAudioMixerThreadTest, AThousandRoundsOfStartAndStopLeaveNothingBehind) {
         if (round % 2 == 0) mixer.Start();
     }
     // A busy Wine keeps some dozens of its own for a while.
-    EXPECT_LT(OpenThings(), before + 100);
+    const ProcessCounts after = ProcessCounts::Now();
+    EXPECT_LT(after.handles + after.threads, before.handles + before.threads + 100);
 }
 
 }  // namespace

@@ -1,7 +1,12 @@
 // What the process holds at the moment.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
+#include <cstdio>
+
+#include "tests/support/WaitUntil.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -63,5 +68,16 @@ inline ProcessCounts ProcessCounts::Now() {
     return {entries("/proc/self/fd"), entries("/proc/self/task"), mallinfo2().uordblks};
 }
 #endif
+
+// What came since `before` has gone again, but for some bytes that a heap keeps.
+inline void ExpectNothingLeft(const ProcessCounts& before, std::size_t bytes = 4096) {
+    // A thread that was joined may be listed for a moment.
+    EXPECT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= before.threads; }));
+    const ProcessCounts after = ProcessCounts::Now();
+    EXPECT_LE(after.handles, before.handles);
+    EXPECT_LE(after.memory, before.memory + bytes);
+    std::printf("%zu -> %zu handles, %zu -> %zu threads, %zu -> %zu bytes\n", before.handles,
+                after.handles, before.threads, after.threads, before.memory, after.memory);
+}
 
 }  // namespace Vimbrel::test

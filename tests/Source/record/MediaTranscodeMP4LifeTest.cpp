@@ -1,12 +1,9 @@
 // Ends of recordings, several at once, and what is left of them.
-
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "tests/Source/record/Mp4RecorderKit.h"
-#include "tests/support/WaitUntil.h"
+#include "tests/support/ProcessCounts.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -92,26 +89,6 @@ TEST_F(MediaTranscodeMP4LifeTest, TwoAtOnceAndEachAgain) {
     }
 }
 
-struct Possessions {
-    std::ptrdiff_t threads = 0;
-    std::ptrdiff_t handles = 0;
-    long memory_kib = 0;
-};
-
-Possessions Count() {
-    const auto entries = [](const char* folder) {
-        return std::distance(std::filesystem::directory_iterator(folder),
-                             std::filesystem::directory_iterator());
-    };
-    Possessions count = {entries("/proc/self/task"), entries("/proc/self/fd"), 0};
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0)
-            count.memory_kib = std::strtol(line.c_str() + 6, nullptr, 10);
-    }
-    return count;
-}
-
 TEST_F(MediaTranscodeMP4LifeTest, ManyRoundsLeaveNothingBehind) {
     // In memory: waiting for the disk would take most of the time.
     const std::wstring name = L"/dev/shm/" + folder.path.filename().wstring() + L".mp4";
@@ -130,16 +107,10 @@ TEST_F(MediaTranscodeMP4LifeTest, ManyRoundsLeaveNothingBehind) {
         if (number % 4 != 0) recorder->Stop();
     };
     for (int i = 0; i < 100; ++i) round(i);
-    const Possessions before = Count();
+    const ProcessCounts before = ProcessCounts::Now();
     for (int i = 0; i < 400; ++i) round(i);
-    const Possessions after = Count();
     std::filesystem::remove(name);
-    // A thread that was joined may be listed for a moment.
-    EXPECT_TRUE(WaitUntil([&] { return Count().threads <= before.threads; }));
-    EXPECT_LE(after.handles, before.handles);
-#ifndef VIMBREL_SANITIZED
-    EXPECT_LT(after.memory_kib - before.memory_kib, 8 << 10);
-#endif
+    ExpectNothingLeft(before, std::size_t{1} << 20);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 #include <mutex>
 #include <set>
 
-#include "tests/support/WaitUntil.h"
+#include "tests/support/ProcessCounts.h"
 #include "tests/support/Watchdog.h"
 #include "vimbrel/MediaSourceEnumerator.h"
 
@@ -46,10 +46,6 @@ struct Viewer final : MediaSource::Dispatcher {
     bool plain = true;
     State state = State::Closed;
 };
-
-std::ptrdiff_t CountOf(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), {});
-}
 
 void Pump() {
     MSG message;
@@ -121,7 +117,7 @@ TEST_F(Vivid, EveryFormatAndSizeDeliversPictures) {
     std::set<std::wstring> opened, pixels;
     std::set<std::pair<int, int>> sizes;
     Open(0)->Close();  // the thread's queue of messages stays
-    const std::ptrdiff_t files = CountOf("/proc/self/fd");
+    const std::size_t files = ProcessCounts::Now().handles;
     for (std::size_t i = 0; i < formats.size(); ++i) {
         // The rate plays no part: those of one size and kind of pixels are one format.
         const std::wstring label = formats[i].label;
@@ -143,7 +139,7 @@ TEST_F(Vivid, EveryFormatAndSizeDeliversPictures) {
     EXPECT_GE(pixels.size(), 8u);
     EXPECT_EQ(opened.size(), pixels.size() * sizes.size());
     std::printf("%zu formats\n", opened.size());
-    EXPECT_EQ(CountOf("/proc/self/fd"), files);
+    EXPECT_EQ(ProcessCounts::Now().handles, files);
 }
 
 TEST_F(Vivid, ThreeHundredPicturesHaveNoGap) {
@@ -161,8 +157,7 @@ TEST_F(Vivid, ThreeHundredPicturesHaveNoGap) {
 
 // Last, because the device does not come back.
 TEST_F(Vivid, ZDisconnectingStopsWithinASecondAndLeavesNothing) {
-    const std::ptrdiff_t files = CountOf("/proc/self/fd");
-    const std::ptrdiff_t threads = CountOf("/proc/self/task");
+    const ProcessCounts before = ProcessCounts::Now();
     auto camera = Open(-1);
     ASSERT_TRUE(WaitUntil([&] { return viewer.Count() >= 3; }));
     ASSERT_TRUE(Press("/dev/video0", "Disconnect"));
@@ -171,8 +166,7 @@ TEST_F(Vivid, ZDisconnectingStopsWithinASecondAndLeavesNothing) {
     EXPECT_LT(std::chrono::steady_clock::now() - pulled, std::chrono::seconds(1));
     camera->Close();
     EXPECT_FALSE(camera->Open());
-    EXPECT_LE(CountOf("/proc/self/fd"), files);
-    EXPECT_TRUE(WaitUntil([&] { return CountOf("/proc/self/task") <= threads; }));
+    ExpectNothingLeft(before, 1 << 20);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <future>
 
 #include "tests/support/MarkedCast.h"
+#include "tests/support/ProcessCounts.h"
 #include "tests/support/Proxy.h"
 
 namespace Vimbrel::test {
@@ -40,15 +41,10 @@ void LimitSendBuffer(std::uint16_t port) {
     }
 }
 
-std::size_t CountThreads() {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
-}
-
 // A thread that was joined is still listed for a moment.
 std::size_t CountThreadsAtRest() {
-    WaitUntilStill(CountThreads);
-    return CountThreads();
+    WaitUntilStill([] { return ProcessCounts::Now().threads; });
+    return ProcessCounts::Now().threads;
 }
 
 // With the one that a sanitizer starts beside the first of the program's.

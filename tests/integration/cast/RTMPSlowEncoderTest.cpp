@@ -86,25 +86,5 @@ TEST(RTMPSlowEncoder, CostsTheOldestOfTwelveWaitingPicturesAndNothingElse) {
     recording.ExpectSound(frames * samples_per_picture);
 }
 
-// Pictures come faster than the encoder can scale and encode them.
-TEST(RTMPSlowEncoder, KeepsTheLatestPictures) {
-    constexpr int frames = 90;
-    RtmpServer server;
-    const auto cast = MakeCast(server.Url("live", "key"), Framing::Standard);
-    cast->SetVideoOutputFormat(1440, 1080, 30, 1);
-    ASSERT_EQ(cast->Start(), RTMPCAST_OK);
-    for (int number = 0; number < frames; ++number) GivePicture({cast.get()}, number);
-    constexpr int tenths_a_picture = 20;
-    WaitUntilStill([&] { return CastRecording::Size(server, "key"); }, tenths_a_picture);
-    cast->Stop();
-    const std::vector<int> numbers = MarkedRecording(server, "key").numbers;
-    ASSERT_GE(numbers.size(), 12U);
-    EXPECT_LT(numbers.size(), std::size_t{frames});
-    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
-    const std::vector<int> all = NumbersUpTo(frames);
-    EXPECT_EQ(std::vector<int>(numbers.end() - 12, numbers.end()),
-              std::vector<int>(all.end() - 12, all.end()));
-}
-
 }  // namespace
 }  // namespace Vimbrel::test

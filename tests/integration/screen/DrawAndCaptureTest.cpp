@@ -176,25 +176,6 @@ TEST_F(DrawAndCaptureTest, TheSourceOfTheDesktop) {
               0);
 }
 
-TEST_F(DrawAndCaptureTest, TheSourceOfAWindow) {
-    RecordingDispatcher dispatcher;
-    MediaSourceScreen source;
-    source.SetDispatcher(&dispatcher);
-    MediaSourceScreen::Settings settings;
-    settings.window = upper.Handle();
-    settings.drawCursor = 0;
-    ASSERT_TRUE(source.Open(&settings));
-    source.RequestSample();
-    EXPECT_EQ(dispatcher.video.at(0).width, 51);
-    EXPECT_EQ(Differences(dispatcher.video[0].pixels, 51, 33,
-                          [&](int x, int y) { return upper.Expected(x, y); }),
-              0);
-    upper.Close();
-    source.RequestSample();
-    EXPECT_EQ(source.GetState(), MediaSource::State::Stopped);
-    EXPECT_EQ(dispatcher.video.size(), 2u);
-}
-
 TEST_F(DrawAndCaptureTest, TheCursorIsWithinTheRectangleOnly) {
     GdiCapture capture(system.gdi);
     const auto differences = [&] {

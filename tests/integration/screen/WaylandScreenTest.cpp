@@ -351,9 +351,7 @@ TEST(WaylandScreenTest, RoundsLeaveNothingBehind) {
         EXPECT_TRUE(SeesAt(screen, 1, 1, 0x112233)) << i;
         screen.source.Close();
     }
-    const ProcessCounts after = ProcessCounts::Now();
-    EXPECT_EQ(after.handles, before.handles);
-    EXPECT_EQ(after.threads, before.threads);
+    ExpectNothingLeft(before, 1 << 20);
 }
 
 }  // namespace

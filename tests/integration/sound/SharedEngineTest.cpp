@@ -5,13 +5,12 @@
 #include <windows.h>
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <limits>
 
 #include "tests/integration/sound/SoundKit.h"
+#include "tests/support/ProcessCounts.h"
 #include "tests/support/Watchdog.h"
 #include "vimbrel/AudioFactory.h"
 #include "vimbrel/AudioFactory2.h"
@@ -204,10 +203,6 @@ TEST_P(SharedEngine, AFactoryOfItsOwnKeepsThemInStepAsWell) {
     factory->Close();
 }
 
-std::ptrdiff_t Entries(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), {});
-}
-
 TEST_P(SharedEngine, RoundsLeaveNothing) {
     // What a slow round hears would be kept.
     engine.SetDispatcher(nullptr);
@@ -217,23 +212,13 @@ TEST_P(SharedEngine, RoundsLeaveNothing) {
         engine.Start();
         engine.Stop();
     };
-    constexpr int usual = 30;
-    const int rounds = Length("VIMBREL_SOUND_ROUNDS", usual);
+    const int rounds = Length("VIMBREL_SOUND_ROUNDS", 30);
     for (int i = 0; i < rounds / 10; ++i) round();
-    const auto threads = Entries("/proc/self/task");
-    const auto descriptors = Entries("/proc/self/fd");
-    const auto memory = mallinfo2().uordblks;
+    const ProcessCounts before = ProcessCounts::Now();
     for (int i = 0; i < rounds; ++i) round();
-    // A thread that was joined may be listed for a moment.
-    EXPECT_TRUE(WaitUntil([&] { return Entries("/proc/self/task") <= threads; }));
-    EXPECT_EQ(Entries("/proc/self/fd"), descriptors);
-    // The allocator keeps some blocks of its own, which few rounds do not outweigh.
-    if (rounds == usual) return;
-    const auto grown = static_cast<std::ptrdiff_t>(mallinfo2().uordblks - memory);
-    std::printf("%d rounds: %td bytes more, %td threads, %td descriptors\n", rounds, grown, threads,
-                descriptors);
-    // What one round would leave of a stream is more.
-    EXPECT_LT(grown, 2'000 * rounds);
+    // The allocator keeps some blocks of its own, which few rounds do not outweigh. What one round
+    // would leave of a stream is more.
+    ExpectNothingLeft(before, static_cast<std::size_t>(2'000 * std::max(rounds, 500)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, SharedEngine,

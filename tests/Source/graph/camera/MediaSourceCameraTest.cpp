@@ -9,8 +9,6 @@
 #include "tests/fakes/FakeCamera.h"
 #include "tests/fakes/RecordingDispatcher.h"
 #include "tests/support/GraphKit.h"
-#include "tests/support/ProcessCounts.h"
-#include "tests/support/Rounds.h"
 #include "tests/support/Watchdog.h"
 #include "tests/support/Wine.h"
 #include "vimbrel/MediaSourceEnumerator.h"
@@ -40,8 +38,7 @@ std::vector<std::string> LogTexts(int lowest) {
 
 class CameraSource : public testing::Test {
 protected:
-    explicit CameraSource(std::chrono::seconds patience = std::chrono::seconds(90))
-        : watchdog("camera source", patience) {
+    CameraSource() {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         setup->capabilities = {Rgb(640, 480, 333'333), Rgb(320, 240, 400'000),
                                Rgb(320, 240, 333'333)};
@@ -61,7 +58,7 @@ protected:
         if (!camera.GetMoniker()) camera.SetMoniker(MakeCom<FakeCameraMoniker>(setup).Detach());
     }
 
-    const Watchdog watchdog;
+    const Watchdog watchdog{"camera source"};
     const std::shared_ptr<CameraSetup> setup = std::make_shared<CameraSetup>();
     RecordingDispatcher seen;
     MediaSourceCamera camera;
@@ -219,49 +216,6 @@ TEST_F(CameraSource, ACopyHasItsOwnReferenceAndTheSameChoice) {
     copy->Close();
     EXPECT_EQ(FakeCameraMoniker::alive, 1) << "the prototype keeps its device";
     EXPECT_TRUE(camera.Open());
-}
-
-class CameraSourceRounds : public CameraSource {
-protected:
-    // Each round has a watchdog of its own.
-    CameraSourceRounds() : CameraSource(std::chrono::hours(1)) {}
-};
-
-// The device comes out of the list each time, as after a start of the program.
-TEST_F(CameraSourceRounds, OpeningAndClosingIsFlat) {
-    const int rounds = Rounds(50);
-    ProcessCounts before;
-    for (int round = 0; round < rounds; ++round) {
-        const Watchdog hang("opening and closing", std::chrono::seconds(90));
-        if (round == 10) before = ProcessCounts::Now();
-        const FakeCameras devices({setup});
-        auto& list = MediaSourceEnumerator::GetInstance()->GetVideoDevices();
-        MediaSourceEnumerator::GetInstance()->EnumerateVideoDS();
-        ASSERT_EQ(list.size(), 1u);
-        const std::unique_ptr<MediaSourceCamera> opened(list[0]->CreateDevice());
-        list.clear();
-        opened->SetDispatcher(&seen);
-        ASSERT_TRUE(opened->Open());
-        ASSERT_TRUE(opened->Play());
-        Streaming streaming([&] { return setup->last->Pin().Send(9, 0, second); });
-        EXPECT_EQ(streaming.Join(), S_OK);
-        if (round % 2 == 0) opened->Stop();
-        opened->Close();
-        seen = {};
-        TakeLog();
-    }
-    EXPECT_EQ(setup->filters, 0);
-    EXPECT_EQ(FakeCameraMoniker::alive, 1) << "that of the fixture";
-    // A thread that was joined may be listed for a moment.
-    EXPECT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= before.threads; }));
-    const ProcessCounts after = ProcessCounts::Now();
-    std::printf("%d rounds: %zu -> %zu handles, %zu -> %zu threads, %zu -> %zu bytes\n", rounds,
-                before.handles, after.handles, before.threads, after.threads, before.memory,
-                after.memory);
-    EXPECT_LE(after.handles, before.handles);
-    // Wine's graph keeps 48 bytes each time that one is made and released, with nothing in it.
-    const std::size_t wines_own = RunsUnderWine() ? 48u * static_cast<std::size_t>(rounds) : 0;
-    EXPECT_LE(after.memory, before.memory + wines_own + 4096);
 }
 
 }  // namespace

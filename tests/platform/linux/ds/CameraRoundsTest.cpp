@@ -284,14 +284,7 @@ TEST_F(CameraRounds, OpeningAndClosingIsFlat) {
         camera->Close();
         TakeLog();
     }
-    // A thread that was joined may be listed for a moment.
-    EXPECT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= before.threads; }));
-    const ProcessCounts after = ProcessCounts::Now();
-    EXPECT_EQ(after.handles, before.handles);
-    EXPECT_LE(after.memory, before.memory + 4096);
-    std::printf("%d rounds: %zu -> %zu descriptors, %zu -> %zu threads, %zu -> %zu bytes\n", rounds,
-                before.handles, after.handles, before.threads, after.threads, before.memory,
-                after.memory);
+    ExpectNothingLeft(before);
 }
 
 }  // namespace

@@ -296,12 +296,7 @@ TEST(GraphRounds, OpeningAndClosingLeavesNothingBehind) {
         }
         if (round == 50) before = ProcessCounts::Now();
     }
-    // A thread that was joined may be listed for a moment.
-    EXPECT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= before.threads; }));
-    const ProcessCounts after = ProcessCounts::Now();
-    EXPECT_EQ(after.handles, before.handles);
-    EXPECT_LE(after.memory, before.memory + 4096);
-    std::printf("memory %zu -> %zu bytes\n", before.memory, after.memory);
+    ExpectNothingLeft(before);
     EXPECT_EQ(TestSource::alive, 0);
 }
 

@@ -197,41 +197,6 @@ TEST_F(MediaSessionTest, ClockRunsFromStartToEnd) {
     source->Shutdown();
 }
 
-std::ptrdiff_t EntriesOf(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder),
-                         std::filesystem::directory_iterator());
-}
-
-TEST_F(MediaSessionTest, NothingIsLeftOfManyRounds) {
-    Scene scene;
-    scene.sound_rate = 0;
-    const TemporaryFile file;
-    std::ptrdiff_t handles = 0;
-    std::ptrdiff_t threads = 0;
-    for (int round = 0; round < 200; ++round) {
-        if (round == 20) {
-            handles = EntriesOf("/proc/self/fd");
-            threads = EntriesOf("/proc/self/task");
-        }
-        const ComPtr<TestSource> source = Source(scene);
-        Recording recording(source.Get(), file.Path(), scene);
-        if (round % 5 == 0) continue;  // dropped before it begins; nobody shuts the source down
-        ASSERT_EQ(recording.Start(), S_OK);
-        for (int i = 0; i < 3; ++i) source->PushFrame(i);
-        if (round % 5 != 1) {
-            source->End();
-            ASSERT_TRUE(recording.WaitFor(MESessionEnded)) << round;
-            ASSERT_EQ(recording.session->Close(), S_OK);
-            ASSERT_TRUE(recording.WaitFor(MESessionClosed)) << round;
-        }
-        if (round % 2 == 0) recording.session->Shutdown();  // before the source or behind it
-        source->Shutdown();
-    }
-    EXPECT_EQ(EntriesOf("/proc/self/fd"), handles);
-    // Threads of the work queue stay for a while.
-    EXPECT_LE(EntriesOf("/proc/self/task"), threads + 20);
-}
-
 TEST_F(MediaSessionTest, StreamsThatTheProfileLeavesOutAreNotRead) {
     const Scene scene;
     const TemporaryFile file;

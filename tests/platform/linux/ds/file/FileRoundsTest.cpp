@@ -78,14 +78,7 @@ TEST(FileRounds, LeaveNothingBehind) {
         PlayOnce(folder / "all.mkv", round);
         if (round == rounds / 2) before = ProcessCounts::Now();
     }
-    // A thread that was joined may be listed for a moment.
-    EXPECT_TRUE(WaitUntil([&] { return ProcessCounts::Now().threads <= before.threads; }));
-    const ProcessCounts after = ProcessCounts::Now();
-    std::printf("%d rounds: %zu -> %zu files, %zu -> %zu threads, %zu -> %zu bytes\n", rounds,
-                before.handles, after.handles, before.threads, after.threads, before.memory,
-                after.memory);
-    EXPECT_LE(after.handles, before.handles);
-    EXPECT_LE(after.memory, before.memory + 16'384);
+    ExpectNothingLeft(before, 16'384);
     CoUninitialize();
     unsetenv("VIMBREL_DECODING_DEVICE");
 }
