@@ -1,5 +1,6 @@
 #include "preview/Preview.h"
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 #include <utility>
@@ -14,6 +15,8 @@ namespace {
 constexpr int name_width = 110;
 constexpr int name_height = 20;
 constexpr std::chrono::milliseconds display_patience{500};
+
+std::atomic<bool> thread_left = false;
 
 // Here, since the text library belongs to the run's thread.
 Raster DrawName(const std::string& name) {
@@ -36,6 +39,7 @@ Preview::Preview(const std::string& title, int width, int height,
     std::thread([shared = state] {
         RunPreviewWindow(shared);
         shared->ready = false;
+        shared->returned = true;
         shared->ended = true;
     }).detach();
 }
@@ -45,7 +49,10 @@ Preview::~Preview() {
     const auto end = std::chrono::steady_clock::now() + display_patience;
     while (!state->ended && std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (!state->returned) thread_left = true;
 }
+
+bool Preview::IsThreadLeft() { return thread_left; }
 
 bool Preview::IsReady() const { return state->ready; }
 

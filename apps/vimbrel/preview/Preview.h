@@ -23,6 +23,10 @@ public:
     Preview(const Preview&) = delete;
     Preview& operator=(const Preview&) = delete;
 
+    // Whether a display that hangs or broke has kept a thread of a preview. The program then ends
+    // without the libraries' clean-up, since they would free what that thread uses.
+    static bool IsThreadLeft();
+
     // Whether the window has shown the last picture. That is so at most as often as the display
     // shows one.
     bool IsReady() const;

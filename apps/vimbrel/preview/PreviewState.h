@@ -21,6 +21,7 @@ struct PreviewState {
 
     std::atomic<bool> ready{false};     // for a picture
     std::atomic<bool> unwanted{false};  // the run has ended
+    std::atomic<bool> returned{false};  // RunPreviewWindow
     std::atomic<bool> ended{false};     // the window is gone
 
     // Never held during a call of the display.

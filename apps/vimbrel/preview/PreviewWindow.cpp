@@ -211,22 +211,21 @@ void RunPreviewWindow(const std::shared_ptr<PreviewState>& state) {
     broken_display_of = state.get();
     SetHints();
     SDL_SetThreadPriority(SDL_THREAD_PRIORITY_LOW);
-    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
         std::fprintf(stderr, "vimbrel: no preview: there is no display (%s)\n", SDL_GetError());
-        return;
-    }
-    {
+    } else {
         PreviewWindow window(*state);
-        if (!window.Open())
+        const bool opened = window.Open();
+        if (!opened)
             std::fprintf(stderr, "vimbrel: no preview: no window opens (%s)\n", SDL_GetError());
-        else
-            while (!state->unwanted && window.HandleEvents()) {
-                const auto due = Clock::now() + window.Period();
-                window.ShowNext();
-                std::this_thread::sleep_until(due);
-            }
+        while (opened && !state->unwanted && window.HandleEvents()) {
+            const auto due = Clock::now() + window.Period();
+            window.ShowNext();
+            std::this_thread::sleep_until(due);
+        }
     }
-    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    SDL_Quit();
+    SDL_TLSCleanup();
 }
 
 }  // namespace studio
