@@ -15,7 +15,6 @@
 using namespace std::chrono_literals;
 using Source = Vimbrel::MediaSource;
 std::atomic<bool> interrupted = false;
-
 struct Forwarder final : Source::Dispatcher {
     void OnStateChanged(Source*, Source::State, Source::State) override {}
     void OnAudioSample(Source*, unsigned char*, int, std::int64_t, std::int64_t) override {}
@@ -75,5 +74,6 @@ int main(int argc, char** argv) {
     sound.Stop();
     for (int i = 0; i < 1000 && waiting() > 0; ++i) std::this_thread::sleep_for(10ms);
     file.Stop();  // drops what still waits, ends the file
+    // [end]
     return Vimbrel::GetTranscodeStatistics(file).failed ? fail("the file is not whole") : 0;
 }

@@ -24,7 +24,7 @@ await() {
 # begin FILE ARGUMENTS...: a run.
 begin() {
     file=$1
-    timeout --foreground 60 "$vimbrel" run scene.json --preview --out "$@" >output 2>&1 &
+    timeout --foreground 120 "$vimbrel" run scene.json --preview --out "$@" >output 2>&1 &
     run=$!
 }
 # ended TEXT: the run ends well, and says that.
@@ -49,8 +49,8 @@ serve() {
 
 ffmpeg -v error -f lavfi -i sine=440:sample_rate=48000 -t 60 -af volume=6 tone.wav
 cat >scene.json <<END
-{"canvas": {"width": 800, "height": 400, "fps": 20, "background": "#0000ff"},
- "layers": [{"type": "color", "color": "#ff0000", "rect": [0, 0, 400, 400]}],
+{"canvas": {"width": 400, "height": 200, "fps": 10, "background": "#0000ff"},
+ "layers": [{"type": "color", "color": "#ff0000", "rect": [0, 0, 200, 200]}],
  "sound": [{"type": "file", "file": "tone.wav"}]}
 END
 
