@@ -31,7 +31,8 @@ public:
 
     SourceType GetSourceType() override;
     void Close() override;
-    // False if nothing in the file can be played; the log says why.
+    // False if nothing in the file can be played; the log says why. Throws a std::exception if a
+    // splitter that the host brings can neither give its loader nor say that it has none.
     bool Open() override;
     bool Play() override;
     bool Pause() override;

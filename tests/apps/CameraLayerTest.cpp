@@ -66,6 +66,16 @@ TEST_F(CameraLayerTest, OnlyTheCameraThatWasShownComesBack) {
     EXPECT_FALSE(other->IsStreaming());
 }
 
+TEST_F(CameraLayerTest, ADeviceHasSeveralPaths) {
+    const auto device = Plug("video0", "usb-1");
+    std::filesystem::create_directories(folder.path / "v4l/by-id");
+    std::filesystem::create_symlink(Node("video0"), folder.path / "v4l/by-id/usb-camera");
+    std::string error;
+    for (const char* path : {"video0", "v4l/by-id/usb-camera", "v4l/../video0"})
+        EXPECT_TRUE(FindCamera({(folder.path / path).string(), ""}, "", error)) << error;
+    EXPECT_FALSE(FindCamera({folder.path.string(), ""}, "", error));
+}
+
 TEST_F(CameraLayerTest, ARateThatIsNotSetIsReported) {
     const auto device = Plug("video0", "usb-1");
     const struct {

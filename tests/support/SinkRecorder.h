@@ -1,12 +1,15 @@
 // What a sink of the test's sound server plays, with its times.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
+#include "base/Clock.h"
 #include "platform/linux/pulse/PulseConnection.h"
 #include "platform/linux/pulse/RecordStream.h"
 #include "tests/support/WaitUntil.h"
@@ -55,7 +58,12 @@ public:
     }
 
 private:
+    // A sink's rate is not exactly what its format says, and single packets are late: times are
+    // those of the packet of the last hundred that came soonest, which is a second or so.
     void Record() {
+        constexpr double frame_time = 1e7 / rate;
+        double recorded = 0;
+        std::deque<double> delays;
         while (!over) {
             RecordStream::Packet packet{};
             if (FAILED(stream->Peek(packet))) return;
@@ -64,11 +72,16 @@ private:
                 continue;
             }
             const auto* const data = reinterpret_cast<const std::int16_t*>(packet.data);
+            const double begin = frame_time * recorded;
+            recorded += packet.frames;
+            delays.push_back(static_cast<double>(Clock::Current().Now()) - frame_time * recorded);
+            if (delays.size() > 100) delays.pop_front();
+            const double delay = *std::min_element(delays.begin(), delays.end());
             {
                 const std::lock_guard guard(lock);
                 for (std::uint32_t i = 0; i < packet.frames; ++i) {
                     samples.push_back(data[i]);
-                    times.push_back(packet.start + (packet.end - packet.start) * i / packet.frames);
+                    times.push_back(static_cast<LONGLONG>(begin + delay + frame_time * i));
                 }
             }
             stream->Drop();

@@ -1,6 +1,7 @@
 #include "layers/CameraList.h"
 
 #include <cmath>
+#include <filesystem>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -26,11 +27,17 @@ const std::vector<std::unique_ptr<MediaSourceCamera>>& ListDevices() {
     return enumerator->GetVideoDevices();
 }
 
+// Devices have several paths: by number, by place and by serial number.
+bool IsSameDevice(const std::string& path, const std::string& wanted) {
+    std::error_code none;
+    return path == wanted || std::filesystem::equivalent(path, wanted, none);
+}
+
 bool IsChosen(const MediaSourceCamera& camera, const CameraChoice& choice) {
     const std::string name = Narrow(camera.GetFriendlyName());
     const std::string path = Narrow(camera.GetDevicePath());
     if (!choice.path.empty()) return name == choice.device && path == choice.path;
-    return choice.device.empty() || name == choice.device || path == choice.device;
+    return choice.device.empty() || name == choice.device || IsSameDevice(path, choice.device);
 }
 
 // The label's first word, which names the pixels.

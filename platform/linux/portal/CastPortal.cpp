@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -182,6 +183,12 @@ CastAnswer CastPortal::Ask(sd_bus_message* call, const std::function<bool()>& st
     return response_ == 1 ? CastAnswer::Refused : CastAnswer::Failed;
 }
 
+bool CastPortal::AskAtOnce(sd_bus_message* call) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(call_limit_us);
+    return Ask(call, [end] { return std::chrono::steady_clock::now() < end; }) ==
+           CastAnswer::Granted;
+}
+
 bool CastPortal::CreateSession() {
     sd_bus_message* const call = NewCall("CreateSession");
     if (!call) return false;
@@ -191,7 +198,7 @@ bool CastPortal::CreateSession() {
         sd_bus_message_unref(call);
         return false;
     }
-    if (Ask(call, nullptr) != CastAnswer::Granted || session_.empty()) return false;
+    if (!AskAtOnce(call) || session_.empty()) return false;
     sd_bus_slot* slot = nullptr;
     const int result = sd_bus_match_signal(bus_.get(), &slot, portal_name, session_.c_str(),
                                            session_interface, "Closed", Handler<OnEnd>, this);
@@ -222,7 +229,7 @@ bool CastPortal::SelectSources(const CastWishes& wishes) {
         sd_bus_message_unref(call);
         return false;
     }
-    return Ask(call, nullptr) == CastAnswer::Granted;
+    return AskAtOnce(call);
 }
 
 CastAnswer CastPortal::Start(const std::function<bool()>& still_wanted) {

@@ -68,6 +68,8 @@ private:
     sd_bus_message* NewCall(const char* method);
     // Sends and unreferences `call`; its answer arrives as the signal Response.
     CastAnswer Ask(sd_bus_message* call, const std::function<bool()>& still_wanted);
+    // The same for what no user is asked: false after two seconds.
+    bool AskAtOnce(sd_bus_message* call);
     // Appends the option by which the path of the answer is known beforehand.
     bool AppendHandleToken(sd_bus_message* call);
     bool ReadResults(sd_bus_message* results);

@@ -1,6 +1,7 @@
 // The graph of a media file: what is tried in which order, what is logged, and what is removed.
 #include <gmock/gmock.h>
 
+#include "com/ComError.h"
 #include "filters/OutsideInterfaces.h"
 #include "filters/TransInPlaceFilter.h"
 #include "tests/fakes/CapturingLog.h"
@@ -21,15 +22,16 @@ enum Condition : unsigned {
     no_video_decoder = 8,
     no_audio_decoder = 16,
     no_subtitle_filter = 32,
-    no_loader = 64,       // the splitter source cannot load files
-    refuses = 128,        // nor this one
-    no_outputs = 256,     // its streams are of unknown kinds
-    wide_samples = 512,   // which the pitch filter does not take
-    no_pictures = 1024,   // in the file
-    no_sound = 2048,      // in the file
-    no_device = 4096,     // is set
-    other_device = 8192,  // is set, which there is not
-    sound_wanted = 16384  // and no pictures
+    no_loader = 64,        // the splitter source cannot load files
+    refuses = 128,         // nor this one
+    no_outputs = 256,      // its streams are of unknown kinds
+    wide_samples = 512,    // which the pitch filter does not take
+    no_pictures = 1024,    // in the file
+    no_sound = 2048,       // in the file
+    no_device = 4096,      // is set
+    other_device = 8192,   // is set, which there is not
+    sound_wanted = 16384,  // and no pictures
+    broken = 32768         // the splitter source, which cannot even say so
 };
 
 enum Outcome : unsigned { fails = 0, has_video = 1, has_audio = 2, has_both = 3 };
@@ -50,6 +52,11 @@ public:
         const CMediaType pictures = VideoType(MEDIASUBTYPE_RGB32, 8, -4, 128);
         Output(0).types = {Is(no_outputs | no_pictures) ? unknown : pictures};
         Output(1).types = {Is(no_outputs | no_sound) ? unknown : pcm};
+    }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        if (iid == __uuidof(IFileSourceFilter) && Is(broken)) return E_ACCESSDENIED;
+        return TestSource::QueryInterface(iid, object);
     }
 
 protected:
@@ -172,7 +179,11 @@ TEST_P(FileGraphs, AreBuiltStepByStep) {
         source.SetAudioRenderDevice((conditions & other_device) != 0 ? L"Horn" : L"Speakers");
     source.SetAutoloadSubtitle(true);
     TakeLog();
-    EXPECT_EQ(source.Open(), outcome != fails);
+    if ((conditions & broken) != 0) {
+        EXPECT_THROW(source.Open(), ComError);
+    } else {
+        EXPECT_EQ(source.Open(), outcome != fails);
+    }
     EXPECT_EQ(source.GetState(),
               outcome != fails ? MediaSource::State::Opened : MediaSource::State::Closed);
     EXPECT_EQ(Comparable(Log()), Comparable(log));
@@ -244,6 +255,7 @@ const Case cases[] = {
      fails,
      {source_file, "3 Splitter source failed to load file - 0x80004002", splitter_file,
       splitter_added, video_file, audio_file, "4 AddSourceFilter failed - 0x80004002"}},
+    {"SplitterSourceIsBroken", broken, fails, {source_file}},
     {"NoDecoders",
      no_video_decoder | no_audio_decoder,
      has_both,

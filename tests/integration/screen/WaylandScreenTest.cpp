@@ -174,6 +174,9 @@ TEST(WaylandScreenTest, ARefusalIsNotAnsweredByAnotherWay) {
     EXPECT_THAT(desktop.Tell("asked"), EndsWith("starts=2"));
     desktop.Tell("answer end");
     EXPECT_EQ(access.Ask({}), Result::Failed);
+    // Only the user may take their time.
+    desktop.Tell("answer never");
+    EXPECT_EQ(access.Ask({}), Result::Failed);
     // The user thinks, and the application thinks better of it.
     desktop.Tell("answer wait");
     int asked = 0;

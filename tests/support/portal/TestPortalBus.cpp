@@ -81,7 +81,7 @@ int CreateSession(sd_bus_message* message, void*, sd_bus_error*) {
     const std::string path = PathOf(message, "request", Find(options, "handle_token"));
     sd_bus_message* const response = NewResponse(path, 0);
     sd_bus_message_append(response, "{sv}", "session_handle", "s", portal.session.c_str());
-    SendResponse(response);
+    if (portal.answer != "never") SendResponse(response);
     return sd_bus_reply_method_return(message, "o", path.c_str());
 }
 
@@ -120,8 +120,6 @@ void AnswerStart() {
     }
     portal.request.clear();
 }
-
-namespace {}  // namespace
 
 void Answer() {
     if (portal.answer == "compositor" && !portal.request.empty()) {
