@@ -50,6 +50,19 @@ if(VIMBREL_STUDIO)
     find_package(PNG REQUIRED)
     find_package(nlohmann_json 3.11 REQUIRED)
     find_package(CLI11 2.1 REQUIRED)
+    # The preview's window: without it the studio says that it has none.
+    set(VIMBREL_PREVIEW AUTO CACHE STRING
+        "Show runs in a window: ON, OFF, or AUTO where SDL is")
+    set_property(CACHE VIMBREL_PREVIEW PROPERTY STRINGS AUTO ON OFF)
+    set(VIMBREL_HAS_PREVIEW OFF)
+    if(VIMBREL_PREVIEW)
+        if(VIMBREL_PREVIEW STREQUAL "AUTO")
+            pkg_check_modules(PREVIEW IMPORTED_TARGET sdl2 x11)
+        else()
+            pkg_check_modules(PREVIEW REQUIRED IMPORTED_TARGET sdl2 x11)
+        endif()
+        set(VIMBREL_HAS_PREVIEW ${PREVIEW_FOUND})
+    endif()
 endif()
 
 # The kits of the tests, which the benchmarks use as well.

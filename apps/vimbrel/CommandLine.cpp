@@ -66,6 +66,8 @@ void CommandLine::AddTime(CLI::App* command) {
         ->check(CheckSeconds);
     command->add_option("--progress", progress, "text, or json for a document per line")
         ->check(CLI::IsMember({"text", "json"}));
+    command->add_flag("--preview", settings.preview,
+                      "Show the picture and the sound's levels in a window");
 }
 
 CLI::Option* CommandLine::AddServer(CLI::App* command) {

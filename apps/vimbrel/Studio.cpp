@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "layers/Layer.h"
 #include "outputs/Output.h"
 #include "outputs/Progress.h"
+#include "preview/Preview.h"
 #include "sound/SoundMixer.h"
 
 namespace studio {
@@ -99,6 +101,31 @@ private:
     std::uint64_t next = 0;  // frame of sound
 };
 
+// The loudest samples of each source: since the last reading for one who reads often, and since the
+// last report for one who reads seldom.
+class LevelHold {
+public:
+    explicit LevelHold(SoundMixer* mixer) : source(mixer) {}
+
+    std::vector<SoundLevel> Read() {
+        std::vector<SoundLevel> levels = source ? source->Levels() : std::vector<SoundLevel>();
+        for (std::size_t i = 0; i < levels.size() && i < held.size(); ++i)
+            held[i].peak = std::max(held[i].peak, levels[i].peak);
+        if (held.empty()) held = levels;
+        return levels;
+    }
+    std::vector<SoundLevel> Report() {
+        std::vector<SoundLevel> levels = Read();
+        for (std::size_t i = 0; i < levels.size(); ++i) levels[i].peak = held[i].peak;
+        held.clear();
+        return levels;
+    }
+
+private:
+    SoundMixer* source;
+    std::vector<SoundLevel> held;
+};
+
 // Streams first: a server that does not answer is not to cost a file.
 bool StartOutputs(const Scene& scene, int sound_rate, Outputs& outputs, OutputFailure& failure) {
     outputs.resize(scene.outputs.size());
@@ -113,18 +140,22 @@ bool StartOutputs(const Scene& scene, int sound_rate, Outputs& outputs, OutputFa
 }
 
 RunState Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers, SoundMixer* sound,
-                 Outputs& outputs, double seconds, Progress& progress) {
+                 Outputs& outputs, const RunSettings& settings, Progress& progress) {
     const int fps = scene.canvas.fps;
     // A short hold-up is made good by composing faster; beyond a second the lost time is given up.
     const std::uint64_t backlog_limit = static_cast<std::uint64_t>(fps);
-    const std::uint64_t end =
-        seconds > 0 ? static_cast<std::uint64_t>(std::llround(seconds * fps)) : UINT64_MAX;
+    const std::uint64_t end = settings.seconds > 0
+                                  ? static_cast<std::uint64_t>(std::llround(settings.seconds * fps))
+                                  : UINT64_MAX;
     Raster canvas(scene.canvas.width, scene.canvas.height);
     RunState state;
     SoundFeed feed(sound, fps);
+    LevelHold levels(sound);
+    std::optional<Preview> preview;
+    if (settings.preview) preview.emplace("vimbrel", canvas.width, canvas.height, levels.Read());
     const auto show = [&](std::uint64_t frames) {
         state.seconds = static_cast<double>(frames) / fps;
-        if (sound) state.levels = sound->Levels();
+        state.levels = levels.Report();
         progress.Show(state, outputs);
     };
     Keys keys;
@@ -132,7 +163,8 @@ RunState Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers
     std::uint64_t frame = 0;
     for (; frame < end && WaitUntil(metronome.Due(frame)); ++frame) {
         const std::uint64_t due = std::min(metronome.DueBy(Clock::now()), end - 1);
-        const char key = keys.Pressed();
+        char key = keys.Pressed();
+        if (key == 0 && preview) key = preview->Pressed();
         if (key == 'q') break;
         if (key == 'm' && sound) sound->ToggleMicrophones();
         if (due > frame + backlog_limit) {
@@ -148,6 +180,7 @@ RunState Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers
         for (const auto& output : outputs)
             output->Push(
                 canvas, static_cast<std::int64_t>(frame * 10'000'000 / static_cast<unsigned>(fps)));
+        if (preview && preview->IsReady()) preview->Show(canvas, levels.Read());
         ++state.frames;
         if (progress.IsDue()) show(frame + 1);
     }
@@ -191,7 +224,7 @@ ExitCode RunScene(const Scene& scene, const std::string& scene_name, const RunSe
 
     WatchForInterrupt();
     Progress progress(settings.json);
-    const RunState end = Compose(scene, layers, sound.get(), outputs, settings.seconds, progress);
+    const RunState end = Compose(scene, layers, sound.get(), outputs, settings, progress);
     if (Interrupted() && !settings.json) std::printf("interrupted; finishing what was begun\n");
     ExitCode code = exit_done;
     for (const auto& output : outputs) {

@@ -15,8 +15,9 @@ enum ExitCode {
 };
 
 struct RunSettings {
-    double seconds = 0;  // 0: for ever
-    bool json = false;   // progress and ends of outputs as a JSON document per line
+    double seconds = 0;    // 0: for ever
+    bool json = false;     // progress and ends of outputs as a JSON document per line
+    bool preview = false;  // shows the run in a window
 };
 
 // Runs the scene by the clock until the seconds have passed or the user interrupts. Messages and

@@ -1,5 +1,6 @@
 // vimbrel: composes a scene and writes it.
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 #include "SceneCheck.h"
 #include "devices/DeviceList.h"
 #include "layers/Desktop.h"
+#include "preview/Preview.h"
 
 namespace {
 
@@ -77,9 +79,7 @@ int ListDesktop(bool screens) {
                         : studio::no_screen);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int RunCommand(int argc, char** argv) {
     CommandLine line;
     int code = 0;
     if (!line.Parse(argc, argv, code)) return code;
@@ -104,4 +104,13 @@ int main(int argc, char** argv) {
                                                    line.thumbnail_file, error)
                           : studio::PrintMediaInfo(line.media_file, line.json, error);
     return done ? studio::exit_done : Complain(error);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const int code = RunCommand(argc, argv);
+    if (!studio::Preview::IsThreadLeft()) return code;
+    std::fflush(nullptr);
+    std::_Exit(code);
 }

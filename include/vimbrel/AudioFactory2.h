@@ -44,7 +44,8 @@ public:
     // device too: without one, only media is heard. A change starts the engine anew, whether or not
     // it has users.
     virtual void SetMediaMixMode(bool on) = 0;
-    // May be written; takes effect at the next start. 16 bits are mixed whatever it says.
+    // 16-bit PCM, two channels, 44100 Hz. May be written; takes effect at the next start. 16 bits
+    // are mixed whatever it says.
     virtual WAVEFORMATEX* GetFormat() = 0;
     // While the engine does not run.
     virtual void SetDispatcher(Dispatcher dispatcher) = 0;
