@@ -75,16 +75,32 @@ bool WaitUntil(Clock::time_point due) {
     return false;
 }
 
-// Gives the outputs the scene's sound, up to a frame's end, by the frames' own clock.
+// Gives the outputs the scene's sound, up to a frame's end, by the frames' own clock. Live sound is
+// given so much later as it comes, and so belongs to the pictures of its moment.
 class SoundFeed {
 public:
     SoundFeed(SoundMixer* mixer, int frames_per_second)
-        : source(mixer), fps(static_cast<unsigned>(frames_per_second)) {}
+        : source(mixer),
+          fps(static_cast<unsigned>(frames_per_second)),
+          lag(mixer ? mixer->Lag() : 0) {}
 
     void PushUpTo(std::uint64_t frame, const Outputs& outputs) {
         if (!source) return;
         const auto rate = static_cast<std::uint64_t>(source->Rate());
-        const std::uint64_t end = frame * rate / fps;
+        const std::uint64_t due = frame * rate / fps;
+        Push(due - std::min(due, lag), outputs);
+    }
+    // The rest, up to that frame's end.
+    void Finish(std::uint64_t frame, const Outputs& outputs) {
+        if (!source || lag == 0) return;
+        const auto rate = static_cast<std::uint64_t>(source->Rate());
+        std::this_thread::sleep_for(std::chrono::microseconds(lag * 1'000'000 / rate));
+        Push(frame * rate / fps, outputs);
+    }
+
+private:
+    void Push(std::uint64_t end, const Outputs& outputs) {
+        const auto rate = static_cast<std::uint64_t>(source->Rate());
         while (next < end) {
             const std::uint64_t count = std::min(end - next, rate / 10);
             const std::int16_t* const sound = source->Read(count);
@@ -95,9 +111,9 @@ public:
         }
     }
 
-private:
     SoundMixer* source;
     unsigned fps;
+    std::uint64_t lag;       // frames of sound
     std::uint64_t next = 0;  // frame of sound
 };
 
@@ -184,6 +200,7 @@ RunState Compose(const Scene& scene, std::vector<std::unique_ptr<Layer>>& layers
         ++state.frames;
         if (progress.IsDue()) show(frame + 1);
     }
+    feed.Finish(frame, outputs);
     show(frame);
     return state;
 }

@@ -38,7 +38,7 @@ private:
 
     // What both sources deliver here.
     static constexpr int rate = 44100;
-    static constexpr std::size_t lead = rate / 12;
+    static constexpr std::size_t lead = rate / live_lags_per_second;
     static constexpr std::size_t limit = rate / 3;
 
     const bool microphone;

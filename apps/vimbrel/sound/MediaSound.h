@@ -22,7 +22,9 @@ public:
 private:
     // The engine's own format.
     static constexpr int rate = 44100;
-    static constexpr std::size_t lead = rate / 12;
+    // The engine gets the sound before its output plays it, and with it the pictures.
+    static constexpr std::size_t ahead = rate / 25;
+    static constexpr std::size_t lead = rate / live_lags_per_second + ahead;
     static constexpr std::size_t limit = rate / 3;
 
     Vimbrel::CAudioFactory2& engine;

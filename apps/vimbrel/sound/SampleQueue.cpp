@@ -28,7 +28,12 @@ void SampleQueue::PushBytes(const unsigned char* data, int size) {
 
 void SampleQueue::Read(float* stereo, std::size_t frames) {
     const std::lock_guard guard(mutex);
-    flows = flows || waiting.size() >= lead * channels;
+    if (!flows && waiting.size() >= lead * channels) {
+        flows = true;
+        // What came before would make all of it late.
+        waiting.erase(waiting.begin(),
+                      waiting.end() - static_cast<std::ptrdiff_t>(lead * channels));
+    }
     const std::size_t wanted = frames * channels;
     const std::size_t taken = flows ? std::min(wanted, waiting.size()) : 0;
     std::transform(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(taken), stereo,

@@ -8,8 +8,12 @@
 
 namespace studio {
 
-// Stereo frames of 16 bits. What is read runs `lead` frames behind what came, so that packets may
-// be late; clocks that differ are evened out by a gap or a cut now and then.
+// Sound that comes as it happens is read so much later than it came, so that packets may be late. A
+// second has a whole number of such parts in every rate.
+inline constexpr int live_lags_per_second = 12;
+
+// Stereo frames of 16 bits. What is read runs `lead` frames behind what came, from the first
+// reading on; clocks that differ are evened out by a gap or a cut now and then.
 class SampleQueue {
 public:
     // `limit` frames may wait; then the oldest are dropped down to `lead`.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "sound/MediaSound.h"
+#include "sound/SampleQueue.h"
 #include "sound/SoundFile.h"
 
 namespace studio {
@@ -18,6 +19,7 @@ std::unique_ptr<SoundSource> SoundMixer::OpenSource(const SoundDescription& desc
         if (!source) error.insert(0, description.place + ".file: ");
         return source;
     }
+    track.happens = true;
     if (std::holds_alternative<MediaSoundDescription>(description.content)) {
         track.name = "media";
         track.volume = static_cast<float>(description.volume);
@@ -53,6 +55,12 @@ std::unique_ptr<SoundMixer> SoundMixer::Open(const std::vector<SoundDescription>
     for (Track& track : mixer->tracks)
         track.resampler = SoundResampler(track.source->Rate(), mixer->rate);
     return mixer;
+}
+
+std::size_t SoundMixer::Lag() const {
+    const bool happens =
+        std::any_of(tracks.begin(), tracks.end(), [](const Track& track) { return track.happens; });
+    return happens ? static_cast<std::size_t>(rate / live_lags_per_second) : 0;
 }
 
 std::vector<SoundLevel> SoundMixer::Levels() {

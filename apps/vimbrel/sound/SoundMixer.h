@@ -30,6 +30,9 @@ public:
     // Frames a second: 48000 if one of the files has that or a multiple of it, else 44100.
     int Rate() const { return rate; }
 
+    // How many frames later than it happens live sound is to be read; 0 without any.
+    std::size_t Lag() const;
+
     // The next frames, 16 bits, left and right; too loud is cut off at the limits. Valid until the
     // next call.
     const std::int16_t* Read(std::size_t frames);
@@ -46,6 +49,7 @@ private:
         std::string name;
         float volume = 1;
         LiveSound* live = nullptr;  // the source, if it is a device
+        bool happens = false;       // rather than being read from a file
         float peak = 0;
     };
     static std::unique_ptr<SoundSource> OpenSource(const SoundDescription& description,
