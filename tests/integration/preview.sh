@@ -4,6 +4,9 @@
 set -eu
 vimbrel=$1
 unset DISPLAY WAYLAND_DISPLAY SDL_VIDEODRIVER
+# SDL looks for a bus: without an address libdbus forks to start one, and a process with the
+# sanitizers and threads may not live through that.
+export DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/bus
 work=$(mktemp -d)
 server=
 trap '[ -z "$server" ] || kill -9 $server 2>/dev/null || true; rm -rf "$work"' EXIT
