@@ -76,7 +76,7 @@ HRESULT DXCapture::MakeDevice() {
 
 const BYTE* DXCapture::Capture() {
     if (!device || !surface) return nullptr;
-    // The result is not looked at, by design: without a new picture the last one stands.
+    // The result is not checked: without a new picture the last one stands.
     device->GetFrontBufferData(0, surface.Get());
     const RECT screen{0, 0, screenWidth, screenHeight};
     RECT inside{};
@@ -88,8 +88,8 @@ const BYTE* DXCapture::Capture() {
     const std::size_t bitmap_row = static_cast<std::size_t>(rect.right - rect.left) * 4;
     const BYTE* from = static_cast<const BYTE*>(locked.pBits);
     BYTE* to = static_cast<BYTE*>(bits);
-    // Rows go to the bitmap's corner, also where the rectangle begins outside of the screen: by
-    // design.
+    // Kept: rows start at the bitmap's corner even if the rectangle begins outside the screen,
+    // because hosts rely on their place.
     for (LONG y = inside.top; y < inside.bottom; ++y, from += locked.Pitch, to += bitmap_row)
         std::memcpy(to, from, row_bytes);
     surface->UnlockRect();

@@ -14,8 +14,8 @@ using GetDpiForWindowFunction = UINT(WINAPI*)(HWND window);
 using GetDpiForMonitorFunction = HRESULT(WINAPI*)(HMONITOR monitor, int type, UINT* dpi_x,
                                                   UINT* dpi_y);
 
-// A library for as long as one of its entries is used: by design it is looked up and freed again on
-// each call.
+// A library for as long as one of its entries is used. Each call loads and frees it again, since
+// the scale is asked for only when a capture starts.
 class Library {
 public:
     Library(WindowSystem& window_system, LPCWSTR name)

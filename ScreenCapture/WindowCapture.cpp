@@ -96,11 +96,11 @@ const BYTE* WindowCapture::Capture(LONG* captured_width, LONG* captured_height) 
     }
     std::uint32_t first_pixel = 0;
     std::memcpy(&first_pixel, bits, sizeof first_pixel);
-    // By design one black pixel is enough, even of a window that is black there; a resize begins
-    // afresh.
+    // A window that BitBlt cannot copy is black everywhere. Kept: one black pixel is taken for that
+    // until a resize, because searching a frame that is black there would cost time each time.
     if (useBitBlt && first_pixel == 0) useBitBlt = false;
     if (drawCursor) {
-        // The outer corner, not that of the client area, by design.
+        // Kept: the outer corner, not that of the client area, because hosts rely on the place.
         RECT outer{};
         system.windows.GetWindowRect(window, &outer);
         DrawSystemCursor(system.gdi, memoryDC, outer);
@@ -108,7 +108,8 @@ const BYTE* WindowCapture::Capture(LONG* captured_width, LONG* captured_height) 
     return static_cast<const BYTE*>(bits);
 }
 
-// By design BitBlt copies the unscaled size also where the target is the scaled bitmap.
+// Kept: BitBlt copies the unscaled size into the scaled bitmap too, because hosts rely on the
+// section that it shows.
 void WindowCapture::CaptureTo(HDC context) {
     if (useBitBlt) {
         system.gdi.BitBlt(context, 0, 0, static_cast<int>(width), static_cast<int>(height),

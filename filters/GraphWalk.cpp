@@ -4,15 +4,11 @@
 
 namespace Vimbrel {
 
-namespace {
-
 ComPtr<IPin> PeerOf(IPin& pin) {
     ComPtr<IPin> peer;
     if (FAILED(pin.ConnectedTo(peer.Put()))) peer.Reset();
     return peer;
 }
-
-}  // namespace
 
 bool IsOutput(IPin& pin) {
     PIN_DIRECTION direction = PINDIR_INPUT;

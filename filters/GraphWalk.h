@@ -11,6 +11,8 @@ ComPtr<IPin> FindPin(IBaseFilter& filter, PIN_DIRECTION direction);
 // The first pin of the category for capturing or for a preview, whichever comes first in the
 // filter's order; null if there is none.
 ComPtr<IPin> FindCapturePin(IBaseFilter& filter);
+// The pin that it is connected to; null if there is none.
+ComPtr<IPin> PeerOf(IPin& pin);
 // The pin's filter; null if it does not tell.
 ComPtr<IBaseFilter> FilterOf(IPin& pin);
 bool IsOutput(IPin& pin);

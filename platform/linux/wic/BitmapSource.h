@@ -22,8 +22,7 @@ public:
     virtual bool Straight() const { return false; }
 
     // Writes the picture, scaled to width x height, as premultiplied BGRA, or as it is if it is
-    // straight. `stride` in bytes, at least width
-    // * 4.
+    // straight. `stride` is in bytes, at least width * 4.
     virtual HRESULT RenderPbgra(UINT width, UINT height, WICBitmapInterpolationMode mode,
                                 std::uint8_t* pixels, std::size_t stride) = 0;
 

@@ -41,8 +41,8 @@ TEST(MediaMessageWindow, BringsBothMessagesFromAnyThreadInOrder) {
     MediaMessageWindow window;
     Listener listener;
     EXPECT_EQ(window.hwnd, nullptr);
-    EXPECT_NE(window.graphMessage, window.stateMessage);
-    EXPECT_EQ(MediaMessageWindow().stateMessage, window.stateMessage);
+    EXPECT_EQ(window.graphMessage, RegisterWindowMessageW(L"AADF1ACF-9550-46FA-A831-98DF73C4A86A"));
+    EXPECT_EQ(window.stateMessage, RegisterWindowMessageW(L"63890A38-7BF6-4F4A-A00D-33F38DE7DDCC"));
     window.dispatcher = &listener;
     window.Create(nullptr);
     ASSERT_NE(window.hwnd, nullptr);

@@ -5,6 +5,7 @@
 
 #include "base/ObjectCreation.h"
 #include "filters/Enumerators.h"
+#include "filters/GraphWalk.h"
 #include "platform/linux/ds/graph/GraphConnector.h"
 
 namespace Vimbrel {
@@ -15,18 +16,10 @@ namespace {
 constexpr GUID source_class{
     0xB98D13E7, 0x55DB, 0x4385, {0xA3, 0x3D, 0x09, 0xFD, 0x1B, 0xA2, 0x63, 0x38}};
 
-bool IsConnected(IBaseFilter& filter) {
-    for (const ComPtr<IPin>& pin : PinsOf(filter)) {
-        ComPtr<IPin> peer;
-        if (SUCCEEDED(pin->ConnectedTo(peer.Put())) && peer) return true;
-    }
-    return false;
-}
-
 void DisconnectPins(IBaseFilter& filter) {
     for (const ComPtr<IPin>& pin : PinsOf(filter)) {
-        ComPtr<IPin> peer;
-        if (FAILED(pin->ConnectedTo(peer.Put())) || !peer) continue;
+        const ComPtr<IPin> peer = PeerOf(*pin.Get());
+        if (!peer) continue;
         peer->Disconnect();
         pin->Disconnect();
     }
@@ -117,10 +110,7 @@ std::vector<ComPtr<IBaseFilter>> FilterGraph::AllFilters() {
 }
 
 bool FilterGraph::HasFilterOf(IPin& pin) {
-    PIN_INFO info{};
-    if (FAILED(pin.QueryPinInfo(&info))) return false;
-    ComPtr<IBaseFilter> filter;
-    filter.Attach(info.pFilter);
+    const ComPtr<IBaseFilter> filter = FilterOf(pin);
     return filter && Has(*filter.Get());
 }
 
@@ -157,7 +147,7 @@ HRESULT STDMETHODCALLTYPE FilterGraph::RemoveFilter(IBaseFilter* filter) {
     const MutexLock guard(parts_.control);
     if (!Has(*filter)) return VFW_E_NOT_IN_GRAPH;
     // Its neighbours could not be disconnected.
-    if (parts_.state != State_Stopped && IsConnected(*filter)) return VFW_E_NOT_STOPPED;
+    if (parts_.state != State_Stopped && HasConnectedPin(*filter)) return VFW_E_NOT_STOPPED;
     filter->Stop();
     DisconnectPins(*filter);
     filter->SetSyncSource(nullptr);
@@ -238,12 +228,11 @@ HRESULT STDMETHODCALLTYPE FilterGraph::ReconnectEx(IPin* pin, const AM_MEDIA_TYP
 }
 
 HRESULT FilterGraph::ReconnectNow(IPin& pin, const AM_MEDIA_TYPE* type) {
-    ComPtr<IPin> peer;
-    if (FAILED(pin.ConnectedTo(peer.Put())) || !peer) return VFW_E_NOT_CONNECTED;
-    PIN_DIRECTION direction = PINDIR_INPUT;
-    pin.QueryDirection(&direction);
-    IPin* const output = direction == PINDIR_OUTPUT ? &pin : peer.Get();
-    IPin* const input = direction == PINDIR_OUTPUT ? peer.Get() : &pin;
+    const ComPtr<IPin> peer = PeerOf(pin);
+    if (!peer) return VFW_E_NOT_CONNECTED;
+    const bool is_output = IsOutput(pin);
+    IPin* const output = is_output ? &pin : peer.Get();
+    IPin* const input = is_output ? peer.Get() : &pin;
     CMediaType before;
     output->ConnectionMediaType(&before);
     HRESULT hr = input->Disconnect();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "filters/Enumerators.h"
+#include "filters/GraphWalk.h"
 
 namespace Vimbrel {
 
@@ -16,12 +17,6 @@ PIN_DIRECTION DirectionOf(IPin& pin) {
     return direction;
 }
 
-ComPtr<IPin> PeerOf(IPin& pin) {
-    ComPtr<IPin> peer;
-    if (FAILED(pin.ConnectedTo(peer.Put()))) peer.Reset();
-    return peer;
-}
-
 std::vector<ComPtr<IPin>> FreePins(IBaseFilter& filter, PIN_DIRECTION direction) {
     std::vector<ComPtr<IPin>> pins = PinsOf(filter);
     std::erase_if(pins, [&](const ComPtr<IPin>& pin) {
@@ -32,16 +27,9 @@ std::vector<ComPtr<IPin>> FreePins(IBaseFilter& filter, PIN_DIRECTION direction)
 
 bool HasOutputs(IBaseFilter& filter) {
     for (const ComPtr<IPin>& pin : PinsOf(filter)) {
-        if (DirectionOf(*pin.Get()) == PINDIR_OUTPUT) return true;
+        if (IsOutput(*pin.Get())) return true;
     }
     return false;
-}
-
-ComPtr<IBaseFilter> OwnerOf(IPin& pin) {
-    PIN_INFO info{};
-    ComPtr<IBaseFilter> owner;
-    if (SUCCEEDED(pin.QueryPinInfo(&info))) owner.Attach(info.pFilter);
-    return owner;
 }
 
 bool Has(const Filters& filters, const ComPtr<IBaseFilter>& filter) {
@@ -59,9 +47,9 @@ GraphConnector::GraphConnector(Filters filters) : candidates_(std::move(filters)
 void GraphConnector::Undo(IPin& output) {
     const ComPtr<IPin> input = PeerOf(output);
     if (!input) return;
-    if (const ComPtr<IBaseFilter> downstream = OwnerOf(*input.Get())) {
+    if (const ComPtr<IBaseFilter> downstream = FilterOf(*input.Get())) {
         for (const ComPtr<IPin>& pin : PinsOf(*downstream.Get())) {
-            if (DirectionOf(*pin.Get()) == PINDIR_OUTPUT) Undo(*pin.Get());
+            if (IsOutput(*pin.Get())) Undo(*pin.Get());
         }
     }
     input->Disconnect();
@@ -69,7 +57,7 @@ void GraphConnector::Undo(IPin& output) {
 }
 
 HRESULT GraphConnector::Connect(IPin& output, IPin& input) {
-    Filters used{OwnerOf(output), OwnerOf(input)};
+    Filters used{FilterOf(output), FilterOf(input)};
     return ConnectThrough(output, input, used);
 }
 
@@ -96,7 +84,7 @@ HRESULT GraphConnector::ConnectThrough(IPin& output, IPin& input, Filters& used)
 }
 
 HRESULT GraphConnector::Render(IPin& output) {
-    Filters used{OwnerOf(output)};
+    Filters used{FilterOf(output)};
     return RenderThrough(output, used);
 }
 
@@ -127,7 +115,7 @@ HRESULT GraphConnector::RenderOutputs(IBaseFilter& transform, Filters& used) {
     if (some) return all ? S_OK : VFW_S_PARTIAL_RENDER;
     // A transform whose only output is in use already, as one with several inputs, leads on.
     for (const ComPtr<IPin>& pin : PinsOf(transform)) {
-        if (DirectionOf(*pin.Get()) == PINDIR_OUTPUT && PeerOf(*pin.Get())) return S_OK;
+        if (IsOutput(*pin.Get()) && PeerOf(*pin.Get())) return S_OK;
     }
     return VFW_E_CANNOT_RENDER;
 }

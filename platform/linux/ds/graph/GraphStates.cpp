@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "filters/Enumerators.h"
+#include "filters/GraphWalk.h"
 #include "platform/linux/ds/graph/GraphClock.h"
 
 namespace Vimbrel {
@@ -20,25 +21,14 @@ bool Has(const Filters& filters, IBaseFilter* filter) {
                        [&](const auto& each) { return each.Get() == filter; });
 }
 
-bool IsOutput(IPin& pin) {
-    PIN_DIRECTION direction = PINDIR_INPUT;
-    return SUCCEEDED(pin.QueryDirection(&direction)) && direction == PINDIR_OUTPUT;
-}
-
-ComPtr<IBaseFilter> FilterOf(IPin& pin) {
-    PIN_INFO info{};
-    ComPtr<IBaseFilter> filter;
-    if (SUCCEEDED(pin.QueryPinInfo(&info))) filter.Attach(info.pFilter);
-    return filter;
-}
-
 // What is downstream of `filter` comes before it. A circle ends where it began.
 void Visit(const ComPtr<IBaseFilter>& filter, Filters& visited, Filters& ordered) {
     if (Has(visited, filter.Get())) return;
     visited.push_back(filter);
     for (const ComPtr<IPin>& pin : PinsOf(*filter.Get())) {
-        ComPtr<IPin> peer;
-        if (!IsOutput(*pin.Get()) || FAILED(pin->ConnectedTo(peer.Put())) || !peer) continue;
+        if (!IsOutput(*pin.Get())) continue;
+        const ComPtr<IPin> peer = PeerOf(*pin.Get());
+        if (!peer) continue;
         if (const ComPtr<IBaseFilter> next = FilterOf(*peer.Get())) Visit(next, visited, ordered);
     }
     ordered.push_back(filter);

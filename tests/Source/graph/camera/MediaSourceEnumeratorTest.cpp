@@ -87,7 +87,6 @@ TEST_F(CameraList, KeepsFormatsOnceLargeEnoughAndMarksTheCurrentOne) {
     // The current format is a duplicate at the end: the index points past the list.
     setup->capabilities.push_back(setup->capabilities[4]);
     setup->capabilities.back().SetFormat(FORMAT_VideoInfo, setup->capabilities[5].pbFormat, 88);
-    setup->current = 10;
     setup->capabilities.erase(setup->capabilities.begin() + 5);
     setup->capabilities.erase(setup->capabilities.begin() + 5);
     setup->current = 8;
