@@ -53,8 +53,9 @@ private:
 };
 
 // The pieces of an access unit in their order. A piece begins with its start code, where the piece
-// before it ends; bytes before the first start code belong to the first piece. Without a start code
-// there is no piece.
+// before it ends. Bytes before the first start code begin the first piece; if they are as many as
+// that start code has, or more, they are a piece by themselves. Without a start code there is no
+// piece.
 class AccessUnitPieces {
 public:
     explicit AccessUnitPieces(ByteSpan access_unit);

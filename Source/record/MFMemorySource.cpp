@@ -117,7 +117,8 @@ HRESULT MFMemorySource::Pause() {
 }
 
 HRESULT MFMemorySource::Shutdown() {
-    blocks.Drop();  // before the section, which is held by who waits for a block
+    // Before the section is taken: the thread that waits for a block holds it.
+    blocks.Drop();
     const CriticalSectionLock lock(critical_section);
     if (state == STATE_SHUT_DOWN) return MF_E_SHUTDOWN;
     for (const auto& stream : streams) stream->Shutdown();

@@ -30,11 +30,11 @@ public:
 };
 
 inline void PostFrame(live_encoder_h264& encoder, std::uint32_t width, std::uint32_t height,
-                      int number) {
+                      int number, std::int64_t first_time = 5'000'000) {
     auto frame = std::make_unique<live_encoder_h264::packet_video>();
     frame->width = width;
     frame->height = height;
-    frame->time = 5'000'000 + number * 333'333LL;
+    frame->time = first_time + number * 333'333LL;
     frame->data = std::make_unique<std::uint8_t[]>(std::size_t{4} * width * height);
     for (std::size_t i = 0; i < std::size_t{4} * width * height; ++i) {
         frame->data[i] = static_cast<std::uint8_t>(

@@ -1,12 +1,19 @@
 // The AAC encoder on this system's transform.
 #include <gmock/gmock.h>
 
+#include <mferror.h>
+#include <wmcodecdsp.h>
+
 #include <cmath>
 #include <cstring>
 #include <mutex>
+#include <utility>
 
+#include "base/ObjectCreation.h"
+#include "platform/linux/mf/transform/AacEncoderTransform.h"
 #include "rtmpencoder/live_encoder_aac.h"
 #include "tests/fakes/CapturingLog.h"
+#include "tests/fakes/ForwardingTransform.h"
 
 namespace Vimbrel::test {
 namespace {
@@ -91,6 +98,43 @@ TEST(LiveAac, BlocksOfAnySizeAndSilence) {
     for (int i = 0; i < 20; ++i)
         ASSERT_TRUE(direct.Post(1024, live_encoder_aac::packet_audio::flag_silence));
     EXPECT_LT(direct.collector.frames.back()->size, 40);
+    direct.encoder.on_stop();
+}
+
+using Inputs = std::vector<std::pair<LONGLONG, LONGLONG>>;  // time and duration
+
+class NotingTransform final : public ForwardingTransform<Implements<IMFTransform>> {
+public:
+    explicit NotingTransform(Inputs& noted)
+        : ForwardingTransform(MakeCom<AacEncoderTransform>().As<IMFTransform>()), inputs(noted) {}
+
+    HRESULT STDMETHODCALLTYPE ProcessInput(DWORD stream, IMFSample* sample, DWORD flags) override {
+        auto& [time, duration] = inputs.emplace_back();
+        sample->GetSampleTime(&time);
+        sample->GetSampleDuration(&duration);
+        if (inputs.size() > 102) return MF_E_NOTACCEPTING;
+        return ForwardingTransform::ProcessInput(stream, sample, flags);
+    }
+
+private:
+    Inputs& inputs;
+};
+
+// The time rises with every hundredth block. The duration is neither the block's nor cut with it.
+TEST(LiveAac, TimesOfInputAreKeptAsTheyAreAndARefusalEndsIt) {
+    Inputs inputs;
+    const ScopedClassOverride noting(CLSID_AACMFTEncoder, [&](REFIID iid, void** object) {
+        return MakeCom<NotingTransform>(inputs)->QueryInterface(iid, object);
+    });
+    DirectAac direct;
+    ASSERT_TRUE(direct.encoder.on_start());
+    for (int i = 0; i < 101; ++i) ASSERT_TRUE(direct.Post(1024));
+    ASSERT_TRUE(direct.Post(44100 * 3));
+    EXPECT_FALSE(direct.Post(1024));
+    EXPECT_EQ(inputs.at(0), Inputs::value_type(0, 215'332));
+    EXPECT_EQ(inputs.at(99), Inputs::value_type(0, 215'332));
+    EXPECT_EQ(inputs.at(100), Inputs::value_type(1, 215'332));
+    EXPECT_EQ(inputs.at(101), Inputs::value_type(1, 1'666));
     direct.encoder.on_stop();
 }
 
