@@ -17,6 +17,7 @@
 #include <limits>
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "Audio/AudioFormat.h"
 #include "Audio/capture/LoopbackCapture.h"

@@ -21,7 +21,7 @@ std::string LogFileName(const std::string& process, const std::string& name, con
                         const std::string& pid, std::uint32_t index);
 
 // The name of the running program without directory and extension; "process" if the system does not
-// tell.
+// report it.
 std::string ProcessName();
 
 }  // namespace HalvorixAppLog

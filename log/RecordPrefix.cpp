@@ -31,9 +31,9 @@ void RecordPrefix::WriteSecond(std::int64_t time, LogClock& clock) {
     const std::uint64_t seconds = static_cast<std::uint64_t>(days.SecondsOfDay(time));
     char* at = secondText;
     const char* const end = secondText + sizeof secondText;
-    const auto write = [&](std::uint64_t number, int width, char behind) {
+    const auto write = [&](std::uint64_t number, int width, char separator) {
         at = WriteNumber(at, end, number, width);
-        *at++ = behind;
+        *at++ = separator;
     };
     write(static_cast<std::uint64_t>(day.tm_year + 1900), 4, '-');
     write(static_cast<std::uint64_t>(day.tm_mon + 1), 2, '-');

@@ -12,7 +12,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "base/ThreadSafety.h"
 #include "com/ComPtr.h"

@@ -6,7 +6,6 @@
 #include <mmreg.h>
 
 #include <atomic>
-#include <cstddef>
 #include <optional>
 
 namespace Vimbrel {

@@ -9,7 +9,6 @@
 #include <functiondiscoverykeys_devpkey.h>
 
 #include <algorithm>
-#include <functional>
 #include <string_view>
 #include <utility>
 

@@ -37,7 +37,7 @@ TEST(LogConfiguration, SectionHeads) {
 }
 
 TEST(LogConfiguration, Settings) {
-    // The section's settings behind one line, as one text.
+    // The section's settings after one line, as one text.
     const auto settings = [](const std::string& line) {
         LogConfiguration configuration;
         EXPECT_EQ(Parse(configuration, "[s]\n" + line), "") << line;
@@ -132,7 +132,7 @@ TEST_F(LogConfigurationLoading, FileAsPeopleWriteIt) {
     EXPECT_TRUE(manager.Config(file.c_str()));
     EXPECT_EQ(logger.level, LOG_LEVEL_ERROR);
     EXPECT_EQ(manager.loggers[1].level, LOG_LEVEL_FATAL);
-    EXPECT_EQ(manager.FindLogger("three"), LOGGER_INVALID);  // behind the zero
+    EXPECT_EQ(manager.FindLogger("three"), LOGGER_INVALID);  // after the zero
 }
 
 TEST_F(LogConfigurationLoading, Messages) {

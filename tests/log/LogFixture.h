@@ -57,6 +57,7 @@ public:
 
 class TestManager : public LogerManager {
 public:
+    using LogerManager::freeRecordsCount;
     using LogerManager::LogerManager;
     using LogerManager::loggers;
     using LogerManager::logLock;

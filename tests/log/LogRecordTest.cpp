@@ -17,7 +17,7 @@ std::unique_ptr<LogRecord> RecordWithFree(std::int32_t free) {
     return record;
 }
 
-// What was written behind the first LOG_TEXT_CAPACITY - free bytes.
+// What was written after the first LOG_TEXT_CAPACITY - free bytes.
 std::string Tail(const LogRecord& record, std::int32_t free) {
     return std::string(record.content + LOG_TEXT_CAPACITY - free,
                        record.content + record.contentLength);

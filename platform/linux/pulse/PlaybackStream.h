@@ -35,7 +35,7 @@ public:
     virtual void Interrupt(bool on) = 0;
     // How long after this moment what is written next is heard, in units of 100 nanoseconds. Below
     // 0 for what the server would leave out, because it has played beyond it. S_FALSE while the
-    // server has not told yet.
+    // server has not reported it yet.
     virtual HRESULT Latency(LONGLONG& latency) = 0;
 };
 
