@@ -75,32 +75,31 @@ bool WaitUntil(Clock::time_point due) {
     return false;
 }
 
-// Gives the outputs the scene's sound, up to a frame's end, by the frames' own clock. Live sound is
-// given so much later as it comes, and so belongs to the pictures of its moment.
+// Gives the outputs the scene's sound, up to a frame's end, by the frames' own clock. Where there
+// is live sound, all of it is given later by its lag, so that it belongs to the pictures of its
+// moment.
 class SoundFeed {
 public:
     SoundFeed(SoundMixer* mixer, int frames_per_second)
         : source(mixer),
           fps(static_cast<unsigned>(frames_per_second)),
+          rate(mixer ? static_cast<std::uint64_t>(mixer->Rate()) : 0),
           lag(mixer ? mixer->Lag() : 0) {}
 
     void PushUpTo(std::uint64_t frame, const Outputs& outputs) {
         if (!source) return;
-        const auto rate = static_cast<std::uint64_t>(source->Rate());
         const std::uint64_t due = frame * rate / fps;
         Push(due - std::min(due, lag), outputs);
     }
     // The rest, up to that frame's end.
     void Finish(std::uint64_t frame, const Outputs& outputs) {
         if (!source || lag == 0) return;
-        const auto rate = static_cast<std::uint64_t>(source->Rate());
         std::this_thread::sleep_for(std::chrono::microseconds(lag * 1'000'000 / rate));
         Push(frame * rate / fps, outputs);
     }
 
 private:
     void Push(std::uint64_t end, const Outputs& outputs) {
-        const auto rate = static_cast<std::uint64_t>(source->Rate());
         while (next < end) {
             const std::uint64_t count = std::min(end - next, rate / 10);
             const std::int16_t* const sound = source->Read(count);
@@ -113,6 +112,7 @@ private:
 
     SoundMixer* source;
     unsigned fps;
+    std::uint64_t rate;      // of the sound
     std::uint64_t lag;       // frames of sound
     std::uint64_t next = 0;  // frame of sound
 };

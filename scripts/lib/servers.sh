@@ -2,6 +2,8 @@
 # this machine only. "work" has to name a folder for their files, and stop_children has to run at
 # the end.
 
+. "$(dirname "${BASH_SOURCE[0]}")/nginx.sh"
+
 children=()
 
 # start COMMAND...: runs it in the background until stop_children.
@@ -53,17 +55,7 @@ run_nginx() {
 # Its process is $nginx; once that was stopped, run_nginx starts it anew at the same port.
 start_nginx() {
     for port in $(shuf -i 20000-29999 -n 5); do
-        cat >"$work/nginx.conf" <<END
-load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
-daemon off; master_process off; worker_processes 1; pid $work/nginx.pid; error_log $work/nginx.log;
-events { worker_connections 64; }
-rtmp {
-    server {
-        listen 127.0.0.1:$port;
-        application live { live on; record all; record_path $work; record_suffix .flv; }
-    }
-}
-END
+        nginx_configuration "$port" "$work" "$work" >"$work/nginx.conf"
         run_nginx && return
     done
     cat "$work/nginx.log" >&2

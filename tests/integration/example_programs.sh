@@ -7,6 +7,7 @@ prefix=$1
 source=$2
 work=$3
 camera=$4
+. "$source/scripts/lib/nginx.sh"
 processes=()
 trap 'kill "${processes[@]}" 2>/dev/null || true' EXIT
 rm -rf "$work"
@@ -106,18 +107,8 @@ holds screen.mp4 v 10
 
 step "A camera with a microphone"
 port=$((20000 + $$ % 20000))
-cat >nginx.conf <<END
-load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
-daemon off; master_process off; worker_processes 1; pid $work/nginx.pid; error_log $work/error.log;
-events { worker_connections 64; }
-rtmp {
-    server {
-        listen 127.0.0.1:$port;
-        application live { live on; record all; record_path $work/recorded; record_suffix .flv; }
-    }
-}
-END
-start /usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/error.log"
+nginx_configuration "$port" "$work" "$work/recorded" >nginx.conf
+start /usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/nginx.log"
 await bash -c "exec 3<>/dev/tcp/127.0.0.1/$port"
 start ffmpeg -v error -re -stream_loop -1 -i film.mp4 -vn -f pulse -device micin test
 touch devices/video0

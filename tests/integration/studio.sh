@@ -8,6 +8,7 @@ unset DISPLAY
 work=$(mktemp -d)
 server=
 trap '[ -z "$server" ] || kill $server 2>/dev/null; rm -rf "$work"' EXIT
+. "$(dirname "$0")/../../scripts/lib/nginx.sh"
 examples=$(cd "$(dirname "$0")/../../examples" && pwd)
 cd "$work" || exit 1
 failures=0
@@ -290,19 +291,9 @@ grep -q "stream to rtmp://127.0.0.1/live/\.\.\." output || complain "no dry run:
 echo "Casts"
 port=$((20000 + $$ % 20000))
 mkdir -p recorded
-cat >nginx.conf <<END
-load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
-daemon off; master_process off; worker_processes 1; pid $work/nginx.pid; error_log $work/error.log;
-events { worker_connections 64; }
-rtmp {
-    server {
-        listen 127.0.0.1:$port;
-        application live { live on; record all; record_path $work/recorded; record_suffix .flv; }
-    }
-}
-END
+nginx_configuration "$port" "$work" "$work/recorded" >nginx.conf
 start_server() {
-    /usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/error.log" &
+    /usr/sbin/nginx -p "$work" -c "$work/nginx.conf" -e "$work/nginx.log" &
     server=$!
     local tries=0
     until (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || [ $tries = 100 ]; do
