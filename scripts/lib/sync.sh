@@ -28,15 +28,17 @@ make_clock() {
 # "picture SECONDS", and when a beep of a frequency begins, as "FREQUENCY SECONDS". The last of each
 # may be cut off, and is left out.
 onsets() {
-    local file=$1 left top side frequency
+    local file=$1 left top side frequency band
     IFS=: read -r left top side <<<"$2"
     shift 2
     ffmpeg -hide_banner -nostats -i "$file" -map 0:v \
         -vf "crop=$side:$side:$left:$top,blackdetect=d=0.3:pix_th=0.6" -f null - 2>&1 |
         sed -nE 's/.* black_end:([0-9.]+).*/picture \1/p' | head -n -1
     for frequency in "$@"; do
+        # One filter alone would let enough of the other beeps through.
+        band="bandpass=f=$frequency:width_type=h:w=300"
         ffmpeg -hide_banner -nostats -i "$file" -map 0:a \
-            -af "bandpass=f=$frequency:width_type=h:w=300,silencedetect=noise=-34dB:d=0.3" \
+            -af "$band,$band,silencedetect=noise=-34dB:d=0.3" \
             -f null - 2>&1 |
             sed -nE "s/.*silence_end: ([0-9.]+).*/$frequency \1/p" | head -n -1
     done

@@ -22,6 +22,7 @@ TranscodeRun::TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events,
       clock_(std::move(clock)),
       reader_(MakeCom<PresentationReader>(job.source, job.presentation, StreamsOf(job))),
       live_(job.live),
+      turns_(job.tracks.size()),
       encoder_(std::move(job.pipeline), *this) {}
 
 HRESULT TranscodeRun::Start() {
@@ -59,6 +60,13 @@ void TranscodeRun::OnStarted(HRESULT result) {
 }
 
 void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) {
+    LONGLONG time = 0;
+    LONGLONG duration = 0;
+    if (SUCCEEDED(sample->GetSampleTime(&time))) {
+        if (FAILED(sample->GetSampleDuration(&duration))) duration = 0;
+        const MutexLock guard(lock_);
+        turns_.Reached(track, time, duration);
+    }
     encoder_.Push(track, tracks_[track].video, std::move(sample));
 }
 
@@ -75,8 +83,29 @@ void TranscodeRun::OnSampleDone(std::size_t track) {
         // Frames of a live source come whether somebody takes them or not. When the file is ended
         // they are taken and dropped, as the source would collect them otherwise.
         if ((closing_ || file_ended_ || FAILED(failure_)) && !live_) return;
+        turns_.Want(track);
     }
-    reader_->Request(track);
+    RequestNext();
+}
+
+void TranscodeRun::RequestNext() {
+    for (;;) {
+        std::size_t track = 0;
+        {
+            const MutexLock guard(lock_);
+            track = turns_.Next();
+        }
+        if (track == tracks_.size()) return;
+        reader_->Request(track);
+    }
+}
+
+void TranscodeRun::OnTrackEnded(std::size_t track) {
+    {
+        const MutexLock guard(lock_);
+        turns_.End(track);
+    }
+    RequestNext();
 }
 
 void TranscodeRun::OnPresentationEnded() {
