@@ -65,7 +65,7 @@ TEST_F(MediaSessionTest, RecordsStreamsInWhateverOrderTheyCome) {
     }
 }
 
-// A request for sound that has yet to come would keep the source's lock from the pictures that wait.
+// A request for sound that has yet to come would keep waiting pictures from the source's lock.
 TEST_F(MediaSessionTest, AsksForTheStreamThatIsBehind) {
     constexpr std::size_t block = 4410;
     constexpr int all = 40;
