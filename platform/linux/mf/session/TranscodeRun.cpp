@@ -3,6 +3,8 @@
 #include <mfapi.h>
 #include <mferror.h>
 
+#include "platform/linux/mf/objects/Sample.h"
+
 namespace Vimbrel {
 
 namespace {
@@ -60,12 +62,9 @@ void TranscodeRun::OnStarted(HRESULT result) {
 }
 
 void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) {
-    LONGLONG time = 0;
-    LONGLONG duration = 0;
-    if (SUCCEEDED(sample->GetSampleTime(&time))) {
-        if (FAILED(sample->GetSampleDuration(&duration))) duration = 0;
+    {
         const MutexLock guard(lock_);
-        turns_.Reached(track, time, duration);
+        turns_.Came(track, Sample::NumberOf(*sample.Get()));
     }
     encoder_.Push(track, tracks_[track].video, std::move(sample));
 }

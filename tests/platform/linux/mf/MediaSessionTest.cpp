@@ -65,41 +65,6 @@ TEST_F(MediaSessionTest, RecordsStreamsInWhateverOrderTheyCome) {
     }
 }
 
-// A request for sound that has yet to come would keep waiting pictures from the source's lock.
-TEST_F(MediaSessionTest, AsksForTheStreamThatIsBehind) {
-    constexpr std::size_t block = 4410;
-    constexpr int all = 40;
-    struct Case {
-        const char* name;
-        int first;  // block of sound
-        int taken;  // of them, as long as the pictures end at 0.2 s
-    };
-    const Case cases[] = {{"sound of the same moment", 0, 3},
-                          {"sound whose stamps have jumped", 200, all}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
-        const Scene scene;
-        const TemporaryFile file;
-        const ComPtr<TestSource> source = Source(scene);
-        {
-            Recording recording(source.Get(), file.Path(), scene);
-            ASSERT_EQ(recording.Start(), S_OK);
-            for (int i = 0; i < 5; ++i) source->PushFrame(i);
-            ASSERT_TRUE(source->taken[1].WaitFor(2));
-            for (int i = 0; i < all; ++i)
-                source->PushSound(static_cast<std::int64_t>((each.first + i) * block), block);
-            ASSERT_TRUE(source->taken[1].WaitFor(5));
-            ASSERT_TRUE(source->taken[0].WaitFor(each.taken));
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            EXPECT_EQ(source->taken[0].Value(), each.taken);
-            source->End();
-            ASSERT_TRUE(recording.WaitFor(MESessionEnded));
-            EXPECT_EQ(source->taken[0].Value(), all);
-            source->Shutdown();
-        }
-    }
-}
-
 TEST_F(MediaSessionTest, EndOfThePresentationDoesNotOvertakeSamples) {
     Scene scene;
     scene.sound_rate = 0;
