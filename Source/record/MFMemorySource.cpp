@@ -4,6 +4,7 @@
 #include <mfapi.h>
 #include <mferror.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -332,6 +333,15 @@ HRESULT MFMemorySource::Pump() {
         if (!wanted) {
             pump_op.Reset();
             return S_OK;
+        }
+        if (std::any_of(streams.begin(), streams.end(),
+                        [](const auto& stream) { return stream->IsFull(); })) {
+            // Not with the section: the pipeline could not take what is there, and all that comes
+            // would pile up, pictures of megabytes beside sound that is slower or does not come.
+            critical_section.Leave();
+            blocks.Wait();
+            critical_section.Enter();
+            if (state == STATE_SHUT_DOWN) continue;
         }
         const std::unique_ptr<sample_record> record = blocks.Take();
         if (record) {

@@ -111,6 +111,11 @@ bool MFMemoryStream::NeedsData() const {
     return WantsSamples();
 }
 
+bool MFMemoryStream::IsFull() const {
+    const CriticalSectionLock lock(*critical_section);
+    return active && samples.Count() >= most_samples;
+}
+
 void MFMemoryStream::Activate(bool on) {
     const CriticalSectionLock lock(*critical_section);
     if ((active != FALSE) == on) return;

@@ -31,6 +31,8 @@ public:
 
     // How many samples wait for requests before the source is asked for no more.
     static constexpr std::size_t samples_ahead = 2;
+    // With so many the stream is full: the source fetches more only because another one waits.
+    static constexpr std::size_t most_samples = 8;
 
     MFMemoryStream(MFMemorySource* owner, std::shared_ptr<CriticalSection> section,
                    IMFStreamDescriptor* described, IMFMediaEventQueue* events);
@@ -55,6 +57,7 @@ public:
     ComPtr<IMFStreamDescriptor> Descriptor() const;
     bool IsActive() const;
     bool NeedsData() const;
+    bool IsFull() const;
     void Activate(bool on);
     HRESULT Start(const PROPVARIANT& position);
     HRESULT Pause();

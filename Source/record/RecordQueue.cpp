@@ -55,6 +55,11 @@ void RecordQueue::Push(bool video, const void* data, unsigned size, std::int64_t
     record_ready.NotifyAll();
 }
 
+void RecordQueue::Wait() {
+    MutexLock lock(mutex);
+    while (pending.empty() && !ended) record_ready.Wait(lock);
+}
+
 std::unique_ptr<sample_record> RecordQueue::Take() {
     MutexLock lock(mutex);
     while (pending.empty() && !end_waits) record_ready.Wait(lock);
@@ -90,6 +95,7 @@ void RecordQueue::Close() {
     end_waits = false;
     counters[0] = {};
     counters[1] = {};
+    record_ready.NotifyAll();
 }
 
 void RecordQueue::Count(const sample_record& record, bool delivered) {

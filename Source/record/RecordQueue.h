@@ -31,6 +31,8 @@ public:
     // neither taken nor counted. Never waits and never throws; a block without memory is dropped.
     void Push(bool video, const void* data, unsigned size, std::int64_t time,
               std::int64_t duration) noexcept;
+    // Returns when there is a block or the end, or when the end was.
+    void Wait();
     // Waits for the next block. Null for the end, which comes once.
     std::unique_ptr<sample_record> Take();
     void CountDelivered(const sample_record& record, bool delivered);

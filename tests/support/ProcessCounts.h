@@ -15,10 +15,7 @@
 #else
 #include <malloc.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <string>
 #endif
 
 namespace Vimbrel::test {
@@ -69,14 +66,6 @@ inline ProcessCounts ProcessCounts::Now() {
             std::distance(std::filesystem::directory_iterator(folder), {}));
     };
     return {entries("/proc/self/fd"), entries("/proc/self/task"), mallinfo2().uordblks};
-}
-
-inline long ResidentKib() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmRSS:")) return std::strtol(line.c_str() + 6, nullptr, 10);
-    }
-    return 0;
 }
 #endif
 

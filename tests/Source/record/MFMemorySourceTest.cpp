@@ -75,6 +75,21 @@ TEST_F(MFMemorySourceTest, TellsWhatItIsAndChecksWhatItIsAsked) {
     source.Reset();
 }
 
+// Otherwise each block would be waited for before the pipeline gets another picture.
+TEST_F(MFMemorySourceTest, ServesAFullStreamWhileAnotherIsWaitedFor) {
+    constexpr unsigned char pictures = 10;
+    Make(true, true);
+    for (unsigned char i = 0; i < pictures; ++i) Push(true, i);
+    const auto streams = StartStreams(2);
+    ASSERT_EQ(streams.size(), 2u);
+    WaitFor(delivered, pictures);
+    ASSERT_EQ(streams[0].stream->RequestSample(nullptr), S_OK);
+    EXPECT_EQ(Read(streams[0].events->Next().object.Get()).bytes.front(), 0);
+    Push(false, 100);
+    ASSERT_EQ(streams[1].stream->RequestSample(nullptr), S_OK);
+    EXPECT_EQ(Read(streams[1].events->Next().object.Get()).bytes.front(), 100);
+}
+
 TEST_F(MFMemorySourceTest, DeliversBothStreamsInOrderUntilTheEnd) {
     constexpr int count = 200;
     Make(true, true);

@@ -8,13 +8,20 @@
 #include <cstdlib>
 
 #include "tests/support/MarkedCast.h"
-#include "tests/support/ProcessCounts.h"
 
 namespace Vimbrel::test {
 namespace {
 
 constexpr int wide = 1920;
 constexpr int high = 1080;
+
+long ResidentKib() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmRSS:")) return std::strtol(line.c_str() + 6, nullptr, 10);
+    }
+    return 0;
+}
 
 double CpuSeconds() {
     rusage usage{};

@@ -2,7 +2,6 @@
 
 #include <mfapi.h>
 
-#include <atomic>
 #include <cstring>
 #include <new>
 
@@ -19,18 +18,9 @@ HRESULT STDMETHODCALLTYPE Sample::GetSampleTime(LONGLONG* time) {
 }
 
 HRESULT STDMETHODCALLTYPE Sample::SetSampleTime(LONGLONG time) {
-    static std::atomic<std::uint64_t> last_number{0};
     const MutexLock guard(lock_);
     time_ = time;
-    number_ = ++last_number;
     return S_OK;
-}
-
-std::uint64_t Sample::NumberOf(IMFSample& sample) {
-    auto* const own = dynamic_cast<Sample*>(&sample);
-    if (!own) return 0;
-    const MutexLock guard(own->lock_);
-    return own->number_;
 }
 
 HRESULT STDMETHODCALLTYPE Sample::GetSampleDuration(LONGLONG* duration) {

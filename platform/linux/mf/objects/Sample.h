@@ -3,7 +3,6 @@
 
 #include <mfobjects.h>
 
-#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -14,10 +13,6 @@ namespace Vimbrel {
 
 class Sample final : public AttributesObject<Implements<IMFSample, IMFAttributes>> {
 public:
-    // The place of a sample among all of the process in the order in which they got their times; 0
-    // if it has none yet or is not one of these.
-    static std::uint64_t NumberOf(IMFSample& sample);
-
     HRESULT STDMETHODCALLTYPE GetSampleTime(LONGLONG* time) override;
     HRESULT STDMETHODCALLTYPE SetSampleTime(LONGLONG time) override;
     HRESULT STDMETHODCALLTYPE GetSampleDuration(LONGLONG* duration) override;
@@ -35,7 +30,6 @@ private:
 
     Mutex lock_;
     std::optional<LONGLONG> time_ GUARDED_BY(lock_);
-    std::uint64_t number_ GUARDED_BY(lock_) = 0;
     std::optional<LONGLONG> duration_ GUARDED_BY(lock_);
     std::vector<ComPtr<IMFMediaBuffer>> buffers_ GUARDED_BY(lock_);
 };

@@ -166,12 +166,8 @@ HRESULT PresentationReader::HandleStreamEvent(std::size_t track, IMFMediaEvent& 
         }
         case MEEndOfStream: {
             last = true;
-            {
-                const MutexLock guard(lock_);
-                if (track < tracks_.size()) tracks_[track].ended = true;
-            }
-            const Audience audience = CurrentAudience();
-            if (audience.listener) audience.listener->OnTrackEnded(track);
+            const MutexLock guard(lock_);
+            if (track < tracks_.size()) tracks_[track].ended = true;
             break;
         }
         default:

@@ -24,8 +24,6 @@ public:
         // The source has started, or could not.
         virtual void OnStarted(HRESULT result) = 0;
         virtual void OnSample(std::size_t track, ComPtr<IMFSample> sample) = 0;
-        // All samples of this track have been given.
-        virtual void OnTrackEnded(std::size_t track) = 0;
         // All samples of all tracks have been given.
         virtual void OnPresentationEnded() = 0;
         virtual void OnSourceFailed(HRESULT result) = 0;

@@ -3,8 +3,6 @@
 #include <mfapi.h>
 #include <mferror.h>
 
-#include "platform/linux/mf/objects/Sample.h"
-
 namespace Vimbrel {
 
 namespace {
@@ -24,7 +22,6 @@ TranscodeRun::TranscodeRun(TranscodeJob job, ComPtr<IMFMediaEventQueue> events,
       clock_(std::move(clock)),
       reader_(MakeCom<PresentationReader>(job.source, job.presentation, StreamsOf(job))),
       live_(job.live),
-      turns_(job.tracks.size()),
       encoder_(std::move(job.pipeline), *this) {}
 
 HRESULT TranscodeRun::Start() {
@@ -62,10 +59,6 @@ void TranscodeRun::OnStarted(HRESULT result) {
 }
 
 void TranscodeRun::OnSample(std::size_t track, ComPtr<IMFSample> sample) {
-    {
-        const MutexLock guard(lock_);
-        turns_.Came(track, Sample::NumberOf(*sample.Get()));
-    }
     encoder_.Push(track, tracks_[track].video, std::move(sample));
 }
 
@@ -82,29 +75,8 @@ void TranscodeRun::OnSampleDone(std::size_t track) {
         // Frames of a live source come whether somebody takes them or not. When the file is ended
         // they are taken and dropped, as the source would collect them otherwise.
         if ((closing_ || file_ended_ || FAILED(failure_)) && !live_) return;
-        turns_.Want(track);
     }
-    RequestNext();
-}
-
-void TranscodeRun::RequestNext() {
-    for (;;) {
-        std::size_t track = 0;
-        {
-            const MutexLock guard(lock_);
-            track = turns_.Next();
-        }
-        if (track == tracks_.size()) return;
-        reader_->Request(track);
-    }
-}
-
-void TranscodeRun::OnTrackEnded(std::size_t track) {
-    {
-        const MutexLock guard(lock_);
-        turns_.End(track);
-    }
-    RequestNext();
+    reader_->Request(track);
 }
 
 void TranscodeRun::OnPresentationEnded() {

@@ -9,7 +9,6 @@
 #include "platform/linux/mf/session/EncodingThread.h"
 #include "platform/linux/mf/session/PresentationClock.h"
 #include "platform/linux/mf/session/PresentationReader.h"
-#include "platform/linux/mf/session/TrackTurns.h"
 #include "platform/linux/mf/session/TranscodeTopology.h"
 
 namespace Vimbrel {
@@ -33,15 +32,12 @@ public:
 private:
     void OnStarted(HRESULT result) override;
     void OnSample(std::size_t track, ComPtr<IMFSample> sample) override;
-    void OnTrackEnded(std::size_t track) override;
     void OnPresentationEnded() override;
     void OnSourceFailed(HRESULT result) override;
     void OnSampleRefused(std::size_t track) override;
     void OnSampleDone(std::size_t track) override;
     void OnFileEnded(HRESULT result) override;
 
-    // Asks for samples of the tracks whose turn it is.
-    void RequestNext();
     void Fail(HRESULT result, MediaEventType event);
     // With the lock, so that events come in the order of what they report.
     void Report(MediaEventType type, HRESULT status) REQUIRES(lock_);
@@ -60,7 +56,6 @@ private:
     bool file_ended_ GUARDED_BY(lock_) = false;
     HRESULT failure_ GUARDED_BY(lock_) = S_OK;  // of the source
     MediaEventType failure_event_ GUARDED_BY(lock_) = MEError;
-    TrackTurns turns_ GUARDED_BY(lock_);
 
     EncodingThread encoder_;  // ends before what it uses
 };
