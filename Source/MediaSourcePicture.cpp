@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <new>
 
 #include "base/Clock.h"
@@ -143,7 +144,10 @@ long MediaSourcePicture::OpenStill(IWICBitmapDecoder* decoder, long& width, long
     width = static_cast<long>(final_width);
     height = static_cast<long>(final_height);
     pixels.swap(buffer);
-    converter->CopyPixels(nullptr, final_width * 4, final_width * final_height * 4, pixels.get());
+    const UINT size = final_width * final_height * 4;
+    // Kept: a failure counts as a picture. What the memory held before is not to be seen in it.
+    if (FAILED(converter->CopyPixels(nullptr, final_width * 4, size, pixels.get())))
+        std::memset(pixels.get(), 0, size);
     return S_OK;
 }
 

@@ -180,7 +180,8 @@ long MediaSourcePicture::GetGifFrame(IWICImagingFactory* factory, IWICBitmapDeco
     if (!result->pixels) return E_OUTOFMEMORY;
     result->width = width;
     result->height = height;
-    converter->CopyPixels(nullptr, stride, static_cast<UINT>(size), result->pixels);
+    if (FAILED(converter->CopyPixels(nullptr, stride, static_cast<UINT>(size), result->pixels)))
+        std::memset(result->pixels, 0, size);
     frames.push_back(std::move(result));
     return transparent_index_result;
 }

@@ -54,9 +54,9 @@ public:
         if (index > 0) return WINCODEC_ERR_UNSUPPORTEDOPERATION;
         if (!frame_) {
             FfmpegPtr<AVFrame> picture;
-            const HRESULT hr = DecodeStill(layout_, file_.get(), &picture);
+            HRESULT hr = DecodeStill(layout_, file_.get(), &picture);
+            if (SUCCEEDED(hr)) hr = CreateCom<StillFrame>(frame_.Put(), std::move(picture));
             if (FAILED(hr)) return hr;
-            frame_ = MakeCom<StillFrame>(std::move(picture));
             file_.reset();
         }
         ComPtr<IWICBitmapFrameDecode>(frame_.Get()).CopyTo(frame);
