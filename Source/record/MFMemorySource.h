@@ -23,9 +23,11 @@ namespace Vimbrel {
 // Locks: the critical section guards source and streams. An operation holds it from beginning to
 // end, and the operation that fetches data waits in it for the next block, unless a stream is full.
 // Meanwhile every call but SetSample waits with it. The queue of blocks has a lock of its own,
-// which is taken last and never held while anything else is called. Before Shutdown a block of size
-// 0 must have come, or Shutdown waits for ever. An interface has no virtual destructor: it would
-// take slots of the published table.
+// which is taken last and never held while anything else is called.
+//
+// Before Shutdown a block of size 0 must have come, or Shutdown waits for ever.
+//
+// An interface has no virtual destructor: it would take slots of the published table.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 class MFMemorySource final : private RefCountedObject,
