@@ -163,6 +163,12 @@ TEST(SampleQueue, WaitsForItsLeadAndEvensOutTheClocks) {
     for (int i = 0; i < 3; ++i) queue.Push(ramp.data(), 3);
     EXPECT_THAT(read(4), ElementsAre(3, -3, 1, -1, 2, -2, 3, -3));
     EXPECT_THAT(read(1), ElementsAre(0, 0));
+    queue.Push(ramp.data(), 3);
+    queue.PushSilence(2);
+    queue.Push(ramp.data(), 1);
+    EXPECT_THAT(read(4), ElementsAre(3, -3, 0, 0, 0, 0, 1, -1)) << "silence has its time";
+    queue.PushSilence(SIZE_MAX);
+    EXPECT_THAT(read(1), ElementsAre(0, 0));
 }
 
 }  // namespace

@@ -27,7 +27,10 @@ private:
     static constexpr std::size_t lead = rate / live_lags_per_second + ahead;
     static constexpr std::size_t limit = rate / 3;
 
+    static constexpr std::int64_t second = 10'000'000;
+
     Vimbrel::CAudioFactory2& engine;
+    std::int64_t next = 0;  // when the next block of the engine is due
     SampleQueue queue{lead, limit};
 };
 

@@ -15,6 +15,16 @@ constexpr float full_scale = 32768.0F;
 void SampleQueue::Push(const std::int16_t* stereo, std::size_t frames) {
     const std::lock_guard guard(mutex);
     waiting.insert(waiting.end(), stereo, stereo + frames * channels);
+    Limit();
+}
+
+void SampleQueue::PushSilence(std::size_t frames) {
+    const std::lock_guard guard(mutex);
+    waiting.resize(waiting.size() + std::min(frames, limit) * channels);
+    Limit();
+}
+
+void SampleQueue::Limit() {
     if (waiting.size() > limit * channels)
         waiting.erase(waiting.begin(),
                       waiting.end() - static_cast<std::ptrdiff_t>(lead * channels));

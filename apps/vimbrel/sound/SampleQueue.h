@@ -21,12 +21,15 @@ public:
         : lead(lead_frames), limit(limit_frames) {}
 
     void Push(const std::int16_t* stereo, std::size_t frames);
+    void PushSilence(std::size_t frames);
     // As a dispatcher of sound gets them: whole frames.
     void PushBytes(const unsigned char* data, int size);
     // Silence in place of what has not come yet.
     void Read(float* stereo, std::size_t frames);
 
 private:
+    void Limit();
+
     const std::size_t lead;
     const std::size_t limit;
     std::mutex mutex;
