@@ -29,10 +29,13 @@ TEST_F(LogThreadsTest, NoRecordIsLostAndNoLineTorn) {
     ASSERT_TRUE(manager.Start());
 
     std::atomic<int> written{0};
+    std::atomic<bool> hour_changed{false};
+    constexpr int half = threads * records / 2;
     std::vector<std::thread> writers;
     for (int thread = 0; thread < threads; ++thread) {
         writers.emplace_back([&, thread] {
             for (int i = 0; i < records; ++i) {
+                while (written > half && !hour_changed) std::this_thread::yield();
                 if (!manager.PreCheck(LOGGER_MAIN, LOG_LEVEL_INFO)) continue;
                 LogRecord* const record = manager.MakeRecord(LOGGER_MAIN, LOG_LEVEL_INFO);
                 LogCursor(*record) << "begin " << thread << ' ' << i << ' ' << filler << " end";
@@ -41,8 +44,11 @@ TEST_F(LogThreadsTest, NoRecordIsLostAndNoLineTorn) {
         });
     }
     int changes = 0;
-    bool hour_changed = false;
     while (written < threads * records * 9 / 10) {
+        if (!hour_changed && written > half) {
+            Advance(3600);
+            hour_changed = true;
+        }
         // At the writers' pace, so that the clock does not run through the hours on a slow system.
         if (written < changes * 100) {
             std::this_thread::yield();
@@ -50,10 +56,6 @@ TEST_F(LogThreadsTest, NoRecordIsLostAndNoLineTorn) {
         }
         configure(++changes);
         Advance(2);
-        if (!hour_changed && written > threads * records / 2) {
-            hour_changed = true;
-            Advance(3600);
-        }
         manager.CreateLogger(("logger " + std::to_string(changes)).c_str());
     }
     for (std::thread& writer : writers) writer.join();
