@@ -80,7 +80,7 @@ show_output() {
         level=$(ffmpeg -hide_banner -i "$2" -map 0:a -af volumedetect -f null - 2>&1 |
             sed -n 's/.*mean_volume: //p')
         # A square within the dial of the clock, inside the way of its dot.
-        delay="$(onsets "$2" 362:55:28 1000 | delays 1000 | median 2) ms"
+        delay="$(onsets "$2" 362:55:28 0:60 1000 | delays 1000 | median 2) ms"
     fi
     row "$1" "$2" "$(stat -c %s "$2")" "$last s" "$streams" "$frames" "$dropped" "$level" "$delay"
 }

@@ -24,23 +24,28 @@ make_clock() {
         -c:a aac -b:a 128k "$1"
 }
 
-# onsets FILE LEFT:TOP:SIDE FREQUENCY...: when the square within the dial turns white, as lines
-# "picture SECONDS", and when a beep of a frequency begins, as "FREQUENCY SECONDS". The last of each
-# may be cut off, and is left out.
+# onsets FILE LEFT:TOP:SIDE FROM:LENGTH FREQUENCY...: when in LENGTH seconds from FROM the square
+# within the dial turns white, as lines "picture SECONDS", and when a beep of a frequency begins, as
+# "FREQUENCY SECONDS". The last of each may be cut off, and is left out. ffmpeg tells six figures,
+# so a LENGTH below 100 is told to the tenth of a millisecond.
 onsets() {
-    local file=$1 left top side frequency band
+    local file=$1 left top side from length frequency band
     IFS=: read -r left top side <<<"$2"
-    shift 2
-    ffmpeg -hide_banner -nostats -i "$file" -map 0:v \
-        -vf "crop=$side:$side:$left:$top,blackdetect=d=0.3:pix_th=0.6" -f null - 2>&1 |
-        sed -nE 's/.* black_end:([0-9.]+).*/picture \1/p' | head -n -1
+    IFS=: read -r from length <<<"$3"
+    shift 3
+    # at NAME: of the seconds that it reads, lines with NAME and the time in the file.
+    at() { head -n -1 | awk -v n="$1" -v from="$from" '{printf "%s %.4f\n", n, from + $1}'; }
+    # filtered ARGUMENT...
+    filtered() {
+        ffmpeg -hide_banner -nostats -ss "$from" -t "$length" -i "$file" "$@" -f null - 2>&1
+    }
+    filtered -map 0:v -vf "crop=$side:$side:$left:$top,blackdetect=d=0.3:pix_th=0.6" |
+        sed -nE 's/.* black_end:([0-9.]+).*/\1/p' | at picture
     for frequency in "$@"; do
         # One filter alone would let enough of the other beeps through.
         band="bandpass=f=$frequency:width_type=h:w=300"
-        ffmpeg -hide_banner -nostats -i "$file" -map 0:a \
-            -af "$band,$band,silencedetect=noise=-34dB:d=0.3" \
-            -f null - 2>&1 |
-            sed -nE "s/.*silence_end: ([0-9.]+).*/$frequency \1/p" | head -n -1
+        filtered -map 0:a -af "$band,$band,silencedetect=noise=-34dB:d=0.3" |
+            sed -nE "s/.*silence_end: ([0-9.]+).*/\1/p" | at "$frequency"
     done
 }
 

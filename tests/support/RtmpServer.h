@@ -36,7 +36,6 @@ public:
                          "  application hls { live on; hls on; hls_path " +
                          place +
                          "/hls; hls_fragment 1s; hls_playlist_length 60s; hls_cleanup off; }\n"
-                         "  application closed { live on; deny publish all; }\n"
                          "} }\n");
         Start();
     }
