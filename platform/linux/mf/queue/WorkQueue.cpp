@@ -15,6 +15,11 @@ thread_local const WorkQueue* running_queue = nullptr;
 
 }  // namespace
 
+WorkQueue::WorkQueue(std::size_t thread_limit, std::chrono::milliseconds idle)
+    : thread_limit_(thread_limit), idle_time_(idle) {
+    waiting_.reserve(thread_limit);
+}
+
 WorkQueue::~WorkQueue() {
     // Each thread holds a reference, so what is left are those that ended, and perhaps the one that
     // runs this.
@@ -34,8 +39,10 @@ HRESULT WorkQueue::Put(ComPtr<AsyncResult> item) try {
         const MutexLock guard(lock_);
         if (closed_) return MF_E_SHUTDOWN;
         items_.push_back(std::move(item));
-        // Each thread that waits is going to take one of the items.
-        if (items_.size() > idle_ && threads_.size() < thread_limit_) {
+        if (!waiting_.empty()) {
+            Wake(*waiting_.back());
+            waiting_.pop_back();
+        } else if (threads_.size() < thread_limit_) {
             hr = AddThread();
             if (FAILED(hr) && !threads_.empty()) hr = S_OK;  // one of the others will come to it
             if (FAILED(hr)) {
@@ -45,7 +52,6 @@ HRESULT WorkQueue::Put(ComPtr<AsyncResult> item) try {
             ended.swap(ended_);
         }
     }
-    wake_.NotifyOne();
     for (std::thread& thread : ended) thread.join();
     return hr;
 } catch (const std::bad_alloc&) {
@@ -79,16 +85,26 @@ void WorkQueue::Run(Threads::iterator self) {
             continue;
         }
         if (closed_) return;
-        const auto until = std::chrono::steady_clock::now() + idle_time_;
-        ++idle_;
-        bool in_time = true;
-        while (in_time && !closed_ && items_.empty()) in_time = wake_.WaitUntil(guard, until);
-        --idle_;
-        if (!closed_ && items_.empty()) {
+        if (!WaitForItem(guard) && items_.empty()) {
             ended_.splice(ended_.end(), threads_, self);
             return;
         }
     }
+}
+
+bool WorkQueue::WaitForItem(MutexLock& guard) {
+    const auto until = std::chrono::steady_clock::now() + idle_time_;
+    Waiting self;
+    waiting_.push_back(&self);
+    bool in_time = true;
+    while (in_time && !self.awake) in_time = self.wake.WaitUntil(guard, until);
+    if (!self.awake) std::erase(waiting_, &self);
+    return self.awake;
+}
+
+void WorkQueue::Wake(Waiting& waiting) {
+    waiting.awake = true;
+    waiting.wake.NotifyOne();
 }
 
 void WorkQueue::Close() {
@@ -99,8 +115,9 @@ void WorkQueue::Close() {
         closed_ = true;
         threads.swap(threads_);
         threads.splice(threads.end(), ended_);
+        for (Waiting* const waiting : waiting_) Wake(*waiting);
+        waiting_.clear();
     }
-    wake_.NotifyAll();
     for (std::thread& thread : threads) {
         if (running_queue == this) {
             thread.detach();

@@ -1,8 +1,9 @@
 // Threads that run work items, as many as there are items that want to run.
 //
 // Items may block for as long as they like: those of a live source do, until the application gives
-// them a frame. So a thread is added whenever an item would have to wait for one. Threads that
-// found nothing to do for a while end.
+// them a frame. So a thread is added whenever an item would have to wait for one. The thread that
+// went to wait last is the first to run again: its memory is the warmest, and those that are not
+// needed any more find nothing to do. After a while of that they end.
 #pragma once
 
 #include <chrono>
@@ -10,6 +11,7 @@
 #include <list>
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "base/ThreadSafety.h"
 #include "platform/linux/mf/queue/AsyncResult.h"
@@ -23,8 +25,7 @@ public:
     static constexpr std::size_t most_threads = 256;
     static constexpr std::chrono::milliseconds idle_time{5000};
 
-    WorkQueue(std::size_t thread_limit, std::chrono::milliseconds idle)
-        : thread_limit_(thread_limit), idle_time_(idle) {}
+    WorkQueue(std::size_t thread_limit, std::chrono::milliseconds idle);
     ~WorkQueue();
     WorkQueue(const WorkQueue&) = delete;
     WorkQueue& operator=(const WorkQueue&) = delete;
@@ -40,18 +41,24 @@ public:
 
 private:
     using Threads = std::list<std::thread>;
+    struct Waiting {
+        Condition wake;
+        bool awake = false;  // guarded by lock_, as `wake`; no longer in waiting_ then
+    };
 
     void Run(Threads::iterator self);
     HRESULT AddThread() REQUIRES(lock_);
+    // False if the time passed without an item or the end.
+    bool WaitForItem(MutexLock& guard) REQUIRES(lock_);
+    static void Wake(Waiting& waiting);
 
     const std::size_t thread_limit_;
     const std::chrono::milliseconds idle_time_;
     mutable Mutex lock_;
-    Condition wake_;
     std::deque<ComPtr<AsyncResult>> items_ GUARDED_BY(lock_);
     Threads threads_ GUARDED_BY(lock_);
-    Threads ended_ GUARDED_BY(lock_);  // or about to
-    std::size_t idle_ GUARDED_BY(lock_) = 0;
+    Threads ended_ GUARDED_BY(lock_);                  // or about to
+    std::vector<Waiting*> waiting_ GUARDED_BY(lock_);  // threads; room for all of them
     bool closed_ GUARDED_BY(lock_) = false;
 };
 

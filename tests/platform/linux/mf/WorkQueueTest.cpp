@@ -63,6 +63,22 @@ TEST(WorkQueue, BlockedItemsHoldUpNoOthersUpToTheLimit) {
     queue->Close();
 }
 
+TEST(WorkQueue, ThreadsThatAreNotNeededEndBesideWork) {
+    constexpr int burst = 6;
+    const auto queue = std::make_shared<WorkQueue>(burst, milliseconds(100));
+    Gate gate;
+    for (int i = 0; i < burst; ++i) ASSERT_EQ(queue->Put(Item([&] { gate.Pass(); })), S_OK);
+    ASSERT_TRUE(gate.arrived.WaitFor(burst));
+    gate.Open();
+    Counter done;
+    int put = 0;
+    EXPECT_TRUE(WaitUntil([&] {
+        EXPECT_EQ(queue->Put(Item([&] { done.Add(); })), S_OK);
+        return done.WaitFor(++put) && queue->ThreadCount() == 1;
+    }));
+    queue->Close();
+}
+
 TEST(WorkQueue, OneThreadKeepsTheOrder) {
     const auto queue = std::make_shared<WorkQueue>(1, WorkQueue::idle_time);
     std::vector<int> order;
