@@ -1,4 +1,6 @@
 // vimbrel: composes a scene and writes it.
+#include <malloc.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -109,6 +111,8 @@ int RunCommand(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Frames of megabytes go from thread to thread, and each thread's own arena would keep some.
+    mallopt(M_ARENA_MAX, 2);
     const int code = RunCommand(argc, argv);
     if (!studio::Preview::IsThreadLeft()) return code;
     std::fflush(nullptr);
